@@ -2,8 +2,12 @@
 
 namespace Kel {
 
-void throwRangeException( std::string const & text ) { throw RangeException( text ); }
+void throwRangeException( std::string const & text ) {
+   throw RangeException( text );
+}
 
-void throwNameInUseException( std::string const & text ) { throw NameInUseException( text ); }
+void throwNameInUseException( std::string const & text ) {
+   throw NameInUseException( text );
+}
 
 }  // namespace Kel
