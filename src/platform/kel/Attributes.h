@@ -1,0 +1,289 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <type_traits>
+#include <utility>
+
+#include "platform/kel/Attribute.h"
+#include "platform/kel/AttributeRecords.h"
+#include "platform/kel/HashMap2018.h"
+#include "platform/kel/Machine.h"
+#include "platform/kel/Notifier.h"
+#include "platform/kel/OrderedMap.h"
+#include "platform/kel/Walk.h"
+
+/*
+ * The attributes of notifiers: what they hold and how their mutators work.
+ *
+ * A mutator makes its change, then notifies. It keeps no reference into storage while handlers
+ * run, so that they may do anything to the attribute, its entry and its owner.
+ */
+
+namespace Kel {
+
+/** A value; a write of an equal value notifies nobody. */
+template < class T >
+class Scalar {
+ public:
+   T const & value() const { return value_; }
+   bool set( Notifier & owner, AttributeId id, T const & value ) {
+      if ( value_ == value ) {
+         return false;
+      }
+      value_ = value;
+      owner.notify( id );
+      return true;
+   }
+
+ private:
+   T value_{};
+};
+
+/** Values by key, in order of insertion. */
+template < class K, class V >
+class Map {
+ public:
+   using Members = HashMap2018< K, V >;
+
+   Members const & members() const { return members_; }
+   V get( K const & key ) const {
+      V const * found = members_.find( key );
+      return found ? *found : V{};
+   }
+   bool set( Notifier & owner, AttributeId id, K const & given, V const & value ) {
+      K const key = given;
+      if ( !members_.set( key, value ) ) {
+         return false;
+      }
+      owner.notify( id, &key );
+      return true;
+   }
+   bool del( Notifier & owner, AttributeId id, K const & given ) {
+      K const key = given;
+      if ( !members_.erase( key ) ) {
+         return false;
+      }
+      owner.notify( id, &key );
+      return true;
+   }
+   void delAll( Notifier & owner, AttributeId id ) {
+      for ( K const & key : KeyWalk< Members >( &owner, members_ ) ) {
+         del( owner, id, key );
+      }
+   }
+
+ private:
+   Members members_;
+};
+
+/** Entities by key. `Storage` is HashMap2018, or OrderedMap for a walk in order of the keys. */
+template < class K, class T, template < class, class > class Storage >
+class Children {
+ public:
+   using Members = Storage< K, Ptr< T > >;
+
+   Members const & members() const { return members_; }
+   Ptr< T > get( K const & key ) const {
+      Ptr< T > const * found = members_.find( key );
+      return found ? *found : nullptr;
+   }
+   /** The entity that stands, or a new one; `prepare` sees a new one before it is announced. */
+   template < class Owner, class Prepare >
+   Ptr< T > is( Owner & owner, AttributeId id, K const & given, Prepare && prepare ) {
+      if ( Ptr< T > const * standing = members_.find( given ) ) {
+         return *standing;
+      }
+      K const key = given;
+      Ptr< T > fresh( new T( key ) );
+      prepare( *fresh );
+      fresh->parentIs( &owner, id );
+      members_.set( key, fresh );
+      owner.notify( id, &key );
+      return fresh;
+   }
+   template < class Owner >
+   bool del( Owner & owner, AttributeId id, K const & given ) {
+      K const key = given;
+      Ptr< T > old = members_.take( key ).value_or( nullptr );
+      if ( !old ) {
+         return false;
+      }
+      old->parentIs( nullptr, 0 );
+      owner.notify( id, &key );
+      return true;
+   }
+   template < class Owner >
+   void delAll( Owner & owner, AttributeId id ) {
+      for ( K const & key : KeyWalk< Members >( &owner, members_ ) ) {
+         del( owner, id, key );
+      }
+   }
+   ~Children() {
+      for ( typename Members::Cursor cursor( members_ ); cursor; cursor.advance() ) {
+         cursor.member()->value->parentIs( nullptr, 0 );
+      }
+   }
+
+ private:
+   Members members_;
+};
+
+/** One entity or none. */
+template < class T >
+class Reference {
+ public:
+   Ptr< T > const & get() const { return entity_; }
+   template < class Owner >
+   void set( Owner & owner, AttributeId id, Ptr< T > const & entity ) {
+      if ( entity == entity_ ) {
+         return;
+      }
+      Ptr< T > old = std::exchange( entity_, entity );
+      if ( old ) {
+         old->parentIs( nullptr, 0 );
+      }
+      if ( entity_ ) {
+         entity_->parentIs( &owner, id );
+      }
+      owner.notify( id );
+   }
+   ~Reference() {
+      if ( entity_ ) {
+         entity_->parentIs( nullptr, 0 );
+      }
+   }
+
+ private:
+   Ptr< T > entity_;
+};
+
+/** Values that carry their own key in a field. */
+template < class K, class V, auto keyField >
+class KeyedValues : public Map< K, V > {
+ public:
+   bool setValue( Notifier & owner, AttributeId id, V const & value ) {
+      return this->set( owner, id, value.*keyField, value );
+   }
+};
+
+}  // namespace Kel
+
+/** What every attribute of a notifier declares: number, tag, record and storage. */
+#define KEL_NOTIFYING( attribute, Key, ... )                                   \
+   static constexpr ::Kel::AttributeId attribute##Id = __COUNTER__ - kelFirst; \
+   static_assert( attribute##Id < ::Kel::attributeLimit );                     \
+   using Kel_##attribute = ::Kel::AttributeTag< attribute##Id, Key >;          \
+   static auto kelAttribute( ::Kel::Index< attribute##Id > ) {                 \
+      return ::Kel::recordOf( #attribute, &KelSelf::attribute##_ );            \
+   }                                                                           \
+                                                                               \
+ private:                                                                      \
+   __VA_ARGS__ attribute##_;                                                   \
+                                                                               \
+ public:
+
+/** A value: `x()`, `xIs( value )`. */
+#define KEL_SCALAR( Type, attribute )                  \
+   Type attribute() const {                            \
+      return attribute##_.value();                     \
+   }                                                   \
+   void attribute##Is( Type const & value ) {          \
+      attribute##_.set( *this, attribute##Id, value ); \
+   }                                                   \
+   KEL_NOTIFYING( attribute, void, ::Kel::Scalar< Type > )
+
+/** What maps and collections of entities have in common. */
+#define KEL_COLLECTION( K, attribute )                                           \
+   bool attribute##Has( K const & key ) const {                                  \
+      return attribute##_.members().has( key );                                  \
+   }                                                                             \
+   std::size_t attribute##Count() const {                                        \
+      return attribute##_.members().size();                                      \
+   }                                                                             \
+   bool attribute##Del( K const & key ) {                                        \
+      return attribute##_.del( *this, attribute##Id, key );                      \
+   }                                                                             \
+   void attribute##DelAll() {                                                    \
+      attribute##_.delAll( *this, attribute##Id );                               \
+   }                                                                             \
+   auto attribute##Keys() const {                                                \
+      using Members = std::remove_cvref_t< decltype( attribute##_.members() ) >; \
+      return ::Kel::KeyWalk< Members >( this, attribute##_.members() );          \
+   }                                                                             \
+   auto attribute() const {                                                      \
+      using Members = std::remove_cvref_t< decltype( attribute##_.members() ) >; \
+      return ::Kel::MemberWalk< Members >( this, attribute##_.members() );       \
+   }
+
+/** Values by key: `x( key )` (the default when absent), `xHas( key )`, `xIs( key, value )`,
+ *  `xDel( key )`, `xDelAll()`, and the walks `x()` over members and `xKeys()`. */
+#define KEL_MAP( K, V, attribute )                          \
+   V attribute( K const & key ) const {                     \
+      return attribute##_.get( key );                       \
+   }                                                        \
+   void attribute##Is( K const & key, V const & value ) {   \
+      attribute##_.set( *this, attribute##Id, key, value ); \
+   }                                                        \
+   KEL_COLLECTION( K, attribute )                           \
+   KEL_NOTIFYING( attribute, K, ::Kel::Map< K, V > )
+
+/** The same for values that carry their key in `keyField`: `xIs( value )`. */
+#define KEL_VALUES( K, V, attribute, keyField )             \
+   V attribute( K const & key ) const {                     \
+      return attribute##_.get( key );                       \
+   }                                                        \
+   void attribute##Is( V const & value ) {                  \
+      attribute##_.setValue( *this, attribute##Id, value ); \
+   }                                                        \
+   KEL_COLLECTION( K, attribute )                           \
+   KEL_NOTIFYING( attribute, K, ::Kel::KeyedValues< K, V, &V::keyField > )
+
+/** Entities by key: `x( key )` (null when absent), `xIs( key )` (the one that stands, or a new
+ *  one), `xDel( key )`, `xDelAll()` and the walks. */
+#define KEL_CHILDREN( K, Type, attribute ) KEL_CHILDREN_AS( K, Type, attribute, ::Kel::HashMap2018 )
+/** The same, walked in ascending order of the keys. */
+#define KEL_ORDERED_CHILDREN( K, Type, attribute ) \
+   KEL_CHILDREN_AS( K, Type, attribute, ::Kel::OrderedMap )
+
+#define KEL_CHILDREN_AS( K, Type, attribute, Storage )                      \
+   ::Kel::Ptr< Type > attribute( K const & key ) const {                    \
+      return attribute##_.get( key );                                       \
+   }                                                                        \
+   ::Kel::Ptr< Type > attribute##Is( K const & key ) {                      \
+      return attribute##_.is( *this, attribute##Id, key, []( Type & ) {} ); \
+   }                                                                        \
+   KEL_COLLECTION( K, attribute )                                           \
+   KEL_NOTIFYING( attribute, K, ::Kel::Children< K, Type, Storage > )
+
+/** One entity or none: `x()`, `xIs( entity )`, `xIs( name )` (the one that stands, or a new one),
+ *  `xDel()`. */
+#define KEL_REFERENCE( Type, attribute )                          \
+   ::Kel::Ptr< Type > attribute() const {                         \
+      return attribute##_.get();                                  \
+   }                                                              \
+   void attribute##Is( ::Kel::Ptr< Type > const & entity ) {      \
+      attribute##_.set( *this, attribute##Id, entity );           \
+   }                                                              \
+   ::Kel::Ptr< Type > attribute##Is( ::Kel::Name const & name ) { \
+      if ( !attribute() ) {                                       \
+         attribute##Is( ::Kel::Ptr< Type >( new Type( name ) ) ); \
+      }                                                           \
+      return attribute();                                         \
+   }                                                              \
+   void attribute##Del() {                                        \
+      attribute##Is( ::Kel::Ptr< Type >() );                      \
+   }                                                              \
+   KEL_NOTIFYING( attribute, void, ::Kel::Reference< Type > )
+
+/** The class's type record, from its attributes. */
+#define KEL_TYPE_RECORD( Type )                                                        \
+   static ::Kel::TypeRecord const & kelType() {                                        \
+      static ::Kel::TypeRecord const type{ #Type, &::Kel::attributeRecords< KelSelf >, \
+                                           &::Kel::createNamed< KelSelf > };           \
+      return type;                                                                     \
+   }                                                                                   \
+   ::Kel::TypeRecord const & fwkType() const override {                                \
+      return kelType();                                                                \
+   }

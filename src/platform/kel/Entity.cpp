@@ -1,0 +1,43 @@
+#include "platform/kel/Entity.h"
+
+#include <map>
+
+namespace Kel {
+
+namespace {
+
+auto & singletons() {
+   static std::map< std::string, Ptr< Entity >, std::less<> > byType;
+   return byType;
+}
+
+}  // namespace
+
+std::string Entity::fullName() const {
+   if ( !parent_ ) {
+      return keyName();
+   }
+   std::string name = parent_->fullName() + "/" + parentAttrName();
+   std::string key = keyName();
+   // A reference needs no key, since it holds one entity at most.
+   return key == parentAttrName() ? name : name + "/" + key;
+}
+
+char const * Entity::parentAttrName() const {
+   return parent_ ? parent_->fwkType().attributes()[parentAttribute_]->name() : "";
+}
+
+Ptr< Entity > Entity::singletonExists( std::string_view typeName ) {
+   auto found = singletons().find( typeName );
+   return found == singletons().end() ? nullptr : found->second;
+}
+
+Ptr< Entity > Entity::singletonIs( TypeRecord const & type, Name const & name ) {
+   return singletons().try_emplace( type.name, type.create( name ) ).first->second;
+}
+
+void Entity::singletonsDel() {
+   singletons().clear();
+}
+
+}  // namespace Kel

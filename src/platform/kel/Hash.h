@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+namespace Kel {
+
+/** Spreads the bits of a number over the whole word. */
+constexpr std::size_t mixHash( std::uint64_t value ) {
+   value *= 0x9e3779b97f4a7c15;
+   return value ^ ( value >> 32 );
+}
+
+constexpr std::size_t combineHash( std::size_t a, std::size_t b ) {
+   return mixHash( a ^ ( b + 0x7f4a7c15 + ( a << 6 ) ) );
+}
+
+/** The hash of a key: its own `hash()`, or the number mixed. */
+template < class Key >
+std::size_t hashOf( Key const & key ) {
+   if constexpr ( std::is_enum_v< Key > || std::is_integral_v< Key > ) {
+      return mixHash( static_cast< std::uint64_t >( key ) );
+   } else {
+      return key.hash();
+   }
+}
+
+}  // namespace Kel

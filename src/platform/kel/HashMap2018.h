@@ -1,0 +1,253 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <new>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "platform/kel/Hash.h"
+
+namespace Kel {
+
+/**
+ * A hash map that keeps the order of insertion; an empty one costs a pointer.
+ *
+ * An overwrite keeps its place. Cursors stay usable whatever happens to the map between two steps:
+ * a cursor visits each entry that was there throughout exactly once, and entries added during the
+ * walk at the end. It must not outlive the map.
+ *
+ * Entries stand in a dense array, each with a number that only grows; deletion leaves a gap, and
+ * gaps are closed when they outnumber the entries. A cursor remembers the number that it stands
+ * on, so that no move of the array can mislead it. Beyond a few entries an index is kept beside.
+ */
+template < class K, class V >
+class HashMap2018 {
+ public:
+   using Key = K;
+   using Value = V;
+   struct Member {
+      K key;
+      [[no_unique_address]] V value;
+   };
+
+   HashMap2018() = default;
+   HashMap2018( HashMap2018 && other ) noexcept = default;
+   HashMap2018 & operator=( HashMap2018 && other ) noexcept = default;
+
+   class Cursor {
+    public:
+      explicit Cursor( HashMap2018 const & map ) : map_( &map ) { settle(); }
+      /** True while the cursor stands on an entry; that entry may have been deleted since. */
+      explicit operator bool() const { return found_; }
+      /** Null when the entry that the cursor stands on has been deleted. */
+      Member const * member() const {
+         return found_ ? map_->rep_->at( sequence_, position_ ) : nullptr;
+      }
+      void advance() {
+         ++sequence_;
+         ++position_;
+         settle();
+      }
+
+    private:
+      void settle() { found_ = map_->rep_ && map_->rep_->seek( sequence_, position_ ); }
+
+      HashMap2018 const * map_;
+      std::uint64_t sequence_ = 1;
+      std::size_t position_ = 0;
+      bool found_ = false;
+   };
+
+   std::size_t size() const { return rep_ ? rep_->live : 0; }
+   bool empty() const { return size() == 0; }
+
+   /** Null when absent. Valid until the next change of the map. */
+   V const * find( K const & key ) const {
+      std::size_t position = rep_ ? rep_->find( key, spreadHash( key ) ) : absent;
+      return position == absent ? nullptr : &rep_->entries[position].member->value;
+   }
+   V * find( K const & key ) { return const_cast< V * >( std::as_const( *this ).find( key ) ); }
+   bool has( K const & key ) const { return find( key ) != nullptr; }
+
+   /** Adds or overwrites. True when something changed. */
+   template < class U >
+   bool set( K const & key, U && value ) {
+      if ( !rep_ ) {
+         rep_ = std::make_unique< Rep >();
+      }
+      std::size_t hash = spreadHash( key );
+      std::size_t position = rep_->find( key, hash );
+      if ( position == absent ) {
+         rep_->append( hash, Member{ key, V( std::forward< U >( value ) ) } );
+         return true;
+      }
+      V & stored = rep_->entries[position].member->value;
+      if ( stored == value ) {
+         return false;
+      }
+      stored = std::forward< U >( value );
+      return true;
+   }
+
+   /** Takes the entry out and yields its value; nothing when absent. */
+   std::optional< V > take( K const & key ) {
+      std::size_t position = rep_ ? rep_->find( key, spreadHash( key ) ) : absent;
+      if ( position == absent ) {
+         return std::nullopt;
+      }
+      std::optional< V > value( std::move( rep_->entries[position].member->value ) );
+      rep_->erase( position );
+      return value;
+   }
+   bool erase( K const & key ) { return take( key ).has_value(); }
+
+ private:
+   static constexpr std::size_t absent = ~std::size_t{ 0 };
+   /** Up to this many entries a look-up compares keys instead of keeping an index. */
+   static constexpr std::size_t indexFrom = 8;
+
+   /** The index uses the high bits, which a key's own hash may leave empty. */
+   static std::size_t spreadHash( K const & key ) { return mixHash( hashOf( key ) ); }
+
+   struct Entry {
+      std::uint64_t sequence;
+      std::optional< Member > member;
+   };
+   /** High half: the hash; low half: position plus one, zero for a free slot. */
+   using Slot = std::uint64_t;
+
+   struct Rep {
+      std::vector< Entry > entries;
+      std::vector< Slot > slots;
+      std::size_t live = 0;
+      std::uint64_t nextSequence = 1;
+
+      static Slot slotOf( std::size_t hash, std::size_t position ) {
+         return ( hash & ~std::uint64_t{ 0xffffffff } ) | ( position + 1 );
+      }
+      static bool sameHash( Slot slot, std::size_t hash ) { return ( slot ^ hash ) >> 32 == 0; }
+      static std::size_t positionOf( Slot slot ) { return ( slot & 0xffffffff ) - 1; }
+
+      std::size_t find( K const & key, std::size_t hash ) const {
+         if ( slots.empty() ) {
+            for ( std::size_t i = 0; i != entries.size(); ++i ) {
+               if ( entries[i].member && entries[i].member->key == key ) {
+                  return i;
+               }
+            }
+            return absent;
+         }
+         std::size_t mask = slots.size() - 1;
+         for ( std::size_t at = hash >> 32;; ++at ) {
+            Slot slot = slots[at & mask];
+            if ( slot == 0 ) {
+               return absent;
+            }
+            if ( sameHash( slot, hash ) ) {
+               Entry const & entry = entries[positionOf( slot )];
+               if ( entry.member && entry.member->key == key ) {
+                  return positionOf( slot );
+               }
+            }
+         }
+      }
+
+      void append( std::size_t hash, Member && member ) {
+         if ( entries.size() == entries.capacity() && entries.size() - live > entries.size() / 4 ) {
+            closeGaps();
+         }
+         entries.push_back( Entry{ nextSequence++, std::move( member ) } );
+         ++live;
+         if ( !slots.empty() && entries.size() * 2 <= slots.size() ) {
+            insertSlot( hash, entries.size() - 1 );
+         } else if ( entries.size() > indexFrom ) {
+            buildIndex();
+         }
+      }
+
+      void erase( std::size_t position ) {
+         // The slot stays and leads to a gap until the gaps are closed.
+         entries[position].member.reset();
+         --live;
+         if ( entries.size() > 4 * ( live + indexFrom ) ) {
+            closeGaps();
+         }
+      }
+
+      void closeGaps() {
+         std::erase_if( entries, []( Entry const & entry ) { return !entry.member; } );
+         if ( entries.capacity() > 4 * ( live + indexFrom ) ) {
+            entries.shrink_to_fit();
+         }
+         slots.clear();
+         if ( entries.size() > indexFrom ) {
+            buildIndex();
+         } else {
+            slots.shrink_to_fit();
+         }
+      }
+
+      void buildIndex() {
+         std::size_t size = 32;
+         while ( size < entries.size() * 4 ) {
+            size *= 2;
+         }
+         slots.assign( size, 0 );
+         for ( std::size_t i = 0; i != entries.size(); ++i ) {
+            if ( entries[i].member ) {
+               insertSlot( spreadHash( entries[i].member->key ), i );
+            }
+         }
+      }
+
+      void insertSlot( std::size_t hash, std::size_t position ) {
+         std::size_t mask = slots.size() - 1;
+         std::size_t at = hash >> 32;
+         while ( slots[at & mask] != 0 ) {
+            ++at;
+         }
+         slots[at & mask] = slotOf( hash, position );
+      }
+
+      /** Moves on to the first entry whose number is at least `sequence`. */
+      bool seek( std::uint64_t & sequence, std::size_t & position ) const {
+         bool guessed = position < entries.size() && entries[position].sequence >= sequence &&
+                        ( position == 0 || entries[position - 1].sequence < sequence );
+         if ( !guessed ) {
+            position = lowerBound( sequence );
+         }
+         while ( position != entries.size() && !entries[position].member ) {
+            ++position;
+         }
+         if ( position == entries.size() ) {
+            return false;
+         }
+         sequence = entries[position].sequence;
+         return true;
+      }
+
+      Member const * at( std::uint64_t sequence, std::size_t guess ) const {
+         std::size_t position = guess < entries.size() && entries[guess].sequence == sequence
+                                   ? guess
+                                   : lowerBound( sequence );
+         bool stands = position < entries.size() && entries[position].sequence == sequence &&
+                       entries[position].member;
+         return stands ? &*entries[position].member : nullptr;
+      }
+
+      std::size_t lowerBound( std::uint64_t sequence ) const {
+         auto found = std::lower_bound(
+            entries.begin(), entries.end(), sequence,
+            []( Entry const & entry, std::uint64_t wanted ) { return entry.sequence < wanted; } );
+         return static_cast< std::size_t >( found - entries.begin() );
+      }
+   };
+
+   std::unique_ptr< Rep > rep_;
+};
+
+}  // namespace Kel

@@ -1,0 +1,77 @@
+#include "platform/kel/Machine.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace Kel {
+
+namespace {
+
+auto & machineRegistry() {
+   static std::vector< MachineType const & (*)() > registry;
+   return registry;
+}
+
+}  // namespace
+
+bool machineTypeIs( MachineType const & ( *type )() ) {
+   machineRegistry().push_back( type );
+   return true;
+}
+
+std::vector< MachineType const * > machineTypes() {
+   std::vector< MachineType const * > types;
+   for ( auto type : machineRegistry() ) {
+      types.push_back( &type() );
+   }
+   std::ranges::sort( types, {},
+                      []( MachineType const * type ) -> std::string_view { return type->name; } );
+   return types;
+}
+
+void StateMachine::hasNotificationActiveIs( bool active ) {
+   if ( active == hasNotificationActive() ) {
+      return;
+   }
+   PtrInterface::hasNotificationActiveIs( active );
+   kelMembers( active ? MemberOp::ActivateReactors : MemberOp::DeactivateReactors );
+   kelMembers( active ? MemberOp::ActivateChildren : MemberOp::DeactivateChildren );
+}
+
+void StateMachine::kelTakeNotificationsOff() {
+   PtrInterface::hasNotificationActiveIs( false );
+   kelMembers( MemberOp::DeactivateReactors );
+}
+
+void StateMachine::kelDoZombieReactors( bool zombie ) {
+   if ( zombie == kelMarkedForDeletion() ) {
+      return;
+   }
+   kelMembers( zombie ? MemberOp::MakeZombie : MemberOp::UnmakeZombie );
+   kelMarkedForDeletionIs( zombie );
+}
+
+void StateMachine::handleZeroRef() noexcept {
+   // Held by one reference of its own, so that handlers on the way may take and drop others.
+   newRef();
+   handleEnd();
+   kelDoZombieReactors( true );
+   kelMembers( MemberOp::DropReactors );
+   kelMembers( MemberOp::DropChildren );
+   delete this;
+}
+
+void throwReinstantiation( DifferentInput const & different ) {
+   throwNameInUseException(
+      std::string(
+         "Reinstantiating the pointer interface where constructor parameter attribute _" ) +
+      different.name + " has a different value of " + different.given +
+      " than the current value of " + different.current + " not allowed" );
+}
+
+void throwNullNotifier( char const * machine, char const * parameter, char const * attribute ) {
+   throwRangeException( std::string( "null _" ) + parameter + " parameter to mutator for " +
+                        machine + "::" + attribute + " not allowed\"" );
+}
+
+}  // namespace Kel

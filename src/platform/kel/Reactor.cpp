@@ -1,0 +1,87 @@
+#include "platform/kel/Reactor.h"
+
+#include "platform/kel/StateMachine.h"
+
+namespace Kel {
+
+void Reactor::arm( Ptr< Notifier const > notifier ) {
+   if ( notifier ) {
+      active_ = true;
+      registerAt( std::move( notifier ) );
+   }
+}
+
+void Reactor::registerAt( Ptr< Notifier const > notifier ) {
+   notifier_ = std::move( notifier );
+   notifier_->notifieeList().add( *this, interest() );
+}
+
+void Reactor::notifierIs( Ptr< Notifier const > notifier ) {
+   if ( notifier == notifier_ ) {
+      return;
+   }
+   bool const first = !notifier_;
+   if ( !notifier ) {
+      detach();
+      return;
+   }
+   if ( first ) {
+      active_ = true;
+      zombie_ = owner_.kelMarkedForDeletion();
+   } else {
+      notifier_->notifieeList().remove( *this );
+   }
+   registerAt( std::move( notifier ) );
+   Ptr< StateMachine > hold( &owner_ );
+   Ptr< Notifier const > current = notifier_;
+   for ( Trigger const & trigger : table_.rows ) {
+      if ( trigger.sweep && !zombie_ && notifier_ == current ) {
+         trigger.sweep( owner_ );
+      }
+   }
+}
+
+void Reactor::detach() {
+   if ( notifier_ ) {
+      notifier_->notifieeList().remove( *this );
+      notifier_ = nullptr;
+   }
+   active_ = false;
+   zombie_ = false;
+}
+
+void Reactor::notificationActiveIs( bool active ) {
+   if ( active == active_ || !notifier_ ) {
+      return;
+   }
+   active_ = active;
+   notifier_->notifieeList().interestIs( *this, interest() );
+}
+
+void Reactor::doZombie( bool zombie ) {
+   if ( zombie == zombie_ ) {
+      return;
+   }
+   notificationActiveIs( !zombie );
+   zombie_ = zombie;
+   if ( notifier_ ) {
+      notifier_->notifieeList().interestIs( *this, interest() );
+   }
+}
+
+void Reactor::onAttribute( AttributeId attribute, void const * key ) {
+   if ( zombie_ ) {
+      return;
+   }
+   for ( Trigger const & trigger : table_.rows ) {
+      if ( trigger.attribute == attribute ) {
+         if ( !trigger.keyed || key ) {
+            Ptr< StateMachine > hold( &owner_ );
+            trigger.run( owner_, key );
+         }
+         return;
+      }
+   }
+}
+
+}  // namespace Kel

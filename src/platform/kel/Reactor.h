@@ -1,0 +1,89 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <type_traits>
+
+#include "platform/kel/Notifier.h"
+
+namespace Kel {
+
+class StateMachine;
+
+/** One row of a trigger table: a change of this attribute runs this handler. */
+struct Trigger {
+   char const * attributeName;
+   char const * handlerName;
+   AttributeId attribute;
+   /** True for an attribute with keys. */
+   bool keyed;
+   /** Runs the handler for a change; `key` is the key of a keyed attribute. */
+   void ( *run )( StateMachine & owner, void const * key );
+   /** Runs the handler's key-less form; null when it has none. */
+   void ( *sweep )( StateMachine & owner );
+};
+
+/** The trigger table of one reactor class. */
+struct TriggerTable {
+   char const * reactorName;
+   TypeRecord const & ( *notifierType )();
+   std::span< Trigger const > rows;
+   std::uint64_t interest;
+};
+
+/**
+ * The link from a notifier to the handlers of one state machine. It is a part of the machine that
+ * owns it; a dispatch holds the machine, and so the reactor.
+ */
+class Reactor {
+ public:
+   Reactor( StateMachine & owner, TriggerTable const & table ) : owner_( owner ), table_( table ) {}
+   Reactor( Reactor const & ) = delete;
+   Reactor & operator=( Reactor const & ) = delete;
+   ~Reactor() { detach(); }
+
+   /** First notifier, at the machine's construction: no handler runs. Null leaves it out. */
+   void arm( Ptr< Notifier const > notifier );
+   /**
+    * Another notifier: every handler without a key runs once, as for a machine that meets its
+    * notifier for the first time. The same notifier changes nothing; null detaches.
+    */
+   void notifierIs( Ptr< Notifier const > notifier );
+   void detach();
+
+   void notificationActiveIs( bool active );
+   void doZombie( bool zombie );
+
+   /** For the notifiee list: a change of an attribute of interest. */
+   void onAttribute( AttributeId attribute, void const * key );
+
+   Ptr< Notifier const > const & watched() const { return notifier_; }
+   TriggerTable const & table() const { return table_; }
+   bool isZombie() const { return zombie_; }
+   bool isNotificationActive() const { return active_; }
+
+   /** For the notifiee list: where this reactor stands in it. */
+   std::size_t position = 0;
+
+ private:
+   std::uint64_t interest() const { return active_ && !zombie_ ? table_.interest : 0; }
+   void registerAt( Ptr< Notifier const > notifier );
+
+   StateMachine & owner_;
+   TriggerTable const & table_;
+   Ptr< Notifier const > notifier_;
+   bool active_ = false;
+   bool zombie_ = false;
+};
+
+/** A reactor on a notifier of type `N`; `N` is const for one that is only read. */
+template < class N >
+class Watched : public Reactor {
+ public:
+   using Reactor::Reactor;
+   Ptr< N > notifier() const {
+      return Ptr< N >( static_cast< N * >( const_cast< Notifier * >( watched().ptr() ) ) );
+   }
+};
+
+}  // namespace Kel

@@ -1,0 +1,248 @@
+#pragma once
+
+#include <string_view>
+
+#include "platform/kel/Machine.h"
+
+/*
+ * How a state machine is declared.
+ *
+ *   class ServiceStatusSm : public Kel::StateMachine {
+ *      KEL_STATE_MACHINE( QorClient::ServiceStatusSm )
+ *      // Inputs: given at construction, in this order.
+ *      KEL_REACTOR( KelServiceStatus, Controller::ServiceStatusV1 const, serviceStatus,
+ *         KEL_ON( enabled, handleEnabled ) )
+ *      KEL_GIVEN( QorClient::ServiceMonitorSm *, parent )
+ *      // Own state.
+ *      KEL_OWN( bool, initialized )
+ *      void handleInitialized() override;
+ *      void handleEnabled();
+ *   };
+ *
+ * There is no constructor to write: an owner makes the machine with the inputs as arguments. Each
+ * declaration leaves the access at public.
+ */
+
+/** Opens a state machine; `Type` is its full name. */
+#define KEL_STATE_MACHINE( Type ) KEL_STATE_MACHINE_OF( Type, ::Kel::StateMachine )
+/** The same for a machine that extends another and continues its attributes. */
+#define KEL_STATE_MACHINE_OF( Type, Base )                                           \
+   KEL_ATTRIBUTES( Type, Base )                                                      \
+   static ::Kel::MachineType const & kelMachineType() {                              \
+      static ::Kel::MachineType const type{ #Type, &::Kel::listTables< KelSelf > };  \
+      return type;                                                                   \
+   }                                                                                 \
+   ::Kel::MachineType const & machineType() const override {                         \
+      return kelMachineType();                                                       \
+   }                                                                                 \
+   void kelMembers( ::Kel::MemberOp op ) override {                                  \
+      ::Kel::applyToMembers( *this, op );                                            \
+   }                                                                                 \
+                                                                                     \
+ private:                                                                            \
+   static inline bool const kelRegistered = ::Kel::machineTypeIs( &kelMachineType ); \
+                                                                                     \
+ public:
+
+/** A watched input: the reactor class, the notifier's type (const when only read), its name and
+ *  the trigger table, a row a trigger. */
+#define KEL_REACTOR( Class, NotifierType, attribute, ... ) \
+   KEL_REACTOR_AS( argument, Class, NotifierType, attribute, __VA_ARGS__ )
+/** The same for a notifier that the machine finds or makes itself. */
+#define KEL_OWN_REACTOR( Class, NotifierType, attribute, ... ) \
+   KEL_REACTOR_AS( own, Class, NotifierType, attribute, __VA_ARGS__ )
+/** The same for a process-wide singleton, fetched at construction. */
+#define KEL_SINGLETON_REACTOR( Class, NotifierType, attribute, ... ) \
+   KEL_REACTOR_AS( singleton, Class, NotifierType, attribute, __VA_ARGS__ )
+
+#define KEL_REACTOR_AS( role, Class, NotifierType, attribute, ... )                            \
+   class Class : public ::Kel::Watched< NotifierType > {                                       \
+    public:                                                                                    \
+      explicit Class( KelSelf & owner )                                                        \
+         : ::Kel::Watched< NotifierType >( owner, KelSelf::attribute##Triggers() ) {}          \
+   };                                                                                          \
+   ::Kel::Ptr< NotifierType > attribute() const {                                              \
+      return attribute##_.notifier();                                                          \
+   }                                                                                           \
+   void attribute##Is( ::Kel::Ptr< NotifierType > const & notifier ) {                         \
+      attribute##_.notifierIs( notifier );                                                     \
+   }                                                                                           \
+   ::Kel::Ptr< NotifierType > attribute##Del() {                                               \
+      ::Kel::Ptr< NotifierType > old = attribute();                                            \
+      attribute##_.detach();                                                                   \
+      return old;                                                                              \
+   }                                                                                           \
+   static constexpr int attribute##Number = __COUNTER__ - kelFirst;                            \
+   static auto kelAttribute( ::Kel::Index< attribute##Number > ) {                             \
+      return ::Kel::role( #attribute, &KelSelf::attribute##_, &KelSelf::attribute##Triggers ); \
+   }                                                                                           \
+   static ::Kel::TriggerTable const & attribute##Triggers() {                                  \
+      using Owner [[maybe_unused]] = KelSelf;                                                  \
+      using Watch [[maybe_unused]] = std::remove_const_t< NotifierType >;                      \
+      static constexpr ::Kel::Trigger rows[] = { __VA_ARGS__ };                                \
+      static constexpr ::Kel::TriggerTable table{ #Class, &Watch::kelType, rows,               \
+                                                  ::Kel::interestOf( rows ) };                 \
+      return table;                                                                            \
+   }                                                                                           \
+                                                                                               \
+ private:                                                                                      \
+   Class attribute##_{ *this };                                                                \
+                                                                                               \
+ public:
+
+/** A row of a trigger table. Both the form with the key and the one without are found. */
+#define KEL_ON( attribute, handler )                                                           \
+   ::Kel::triggerRow< Owner, Watch >(                                                          \
+      #attribute, #handler, []< class N >( N const * ) requires requires {                     \
+         typename N::Kel_##attribute;                                                          \
+      } { return typename N::Kel_##attribute{}; },                                             \
+      []( auto & owner, auto const &... key ) requires requires { owner.handler( key... ); } { \
+         owner.handler( key... );                                                              \
+      } ),
+
+#define KEL_MEMBER_AS( role, attribute, ... )                       \
+   static constexpr int attribute##Number = __COUNTER__ - kelFirst; \
+   static auto kelAttribute( ::Kel::Index< attribute##Number > ) {  \
+      return ::Kel::role( #attribute, &KelSelf::attribute##_ );     \
+   }                                                                \
+                                                                    \
+ private:                                                           \
+   __VA_ARGS__ attribute##_{};                                      \
+                                                                    \
+ public:
+
+/** An input that is only held. */
+#define KEL_GIVEN( Type, attribute ) \
+   Type attribute() const {          \
+      return attribute##_;           \
+   }                                 \
+   KEL_MEMBER_AS( argument, attribute, Type )
+
+/** A process-wide singleton that is only held, fetched at construction. */
+#define KEL_SINGLETON( Type, attribute )  \
+   ::Kel::Ptr< Type > attribute() const { \
+      return attribute##_;                \
+   }                                      \
+   KEL_MEMBER_AS( singleton, attribute, ::Kel::Ptr< Type > )
+
+/** A scalar of the machine's own state. */
+#define KEL_OWN( Type, attribute )       \
+   Type attribute() const {              \
+      return attribute##_;               \
+   }                                     \
+   void attribute##Is( Type value ) {    \
+      attribute##_ = std::move( value ); \
+   }                                     \
+   KEL_MEMBER_AS( own, attribute, Type )
+
+/** A map of the machine's own state. */
+#define KEL_OWN_MAP( K, V, attribute )                                              \
+   V attribute( K const & key ) const {                                             \
+      auto const * found = attribute##_.find( key );                                \
+      return found ? *found : V{};                                                  \
+   }                                                                                \
+   bool attribute##Has( K const & key ) const {                                     \
+      return attribute##_.has( key );                                               \
+   }                                                                                \
+   void attribute##Is( K const & key, V const & value ) {                           \
+      attribute##_.set( key, value );                                               \
+   }                                                                                \
+   void attribute##Del( K const & key ) {                                           \
+      attribute##_.erase( key );                                                    \
+   }                                                                                \
+   void attribute##DelAll() {                                                       \
+      attribute##_ = {};                                                            \
+   }                                                                                \
+   std::size_t attribute##Count() const {                                           \
+      return attribute##_.size();                                                   \
+   }                                                                                \
+   auto attribute() const {                                                         \
+      return ::Kel::MemberWalk< ::Kel::HashMap2018< K, V > >( this, attribute##_ ); \
+   }                                                                                \
+   KEL_MEMBER_AS( own, attribute, ::Kel::HashMap2018< K, V > )
+
+/** A set of the machine's own state. */
+#define KEL_OWN_SET( K, attribute )                                                           \
+   bool attribute##Has( K const & key ) const {                                               \
+      return attribute##_.has( key );                                                         \
+   }                                                                                          \
+   void attribute##Is( K const & key ) {                                                      \
+      attribute##_.set( key, ::Kel::Nothing{} );                                              \
+   }                                                                                          \
+   void attribute##Del( K const & key ) {                                                     \
+      attribute##_.erase( key );                                                              \
+   }                                                                                          \
+   std::size_t attribute##Count() const {                                                     \
+      return attribute##_.size();                                                             \
+   }                                                                                          \
+   auto attribute() const {                                                                   \
+      return ::Kel::KeyWalk< ::Kel::HashMap2018< K, ::Kel::Nothing > >( this, attribute##_ ); \
+   }                                                                                          \
+   KEL_MEMBER_AS( own, attribute, ::Kel::HashMap2018< K, ::Kel::Nothing > )
+
+/** An owned child machine. `xIs` takes the child's inputs. */
+#define KEL_CHILD( Type, attribute )                              \
+   ::Kel::Ptr< Type > attribute() const {                         \
+      return attribute##_.machine();                              \
+   }                                                              \
+   template < class... Inputs >                                   \
+   ::Kel::Ptr< Type > attribute##Is( Inputs const &... inputs ) { \
+      return attribute##_.is( inputs... );                        \
+   }                                                              \
+   ::Kel::Ptr< Type > attribute##Del() {                          \
+      return attribute##_.del();                                  \
+   }                                                              \
+   KEL_MEMBER_AS( own, attribute, ::Kel::Child< Type > )
+
+/** Owned child machines by key; the child's `keyOf( inputs... )` tells its key. */
+#define KEL_CHILDREN_BY_KEY( K, Type, attribute ) \
+   KEL_MACHINES_AS( K, Type, attribute, ::Kel::ChildMap< ::Kel::HashMap2018, K, Type > )
+/** The same, walked in ascending order of the keys. */
+#define KEL_CHILDREN_IN_ORDER( K, Type, attribute ) \
+   KEL_MACHINES_AS( K, Type, attribute, ::Kel::ChildMap< ::Kel::OrderedMap, K, Type > )
+
+#define KEL_MACHINES_AS( K, Type, attribute, ... )                \
+   ::Kel::Ptr< Type > attribute( K const & key ) const {          \
+      return attribute##_.find( key );                            \
+   }                                                              \
+   template < class... Inputs >                                   \
+   ::Kel::Ptr< Type > attribute##Is( Inputs const &... inputs ) { \
+      return attribute##_.is( *this, inputs... );                 \
+   }                                                              \
+   ::Kel::Ptr< Type > attribute##Del( K const & key ) {           \
+      return attribute##_.del( key );                             \
+   }                                                              \
+   void attribute##DelAll() {                                     \
+      attribute##_.delAll( *this );                               \
+   }                                                              \
+   std::size_t attribute##Count() const {                         \
+      return attribute##_.size();                                 \
+   }                                                              \
+   auto attribute() const {                                       \
+      return attribute##_.walk( this );                           \
+   }                                                              \
+   KEL_MEMBER_AS( own, attribute, __VA_ARGS__ )
+
+/**
+ * Nested reactors by key: reactors with state and handlers of their own, one per entity that they
+ * watch. A member's inputs are its notifier and the owner. Notifications are taken off them with
+ * their owner's; a member whose entity is replaced meets the new one.
+ */
+#define KEL_NESTED( K, Type, attribute )                                  \
+   ::Kel::Ptr< Type > attribute( K const & key ) const {                  \
+      return attribute##_.find( key );                                    \
+   }                                                                      \
+   template < class N >                                                   \
+   ::Kel::Ptr< Type > attribute##Is( ::Kel::Ptr< N > const & notifier ) { \
+      return attribute##_.is( *this, notifier, #attribute );              \
+   }                                                                      \
+   ::Kel::Ptr< Type > attribute##Del( K const & key ) {                   \
+      return attribute##_.del( key );                                     \
+   }                                                                      \
+   std::size_t attribute##Count() const {                                 \
+      return attribute##_.size();                                         \
+   }                                                                      \
+   auto attribute() const {                                               \
+      return attribute##_.walk( this );                                   \
+   }                                                                      \
+   KEL_MEMBER_AS( own, attribute, ::Kel::NestedMap< K, Type > )

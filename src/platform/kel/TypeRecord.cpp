@@ -1,0 +1,68 @@
+#include "platform/kel/TypeRecord.h"
+
+#include <cstring>
+#include <map>
+
+#include "platform/kel/Entity.h"
+
+namespace Kel {
+
+std::string AttributeRecord::keyText( void const * ) const {
+   return {};
+}
+void AttributeRecord::checkKey( std::string_view ) const {}
+std::vector< std::string > AttributeRecord::keys( Notifier const & ) const {
+   return {};
+}
+std::optional< Value > AttributeRecord::read( Notifier const &, std::string_view ) const {
+   return {};
+}
+void AttributeRecord::check( std::string_view, Value const & ) const {}
+void AttributeRecord::write( Notifier &, std::string_view, Value const & ) const {}
+TypeRecord const * AttributeRecord::elementType() const {
+   return nullptr;
+}
+Ptr< Entity > AttributeRecord::child( Notifier const &, std::string_view ) const {
+   return nullptr;
+}
+Ptr< Entity > AttributeRecord::childIs( Notifier &, std::string_view, TypeRecord const *,
+                                        std::function< void( Entity & ) > const & ) const {
+   return nullptr;
+}
+void AttributeRecord::childDel( Notifier &, std::string_view ) const {}
+
+AttributeRecord const * TypeRecord::attribute( std::string_view attributeName ) const {
+   for ( auto const & attribute : attributes() ) {
+      if ( attributeName == attribute->name() ) {
+         return attribute.get();
+      }
+   }
+   return nullptr;
+}
+
+namespace {
+
+auto & pendingTypes() {
+   static std::vector< TypeRecord const & (*)() > pending;
+   return pending;
+}
+
+}  // namespace
+
+bool typeNodeIs( TypeRecord const & ( *type )() ) {
+   pendingTypes().push_back( type );
+   return true;
+}
+
+TypeRecord const * typeNode( std::string_view name ) {
+   // Names are read at the first look-up, when all classes have been loaded.
+   static std::map< std::string_view, TypeRecord const * > types;
+   for ( auto type : pendingTypes() ) {
+      types.emplace( type().name, &type() );
+   }
+   pendingTypes().clear();
+   auto found = types.find( name );
+   return found == types.end() ? nullptr : found->second;
+}
+
+}  // namespace Kel

@@ -1,0 +1,93 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/kel/Notifier.h"
+#include "platform/kel/String.h"
+#include "platform/kel/Value.h"
+
+/*
+ * Type records: what a class of notifiers is made of, for code that handles any of them: documents,
+ * dumps, the change journal, the store. Keys and values appear in text and neutral form here.
+ */
+
+namespace Kel {
+
+enum class AttributeKind {
+   Scalar,     ///< one value
+   Map,        ///< values by key
+   Children,   ///< entities by key
+   Reference,  ///< one entity or none
+   Directory   ///< entities of any type by name
+};
+
+/** One attribute of a class. Which operations apply depends on its kind. */
+class AttributeRecord {
+ public:
+   AttributeRecord( char const * name, AttributeKind kind ) : name_( name ), kind_( kind ) {}
+   virtual ~AttributeRecord() = default;
+
+   char const * name() const { return name_; }
+   AttributeKind kind() const { return kind_; }
+   AttributeId id() const { return id_; }
+   void idIs( AttributeId id ) { id_ = id; }
+
+   /** The text of a key as a notification carries it; empty for an attribute without keys. */
+   virtual std::string keyText( void const * key ) const;
+   /** Throws ValueError when the text is no key of this attribute. */
+   virtual void checkKey( std::string_view key ) const;
+   /** The keys' texts, in order. */
+   virtual std::vector< std::string > keys( Notifier const & notifier ) const;
+
+   // Scalar (with an empty key) and Map.
+   /** Nothing for an absent key or a scalar at its default. */
+   virtual std::optional< Value > read( Notifier const & notifier, std::string_view key ) const;
+   /** Throws ValueError when the patch would not fit. */
+   virtual void check( std::string_view key, Value const & patch ) const;
+   /** Applies the patch by one mutator call. Null deletes a key or sets the default. */
+   virtual void write( Notifier & notifier, std::string_view key, Value const & patch ) const;
+
+   // Children, Reference (with an empty key) and Directory.
+   /** The type of the entities; null for a directory. */
+   virtual TypeRecord const * elementType() const;
+   virtual Ptr< Entity > child( Notifier const & notifier, std::string_view key ) const;
+   /**
+    * A new entity. `prepare` sees it before it is announced. `type` is for directories alone.
+    * The mutator keeps an entity that stands already.
+    */
+   virtual Ptr< Entity > childIs( Notifier & notifier, std::string_view key,
+                                  TypeRecord const * type,
+                                  std::function< void( Entity & ) > const & prepare ) const;
+   virtual void childDel( Notifier & notifier, std::string_view key ) const;
+
+ private:
+   char const * name_;
+   AttributeKind kind_;
+   AttributeId id_ = 0;
+};
+
+using AttributeRecords = std::vector< std::unique_ptr< AttributeRecord > >;
+
+struct TypeRecord {
+   /** The full name, as "QorClient::Status". */
+   char const * name;
+   /** In order of their ids. Made on first use. */
+   AttributeRecords const & ( *attributes )();
+   /** A new entity under that name; null for a class that is not made by name. */
+   Ptr< Entity > ( *create )( Name const & name );
+
+   /** Null when there is no such attribute. */
+   AttributeRecord const * attribute( std::string_view attributeName ) const;
+};
+
+/** Registers a class at load time. */
+bool typeNodeIs( TypeRecord const & ( *type )() );
+/** Null when no class of that name is registered. */
+TypeRecord const * typeNode( std::string_view name );
+
+}  // namespace Kel

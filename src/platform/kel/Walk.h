@@ -1,0 +1,74 @@
+#pragma once
+
+#include <iterator>
+#include <optional>
+
+#include "platform/kel/Ptr.h"
+
+namespace Kel {
+
+/**
+ * The walk over a map for a range-for. It yields copies, so that the body may change the map in
+ * any way, and holds the map's owner, so that the body may drop that too.
+ *
+ * `Map` is HashMap2018 or OrderedMap; `Yield` says what is copied of a member.
+ */
+template < class Map, class Yield >
+class Walk {
+ public:
+   using Item = decltype( Yield{}( std::declval< typename Map::Member const & >() ) );
+
+   Walk( Ptr< PtrInterface const > owner, Map const & map )
+      : owner_( std::move( owner ) ), map_( &map ) {}
+
+   class Iterator {
+    public:
+      explicit Iterator( Map const & map ) : cursor_( map ) { load(); }
+      Item const & operator*() const { return *item_; }
+      Iterator & operator++() {
+         cursor_.advance();
+         load();
+         return *this;
+      }
+      friend bool operator==( Iterator const & it, std::default_sentinel_t ) { return !it.cursor_; }
+
+    private:
+      void load() {
+         item_.reset();
+         if ( auto const * member = cursor_.member() ) {
+            item_.emplace( Yield{}( *member ) );
+         }
+      }
+
+      typename Map::Cursor cursor_;
+      std::optional< Item > item_;
+   };
+
+   Iterator begin() const { return Iterator( *map_ ); }
+   std::default_sentinel_t end() const { return {}; }
+
+ private:
+   Ptr< PtrInterface const > owner_;
+   Map const * map_;
+};
+
+struct YieldMember {
+   template < class Member >
+   Member operator()( Member const & member ) const {
+      return member;
+   }
+};
+
+struct YieldKey {
+   template < class Member >
+   auto operator()( Member const & member ) const {
+      return member.key;
+   }
+};
+
+template < class Map >
+using MemberWalk = Walk< Map, YieldMember >;
+template < class Map >
+using KeyWalk = Walk< Map, YieldKey >;
+
+}  // namespace Kel
