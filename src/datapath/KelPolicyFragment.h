@@ -6,7 +6,7 @@
 #include "platform/records/openflowtable/HwStatus.h"
 #include "platform/records/openflowtable/PinFlowHwConfig.h"
 #include "platform/records/qor/PolicyFragmentStatus.h"
-#include "platform/records/qor/ServicePolicyFragment.h"
+#include "platform/records/qor/PolicyFragment.h"
 #include "platform/records/qorclient/Status.h"
 
 namespace QorClient::DatapathV1 {

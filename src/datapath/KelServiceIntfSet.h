@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/kel/StateMachine.h"
-#include "platform/records/qor/ServicePolicyFragment.h"
+#include "platform/records/qor/PolicyFragment.h"
 #include "platform/records/vxlan/Vni.h"
 
 namespace QorClient::DatapathV1 {

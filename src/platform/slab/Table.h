@@ -201,6 +201,9 @@ class TableRecord final : public Kel::AttributeRecord {
       } else {
          R row = ( owner.*member_ ).safeLookup( owner, key ).value_or( R{} );
          Kel::patchValue( row, patch );
+         if constexpr ( requires { row.key = key; } ) {
+            row.key = key;
+         }
          ( owner.*member_ ).set( owner, id(), key, row );
       }
    }
