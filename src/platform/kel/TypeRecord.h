@@ -51,6 +51,12 @@ class AttributeRecord {
    virtual void check( std::string_view key, Value const & patch ) const;
    /** Applies the patch by one mutator call. Null deletes a key or sets the default. */
    virtual void write( Notifier & notifier, std::string_view key, Value const & patch ) const;
+   /** The value that `write` would leave there; the default's for a null patch. */
+   virtual Value preview( Notifier const & notifier, std::string_view key,
+                          Value const & patch ) const;
+   /** Damages the stored row of a key, for trials of what its readers do then. False when there is
+    *  no such row, and for attributes that are not kept in rows. */
+   virtual bool corrupt( Notifier & notifier, std::string_view key ) const;
 
    // Children, Reference (with an empty key) and Directory.
    /** The type of the entities; null for a directory. */
