@@ -2,10 +2,36 @@
 
 #include <algorithm>
 
-#include "platform/kel/Exceptions.h"
+#include "platform/kel/Dir.h"
 #include "platform/kel/ValueTraits.h"
+#include "platform/records/bridging/AllowedVlans.h"
+#include "platform/records/bridging/Config.h"
+#include "platform/records/bridging/SwitchIntfConfig.h"
+#include "platform/records/controllerclient/Status.h"
+#include "platform/records/l2rib/SourceDirEntry.h"
 #include "platform/records/l3/VrfName.h"
+#include "platform/records/mlag/Config.h"
+#include "platform/records/mlag/HostTable.h"
+#include "platform/records/mlag/Status.h"
+#include "platform/records/mlagp2p/Status.h"
+#include "platform/records/openflowtable/HwStatus.h"
+#include "platform/records/openflowtable/PinFlowHwConfig.h"
+#include "platform/records/openflowtable/PlatformConfig.h"
+#include "platform/records/qor/PolicyFragment.h"
+#include "platform/records/qor/PolicyFragmentStatus.h"
+#include "platform/records/qorclient/Status.h"
+#include "platform/records/qorcommon/Capability.h"
+#include "platform/records/qorl3/FragmentConfig.h"
+#include "platform/records/qorl3/FragmentStatus.h"
+#include "platform/records/qorl3/GroupSetConfig.h"
+#include "platform/records/qorl3/GroupSetStatus.h"
+#include "platform/records/qorl3/GroupType.h"
+#include "platform/records/routing/VirtualRouterMacStatus.h"
 #include "platform/records/vxlan/Vni.h"
+#include "platform/records/vxlan/VniSviConfig.h"
+#include "platform/records/vxlan/VtiStatus.h"
+#include "platform/records/vxlan/VxlanClientConfig.h"
+#include "platform/records/vxlancontroller/VniFdbStatusV2.h"
 
 namespace Runner {
 
@@ -16,58 +42,50 @@ void checkName( std::string_view name ) {
    Kel::Detail::checked( [&] { return Kel::fromText< T >( name ); } );
 }
 
+// Naming the classes here also links them, which a look-up by their names would not.
 constexpr MountPoint plan[] = {
-   { "bridging/config", "Bridging::Config" },
-   { "bridging/input/dynvlan/allowedvlan/qor", "Bridging::Input::AllowedVlans" },
-   { "bridging/l2Rib/inputDir/qor", "L2Rib::SourceDirEntry" },
-   { "bridging/l2Rib/qor/hostInput", "L2Rib::HostInput" },
-   { "bridging/status", "Slab::Bridging::Status" },
-   { "bridging/switchIntfConfig", "Bridging::SwitchIntfConfigDir" },
+   { "bridging/config", &Bridging::Config::kelType },
+   { "bridging/input/dynvlan/allowedvlan/qor", &Bridging::Input::AllowedVlans::kelType },
+   { "bridging/l2Rib/inputDir/qor", &L2Rib::SourceDirEntry::kelType },
+   { "bridging/switchIntfConfig", &Bridging::SwitchIntfConfigDir::kelType },
    { "features/pinflow/hwcapabilities/platformTableSupport",
-     "OpenFlowTable::PlatformTableSupport" },
-   { "interface/status/eth/vxlan", "Vxlan::VtiStatusDir" },
-   { "mgmt/controller/status", "ControllerClient::Status" },
-   { "mlag/config", "Mlag::Config" },
-   { "mlag/hostTable", "Mlag::HostTable" },
-   { "mlag/status", "Mlag::Status" },
-   { "openflow/hwstatus", "OpenFlowTable::HwStatus" },
-   { "openflow/platformInitConfig", "OpenFlowTable::PlatformInitConfig" },
-   { "pinflow/dyninput/qor", "OpenFlowTable::PinFlowHwConfig" },
-   { "pinflow/dyninput/qorl3", "OpenFlowTable::PinFlowHwConfig" },
-   { "pinflow/pfHwStatusDir/dyninputstatus/qor", "OpenFlowTable::HwStatus" },
-   { "pinflow/pfHwStatusDir/dyninputstatus/qorl3", "OpenFlowTable::HwStatus" },
-   { "qor/version1/policy", "Kel::Dir", "Qor::V1::QorPolicyFragment" },
-   { "qorclient/mlagpluginstatus", "MlagP2p::QorClient::Status" },
-   { "qorclient/status", "QorClient::Status" },
-   { "qorclient/version1/capability", "QorCommon::V1::Capability" },
-   { "qorclient/version1/policystatus", "Qor::V1::QorPolicyFragmentStatus" },
-   { "qorclientl3/version1/global/fragmentStatus", "Kel::Dir", "QorL3::V1::FragmentStatus",
-     &checkName< L3::VrfName > },
-   { "qorclientl3/version1/global/groupSetStatus", "Kel::Dir", "QorL3::V1::GroupSetStatus",
-     &checkName< L3::VrfName > },
-   { "qorclientl3/version1/global/groupTypeStatus", "QorL3::V1::GroupTypeStatus" },
-   { "qorl3/version1/global/fragmentConfig", "Kel::Dir", "QorL3::V1::FragmentConfig",
-     &checkName< L3::VrfName > },
-   { "qorl3/version1/global/groupSetConfig", "Kel::Dir", "QorL3::V1::GroupSetConfig",
-     &checkName< L3::VrfName > },
-   { "qorl3/version1/global/groupTypeConfig", "Kel::Dir", "QorL3::V1::GroupTypeConfig" },
-   { "routing/fhrp/vrMacStatus", "Routing::Fhrp::VirtualRouterMacStatus" },
-   { "vxlan/clientDir", "Kel::Dir", "Vxlan::VxlanClientConfig" },
-   { "vxlan/input/vniconfig/qor", "Vxlan::VniSviConfig" },
-   { "vxlancontroller/version2/vni", "Kel::Dir", "VxlanController::VniFdbStatusV2",
+     &OpenFlowTable::PlatformTableSupport::kelType },
+   { "interface/status/eth/vxlan", &Vxlan::VtiStatusDir::kelType },
+   { "mgmt/controller/status", &ControllerClient::Status::kelType },
+   { "mlag/config", &Mlag::Config::kelType },
+   { "mlag/hostTable", &Mlag::HostTable::kelType },
+   { "mlag/status", &Mlag::Status::kelType },
+   { "openflow/hwstatus", &OpenFlowTable::HwStatus::kelType },
+   { "openflow/platformInitConfig", &OpenFlowTable::PlatformInitConfig::kelType },
+   { "pinflow/dyninput/qor", &OpenFlowTable::PinFlowHwConfig::kelType },
+   { "pinflow/dyninput/qorl3", &OpenFlowTable::PinFlowHwConfig::kelType },
+   { "pinflow/pfHwStatusDir/dyninputstatus/qor", &OpenFlowTable::HwStatus::kelType },
+   { "pinflow/pfHwStatusDir/dyninputstatus/qorl3", &OpenFlowTable::HwStatus::kelType },
+   { "qor/version1/policy", &Kel::Dir::kelType, &Qor::V1::QorPolicyFragment::kelType },
+   { "qorclient/mlagpluginstatus", &MlagP2p::QorClient::Status::kelType },
+   { "qorclient/status", &QorClient::Status::kelType },
+   { "qorclient/version1/capability", &QorCommon::V1::Capability::kelType },
+   { "qorclient/version1/policystatus", &Qor::V1::QorPolicyFragmentStatus::kelType },
+   { "qorclientl3/version1/global/fragmentStatus", &Kel::Dir::kelType,
+     &QorL3::V1::FragmentStatus::kelType, &checkName< L3::VrfName > },
+   { "qorclientl3/version1/global/groupSetStatus", &Kel::Dir::kelType,
+     &QorL3::V1::GroupSetStatus::kelType, &checkName< L3::VrfName > },
+   { "qorclientl3/version1/global/groupTypeStatus", &QorL3::V1::GroupTypeStatus::kelType },
+   { "qorl3/version1/global/fragmentConfig", &Kel::Dir::kelType,
+     &QorL3::V1::FragmentConfig::kelType, &checkName< L3::VrfName > },
+   { "qorl3/version1/global/groupSetConfig", &Kel::Dir::kelType,
+     &QorL3::V1::GroupSetConfig::kelType, &checkName< L3::VrfName > },
+   { "qorl3/version1/global/groupTypeConfig", &Kel::Dir::kelType,
+     &QorL3::V1::GroupTypeConfig::kelType },
+   { "routing/fhrp/vrMacStatus", &Routing::Fhrp::VirtualRouterMacStatus::kelType },
+   { "vxlan/clientDir", &Kel::Dir::kelType, &Vxlan::VxlanClientConfig::kelType },
+   { "vxlan/input/vniconfig/qor", &Vxlan::VniSviConfig::kelType },
+   { "vxlancontroller/version2/vni", &Kel::Dir::kelType, &VxlanController::VniFdbStatusV2::kelType,
      &checkName< Vxlan::Vni > },
 };
 
 constexpr auto pathOf = []( MountPoint const & point ) { return std::string_view( point.path ); };
 static_assert( std::ranges::is_sorted( plan, {}, pathOf ) );
-
-Kel::TypeRecord const & typeOf( char const * name ) {
-   Kel::TypeRecord const * type = Kel::typeNode( name );
-   if ( !type ) {
-      throw Kel::NoTypeNodeException( "unable to find type " + std::string( name ) );
-   }
-   return *type;
-}
 
 }  // namespace
 
@@ -80,17 +98,9 @@ MountPoint const * mountPoint( std::string_view path ) {
    return point != std::end( plan ) && path == point->path ? point : nullptr;
 }
 
-Kel::TypeRecord const & entityType( MountPoint const & point ) {
-   return typeOf( point.type );
-}
-
-Kel::TypeRecord const & entryType( MountPoint const & point ) {
-   return typeOf( point.entryType );
-}
-
 void createMountPlan( Corestore::EntityManager & em ) {
    for ( MountPoint const & point : plan ) {
-      em.entityIs( point.path, point.type );
+      em.entityIs( point.path, point.type().name );
    }
 }
 

@@ -14,9 +14,9 @@ namespace Runner {
 
 struct MountPoint {
    char const * path;
-   char const * type;
+   Kel::TypeRecord const & ( *type )();
    /** The type of a directory's entries; null for any other entity. */
-   char const * entryType = nullptr;
+   Kel::TypeRecord const & ( *entryType )() = nullptr;
    /** Throws Kel::ValueError when no entry may have that name; null when every name will do. */
    void ( *checkEntryName )( std::string_view name ) = nullptr;
 };
@@ -24,10 +24,6 @@ struct MountPoint {
 std::span< MountPoint const > mountPlan();
 /** Null for a path that isn't in the plan. */
 MountPoint const * mountPoint( std::string_view path );
-
-/** The type record of the mount point's entity, and that of its entries. */
-Kel::TypeRecord const & entityType( MountPoint const & point );
-Kel::TypeRecord const & entryType( MountPoint const & point );
 
 /** Makes the entities that are not there yet. */
 void createMountPlan( Corestore::EntityManager & em );

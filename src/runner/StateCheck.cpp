@@ -62,9 +62,9 @@ void checkTypeName( MountPoint const & point, Value const & value ) {
    if ( !name ) {
       throw ValueError( std::string( "wants a text, not " ) + value.kindName() );
    }
-   if ( *name != point.entryType ) {
+   if ( *name != point.entryType().name ) {
       throw ValueError( ( Kel::typeNode( *name ) ? "type " : "unknown type " ) + *name +
-                        ", wants " + point.entryType );
+                        ", wants " + point.entryType().name );
    }
 }
 
@@ -74,7 +74,7 @@ void checkEntry( MountPoint const & point, Value const & value ) {
          if ( member.first == "@type" ) {
             checkTypeName( point, member.second );
          } else {
-            checkAttribute( attributeOf( entryType( point ), member.first ), member.second );
+            checkAttribute( attributeOf( point.entryType(), member.first ), member.second );
          }
       } );
    }
@@ -105,7 +105,7 @@ void checkState( Value const & document ) {
          if ( point.entryType ) {
             checkDirectory( point, member.second );
          } else {
-            checkMembers( entityType( point ), member.second );
+            checkMembers( point.type(), member.second );
          }
       } );
    }
@@ -115,7 +115,7 @@ void checkRow( std::string_view path, std::string_view attributeName, Value cons
    below( path, [&] {
       MountPoint const & point = mountPointOf( path );
       below( attributeName, [&] {
-         Kel::AttributeRecord const & attribute = attributeOf( entityType( point ), attributeName );
+         Kel::AttributeRecord const & attribute = attributeOf( point.type(), attributeName );
          std::string const * text = key.as< std::string >();
          if ( attribute.kind() != AttributeKind::Map ) {
             throw ValueError( "is no table" );

@@ -70,7 +70,7 @@ class Patcher {
          return;
       }
       Kel::Ptr< Entity > child = attribute.child( parent, key );
-      bool const standing = child;
+      bool const standing = child != nullptr;
       if ( !standing ) {
          mutate_( [&] {
             child = attribute.childIs( parent, key, type, [&]( Entity & fresh ) {
@@ -120,7 +120,7 @@ void applyState( Corestore::EntityManager const & em, Value const & document,
       if ( member.second.isNull() ) {
          patcher.clear( *entity );
       } else if ( point.entryType ) {
-         patcher.patchDirectory( *entity, entryType( point ), member.second );
+         patcher.patchDirectory( *entity, point.entryType(), member.second );
       } else {
          patcher.patch( *entity, member.second );
       }
