@@ -26,7 +26,7 @@ class PolicyFragmentSm;
  * ServiceFlows, HostFlows, VniBindings and FlowState.
  */
 class KelPolicyFragment : public Kel::StateMachine {
-   KEL_STATE_MACHINE( QorClient::DatapathV1::PolicyFragmentSm::KelPolicyFragment )
+   KEL_STATE_MACHINE( QorClient::DatapathV1::KelPolicyFragment )
 
    // Inputs.
    KEL_REACTOR( KelFragment, Qor::V1::ServicePolicyFragment const, policyFragment,

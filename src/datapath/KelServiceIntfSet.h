@@ -14,7 +14,7 @@ class KelPolicyFragment;
  * nothing; the fragment brings it up when the VNI comes.
  */
 class KelServiceIntfSet : public Kel::StateMachine {
-   KEL_STATE_MACHINE( QorClient::DatapathV1::KelPolicyFragment::KelServiceIntfSet )
+   KEL_STATE_MACHINE( QorClient::DatapathV1::KelServiceIntfSet )
 
    // Inputs.
    KEL_REACTOR( KelIntfSet, Qor::V1::ServiceIntfSet const, serviceIntfSet,
