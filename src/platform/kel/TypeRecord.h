@@ -54,8 +54,7 @@ class AttributeRecord {
    /** The value that `write` would leave there; the default's for a null patch. */
    virtual Value preview( Notifier const & notifier, std::string_view key,
                           Value const & patch ) const;
-   /** Damages the stored row of a key, for trials of what its readers do then. False when there is
-    *  no such row, and for attributes that are not kept in rows. */
+   /** Damages a row of a table in shared memory; false when there is no such row. */
    virtual bool corrupt( Notifier & notifier, std::string_view key ) const;
 
    // Children, Reference (with an empty key) and Directory.
