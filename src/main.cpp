@@ -2,6 +2,7 @@
 #include <iostream>
 
 #include "platform/kel/Assert.h"
+#include "platform/slab/Segment.h"
 #include "runner/Commands.h"
 
 int main( int argc, char ** argv ) {
@@ -12,5 +13,6 @@ int main( int argc, char ** argv ) {
       std::cerr << "standard output: /: cannot be written" << std::endl;
    }
    // Nothing is torn down: the agent leaves the state as it stands.
+   Slab::removeProcessSegments();
    std::_Exit( std::cout ? code : 2 );
 }

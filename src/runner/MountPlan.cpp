@@ -8,6 +8,7 @@
 #include "platform/records/bridging/Config.h"
 #include "platform/records/bridging/SwitchIntfConfig.h"
 #include "platform/records/controllerclient/Status.h"
+#include "platform/records/l2rib/HostInput.h"
 #include "platform/records/l2rib/SourceDirEntry.h"
 #include "platform/records/l3/VrfName.h"
 #include "platform/records/mlag/Config.h"
@@ -27,6 +28,7 @@
 #include "platform/records/qorl3/GroupSetStatus.h"
 #include "platform/records/qorl3/GroupType.h"
 #include "platform/records/routing/VirtualRouterMacStatus.h"
+#include "platform/records/slab/BridgingStatus.h"
 #include "platform/records/vxlan/Vni.h"
 #include "platform/records/vxlan/VniSviConfig.h"
 #include "platform/records/vxlan/VtiStatus.h"
@@ -47,6 +49,8 @@ constexpr MountPoint plan[] = {
    { "bridging/config", &Bridging::Config::kelType },
    { "bridging/input/dynvlan/allowedvlan/qor", &Bridging::Input::AllowedVlans::kelType },
    { "bridging/l2Rib/inputDir/qor", &L2Rib::SourceDirEntry::kelType },
+   { "bridging/l2Rib/qor/hostInput", &L2Rib::HostInput::kelType },
+   { "bridging/status", &Slab::Bridging::Status::kelType },
    { "bridging/switchIntfConfig", &Bridging::SwitchIntfConfigDir::kelType },
    { "features/pinflow/hwcapabilities/platformTableSupport",
      &OpenFlowTable::PlatformTableSupport::kelType },
