@@ -81,7 +81,8 @@ class CollectionRecord : public AttributeRecord {
    Member Owner::*member_;
 };
 
-/** `keyField` is a pointer to the field of the value that repeats the key, or null for none. */
+/** `keyField` is a pointer to the field of the value that repeats the key, or null for none. A
+ *  value that extends its key repeats it too. */
 template < class Owner, class Member, class K, class V, auto keyField >
 class MapRecord final : public CollectionRecord< Owner, Member, K > {
  public:
@@ -111,12 +112,18 @@ class MapRecord final : public CollectionRecord< Owner, Member, K > {
    static V patched( K const & key, V value, Value const & patch ) {
       patchValue( value, patch );
       if constexpr ( !std::is_null_pointer_v< decltype( keyField ) > ) {
-         if ( value.*keyField != K{} && value.*keyField != key ) {
-            throw ValueError( "repeats another key than its own" );
-         }
-         value.*keyField = key;
+         keyIs( value.*keyField, key );
+      } else if constexpr ( std::is_base_of_v< K, V > && !std::is_same_v< K, V > ) {
+         keyIs( static_cast< K & >( value ), key );
       }
       return value;
+   }
+   /** The key inside a value may be left out. */
+   static void keyIs( K & inside, K const & key ) {
+      if ( inside != K{} && inside != key ) {
+         throw ValueError( "repeats another key than its own" );
+      }
+      inside = key;
    }
 };
 

@@ -287,3 +287,7 @@ class KeyedValues : public Map< K, V > {
    ::Kel::TypeRecord const & fwkType() const override {                                \
       return kelType();                                                                \
    }
+/** Opens a class that derives from Notifier and has no place in a tree of entities. */
+#define KEL_NOTIFIER( Type )               \
+   KEL_ATTRIBUTES( Type, ::Kel::Notifier ) \
+   KEL_TYPE_RECORD( Type )

@@ -25,8 +25,6 @@ namespace Kel {
 
 class Entity : public Notifier {
  public:
-   static void kelAttribute( NoAttribute );
-
    /** The key under which the entity stands at its parent, in text. */
    virtual std::string keyName() const = 0;
    /** The path from the root: names of attributes and keys, joined by slashes. */
@@ -98,6 +96,34 @@ Ptr< T > singletonOf( Name const & name ) {
    static inline bool const kelRegistered = ::Kel::typeNodeIs( &kelType ); \
                                                                            \
  public:
+
+/** The same as KEL_ENTITY and KEL_ENTITY_OF for a class that many source files include: its type
+ *  record, which is most of the code, is compiled once, where KEL_SHARED_TYPE stands. */
+#define KEL_SHARED_ENTITY( Type ) KEL_SHARED_ENTITY_OF( Type, ::Kel::NamedEntity )
+#define KEL_SHARED_ENTITY_OF( Type, ... )              \
+ public:                                               \
+   using KelBase = __VA_ARGS__;                        \
+   KEL_ATTRIBUTES( Type, KelBase )                     \
+   using KelBase::KelBase;                             \
+   static ::Kel::TypeRecord const & kelType();         \
+   ::Kel::TypeRecord const & fwkType() const override; \
+                                                       \
+ private:                                              \
+   static bool const kelRegistered;                    \
+                                                       \
+ public:
+/** The type record of such a class; stands in one source file, outside any namespace. */
+#define KEL_SHARED_TYPE( Type )                                                     \
+   ::Kel::TypeRecord const & Type::kelType() {                                      \
+      static ::Kel::TypeRecord const type{ #Type, &::Kel::attributeRecords< Type >, \
+                                           &::Kel::createNamed< Type > };           \
+      return type;                                                                  \
+   }                                                                                \
+   ::Kel::TypeRecord const & Type::fwkType() const {                                \
+      return kelType();                                                             \
+   }                                                                                \
+   bool const Type::kelRegistered = ::Kel::typeNodeIs( &Type::kelType );
+
 /** An accessor that names the key of an entity. */
 #define KEL_KEY( Type, keyAttribute ) \
    Type keyAttribute() const {        \

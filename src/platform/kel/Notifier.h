@@ -12,6 +12,7 @@ namespace Kel {
 class Entity;
 class Notifier;
 class Reactor;
+struct NoAttribute;
 struct TypeRecord;
 
 /** The place of an attribute among those of its class, base classes first. */
@@ -60,6 +61,8 @@ class ChangeSink {
 /** An object whose changes can be watched. */
 class Notifier : public PtrInterface {
  public:
+   static void kelAttribute( NoAttribute );
+
    /** The class's type record: its name and attributes. */
    virtual TypeRecord const & fwkType() const = 0;
 

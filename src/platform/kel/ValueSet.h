@@ -29,6 +29,14 @@ class ValueSet {
       std::erase( elements, element );
       elements_ = elements.empty() ? nullptr : new Elements( std::move( elements ) );
    }
+   /** Puts an element in or takes it out. */
+   void memberIs( T const & element, bool member ) {
+      if ( member ) {
+         insert( element );
+      } else {
+         erase( element );
+      }
+   }
    bool has( T const & element ) const { return std::find( begin(), end(), element ) != end(); }
    bool empty() const { return !elements_; }
 

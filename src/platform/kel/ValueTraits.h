@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <concepts>
 #include <cstdint>
@@ -23,8 +24,9 @@
  * What the generic code needs to know of a value type: its neutral form, its text and its hash.
  *
  * A type is one of: a plain number, boolean or enumeration; a checked number (`Number`, `value()`);
- * a text type (`stringValue()`, `parse()`); a record, which lists its fields with KEL_RECORD; or a
- * set (`ValueSet`). A new value type therefore needs no code here.
+ * a text type (`stringValue()`, `parse()`); a record, which lists its fields with KEL_RECORD; a set
+ * (`ValueSet`), a map (`ValueMap`) or a `std::array`. A new value type therefore needs no code
+ * here.
  */
 
 namespace Kel {
@@ -42,12 +44,15 @@ constexpr Field< Record, T > field( char const * name, T Record::*member, std::u
 }
 
 /** Declares all fields of a record, in order, and its comparison. */
-#define KEL_RECORD( Type, ... )                                                  \
+#define KEL_RECORD( Type, ... )    \
+   KEL_FIELDS( Type, __VA_ARGS__ ) \
+   friend bool operator==( Type const &, Type const & ) = default;
+/** The same for a record that compares in its own way. */
+#define KEL_FIELDS( Type, ... )                                                  \
    using KelRecord = Type;                                                       \
    static constexpr auto kelFields() {                                           \
       return std::make_tuple( KEL_FOR_EACH( KEL_RECORD_FIELD, __VA_ARGS__ ) );   \
    }                                                                             \
-   friend bool operator==( Type const &, Type const & ) = default;               \
    friend std::ostream & operator<<( std::ostream & out, Type const & record ) { \
       return out << ::Kel::textOf( record );                                     \
    }
@@ -77,6 +82,16 @@ template < class T >
 concept SetType = requires {
    typename T::KelElement;
 };
+template < class T >
+concept MapType = requires {
+   typename T::KelMapped;
+};
+template < class T >
+inline constexpr bool isArray = false;
+template < class T, std::size_t size >
+inline constexpr bool isArray< std::array< T, size > > = true;
+template < class T >
+concept ArrayType = isArray< T >;
 
 template < class T >
 std::string textOf( T const & v );
@@ -173,10 +188,16 @@ std::string textOf( T const & v ) {
       return std::to_string( v.value() );
    } else if constexpr ( TextType< T > ) {
       return v.stringValue();
-   } else if constexpr ( SetType< T > ) {
+   } else if constexpr ( SetType< T > || ArrayType< T > ) {
       std::string text;
       for ( auto const & element : v ) {
          Detail::appendKeyField( text, textOf( element ), text.empty() );
+      }
+      return text;
+   } else if constexpr ( MapType< T > ) {
+      std::string text;
+      for ( auto const & [key, value] : v ) {
+         Detail::appendKeyField( text, textOf( key ) + '=' + textOf( value ), text.empty() );
       }
       return text;
    } else {
@@ -241,12 +262,18 @@ Value toValue( T const & v ) {
       return toValue( v.value() );
    } else if constexpr ( TextType< T > ) {
       return v.stringValue();
-   } else if constexpr ( SetType< T > ) {
+   } else if constexpr ( SetType< T > || ArrayType< T > ) {
       Value::Array array;
       for ( auto const & element : v ) {
          array.push_back( toValue( element ) );
       }
       return array;
+   } else if constexpr ( MapType< T > ) {
+      Value::Object object;
+      for ( auto const & [key, value] : v ) {
+         object.emplace_back( textOf( key ), toValue( value ) );
+      }
+      return object;
    } else {
       static_assert( RecordType< T >, "no neutral form is known for this type" );
       Value::Object object;
@@ -312,6 +339,41 @@ void patchValue( T & target, Value const & patch ) {
          set.insert( element );
       }
       target = set;
+   } else if constexpr ( ArrayType< T > ) {
+      auto const * array = patch.as< Value::Array >();
+      if ( !array || array->size() != target.size() ) {
+         throw ValueError( "wants an array of " + std::to_string( target.size() ) );
+      }
+      T patched{};
+      for ( std::size_t i = 0; i != patched.size(); ++i ) {
+         try {
+            patchValue( patched[i], ( *array )[i] );
+         } catch ( ValueError const & e ) {
+            throw e.below( std::to_string( i ) );
+         }
+      }
+      target = patched;
+   } else if constexpr ( MapType< T > ) {
+      auto const * object = patch.as< Value::Object >();
+      if ( !object ) {
+         Detail::failKind( "an object", patch );
+      }
+      T patched = target;
+      for ( auto const & member : *object ) {
+         try {
+            auto const key = fromText< typename T::KelKey >( member.first );
+            if ( member.second.isNull() ) {
+               patched.erase( key );
+            } else {
+               auto mapped = patched.get( key );
+               patchValue( mapped, member.second );
+               patched.set( key, mapped );
+            }
+         } catch ( ValueError const & e ) {
+            throw e.below( member.first );
+         }
+      }
+      target = patched;
    } else {
       static_assert( RecordType< T >, "no neutral form is known for this type" );
       auto const * object = patch.as< Value::Object >();

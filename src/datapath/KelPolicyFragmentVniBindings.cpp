@@ -1,0 +1,224 @@
+// VNI bindings: which VNIs the fragment needs, and what follows when one gets or loses its VLAN.
+
+#include "agent/QorClientUtils.h"
+#include "datapath/KelPolicyFragment.h"
+#include "datapath/PolicyFragmentSm.h"
+#include "platform/flashlog/DualLog.h"
+
+KEL_TRACE_UNIT( "QorClientDatapathV1", "QorClient" )
+
+using QorClientUtils::convertVniToVniExt;
+
+namespace QorClient::DatapathV1 {
+
+void KelPolicyFragment::bindVni( QorClient::VniAndIntfForPolicyFragment const & vip ) {
+   KEL_TRACE_ENTRY( " vni:", vip.vni, " intfId:", vip.intfId );
+   if ( !initialized() ) {
+      return;
+   }
+   if ( vip.vni.isNone() ) {
+      KEL_TRACE_INFO( "Invalid VniExt, do not bind" );
+      return;
+   }
+   if ( auto info = fragInfo() ) {
+      std::uint32_t const count = info->boundVniHas( vip ) ? info->boundVni( vip ) + 1 : 1;
+      bool const first = !info->boundVniHas( vip );
+      info->boundVniIs( vip, count );
+      if ( first ) {
+         agentStatus()->boundVniIs( vip, true );
+      }
+      KEL_TRACE_INFO( count, " flow(s) need vni ", vip.vni );
+   }
+   KEL_TRACE_RETURN();
+}
+
+void KelPolicyFragment::unbindVni( QorClient::VniAndIntfForPolicyFragment const & vip ) {
+   KEL_TRACE_ENTRY( " vni:", vip.vni, " intfId:", vip.intfId );
+   if ( !initialized() ) {
+      return;
+   }
+   if ( vip.vni.isNone() ) {
+      KEL_TRACE_INFO( "Invalid VniExt, was never bound" );
+      return;
+   }
+   auto info = fragInfo();
+   if ( !info ) {
+      return;
+   }
+   if ( info->boundVniHas( vip ) ) {
+      std::uint32_t const count = info->boundVni( vip ) - 1;
+      info->boundVniIs( vip, count );
+      KEL_TRACE_INFO( count, " flow(s) need vni ", vip.vni );
+   }
+   // One that was never counted leaves the agent's own bindings all the same.
+   if ( info->boundVni( vip ) == 0 ) {
+      info->boundVniDel( vip );
+      agentStatus()->boundVniDel( vip );
+   }
+   KEL_TRACE_RETURN();
+}
+
+void KelPolicyFragment::bindVniForFlow( Kel::String const & flowName,
+                                        QorClient::VniAndIntfForPolicyFragment const & vip ) {
+   if ( !initialized() || flowInCleanupHas( flowName ) ) {
+      return;
+   }
+   auto info = flowInfo( flowName );
+   if ( info && !info->boundVni( vip ) ) {
+      info->boundVniIs( vip, true );
+      bindVni( vip );
+   }
+}
+
+void KelPolicyFragment::unbindVnisForFlow( Kel::String const & flowName ) {
+   if ( auto info = flowInfo( flowName ) ) {
+      for ( auto const & vip : info->boundVniKeys() ) {
+         unbindVni( vip );
+      }
+      info->boundVniDelAll();
+   }
+}
+
+void KelPolicyFragment::updateVniBindingForIntf( Kel::String const & flowName,
+                                                 Wirekit::IntfId intf ) {
+   auto info = flowInfo( flowName );
+   if ( !initialized() || !info ) {
+      return;
+   }
+   for ( auto const & vip : info->boundVniKeys() ) {
+      if ( vip.intfId && vip.intfId != intf ) {
+         unbindVni( vip );
+         info->boundVniDel( vip );
+      }
+   }
+   for ( Vxlan::VniExtOrNone vni : { matchVni( flowName ), actionVni( flowName ) } ) {
+      QorClient::VniAndIntfForPolicyFragment const vip{ vni, intf, fragmentName() };
+      if ( !info->boundVniHas( vip ) ) {
+         bindVniForFlow( flowName, vip );
+      }
+   }
+}
+
+void KelPolicyFragment::removeVniBindings() {
+   for ( auto const & [ name, set ] : fragInfo()->serviceIntfSetInfo() ) {
+      for ( auto const & vip : set->boundVniKeys() ) {
+         agentStatus()->boundVniDel( vip );
+      }
+   }
+}
+
+Vxlan::VniExtOrNone KelPolicyFragment::matchVni( Kel::String const & flowName ) const {
+   return convertVniToVniExt( policyFragment()->flow( flowName ).match.vni );
+}
+
+Vxlan::VniExtOrNone KelPolicyFragment::actionVni( Kel::String const & flowName ) const {
+   return convertVniToVniExt( policyFragment()->flow( flowName ).action.vni );
+}
+
+bool KelPolicyFragment::isMatchVniBound( Kel::String const & flowName ) const {
+   return agentStatus()->vlanForVniHas( matchVni( flowName ) );
+}
+
+bool KelPolicyFragment::isActionVniBound( Kel::String const & flowName ) const {
+   return agentStatus()->vlanForVniHas( actionVni( flowName ) );
+}
+
+bool KelPolicyFragment::areVnisBound( Kel::String const & flowName ) const {
+   return isMatchVniBound( flowName ) && isActionVniBound( flowName );
+}
+
+void KelPolicyFragment::handleOriginalVni() {
+   KEL_TRACE_ENTRY();
+   if ( !initialized() ) {
+      return;
+   }
+   Vxlan::VniOrNone const wanted = policyFragment()->originalVni();
+   Vxlan::VniOrNone const known = fragmentStatus()->originalVni();
+   Vxlan::VniExtOrNone const original = convertVniToVniExt( wanted );
+   Vxlan::VniExtOrNone const service = convertVniToVniExt( policyFragment()->serviceVni() );
+   auto const set = kelServiceIntfSet( "far" );
+   if ( wanted.isNone() ) {
+      parent()->policyFragmentForVniDel( convertVniToVniExt( known ) );
+      parent()->removeServiceVlanToOriginalVlan( service );
+      if ( set ) {
+         set->cleanup();
+      }
+   } else {
+      parent()->policyFragmentForVniIs( original, fragmentName() );
+      fragmentStatus()->originalVniIs( wanted );
+      if ( wanted != known ) {
+         parent()->policyFragmentForVniDel( convertVniToVniExt( known ) );
+         parent()->removeServiceVlanToOriginalVlan( service );
+         if ( set ) {
+            set->cleanup();
+            set->handleInitialized();
+         }
+      }
+      parent()->addServiceVlanToOriginalVlan( service, original );
+   }
+   KEL_TRACE_RETURN();
+}
+
+void KelPolicyFragment::handleServiceVni() {
+   KEL_TRACE_ENTRY();
+   if ( !initialized() ) {
+      return;
+   }
+   Vxlan::VniOrNone const wanted = policyFragment()->serviceVni();
+   Vxlan::VniOrNone const known = fragmentStatus()->serviceVni();
+   Vxlan::VniExtOrNone const service = convertVniToVniExt( wanted );
+   Vxlan::VniExtOrNone const original = convertVniToVniExt( policyFragment()->originalVni() );
+   auto const set = kelServiceIntfSet( "near" );
+   if ( wanted.isNone() ) {
+      parent()->policyFragmentForVniDel( convertVniToVniExt( known ) );
+      parent()->removeServiceVlanToOriginalVlan( convertVniToVniExt( known ) );
+      if ( set ) {
+         set->cleanup();
+      }
+   } else {
+      parent()->policyFragmentForVniIs( service, fragmentName() );
+      fragmentStatus()->serviceVniIs( wanted );
+      if ( wanted != known ) {
+         parent()->policyFragmentForVniDel( convertVniToVniExt( known ) );
+         parent()->removeServiceVlanToOriginalVlan( convertVniToVniExt( known ) );
+         if ( set ) {
+            set->cleanup();
+            set->handleInitialized();
+         }
+      }
+      parent()->addServiceVlanToOriginalVlan( service, original );
+   }
+   KEL_TRACE_RETURN();
+}
+
+void KelPolicyFragment::handleVlanForVni( Vxlan::VniExtOrNone vni ) {
+   KEL_TRACE_ENTRY( " vni:", vni );
+   if ( !initialized() ) {
+      return;
+   }
+   Vxlan::VniExtOrNone const service = convertVniToVniExt( policyFragment()->serviceVni() );
+   Vxlan::VniExtOrNone const original = convertVniToVniExt( policyFragment()->originalVni() );
+   bool changed = true;
+   if ( !agentStatus()->vlanForVniHas( vni ) ) {
+      KEL_TRACE_INFO( "VniExt ", vni, " no longer mapped to any vlan" );
+      unbindHostsForAllHostInterceptFlows();
+      fragInfo()->vlanForVniDel( vni );
+      parent()->removeServiceVlanToOriginalVlan( service );
+   } else {
+      Bridging::VlanId const vlan = agentStatus()->vlanForVni( vni );
+      KEL_TRACE_INFO( "VniExt ", vni, " mapped to Vlan ", vlan );
+      changed = !fragInfo()->vlanForVniHas( vni ) || fragInfo()->vlanForVni( vni ) != vlan;
+      if ( changed ) {
+         KEL_TRACE_INFO( "VniExt mapping is changed", vlan );
+         bindHostsForAllHostInterceptFlows();
+      }
+      parent()->addServiceVlanToOriginalVlan( service, original );
+   }
+   if ( changed ) {
+      updateFlowStateAll( Qor::FlowState::flowInitial );
+      installAllServiceFlows();
+   }
+   KEL_TRACE_RETURN();
+}
+
+}  // namespace QorClient::DatapathV1

@@ -1,0 +1,96 @@
+#pragma once
+
+#include "agent/QorClientLocalTypes.h"
+#include "datapath/KelPolicyFragment.h"
+#include "datapath/PfHwStatusSm.h"
+#include "platform/kel/StateMachine.h"
+#include "platform/records/bridging/Config.h"
+#include "platform/records/bridging/SwitchIntfConfig.h"
+#include "platform/records/l2rib/HostInput.h"
+#include "platform/records/mlag/HostTable.h"
+#include "platform/records/openflowtable/HwStatus.h"
+#include "platform/records/openflowtable/PinFlowHwConfig.h"
+#include "platform/records/qor/PolicyFragmentStatus.h"
+#include "platform/records/qor/PolicyFragment.h"
+#include "platform/records/qorclient/Status.h"
+#include "platform/records/routing/VirtualRouterMacStatus.h"
+#include "platform/records/slab/BridgingStatus.h"
+
+namespace QorClient::DatapathV1 {
+
+/**
+ * The supervisor of the L2 datapath: one KelPolicyFragment per service policy fragment. It routes
+ * what is keyed by VNI or by host to the fragment concerned, keeps the map from service VLANs to
+ * original VLANs, and clears away at its start what an earlier life has left behind. It never
+ * touches a rule itself.
+ */
+class PolicyFragmentSm : public Kel::StateMachine {
+   KEL_STATE_MACHINE( QorClient::DatapathV1::PolicyFragmentSm )
+
+   // Inputs.
+   KEL_REACTOR( KelPolFragConfig, Qor::V1::QorPolicyFragment const, polFragConfig,
+                KEL_ON( policyFragment, handlePolicyFragment ) )
+   KEL_GIVEN( Kel::Ptr< Slab::Bridging::Status const >, slabBrStatus )
+   KEL_GIVEN( Kel::Ptr< Bridging::Config const >, brConfig )
+   KEL_REACTOR( KelSwitchIntfConfigDir, Bridging::SwitchIntfConfigDir const, switchIntfConfigDir,
+                KEL_ON( switchIntfConfig, handleSwitchIntfConfig ) )
+   KEL_GIVEN( Kel::Ptr< Qor::V1::QorPolicyFragmentStatus >, polFragStatus )
+   KEL_REACTOR( KelAgentStatus, QorClient::Status, agentStatus,
+                KEL_ON( vlanForVni, handleVlanForVni )
+                KEL_ON( warmHost, handleWarmHost )
+                KEL_ON( warmHostRefCount, handleWarmHostRefCount )
+                KEL_ON( ruleStateForRuleName, handleRuleState ) )
+   KEL_GIVEN( Kel::Ptr< OpenFlowTable::PinFlowHwConfig >, pfHwConfig )
+   KEL_GIVEN( Kel::Ptr< OpenFlowTable::HwStatus const >, pfHwStatus )
+   KEL_SINGLETON( QorClient::LocalData, localData )
+   KEL_GIVEN( Kel::Ptr< Mlag::HostTable const >, mlagHostTable )
+   KEL_GIVEN( Kel::Ptr< Routing::Fhrp::VirtualRouterMacStatus const >, fhrpGlideMacStatus )
+   KEL_GIVEN( Kel::Ptr< Kel::Dir const >, nimbusVniBaseDir )
+   KEL_GIVEN( Kel::Ptr< L2Rib::HostInput >, l2RibQorHostInput )
+   KEL_GIVEN( Kel::Ptr< OpenFlowTable::HwStatus const >, ofHwStatus )
+
+   // Own state.
+   /** The fragment that answers for a VNI, and the one that intercepts a host. Both are lost with
+    *  the process and filled again as flows are read. */
+   KEL_OWN_MAP( Vxlan::VniExtOrNone, Kel::String, policyFragmentForVni )
+   KEL_OWN_MAP( Bridging::MacVlanPair, Kel::String, policyFragmentForHost )
+   /** The service VLAN last entered for a service VNI, so that it can be taken out again after the
+    *  VNI has lost its VLAN. */
+   KEL_OWN_MAP( Vxlan::VniExtOrNone, Bridging::VlanId, shadowServiceVniToVlan )
+   KEL_OWN( bool, initialized )
+
+   // Children.
+   KEL_CHILD( PfHwStatusSm, pfHwStatusSm )
+   KEL_NESTED( Kel::String, KelPolicyFragment, policyFragment )
+
+   // For the fragments.
+   void addServiceVlanToOriginalVlan( Vxlan::VniExtOrNone serviceVni,
+                                      Vxlan::VniExtOrNone originalVni );
+   void removeServiceVlanToOriginalVlan( Vxlan::VniExtOrNone serviceVni );
+
+   /** For the owner, before it drops the machine: everything published goes. */
+   void doPrepareToDie();
+
+   void createNestedReactors() override;
+   void handleInitialized() override;
+
+   // Handlers.
+   void handlePolicyFragment( Kel::String const & fragmentName );
+   void handleSwitchIntfConfig( Wirekit::IntfId intfId );
+   void handleSwitchIntfConfig();
+   void handleVlanForVni( Vxlan::VniExtOrNone vni );
+   void handleVlanForVni();
+   void handleWarmHost( Bridging::MacVlanPair const & host );
+   void handleWarmHost();
+   void handleWarmHostRefCount( Wirekit::IntfId intfId );
+   void handleRuleState( Kel::String const & ruleName );
+
+ private:
+   void deletePolicyFragment( Kel::String const & fragmentName );
+   void deleteStaleStatus();
+   void deleteStaleBindings();
+   /** The fragment that a map names; traces and yields null when there is none. */
+   Kel::Ptr< KelPolicyFragment > routedFragment( Kel::String const & fragmentName ) const;
+};
+
+}  // namespace QorClient::DatapathV1

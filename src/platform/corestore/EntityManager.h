@@ -1,0 +1,120 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "platform/corestore/Store.h"
+#include "platform/kel/Entity.h"
+#include "platform/orb/TaskScheduler.h"
+
+/*
+ * The central state database: entities at fixed paths. An agent asks for those that it needs in a
+ * mount group; the entities outlive it.
+ */
+
+namespace Corestore {
+
+class EntityManager;
+
+enum class MountStatus {
+   mountPending_ = 1,
+   mountDenied_ = 2,
+   mountTypeMismatch_ = 3,
+   mountSuccess_ = 4
+};
+
+/** One wanted entity. Mode: "r" read, "w" write; "i" and "c" ask for a directory's entries and for
+ *  an entity that the writer fills. */
+struct Mount {
+   std::string path;
+   std::string type;
+   std::string mode;
+
+   bool isWrite() const { return mode.starts_with( 'w' ); }
+};
+
+/** Whoever mounts; told once its closed group is complete. */
+class Mounter : public Kel::NamedEntity {
+   KEL_ATTRIBUTES( Corestore::Mounter, ::Kel::NamedEntity )
+   using NamedEntity::NamedEntity;
+   virtual void doMountsComplete( MountStatus status, Kel::Ptr< EntityManager > em ) = 0;
+};
+
+class MountGroup : public Kel::PtrInterface {
+ public:
+   MountGroup( EntityManager & em, Mounter & mounter ) : em_( em ), mounter_( &mounter ) {}
+
+   void doMount( Mount const & mount ) { mounts_.push_back( mount ); }
+   /** Ends the group and starts the mounting, which completes in a later turn of the scheduler.
+    *  The arguments belong to the real database's protocol; here nothing hangs on them. */
+   void doClose( bool oneShot, Kel::String const & tag, double timeout );
+
+ private:
+   EntityManager & em_;
+   Kel::Ptr< Mounter > mounter_;
+   std::vector< Mount > mounts_;
+};
+
+/** A change of an entity that the manager owns, or of one below it. */
+struct Change {
+   Kel::Entity const & entity;
+   /** The path at which the entity's root is mounted. */
+   std::string const & rootPath;
+   Kel::AttributeRecord const & attribute;
+   /** Null for an attribute without keys. */
+   void const * key;
+};
+
+class EntityManager : public Kel::PtrInterface, private Kel::ChangeSink {
+ public:
+   /** `store` is not owned and may be null: state then lives in memory alone. What the store holds
+    *  is loaded, and each change is written to it. */
+   explicit EntityManager( Kel::Ptr< Orb::TaskScheduler > scheduler, Store * store = nullptr );
+
+   Kel::Ptr< MountGroup > getMountGroup( Kel::Ptr< Mounter > const & mounter );
+
+   /** The entity at a path, to read; null when there is none. */
+   Kel::Ptr< Kel::Entity const > getEntity( std::string_view path ) const;
+   /** The entity at a path, for a writer; null when there is none or it is mounted to be read. */
+   Kel::Ptr< Kel::Entity > getWritableEntity( std::string_view path ) const;
+
+   /** Makes the entity at a path; one of that type that stands already stays. Null when an entity
+    *  of another type stands there or the type is unknown. */
+   Kel::Ptr< Kel::Entity > entityIs( std::string_view path, std::string_view type );
+   /** All entities, in order of their paths. */
+   std::map< std::string, Kel::Ptr< Kel::Entity >, std::less<> > const & entities() const {
+      return entities_;
+   }
+   /** Whether an agent mounted the path to write it. */
+   bool isMountedForWrite( std::string_view path ) const;
+
+   /** Sees every change of the entities, before the agents do. One at a time; empty for none. */
+   void changeObserverIs( std::function< void( Change const & ) > observer );
+
+   /** Writes everything that stands into a store, collections in their order. */
+   void saveTo( Store & store ) const;
+
+   Orb::TaskScheduler & scheduler() const { return *scheduler_; }
+
+   /** For mount groups. */
+   MountStatus mount( Mount const & mount );
+
+ protected:
+   ~EntityManager() override;
+
+ private:
+   void changed( Kel::Notifier const & notifier, Kel::AttributeId attribute,
+                 void const * key ) override;
+   void loadFrom( Store & store );
+   void sinkIs();
+
+   Kel::Ptr< Orb::TaskScheduler > scheduler_;
+   Store * store_;
+   std::map< std::string, Kel::Ptr< Kel::Entity >, std::less<> > entities_;
+   std::map< std::string, Mount, std::less<> > mounts_;
+   std::function< void( Change const & ) > observer_;
+};
+
+}  // namespace Corestore

@@ -1,0 +1,73 @@
+#include "platform/corestore/EntityRows.h"
+
+#include "platform/corestore/ValueText.h"
+
+namespace Corestore {
+
+std::string storePath( Kel::Entity const & entity ) {
+   if ( !entity.parent() ) {
+      return entity.keyName();
+   }
+   bool const single = entity.parent()->fwkType().attributes()[entity.parentAttribute()]->kind() ==
+                       Kel::AttributeKind::Reference;
+   return storePath( *entity.parent() ) + Kel::pointerStep( entity.parentAttrName() ) +
+          Kel::pointerStep( single ? "" : entity.keyName() );
+}
+
+std::optional< Row > rowOf( Kel::Entity const & entity, Kel::AttributeRecord const & attribute,
+                            std::string const & key ) {
+   switch ( attribute.kind() ) {
+      case Kel::AttributeKind::Scalar:
+      case Kel::AttributeKind::Map:
+         if ( auto value = attribute.read( entity, key ) ) {
+            return Row{ storePath( entity ), attribute.name(), key, jsonLine( *value ) };
+         }
+         break;
+      default:
+         if ( Kel::Ptr< Kel::Entity > child = attribute.child( entity, key ) ) {
+            return Row{ storePath( entity ), attribute.name(), key,
+                        jsonLine( child->fwkType().name ) };
+         }
+   }
+   return std::nullopt;
+}
+
+void forEachRow( Kel::Entity const & entity, std::function< void( Row const & ) > const & row ) {
+   for ( auto const & attribute : entity.fwkType().attributes() ) {
+      bool const keyed = attribute->kind() != Kel::AttributeKind::Scalar &&
+                         attribute->kind() != Kel::AttributeKind::Reference;
+      std::vector< std::string > keys( 1 );
+      if ( keyed ) {
+         keys = attribute->keys( entity );
+      }
+      for ( std::string const & key : keys ) {
+         if ( auto found = rowOf( entity, *attribute, key ) ) {
+            row( *found );
+            if ( Kel::Ptr< Kel::Entity > child = attribute->child( entity, key ) ) {
+               forEachRow( *child, row );
+            }
+         }
+      }
+   }
+}
+
+void applyRow( Kel::Entity & entity, Row const & row ) {
+   Kel::AttributeRecord const * attribute = entity.fwkType().attribute( row.attribute );
+   if ( !attribute ) {
+      throw Kel::ValueError( "unknown attribute " + row.attribute );
+   }
+   Kel::Value const value = parseJson( row.value );
+   if ( attribute->kind() == Kel::AttributeKind::Scalar ||
+        attribute->kind() == Kel::AttributeKind::Map ) {
+      attribute->write( entity, row.key, value );
+      return;
+   }
+   std::string const * typeName = value.as< std::string >();
+   Kel::TypeRecord const * type = typeName ? Kel::typeNode( *typeName ) : nullptr;
+   if ( !type && attribute->kind() == Kel::AttributeKind::Directory ) {
+      throw Kel::ValueError( "unknown type in " + row.value );
+   }
+   attribute->childIs( entity, row.key, type, []( Kel::Entity & ) {} );
+}
+
+}  // namespace Corestore

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "platform/kel/HashMap2018.h"
+#include "platform/kel/String.h"
+#include "platform/kel/Value.h"
+#include "platform/kel/Walk.h"
+
+namespace Corestore {
+
+/** One entry of one attribute, in text. */
+struct Row {
+   /** The entity's path; keys inside it are escaped as in a JSON pointer. */
+   std::string path;
+   std::string attribute;
+   /** Empty for an attribute without keys. */
+   std::string key;
+   /** JSON on one line. For an entity: its type's name. */
+   std::string value;
+
+   friend bool operator==( Row const &, Row const & ) = default;
+};
+
+/** What stands behind the entity manager. */
+class Store {
+ public:
+   virtual ~Store() = default;
+   /** Yields every row: rows of one attribute in the order in which they were put first, an
+    *  entity's own row before the rows below its path. */
+   virtual void load( std::function< void( Row const & ) > const & row ) = 0;
+   /** Adds a row, or replaces the value of the one that has its path, attribute and key. */
+   virtual void put( Row const & row ) = 0;
+   /** Removes a row and, where it stood for an entity, all rows below that entity's path. */
+   virtual void del( std::string const & path, std::string const & attribute,
+                     std::string const & key ) = 0;
+   /** What was put and deleted so far is safe when this returns. */
+   virtual void flush() = 0;
+};
+
+/** Keeps the rows in memory, for as long as it lives itself. */
+class MemoryStore final : public Store {
+ public:
+   void load( std::function< void( Row const & ) > const & row ) override;
+   void put( Row const & row ) override;
+   void del( std::string const & path, std::string const & attribute,
+             std::string const & key ) override;
+   void flush() override {}
+
+ private:
+   using Rows = Kel::HashMap2018< Kel::String, Row >;
+   Rows rows_;
+};
+
+}  // namespace Corestore

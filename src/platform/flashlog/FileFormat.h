@@ -1,0 +1,92 @@
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+
+#include "platform/kel/TraceHandle.h"
+
+/** What the trace file looks like, for its writer and its decoder alone.
+ *
+ *    page 0       FileHeader
+ *    ring 0..9    each as large as its control says; a level without ring has size 0
+ *    descriptors  one per trace point that was hit, in the order of their first hits; this part
+ *                 comes last because it grows
+ *
+ * Numbers are in the writer's byte order. Everything that readers go by (a ring's `tail` and
+ * `head`, `descUsed`) is moved only when what it covers is whole, so a process that is killed at
+ * any instruction leaves a file that holds all its finished records. */
+namespace Flashlog::Format {
+
+inline constexpr char magic[8] = { 'Q', 'O', 'R', 'F', 'L', 'A', 'S', 'H' };
+inline constexpr std::uint32_t version = 1;
+inline constexpr std::uint32_t byteOrderMark = 0x01020304;
+inline constexpr std::size_t headerSize = 4096;
+
+// Bounds that the writer keeps, so that a reader can refuse what exceeds them before it allocates.
+inline constexpr std::uint64_t maxRingKiB = 4096;
+inline constexpr std::uint64_t maxDescBytes = 4 << 20;
+inline constexpr std::size_t maxDescText = 4096;
+inline constexpr std::size_t maxArgs = 64;
+inline constexpr std::size_t minMsgSize = 320;  // room for a head and that many numbers
+inline constexpr std::size_t maxMsgSize = 32760;
+
+/** Positions count bytes since the file was made; the place in the ring is the position modulo
+ * the ring's size. Records stand in [tail, head). */
+struct RingControl {
+   std::uint64_t offset;  // of the ring in the file
+   std::uint64_t size;
+   std::uint64_t tail;
+   std::uint64_t head;
+};
+
+struct FileHeader {
+   char magic[8];
+   std::uint32_t version;
+   std::uint32_t byteOrder;
+   std::uint32_t pid;
+   std::uint32_t descLost;  // trace points that found no room for their descriptor
+   std::uint64_t descOffset;
+   std::uint64_t descUsed;
+   RingControl ring[Kel::traceLevels];
+};
+static_assert( sizeof( FileHeader ) <= headerSize );
+
+/** Before each record, which is a multiple of 8 bytes long and never wraps: what is left at the
+ * ring's end is covered by a filler (id 0), or is just skipped if it is shorter than a head.
+ * The arguments follow raw: "i" 4 bytes, "s" 2, "b" 1, "p" a 2-byte length and the text. */
+struct RecordHead {
+   std::uint64_t sequence;  // counts over all rings
+   std::uint64_t time;      // nanoseconds since 1970
+   std::uint32_t id;
+   std::uint16_t size;  // with the head
+   std::uint16_t check;
+};
+static_assert( sizeof( RecordHead ) == 24 );
+
+/** In a "p" length: the text was cut to fit. */
+inline constexpr std::uint16_t cutText = 0x8000;
+
+/** Before each descriptor, which is a multiple of 8 bytes long. The unit's name follows, then the
+ * text: '%' and a format character stand for an argument, "%%" for a per cent sign. */
+struct DescHead {
+   std::uint32_t id;
+   std::uint32_t line;
+   std::uint16_t unitLength;
+   std::uint16_t textLength;
+};
+static_assert( sizeof( DescHead ) == 12 );
+
+constexpr std::uint64_t roundUp( std::uint64_t size ) {
+   return ( size + 7 ) & ~std::uint64_t{ 7 };
+}
+
+/** Tells a record from what damage leaves in its place. */
+constexpr std::uint16_t recordCheck( RecordHead const & head ) {
+   std::uint64_t mix = head.sequence * 0x9e3779b97f4a7c15 ^ std::rotl( head.time, 17 );
+   mix ^= ( std::uint64_t{ head.id } << 16 | head.size ) * 0xc2b2ae3d27d4eb4f;
+   mix ^= mix >> 32;
+   return static_cast< std::uint16_t >( mix ^ mix >> 16 );
+}
+
+}  // namespace Flashlog::Format

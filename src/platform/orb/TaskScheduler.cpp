@@ -1,0 +1,111 @@
+#include "platform/orb/TaskScheduler.h"
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+#include "platform/orb/Task.h"
+
+namespace Orb {
+
+namespace {
+
+auto sinceEpoch() {
+   return std::chrono::steady_clock::now().time_since_epoch();
+}
+
+}  // namespace
+
+Seconds RealTime::now() const {
+   return std::chrono::duration< Seconds >( sinceEpoch() ).count();
+}
+
+void RealTime::sleepUntil( Seconds time ) {
+   if ( Seconds wait = time - now(); wait > 0 ) {
+      std::this_thread::sleep_for( std::chrono::duration< Seconds >( wait ) );
+   }
+}
+
+void TaskScheduler::fireDueTimers() {
+   while ( !timers_.empty() && timers_.begin()->first.first <= now() ) {
+      Timer * timer = timers_.begin()->second;
+      timers_.erase( timers_.begin() );
+      timer->due();
+   }
+}
+
+bool TaskScheduler::runOne() {
+   fireDueTimers();
+   if ( !posted_.empty() ) {
+      auto work = std::move( posted_.front() );
+      posted_.pop_front();
+      work();
+   } else if ( !ready_.empty() ) {
+      Kel::Ptr< Task > task( ready_.begin()->second );
+      ready_.erase( ready_.begin() );
+      running_ = task.ptr();
+      unitsUsed_ = 0;
+      runStart_ = now();
+      task->run();
+      running_ = nullptr;
+   } else {
+      return false;
+   }
+   if ( turnEnd_ ) {
+      turnEnd_();
+   }
+   return true;
+}
+
+void TaskScheduler::runReady() {
+   while ( runOne() ) {
+   }
+}
+
+void TaskScheduler::advanceTo( Seconds time ) {
+   runReady();
+   while ( !timers_.empty() && timers_.begin()->first.first <= time ) {
+      time_->sleepUntil( timers_.begin()->first.first );
+      fireDueTimers();
+      runReady();
+   }
+   time_->sleepUntil( time );
+   runReady();
+}
+
+void TaskScheduler::run( std::function< bool() > const & stop ) {
+   while ( !stop() ) {
+      if ( !runOne() ) {
+         constexpr Seconds longestWait = 1;
+         Seconds next = timers_.empty() ? endOfTime : timers_.begin()->first.first;
+         time_->sleepUntil( std::min( next, now() + longestWait ) );
+      }
+   }
+}
+
+void TaskScheduler::sliceIs( std::uint32_t units, Seconds time ) {
+   sliceUnits_ = units;
+   sliceTime_ = time;
+}
+
+bool TaskScheduler::sliceUsed() {
+   return ++unitsUsed_ >= sliceUnits_ || now() - runStart_ >= sliceTime_;
+}
+
+void TaskScheduler::ready( Task & task, TaskPriority priority ) {
+   ready_.emplace( std::pair( priority, ++sequence_ ), &task );
+}
+
+void TaskScheduler::notReady( Task & task ) {
+   std::erase_if( ready_, [&task]( auto const & entry ) { return entry.second == &task; } );
+}
+
+void TaskScheduler::arm( Timer & timer, Seconds time ) {
+   timers_.emplace( std::pair( time, ++sequence_ ), &timer );
+}
+
+void TaskScheduler::disarm( Timer & timer ) {
+   std::erase_if( timers_, [&timer]( auto const & entry ) { return entry.second == &timer; } );
+}
+
+}  // namespace Orb

@@ -1,0 +1,109 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <limits>
+#include <map>
+#include <memory>
+#include <set>
+#include <utility>
+
+#include "platform/kel/Ptr.h"
+
+namespace Orb {
+
+class Task;
+
+/** Seconds on the scheduler's clock, from an origin of the clock's own. */
+using Seconds = double;
+inline constexpr Seconds endOfTime = std::numeric_limits< Seconds >::infinity();
+
+/** A smaller number runs first. */
+using TaskPriority = unsigned;
+
+/** Where the scheduler's time comes from. */
+class TimeSource {
+ public:
+   virtual ~TimeSource() = default;
+   virtual Seconds now() const = 0;
+   /** Returns at that time; at once when it has passed. */
+   virtual void sleepUntil( Seconds time ) = 0;
+};
+
+/** The machine's own clock. */
+class RealTime final : public TimeSource {
+ public:
+   Seconds now() const override;
+   void sleepUntil( Seconds time ) override;
+};
+
+/** A clock that stands still until someone moves it: for tests and scenarios. */
+class VirtualTime final : public TimeSource {
+ public:
+   Seconds now() const override { return now_; }
+   void sleepUntil( Seconds time ) override { now_ = time > now_ ? time : now_; }
+
+ private:
+   Seconds now_ = 0;
+};
+
+/** Something that is due at a time. It leaves the scheduler when it is destroyed. */
+class Timer {
+ public:
+   virtual ~Timer() = default;
+   virtual void due() = 0;
+};
+
+/** Runs tasks and timers, one at a time, on the thread that calls it. */
+class TaskScheduler : public Kel::PtrInterface {
+ public:
+   explicit TaskScheduler( std::unique_ptr< TimeSource > time ) : time_( std::move( time ) ) {}
+
+   Seconds now() const { return time_->now(); }
+
+   /** Runs a piece of work in a later turn, before any task. */
+   void post( std::function< void() > work ) { posted_.push_back( std::move( work ) ); }
+
+   /** One turn: posted work, a due timer or the first ready task. False when nothing is ready. */
+   bool runOne();
+   /** Turns until nothing is ready; time is not waited for. */
+   void runReady();
+   /** Goes to that time; timers fire in order on the way, each followed by what it made ready. */
+   void advanceTo( Seconds time );
+   /** Runs and waits until `stop` says so, which is asked after each turn. */
+   void run( std::function< bool() > const & stop );
+
+   /** Runs after each turn that did something; for what is saved or told once a turn. */
+   void turnEndIs( std::function< void() > handler ) { turnEnd_ = std::move( handler ); }
+
+   /** How long one run of a task may last: units of work, and time on the scheduler's clock. */
+   void sliceIs( std::uint32_t units, Seconds time );
+
+   // For tasks and timers.
+   void ready( Task & task, TaskPriority priority );
+   void notReady( Task & task );
+   void arm( Timer & timer, Seconds time );
+   void disarm( Timer & timer );
+   /** Counts one unit of the present run; true when its slice is used up. */
+   bool sliceUsed();
+   Task * running() const { return running_; }
+
+ private:
+   void fireDueTimers();
+
+   std::unique_ptr< TimeSource > time_;
+   std::deque< std::function< void() > > posted_;
+   std::map< std::pair< TaskPriority, std::uint64_t >, Task * > ready_;
+   std::map< std::pair< Seconds, std::uint64_t >, Timer * > timers_;
+   std::uint64_t sequence_ = 0;
+   std::function< void() > turnEnd_;
+
+   Task * running_ = nullptr;
+   std::uint32_t unitsUsed_ = 0;
+   Seconds runStart_ = 0;
+   std::uint32_t sliceUnits_ = 4096;
+   Seconds sliceTime_ = 0.005;
+};
+
+}  // namespace Orb

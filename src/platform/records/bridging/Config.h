@@ -1,0 +1,26 @@
+#pragma once
+
+#include "platform/kel/Entity.h"
+#include "platform/records/bridging/HostKey.h"
+#include "platform/records/bridging/VlanId.h"
+#include "platform/wirekit/IntfId.h"
+
+namespace Bridging {
+
+/** One VLAN. */
+class VlanConfig : public Kel::KeyedEntity< VlanId > {
+   KEL_SHARED_ENTITY_OF( Bridging::VlanConfig, ::Kel::KeyedEntity< VlanId > )
+   KEL_KEY( VlanId, vlanId )
+   /** The member interfaces; the value tells whether frames leave untagged. */
+   KEL_MAP( Wirekit::IntfId, bool, intf )
+};
+
+/** The bridging configuration of the switch. */
+class Config : public Kel::NamedEntity {
+   KEL_SHARED_ENTITY( Bridging::Config )
+   KEL_CHILDREN( VlanId, VlanConfig, vlanConfig )
+   /** A VLAN that isn't listed has its own number as fid. */
+   KEL_MAP( VlanId, Fid, vidToFidMap )
+};
+
+}  // namespace Bridging

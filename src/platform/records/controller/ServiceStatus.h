@@ -1,0 +1,19 @@
+#pragma once
+
+#include "platform/kel/Entity.h"
+
+namespace Controller {
+
+/** What the controller says of one of its services. */
+class ServiceStatusV1 : public Kel::NamedEntity {
+   KEL_SHARED_ENTITY( Controller::ServiceStatusV1 )
+   KEL_SCALAR( bool, enabled )
+};
+
+/** The services of one controller. */
+class ServiceStatusDir : public Kel::NamedEntity {
+   KEL_SHARED_ENTITY( Controller::ServiceStatusDir )
+   KEL_CHILDREN( Kel::Name, ServiceStatusV1, service )
+};
+
+}  // namespace Controller

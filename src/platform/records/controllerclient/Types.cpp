@@ -1,0 +1,3 @@
+#include "platform/records/controllerclient/Status.h"
+
+KEL_SHARED_TYPE( ControllerClient::Status )

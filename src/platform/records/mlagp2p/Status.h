@@ -1,0 +1,15 @@
+#pragma once
+
+#include "platform/kel/Entity.h"
+#include "platform/records/bridging/MacVlanPair.h"
+#include "platform/wirekit/IntfId.h"
+
+namespace MlagP2p::QorClient {
+
+/** What the agent of the peer switch shares. */
+class Status : public Kel::NamedEntity {
+   KEL_SHARED_ENTITY( MlagP2p::QorClient::Status )
+   KEL_MAP( Bridging::MacVlanPair, Wirekit::IntfId, warmHost )
+};
+
+}  // namespace MlagP2p::QorClient

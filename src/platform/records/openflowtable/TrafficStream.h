@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "platform/kel/ValueTraits.h"
+#include "platform/records/bridging/VlanId.h"
+#include "platform/records/l3/VrfName.h"
+#include "platform/wirekit/EthAddr.h"
+#include "platform/wirekit/IpGenAddr.h"
+
+namespace OpenFlowTable {
+
+enum class TrafficStreamGroupType : std::uint32_t { normal = 0 };
+
+/** A host of routed traffic. */
+struct TrafficStreamEndPointId {
+   L3::VrfName vrf;
+   Wirekit::IpGenAddr ip;
+   Bridging::VlanIdOrNone vlan;
+   Wirekit::EthAddr mac;
+
+   KEL_KEY_RECORD( TrafficStreamEndPointId, vrf, ip, vlan, mac )
+   friend auto operator<=>( TrafficStreamEndPointId const &,
+                            TrafficStreamEndPointId const & ) = default;
+   std::string stringValue() const { return Kel::textOf( *this ); }
+};
+
+}  // namespace OpenFlowTable

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "platform/kel/Entity.h"
+#include "platform/records/qor/GracefulRebootCookie.h"
+#include "platform/records/qor/PolicyFlowInfo.h"
+#include "platform/records/vxlan/Vni.h"
+
+namespace Qor::V1 {
+
+/** Service interfaces by name. A fragment has two sets: "near" and "far". */
+class ServiceIntfSet : public Kel::NamedEntity {
+   KEL_SHARED_ENTITY( Qor::V1::ServiceIntfSet )
+   KEL_MAP( Kel::String, bool, intf )
+};
+
+/** One service, inserted between an original VNI and a service VNI. */
+class ServicePolicyFragment : public Kel::NamedEntity {
+   KEL_SHARED_ENTITY( Qor::V1::ServicePolicyFragment )
+   /** The VNI of the traffic before the service, on the far side. */
+   KEL_SCALAR( Vxlan::VniOrNone, originalVni )
+   /** The VNI of the service segment, on the near side. */
+   KEL_SCALAR( Vxlan::VniOrNone, serviceVni )
+   KEL_VALUES( Kel::String, PolicyFlowInfo, flow, flowName )
+   KEL_CHILDREN( Kel::Name, ServiceIntfSet, serviceIntfSet )
+   KEL_REFERENCE( GracefulRebootCookie, grCookie )
+};
+
+/** The policy of one L2 service. */
+class QorPolicyFragment : public Kel::NamedEntity {
+   KEL_SHARED_ENTITY( Qor::V1::QorPolicyFragment )
+   KEL_CHILDREN( Kel::String, ServicePolicyFragment, policyFragment )
+};
+
+}  // namespace Qor::V1

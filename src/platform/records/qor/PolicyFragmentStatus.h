@@ -1,0 +1,25 @@
+#pragma once
+
+#include "platform/kel/Entity.h"
+#include "platform/records/qor/GracefulRebootCookie.h"
+#include "platform/records/qor/PolicyFlowStatus.h"
+#include "platform/records/vxlan/Vni.h"
+
+namespace Qor::V1 {
+
+class ServicePolicyFragmentStatus : public Kel::NamedEntity {
+   KEL_SHARED_ENTITY( Qor::V1::ServicePolicyFragmentStatus )
+   /** The VNIs that were last taken over; a change of the policy is told by them. */
+   KEL_SCALAR( Vxlan::VniOrNone, originalVni )
+   KEL_SCALAR( Vxlan::VniOrNone, serviceVni )
+   KEL_VALUES( Kel::String, PolicyFlowStatus, flowStatus, flowName )
+   KEL_REFERENCE( GracefulRebootCookie, grCookie )
+};
+
+/** The state of the L2 policy, for the controller. */
+class QorPolicyFragmentStatus : public Kel::NamedEntity {
+   KEL_SHARED_ENTITY( Qor::V1::QorPolicyFragmentStatus )
+   KEL_CHILDREN( Kel::String, ServicePolicyFragmentStatus, policyFragment )
+};
+
+}  // namespace Qor::V1

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+
+#include "platform/kel/Entity.h"
+#include "platform/records/bridging/VlanId.h"
+#include "platform/records/qorclient/FlowInfo.h"
+#include "platform/records/qorclient/VniAndIntfForPolicyFragment.h"
+#include "platform/records/vxlan/Vni.h"
+
+namespace QorClient {
+
+class ServiceIntfSetInfo : public Kel::NamedEntity {
+   KEL_SHARED_ENTITY( QorClient::ServiceIntfSetInfo )
+   /** The bindings that the set holds. */
+   KEL_MAP( VniAndIntfForPolicyFragment, bool, boundVni )
+};
+
+/** What the agent remembers of a fragment over a restart. */
+class PolicyFragmentInfo : public Kel::NamedEntity {
+   KEL_SHARED_ENTITY( QorClient::PolicyFragmentInfo )
+   KEL_CHILDREN( Kel::String, FlowInfo, flowInfo )
+   KEL_CHILDREN( Kel::Name, ServiceIntfSetInfo, serviceIntfSetInfo )
+   /** How many flows and sets need a binding. */
+   KEL_MAP( VniAndIntfForPolicyFragment, std::uint32_t, boundVni )
+   /** The VLANs that the fragment's rules were built with. */
+   KEL_MAP( Vxlan::VniExtOrNone, Bridging::VlanId, vlanForVni )
+};
+
+}  // namespace QorClient

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+
+#include "platform/kel/Entity.h"
+#include "platform/records/bridging/MacVlanPair.h"
+#include "platform/records/qorclient/PolicyFragmentInfo.h"
+#include "platform/records/qorclient/VniAndIntfForPolicyFragment.h"
+#include "platform/records/vxlan/Vni.h"
+#include "platform/wirekit/IntfId.h"
+#include "platform/wirekit/IpAddr.h"
+
+namespace QorClient {
+
+/** What the agent must remember over a restart, and the working table of the datapath. */
+class Status : public Kel::NamedEntity {
+   KEL_SHARED_ENTITY( QorClient::Status )
+   /** The service is on: policy state machines exist. */
+   KEL_SCALAR( bool, active )
+   /** Set for the time after a restart when old state may be stale. */
+   KEL_SCALAR( bool, resyncInProgress )
+   KEL_SCALAR( Wirekit::IpAddr, myVtepAddr )
+   /** The MLAG peer link; empty for none. */
+   KEL_SCALAR( Wirekit::IntfId, cachedPeerLinkIntfId )
+   KEL_MAP( Vxlan::VniExtOrNone, Bridging::VlanId, vlanForVni )
+   /** The bindings that fragments want. */
+   KEL_MAP( VniAndIntfForPolicyFragment, bool, boundVni )
+   /** The hosts that some flow intercepts. */
+   KEL_MAP( Bridging::MacVlanPair, bool, boundHost )
+   /** The hosts whose interface is known. */
+   KEL_MAP( Bridging::MacVlanPair, Wirekit::IntfId, warmHost )
+   KEL_MAP( Wirekit::IntfId, std::uint32_t, warmHostRefCount )
+   KEL_MAP( Kel::String, Kel::String, flowNameForRuleName )
+   KEL_MAP( Kel::String, Kel::String, fragmentNameForRuleName )
+   /** Values of Qor::FlowState. */
+   KEL_MAP( Kel::String, std::uint32_t, ruleStateForRuleName )
+   /** By fragment, how many rules need its ARP rule. */
+   KEL_MAP( Kel::String, std::uint32_t, platformFlowRefCount )
+   KEL_CHILDREN( Kel::String, PolicyFragmentInfo, policyFragmentInfo )
+};
+
+}  // namespace QorClient

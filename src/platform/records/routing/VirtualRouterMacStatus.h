@@ -1,0 +1,14 @@
+#pragma once
+
+#include "platform/kel/Entity.h"
+#include "platform/wirekit/EthAddr.h"
+
+namespace Routing::Fhrp {
+
+class VirtualRouterMacStatus : public Kel::NamedEntity {
+   KEL_SHARED_ENTITY( Routing::Fhrp::VirtualRouterMacStatus )
+   /** Zero for none. */
+   KEL_SCALAR( Wirekit::EthAddr, virtualRouterMac )
+};
+
+}  // namespace Routing::Fhrp

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "platform/records/bridging/HostKey.h"
+#include "platform/records/slab/SlabFdbStatus.h"
+#include "platform/slab/Table.h"
+
+namespace Slab::Bridging {
+
+/** The forwarding database, in shared memory: where each host was learnt. */
+class Status : public TableEntity {
+   KEL_ENTITY_OF( Slab::Bridging::Status, ::Slab::TableEntity )
+   KEL_SLAB_TABLE( ::Bridging::HostKey, SlabFdbStatus, fdbStatus, 262144 )
+};
+
+}  // namespace Slab::Bridging

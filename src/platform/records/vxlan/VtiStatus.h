@@ -1,0 +1,35 @@
+#pragma once
+
+#include "platform/kel/Entity.h"
+#include "platform/records/bridging/VlanId.h"
+#include "platform/records/vxlan/Vni.h"
+#include "platform/records/vxlan/VniSource.h"
+#include "platform/wirekit/IntfId.h"
+#include "platform/wirekit/IpAddr.h"
+
+namespace Vxlan {
+
+/** The VNI of a VLAN and who asked for it. */
+struct VniSourcePair {
+   VniExtOrNone vni;
+   VniSource source{};
+
+   KEL_RECORD( VniSourcePair, vni, source )
+};
+
+/** A VXLAN tunnel interface. */
+class VtiStatus : public Kel::KeyedEntity< Wirekit::IntfId > {
+   KEL_SHARED_ENTITY_OF( Vxlan::VtiStatus, ::Kel::KeyedEntity< Wirekit::IntfId > )
+   KEL_KEY( Wirekit::IntfId, intfId )
+   KEL_MAP( Bridging::VlanId, VniSourcePair, vlanToVniMap )
+   /** The source address of the tunnel. */
+   KEL_SCALAR( Wirekit::IpAddr, addr )
+};
+
+/** The tunnel interfaces of the switch. */
+class VtiStatusDir : public Kel::NamedEntity {
+   KEL_SHARED_ENTITY( Vxlan::VtiStatusDir )
+   KEL_CHILDREN( Wirekit::IntfId, VtiStatus, vtiStatus )
+};
+
+}  // namespace Vxlan

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "platform/kel/Entity.h"
+
+namespace Vxlan {
+
+/** What one client wants of the VXLAN agent. */
+class VxlanClientConfig : public Kel::NamedEntity {
+   KEL_SHARED_ENTITY( Vxlan::VxlanClientConfig )
+   KEL_SCALAR( bool, arpPublish )
+   KEL_SCALAR( bool, enabled )
+};
+
+}  // namespace Vxlan

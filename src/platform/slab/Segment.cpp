@@ -1,0 +1,136 @@
+#include "platform/slab/Segment.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <charconv>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+namespace Slab {
+
+namespace {
+
+constexpr std::string_view namePrefix = "qorclient-";
+
+[[noreturn]] void throwErrno( int error, std::string const & name, char const * operation ) {
+   throw std::system_error( error, std::generic_category(),
+                            "Slab segment " + name + ": " + operation );
+}
+
+/** Closes the descriptor on every way out; a mapping does not need it. */
+struct Descriptor {
+   explicit Descriptor( int value ) : fd( value ) {}
+   Descriptor( Descriptor const & ) = delete;
+   Descriptor & operator=( Descriptor const & ) = delete;
+   ~Descriptor() { ::close( fd ); }
+
+   int const fd;
+};
+
+/** Takes a decimal number and a '-' off the front of `text`; -1 if they aren't there. */
+pid_t takeNumber( std::string_view & text ) {
+   pid_t number = -1;
+   auto const [rest, error] = std::from_chars( text.data(), text.data() + text.size(), number );
+   if ( error != std::errc() || rest == text.data() + text.size() || *rest != '-' )
+      return -1;
+   text.remove_prefix( static_cast< std::size_t >( rest - text.data() ) + 1 );
+   return number;
+}
+
+bool isAbandoned( std::string_view name ) {
+   if ( !name.starts_with( namePrefix ) )
+      return false;
+   name.remove_prefix( namePrefix.size() );
+   pid_t const pid = takeNumber( name );
+   return pid > 0 && takeNumber( name ) >= 0 && !processAlive( pid );
+}
+
+}  // namespace
+
+Segment Segment::create( std::string const & name, std::size_t size ) {
+   Descriptor const object( ::shm_open( name.c_str(), O_CREAT | O_EXCL | O_RDWR, 0644 ) );
+   if ( object.fd < 0 )
+      throwErrno( errno, name, "create" );
+   if ( ::ftruncate( object.fd, static_cast< off_t >( size ) ) != 0 ) {
+      int const error = errno;
+      ::shm_unlink( name.c_str() );
+      throwErrno( error, name, "set size" );
+   }
+   return Segment( name, object.fd, size, ::getpid() );
+}
+
+Segment Segment::open( std::string const & name ) {
+   Descriptor const object( ::shm_open( name.c_str(), O_RDONLY, 0 ) );
+   if ( object.fd < 0 )
+      throwErrno( errno, name, "open" );
+   struct stat status = {};
+   if ( ::fstat( object.fd, &status ) != 0 )
+      throwErrno( errno, name, "get size" );
+   return Segment( name, object.fd, static_cast< std::size_t >( status.st_size ), 0 );
+}
+
+Segment::Segment( std::string const & name, int fd, std::size_t size, pid_t creator )
+   : name_( name ), size_( size ), creator_( creator ) {
+   if ( size == 0 )
+      return;
+   int const protection = creator != 0 ? PROT_READ | PROT_WRITE : PROT_READ;
+   void * const mapped = ::mmap( nullptr, size, protection, MAP_SHARED, fd, 0 );
+   if ( mapped == MAP_FAILED ) {
+      int const error = errno;
+      if ( creator != 0 )
+         ::shm_unlink( name.c_str() );
+      throwErrno( error, name, "map" );
+   }
+   data_ = static_cast< std::byte * >( mapped );
+}
+
+Segment::~Segment() {
+   if ( data_ )
+      ::munmap( data_, size_ );
+   if ( creator_ != 0 && creator_ == ::getpid() )
+      ::shm_unlink( name_.c_str() );
+}
+
+std::string processSegmentName( std::string const & tablePath ) {
+   static std::atomic< unsigned > counter = 0;
+   std::string path = tablePath;
+   std::replace( path.begin(), path.end(), '/', '.' );
+   for ( ;; ) {
+      std::string const name = "/" + std::string( namePrefix ) + std::to_string( ::getpid() ) +
+                               "-" + std::to_string( counter++ ) + "-" + path;
+      // A killed process of the same number may have left this very name.
+      int const taken = ::shm_open( name.c_str(), O_RDONLY, 0 );
+      if ( taken < 0 )
+         return name;
+      ::close( taken );
+   }
+}
+
+std::size_t removeAbandonedSegments() {
+   std::vector< std::string > abandoned;
+   std::error_code error;
+   for ( auto const & entry : std::filesystem::directory_iterator( "/dev/shm", error ) ) {
+      std::string const name = entry.path().filename().string();
+      if ( isAbandoned( name ) )
+         abandoned.push_back( "/" + name );
+   }
+   // Another process may sweep at the same time, or own a segment; neither is a fault of ours.
+   return static_cast< std::size_t >(
+      std::count_if( abandoned.begin(), abandoned.end(),
+                     []( auto const & name ) { return ::shm_unlink( name.c_str() ) == 0; } ) );
+}
+
+bool processAlive( pid_t pid ) {
+   return ::kill( pid, 0 ) == 0 || errno != ESRCH;
+}
+
+}  // namespace Slab
