@@ -203,7 +203,8 @@ bool KelPolicyFragment::needsFlowInstallation( Kel::String const & flowName,
    return needed;
 }
 
-bool KelPolicyFragment::didHostMove( Kel::String const & flowName, MacVlanPair const & host ) const {
+bool KelPolicyFragment::didHostMove( Kel::String const & flowName,
+                                     MacVlanPair const & host ) const {
    auto const info = flowInfo( flowName );
    return agentStatus()->warmHost( host ) != ( info ? info->boundHost( host ) : IntfId() );
 }
@@ -224,7 +225,7 @@ bool KelPolicyFragment::didNativeVlanChange( Kel::String const & flowName, IntfI
 }
 
 bool KelPolicyFragment::isServiceIntf( IntfId intf ) const {
-   for ( auto const & [ name, set ] : policyFragment()->serviceIntfSet() ) {
+   for ( auto const & [name, set] : policyFragment()->serviceIntfSet() ) {
       if ( set->intfHas( intf.stringValue() ) ) {
          return true;
       }
@@ -296,9 +297,9 @@ void KelPolicyFragment::installHostEgressFlowOnAllIntfs( Kel::String const & flo
    if ( !initialized() || !isHostEgressFlow( flowName ) ) {
       return;
    }
-   for ( auto const & [ name, info ] : fragInfo()->flowInfo() ) {
+   for ( auto const & [name, info] : fragInfo()->flowInfo() ) {
       if ( isHostInterceptFlow( name ) ) {
-         for ( auto const & [ host, intf ] : info->boundHost() ) {
+         for ( auto const & [host, intf] : info->boundHost() ) {
             installHostEgressFlowOnIntf( flowName, intf );
          }
       }

@@ -10,8 +10,8 @@ class KelPolicyFragment;
 
 /**
  * The reactor on one set of service interfaces. It binds the set's VNI on each member interface and
- * has the service flows through the set follow its members. Without a valid VNI it is down and holds
- * nothing; the fragment brings it up when the VNI comes.
+ * has the service flows through the set follow its members. Without a valid VNI it is down and
+ * holds nothing; the fragment brings it up when the VNI comes.
  */
 class KelServiceIntfSet : public Kel::StateMachine {
    KEL_STATE_MACHINE( QorClient::DatapathV1::KelServiceIntfSet )
