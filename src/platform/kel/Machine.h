@@ -490,7 +490,10 @@ constexpr Trigger triggerRow( char const * attributeName, char const * handlerNa
                handlerName,
                Attribute::id,
                true,
-               []( StateMachine & owner, [[maybe_unused]] void const * key ) {
+               []( StateMachine & owner, void const * key ) {
+                  if ( !key ) {
+                     return;
+                  }
                   if constexpr ( hasKeyed ) {
                      Handler{}( static_cast< Owner & >( owner ),
                                 *static_cast< Key const * >( key ) );
@@ -502,12 +505,19 @@ constexpr Trigger triggerRow( char const * attributeName, char const * handlerNa
    }
 }
 
-constexpr std::uint64_t interestOf( std::span< Trigger const > rows ) {
-   std::uint64_t interest = 0;
+consteval TriggerTable triggerTable( char const * reactorName,
+                                     TypeRecord const & ( *notifierType )(),
+                                     std::span< Trigger const > rows ) {
+   TriggerTable table{ reactorName, notifierType, rows, 0, {} };
    for ( Trigger const & row : rows ) {
-      interest |= std::uint64_t{ 1 } << row.attribute;
+      std::uint64_t const bit = std::uint64_t{ 1 } << row.attribute;
+      if ( table.interest & bit ) {
+         throw "two rows of a trigger table name the same attribute";
+      }
+      table.interest |= bit;
+      table.run[row.attribute] = row.run;
    }
-   return interest;
+   return table;
 }
 
 /** The value of a set's members. */

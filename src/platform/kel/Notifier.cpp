@@ -1,32 +1,8 @@
 #include "platform/kel/Notifier.h"
 
-#include "platform/kel/Reactor.h"
+#include "platform/kel/StateMachine.h"
 
 namespace Kel {
-
-void NotifieeList::visit( AttributeId attribute, void const * key ) {
-   Rep & rep = *rep_;
-   struct Visit {
-      NotifieeList & list;
-      ~Visit() {
-         if ( --list.rep_->visits == 0 && list.rep_->gaps != 0 ) {
-            list.closeGaps();
-         }
-      }
-   };
-   ++rep.visits;
-   Visit visit{ *this };
-   std::uint64_t const bit = std::uint64_t{ 1 } << attribute;
-   for ( std::size_t i = 0, end = rep.slots.size(); i != end; ++i ) {
-      if ( rep.slots[i].interest & bit ) {
-         rep.slots[i].reactor->onAttribute( attribute, key );
-      }
-   }
-}
-
-std::size_t NotifieeList::size() const {
-   return rep_ ? rep_->slots.size() - rep_->gaps : 0;
-}
 
 void NotifieeList::add( Reactor & reactor, std::uint64_t interest ) {
    if ( !rep_ ) {
@@ -36,11 +12,10 @@ void NotifieeList::add( Reactor & reactor, std::uint64_t interest ) {
    rep_->slots.push_back( { &reactor, interest } );
 }
 
-void NotifieeList::remove( Reactor & reactor ) {
+void NotifieeList::remove( Reactor & reactor, bool visited ) {
    rep_->slots[reactor.position] = { nullptr, 0 };
    ++rep_->gaps;
-   // A visit counts slots, so gaps are closed between visits, and not one by one.
-   if ( rep_->visits == 0 && rep_->gaps * 2 > rep_->slots.size() ) {
+   if ( rep_->gaps * 2 > rep_->slots.size() && !visited ) {
       closeGaps();
    }
 }
@@ -60,14 +35,24 @@ void NotifieeList::closeGaps() {
    }
 }
 
-void Notifier::deliver( AttributeId attribute, void const * key ) {
-   if ( changeSink_ ) {
-      changeSink_->changed( *this, attribute, key );
+void Notifier::visit( AttributeId attribute, void const * key ) {
+   if ( notifiees_.rep_->gaps != 0 && !isInUse() ) [[unlikely]] {
+      notifiees_.closeGaps();
+      if ( notifiees_.empty() ) {
+         return;
+      }
    }
-   if ( !notifiees_.empty() ) {
-      // A handler may drop the last reference to this very object.
-      Ptr< Notifier const > hold( this );
-      notifiees_.visit( attribute, key );
+   InUse const notifier( *this );
+   NotifieeList::Rep & rep = *notifiees_.rep_;
+   std::uint64_t const bit = std::uint64_t{ 1 } << attribute;
+   NotifieeList::Slot const * slots = rep.slots.data();
+   for ( std::size_t i = 0, end = rep.slots.size(); i != end; ++i ) {
+      if ( slots[i].interest & bit ) {
+         Reactor & reactor = *slots[i].reactor;
+         InUse const machine( reactor.owner() );
+         reactor.table().run[attribute]( reactor.owner(), key );
+         slots = rep.slots.data();
+      }
    }
 }
 

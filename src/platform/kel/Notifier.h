@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -22,30 +23,27 @@ inline constexpr AttributeId attributeLimit = 64;
 /** The reactors of one notifier, in the order in which they registered. */
 class NotifieeList {
  public:
-   /**
-    * Runs the handlers of every reactor that was registered and interested when the visit began
-    * and still is when its turn comes. Reactors may come and go during the visit.
-    */
-   void visit( AttributeId attribute, void const * key );
-
    bool empty() const { return !rep_; }
-   std::size_t size() const;
+   std::size_t size() const { return rep_ ? rep_->slots.size() - rep_->gaps : 0; }
 
    // For reactors alone: register, leave, and change which attributes are of interest.
    void add( Reactor & reactor, std::uint64_t interest );
-   void remove( Reactor & reactor );
+   void remove( Reactor & reactor, bool visited );
    void interestIs( Reactor & reactor, std::uint64_t interest );
 
  private:
+   friend Notifier;
+
    struct Slot {
       Reactor * reactor;
       std::uint64_t interest;
    };
    struct Rep {
       std::vector< Slot > slots;
-      unsigned visits = 0;
       std::size_t gaps = 0;
    };
+
+   /** A visit counts slots, so gaps are closed between visits, and not one by one. */
    void closeGaps();
 
    std::unique_ptr< Rep > rep_;
@@ -76,13 +74,20 @@ class Notifier : public PtrInterface {
 
    /** For the attributes: tells all that are interested. The change has been made before. */
    void notify( AttributeId attribute, void const * key = nullptr ) {
-      if ( !notifiees_.empty() || changeSink_ ) {
-         deliver( attribute, key );
+      if ( changeSink_ ) [[unlikely]] {
+         changeSink_->changed( *this, attribute, key );
+      }
+      if ( !notifiees_.empty() ) {
+         visit( attribute, key );
       }
    }
 
  private:
-   void deliver( AttributeId attribute, void const * key );
+   /**
+    * Runs the handler of every reactor that was registered when the visit began and is interested
+    * when its turn comes. Reactors may come and go during the visit.
+    */
+   void visit( AttributeId attribute, void const * key );
 
    static inline ChangeSink * changeSink_ = nullptr;
 

@@ -29,12 +29,14 @@ class PtrInterface {
 
    void newRef() const noexcept { add( 1 ); }
    void deleteRef() const noexcept {
-      if ( ( add( ~std::uint32_t{ 0 } ) & countMask ) == 0 ) {
-         const_cast< PtrInterface * >( this )->handleZeroRef();
+      if ( ( add( ~std::uint32_t{ 0 } ) & countMask ) == 0 ) [[unlikely]] {
+         lastReferenceGone();
       }
    }
    /** The number of references now held; for tests and assertions. */
    std::uint32_t references() const { return word_ & countMask; }
+   /** True while a dispatch on the stack works for the object; see InUse. */
+   bool isInUse() const { return inUse_; }
 
    /** True for a zombie: nothing reaches it any more, what is on the stack runs to its end. */
    bool kelMarkedForDeletion() const { return ( word_ & deletionFlag ) != 0; }
@@ -52,17 +54,53 @@ class PtrInterface {
  private:
    static constexpr std::uint32_t deletionFlag = 1u << 31;
    static constexpr std::uint32_t activeFlag = 1u << 29;
-   static constexpr std::uint32_t countMask = 0x5fffffff & ~activeFlag;
+   static constexpr std::uint32_t countMask = 0x5fffffff;
+
+   friend class InUse;
+   void lastReferenceGone() const noexcept;
 
    std::uint32_t add( std::uint32_t change ) const noexcept {
       if ( VFPtrInterface::threadSafePointers_ ) [[unlikely]] {
-         return std::atomic_ref( word_ ).fetch_add( change ) + change;
+         std::uint32_t const now = std::atomic_ref( word_ ).fetch_add( change ) + change;
+         // Told so, the compiler merges the plain add and subtract around a read through a pointer.
+         if ( !VFPtrInterface::threadSafePointers_ ) {
+            __builtin_unreachable();
+         }
+         return now;
       }
       return word_ += change;
    }
    void flagIs( std::uint32_t flag, bool set ) { word_ = set ? word_ | flag : word_ & ~flag; }
 
    mutable std::uint32_t word_ = 0;
+   mutable bool inUse_ = false;
+};
+
+/**
+ * Keeps an object while a dispatch on the stack works for it: if its last reference goes
+ * meanwhile, it is destroyed at the end. The outermost use of an object alone marks it, which
+ * costs a notification less than counting would.
+ */
+class InUse {
+ public:
+   explicit InUse( PtrInterface const & object ) noexcept
+      : object_( object ), outermost_( !object.inUse_ ) {
+      object.inUse_ = true;
+   }
+   InUse( InUse const & ) = delete;
+   InUse & operator=( InUse const & ) = delete;
+   ~InUse() {
+      if ( outermost_ ) {
+         object_.inUse_ = false;
+         if ( object_.references() == 0 ) [[unlikely]] {
+            object_.lastReferenceGone();
+         }
+      }
+   }
+
+ private:
+   PtrInterface const & object_;
+   bool const outermost_;
 };
 
 /** The intrusive counting pointer. `Ptr< T const >` is the read-only view. */
@@ -88,8 +126,14 @@ class Ptr {
    }
 
    T * ptr() const { return object_; }
-   T * operator->() const { return object_; }
-   T & operator*() const { return *object_; }
+   /** To use a null pointer ends the process. */
+   T * operator->() const {
+      if ( !object_ ) [[unlikely]] {
+         __builtin_trap();
+      }
+      return object_;
+   }
+   T & operator*() const { return *operator->(); }
    explicit operator bool() const { return object_ != nullptr; }
    friend bool operator==( Ptr const & a, Ptr const & b ) { return a.object_ == b.object_; }
    friend bool operator==( Ptr const & a, std::nullptr_t ) { return a.object_ == nullptr; }

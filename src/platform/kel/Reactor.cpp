@@ -29,7 +29,7 @@ void Reactor::notifierIs( Ptr< Notifier const > notifier ) {
       active_ = true;
       zombie_ = owner_.kelMarkedForDeletion();
    } else {
-      notifier_->notifieeList().remove( *this );
+      notifier_->notifieeList().remove( *this, notifier_->isInUse() );
    }
    registerAt( std::move( notifier ) );
    Ptr< StateMachine > hold( &owner_ );
@@ -43,7 +43,7 @@ void Reactor::notifierIs( Ptr< Notifier const > notifier ) {
 
 void Reactor::detach() {
    if ( notifier_ ) {
-      notifier_->notifieeList().remove( *this );
+      notifier_->notifieeList().remove( *this, notifier_->isInUse() );
       notifier_ = nullptr;
    }
    active_ = false;
@@ -70,17 +70,9 @@ void Reactor::doZombie( bool zombie ) {
 }
 
 void Reactor::onAttribute( AttributeId attribute, void const * key ) {
-   if ( zombie_ ) {
-      return;
-   }
-   for ( Trigger const & trigger : table_.rows ) {
-      if ( trigger.attribute == attribute ) {
-         if ( !trigger.keyed || key ) {
-            Ptr< StateMachine > hold( &owner_ );
-            trigger.run( owner_, key );
-         }
-         return;
-      }
+   if ( interest() >> attribute & 1 ) {
+      Ptr< StateMachine > hold( &owner_ );
+      table_.run[attribute]( owner_, key );
    }
 }
 

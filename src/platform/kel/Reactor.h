@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <span>
 #include <type_traits>
@@ -12,13 +13,15 @@ class StateMachine;
 
 /** One row of a trigger table: a change of this attribute runs this handler. */
 struct Trigger {
+   using Run = void ( * )( StateMachine & owner, void const * key );
+
    char const * attributeName;
    char const * handlerName;
    AttributeId attribute;
    /** True for an attribute with keys. */
    bool keyed;
-   /** Runs the handler for a change; `key` is the key of a keyed attribute. */
-   void ( *run )( StateMachine & owner, void const * key );
+   /** Runs the handler for a change; does nothing for a keyed attribute with a null `key`. */
+   Run run;
    /** Runs the handler's key-less form; null when it has none. */
    void ( *sweep )( StateMachine & owner );
 };
@@ -29,6 +32,8 @@ struct TriggerTable {
    TypeRecord const & ( *notifierType )();
    std::span< Trigger const > rows;
    std::uint64_t interest;
+   /** What each attribute of interest runs. */
+   std::array< Trigger::Run, attributeLimit > run;
 };
 
 /**
@@ -54,9 +59,10 @@ class Reactor {
    void notificationActiveIs( bool active );
    void doZombie( bool zombie );
 
-   /** For the notifiee list: a change of an attribute of interest. */
+   /** A change of an attribute, as if the notifier told it. */
    void onAttribute( AttributeId attribute, void const * key );
 
+   StateMachine & owner() const { return owner_; }
    Ptr< Notifier const > const & watched() const { return notifier_; }
    TriggerTable const & table() const { return table_; }
    bool isZombie() const { return zombie_; }

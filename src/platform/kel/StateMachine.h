@@ -80,8 +80,8 @@
       using Owner [[maybe_unused]] = KelSelf;                                                  \
       using Watch [[maybe_unused]] = std::remove_const_t< NotifierType >;                      \
       static constexpr ::Kel::Trigger rows[] = { __VA_ARGS__ };                                \
-      static constexpr ::Kel::TriggerTable table{ #Class, &Watch::kelType, rows,               \
-                                                  ::Kel::interestOf( rows ) };                 \
+      static constexpr ::Kel::TriggerTable table =                                             \
+         ::Kel::triggerTable( #Class, &Watch::kelType, rows );                                 \
       return table;                                                                            \
    }                                                                                           \
                                                                                                \

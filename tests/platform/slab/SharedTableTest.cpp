@@ -110,6 +110,10 @@ class Raw {
    auto & keyByte( std::size_t slot ) {
       return *reinterpret_cast< std::byte * >( &row( slot ) + 1 );
    }
+   auto indexEntries() const {
+      auto const * index = reinterpret_cast< std::uint64_t const * >( data_ + geometry_.index );
+      return geometry_.buckets - std::size_t( std::count( index, index + geometry_.buckets, 0U ) );
+   }
    std::vector< std::byte > all() const { return { data_, data_ + geometry_.size }; }
 
  private:
@@ -345,6 +349,7 @@ TEST_F( SharedTableTest, OrderAndCursorsHoldThroughEveryKindOfChange ) {
    constexpr std::uint32_t capacity = 20;
    auto table = make( name, capacity );
    auto const view = reader( name );
+   Raw raw( name, capacity );
    Rows model;
    std::minstd_rand engine( 7 );
    auto const random = [&] { return static_cast< unsigned >( engine() ); };
@@ -415,6 +420,7 @@ TEST_F( SharedTableTest, OrderAndCursorsHoldThroughEveryKindOfChange ) {
          }
       }
       ASSERT_EQ( view.size(), model.size() );
+      ASSERT_EQ( raw.indexEntries(), raw.header().end ) << "a row, an entry; none is left behind";
       if ( step % 16 == 0 ) {
          Rows found;
          std::uint32_t now = 0;
