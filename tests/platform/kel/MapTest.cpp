@@ -18,7 +18,7 @@ using Kel::HashMap2018, Kel::OrderedMap, Kel::Ptr;
 struct Colliding {
    int n;
    std::size_t hash() const { return static_cast< std::size_t >( n % 3 ); }
-   friend auto operator<=>( Colliding const &, Colliding const & ) = default;
+   friend bool operator==( Colliding, Colliding ) = default;
 };
 template < class K >
 K keyFrom( int n ) {
