@@ -71,7 +71,7 @@ void KelPolicyFragment::forEachFlow( FlowClass flowClass, FlowOperation operatio
 }
 
 void KelPolicyFragment::createNestedReactors() {
-   for ( auto const & [ name, set ] : policyFragment()->serviceIntfSet() ) {
+   for ( auto const & [name, set] : policyFragment()->serviceIntfSet() ) {
       serviceIntfSetIs( set );
    }
 }
@@ -87,7 +87,7 @@ void KelPolicyFragment::handleInitialized() {
    handleOriginalVni();
    handleServiceVni();
    handleFlow();
-   for ( auto const & [ name, set ] : serviceIntfSet() ) {
+   for ( auto const & [name, set] : serviceIntfSet() ) {
       set->handleInitialized();
    }
    KEL_TRACE_RETURN();
@@ -195,7 +195,8 @@ void KelPolicyFragment::readFlow( Kel::String const & flowName,
    info->flowConfigIs( flowConfig );
    info->rulePrefixIs( Kel::String::concat( { fragmentName(), "_", flowName } ) );
    info->serviceIntfKeyIs( flowConfig.serviceIntfKey );
-   info->isInterceptIngressIs( flowConfig.interceptPoint == Qor::V1::InterceptPoint::interceptIngress );
+   info->isInterceptIngressIs( flowConfig.interceptPoint ==
+                               Qor::V1::InterceptPoint::interceptIngress );
 
    for ( Vxlan::VniOrNone vni : { flowConfig.match.vni, flowConfig.action.vni } ) {
       if ( !vni.isNone() ) {

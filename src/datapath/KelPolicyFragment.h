@@ -3,10 +3,11 @@
 #include "datapath/KelServiceIntfSet.h"
 #include "platform/kel/StateMachine.h"
 #include "platform/records/bridging/MacVlanPair.h"
+#include "platform/records/bridging/SwitchIntfConfig.h"
 #include "platform/records/openflowtable/HwStatus.h"
 #include "platform/records/openflowtable/PinFlowHwConfig.h"
-#include "platform/records/qor/PolicyFragmentStatus.h"
 #include "platform/records/qor/PolicyFragment.h"
+#include "platform/records/qor/PolicyFragmentStatus.h"
 #include "platform/records/qorclient/Status.h"
 
 namespace QorClient::DatapathV1 {
@@ -26,21 +27,21 @@ class PolicyFragmentSm;
  * ServiceFlows, HostFlows, VniBindings and FlowState.
  */
 class KelPolicyFragment : public Kel::StateMachine {
-   KEL_STATE_MACHINE( QorClient::DatapathV1::PolicyFragmentSm::KelPolicyFragment )
+   KEL_STATE_MACHINE( QorClient::DatapathV1::KelPolicyFragment )
 
    // Inputs.
    KEL_REACTOR( KelFragment, Qor::V1::ServicePolicyFragment const, policyFragment,
-                KEL_ON( originalVni, handleOriginalVni )
-                KEL_ON( serviceVni, handleServiceVni )
-                KEL_ON( flow, handleFlow )
-                KEL_ON( serviceIntfSet, handleServiceIntfSet ) )
+                KEL_ON( originalVni, handleOriginalVni ) KEL_ON( serviceVni, handleServiceVni )
+                   KEL_ON( flow, handleFlow ) KEL_ON( serviceIntfSet, handleServiceIntfSet ) )
    KEL_GIVEN( PolicyFragmentSm *, parent )
 
    // Own state.
    KEL_OWN( bool, initialized )
-   /** The host-intercept flow of a host; lost with the process and filled again as flows are read. */
+   /** The host-intercept flow of a host; lost with the process and filled again as flows are read.
+    */
    KEL_OWN_MAP( Bridging::MacVlanPair, Kel::String, flowForHost )
-   /** Flows that are being forgotten: whatever their unbinding sets off must not bring them back. */
+   /** Flows that are being forgotten: whatever their unbinding sets off must not bring them back.
+    */
    KEL_OWN_SET( Kel::String, flowInCleanup )
 
    // Children.
@@ -88,14 +89,16 @@ class KelPolicyFragment : public Kel::StateMachine {
    void handleWarmHost( Bridging::MacVlanPair const & host );
 
    // Rule building.
-   Kel::String getFlowRuleName( Kel::String const & flowName, QorClient::RuleKey const & ruleKey ) const;
+   Kel::String getFlowRuleName( Kel::String const & flowName,
+                                QorClient::RuleKey const & ruleKey ) const;
    OpenFlowTable::TableType getTableType( Qor::V1::PolicyFlowInfo const & flowConfig ) const;
    /** The default match when what it needs is not there yet. */
    OpenFlowTable::Match buildMatch( Qor::V1::PolicyFlowInfo const & flowConfig,
                                     QorClient::RuleKey const & ruleKey ) const;
    /** The default actions when what they need is not there yet. */
    OpenFlowTable::Actions buildAction( Qor::V1::PolicyFlowInfo const & flowConfig,
-                                       QorClient::RuleKey const & ruleKey, bool isHostEgress ) const;
+                                       QorClient::RuleKey const & ruleKey,
+                                       bool isHostEgress ) const;
 
    // Rule publication.
    void publishFlowRule( Kel::String const & flowName, QorClient::RuleKey const & ruleKey );
@@ -127,7 +130,8 @@ class KelPolicyFragment : public Kel::StateMachine {
    void removeHostInterceptFlow( Kel::String const & flowName );
    bool areHostsWarm( Kel::String const & flowName ) const;
    bool areHostsWarmForAnyFlow() const;
-   bool needsFlowInstallation( Kel::String const & flowName, Bridging::MacVlanPair const & host ) const;
+   bool needsFlowInstallation( Kel::String const & flowName,
+                               Bridging::MacVlanPair const & host ) const;
    bool didHostMove( Kel::String const & flowName, Bridging::MacVlanPair const & host ) const;
    bool didVlanChange( Kel::String const & flowName ) const;
    bool didNativeVlanChange( Kel::String const & flowName, Wirekit::IntfId intf ) const;

@@ -20,7 +20,7 @@ namespace {
 /** Items of a list in words, few and fixed. */
 class Conditions {
  public:
-   void add( char const * text ) { texts_[ count_++ ] = text; }
+   void add( char const * text ) { texts_[count_++] = text; }
    /** The items joined by ", " behind an opening; empty when there are none. */
    Kel::String joined( char const * opening ) const {
       if ( count_ == 0 ) {
@@ -29,7 +29,7 @@ class Conditions {
       std::string text( opening );
       for ( std::size_t i = 0; i != count_; ++i ) {
          text += i == 0 ? "" : ", ";
-         text += texts_[ i ];
+         text += texts_[i];
       }
       return text;
    }
@@ -47,7 +47,7 @@ Kel::String KelPolicyFragment::getFlowWaitingDetails( Kel::String const & flowNa
    Qor::V1::PolicyFlowInfo const flowConfig = policyFragment()->flow( flowName );
    Vxlan::VniOrNone const originalVni = policyFragment()->originalVni();
    Vxlan::VniOrNone const serviceVni = policyFragment()->serviceVni();
-   auto vniCondition = [ & ]( Vxlan::VniOrNone vni, char const * neither ) {
+   auto vniCondition = [&]( Vxlan::VniOrNone vni, char const * neither ) {
       return vni == originalVni  ? "Original VNI to be mapped to a VLAN"
              : vni == serviceVni ? "Service VNI to be mapped to a VLAN"
                                  : neither;
@@ -79,7 +79,7 @@ Kel::String KelPolicyFragment::getFlowWaitingDetails( Kel::String const & flowNa
    if ( info->ruleInfoCount() == 0 ) {
       open.add( "PinFlow rule" );
    }
-   for ( auto const & [ key, rule ] : info->ruleInfo() ) {
+   for ( auto const & [key, rule] : info->ruleInfo() ) {
       if ( !pfHwStatus()->flowStatsHas( rule->ruleName() ) ) {
          open.add( "PinFlow status" );
          break;
@@ -145,7 +145,7 @@ void KelPolicyFragment::updateRuleState( Kel::String const & flowName, Kel::Stri
 void KelPolicyFragment::setFlowRuleState( Kel::String const & flowName,
                                           Kel::String const & ruleName, FlowState flowState ) {
    if ( auto info = flowInfo( flowName ) ) {
-      for ( auto const & [ key, rule ] : info->ruleInfo() ) {
+      for ( auto const & [key, rule] : info->ruleInfo() ) {
          if ( rule->ruleName() == ruleName ) {
             rule->ruleStateIs( static_cast< std::uint32_t >( flowState ) );
             return;

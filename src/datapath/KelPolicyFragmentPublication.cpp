@@ -17,14 +17,16 @@ Kel::String arpRuleName( Kel::String const & fragmentName ) {
    return Kel::String::concat( { fragmentName, "-arp" } );
 }
 
-bool isRuleVlan( std::uint16_t vlan ) { return vlan >= 1 && vlan <= 4094; }
+bool isRuleVlan( std::uint16_t vlan ) {
+   return vlan >= 1 && vlan <= 4094;
+}
 
 }  // namespace
 
 void KelPolicyFragment::publishFlowRule( Kel::String const & flowName,
                                          QorClient::RuleKey const & ruleKey ) {
-   KEL_TRACE_ENTRY( " inIntf:", ruleKey.inIntf, " outIntf:", ruleKey.outIntf, " matchVlanTag: ",
-                    ruleKey.matchVlanTag );
+   KEL_TRACE_ENTRY( " inIntf:", ruleKey.inIntf, " outIntf:", ruleKey.outIntf,
+                    " matchVlanTag: ", ruleKey.matchVlanTag );
    if ( !initialized() || flowInCleanupHas( flowName ) ) {
       return;
    }
@@ -64,7 +66,8 @@ void KelPolicyFragment::publishFlowRule( Kel::String const & flowName,
    updateFlowState( flowName, Qor::FlowState::flowWaiting );
    updateRuleState( flowName, ruleName, Qor::FlowState::flowWaiting );
    pfHwConfig()->flowEntryIs( ruleName, match, actions, OpenFlowTable::Priority( 0 ),
-                              OpenFlowTable::PriorityGroupType::normal, tableType, 0, 0.0, 0.0, false );
+                              OpenFlowTable::PriorityGroupType::normal, tableType, 0, 0.0, 0.0,
+                              false );
    rule->publishedIs( true );
    rule->refCountIs( refCount );
    // What the rule was built with tells later whether a VLAN has changed.
@@ -127,7 +130,7 @@ void KelPolicyFragment::revokePublishedFlow( Kel::String const & flowName ) {
 
 bool KelPolicyFragment::isFlowPublished( Kel::String const & flowName ) const {
    if ( auto info = flowInfo( flowName ) ) {
-      for ( auto const & [ key, rule ] : info->ruleInfo() ) {
+      for ( auto const & [key, rule] : info->ruleInfo() ) {
          if ( rule->published() ) {
             return true;
          }
@@ -140,7 +143,7 @@ void KelPolicyFragment::removeFlowWithItsDependents( Kel::String const & flowNam
    KEL_TRACE_ENTRY( " flow: ", flowName );
    if ( auto info = flowInfo( flowName ) ) {
       if ( isHostInterceptFlow( flowName ) ) {
-         for ( auto const & [ host, intf ] : info->boundHost() ) {
+         for ( auto const & [host, intf] : info->boundHost() ) {
             removeAllHostEgressFlowsFromIntf( intf );
          }
       }
@@ -215,7 +218,8 @@ void KelPolicyFragment::forwardArpOnServiceVlan() {
    OpenFlowTable::Actions actions;
    actions.actionFieldSet = OpenFlowTable::ActionField::outputNormal;
    pfHwConfig()->flowEntryIs( arpRuleName( fragmentName() ), match, actions,
-                              OpenFlowTable::Priority( 0 ), OpenFlowTable::PriorityGroupType::normal,
+                              OpenFlowTable::Priority( 0 ),
+                              OpenFlowTable::PriorityGroupType::normal,
                               OpenFlowTable::TableType::lookup, 0, 0.0, 0.0, false );
    KEL_TRACE_RETURN();
 }

@@ -34,10 +34,9 @@ std::uint16_t ruleVlan( Bridging::VlanId vlan ) {
 Kel::String KelPolicyFragment::getFlowRuleName( Kel::String const & flowName,
                                                 QorClient::RuleKey const & ruleKey ) const {
    // The same key always gives the same name, which makes a second publication recognisable.
-   return Kel::String::concat( { flowInfo( flowName )->rulePrefix(), "-from-",
-                                 shortNameOrAny( ruleKey.inIntf ), "-to-",
-                                 shortNameOrAny( ruleKey.outIntf ),
-                                 ruleKey.matchVlanTag ? "" : "-untagged" } );
+   return Kel::String::concat(
+      { flowInfo( flowName )->rulePrefix(), "-from-", shortNameOrAny( ruleKey.inIntf ), "-to-",
+        shortNameOrAny( ruleKey.outIntf ), ruleKey.matchVlanTag ? "" : "-untagged" } );
 }
 
 OpenFlowTable::TableType KelPolicyFragment::getTableType(

@@ -100,7 +100,7 @@ void KelPolicyFragment::updateVniBindingForIntf( Kel::String const & flowName,
 }
 
 void KelPolicyFragment::removeVniBindings() {
-   for ( auto const & [ name, set ] : fragInfo()->serviceIntfSetInfo() ) {
+   for ( auto const & [name, set] : fragInfo()->serviceIntfSetInfo() ) {
       for ( auto const & vip : set->boundVniKeys() ) {
          agentStatus()->boundVniDel( vip );
       }

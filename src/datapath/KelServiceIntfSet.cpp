@@ -50,7 +50,8 @@ void KelServiceIntfSet::handleIntf() {
 }
 
 bool KelServiceIntfSet::removeStaleBindings() {
-   auto const fragment = parent()->parent()->polFragConfig()->policyFragment( parent()->fragmentName() );
+   auto const fragment =
+      parent()->parent()->polFragConfig()->policyFragment( parent()->fragmentName() );
    auto const set = fragment ? fragment->serviceIntfSet( name() ) : nullptr;
    auto const info = parent()->fragInfo()->serviceIntfSetInfo( name() );
    bool changed = false;
@@ -69,8 +70,8 @@ bool KelServiceIntfSet::removeStaleBindings() {
 }
 
 bool KelServiceIntfSet::updateVniIntf( Kel::String const & intfName ) {
-   KEL_TRACE_ENTRY( " policyFragment:", parent()->fragmentName(), " intfType:", name(), " intf: ",
-                    intfName );
+   KEL_TRACE_ENTRY( " policyFragment:", parent()->fragmentName(), " intfType:", name(),
+                    " intf: ", intfName );
    auto const info = parent()->fragInfo()->serviceIntfSetInfo( name() );
    bool changed = false;
    if ( serviceIntfSet()->intfHas( intfName ) ) {
@@ -119,7 +120,7 @@ void KelServiceIntfSet::cleanup() {
          }
       }
       fragInfo->serviceIntfSetInfoDel( name() );
-      for ( auto const & [ flowName, flow ] : fragInfo->flowInfo() ) {
+      for ( auto const & [flowName, flow] : fragInfo->flowInfo() ) {
          if ( flow->serviceIntfKey() == name() && parent()->isFlowPublished( flowName ) ) {
             parent()->revokePublishedFlow( flowName );
          }

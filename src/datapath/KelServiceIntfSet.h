@@ -10,11 +10,11 @@ class KelPolicyFragment;
 
 /**
  * The reactor on one set of service interfaces. It binds the set's VNI on each member interface and
- * has the service flows through the set follow its members. Without a valid VNI it is down and holds
- * nothing; the fragment brings it up when the VNI comes.
+ * has the service flows through the set follow its members. Without a valid VNI it is down and
+ * holds nothing; the fragment brings it up when the VNI comes.
  */
 class KelServiceIntfSet : public Kel::StateMachine {
-   KEL_STATE_MACHINE( QorClient::DatapathV1::KelPolicyFragment::KelServiceIntfSet )
+   KEL_STATE_MACHINE( QorClient::DatapathV1::KelServiceIntfSet )
 
    // Inputs.
    KEL_REACTOR( KelIntfSet, Qor::V1::ServiceIntfSet const, serviceIntfSet,

@@ -31,9 +31,9 @@ Kel::Ptr< QorClient::FlowInfo > KelFlowStats::flowInfo( Kel::String const & frag
 bool KelFlowStats::isAnyFlowRuleProgrammed( Kel::String const & fragmentName,
                                             Kel::String const & flowName ) const {
    if ( auto const info = flowInfo( fragmentName, flowName ) ) {
-      for ( auto const & [ key, rule ] : info->ruleInfo() ) {
+      for ( auto const & [key, rule] : info->ruleInfo() ) {
          auto const row = pfHwStatusSm()->pfHwStatus()->flowStats( rule->ruleName() );
-         if ( row && row->status() == FlowStatus::programmed ) {
+         if ( row && row->status() == FlowStatus::active ) {
             return true;
          }
       }
@@ -44,7 +44,7 @@ bool KelFlowStats::isAnyFlowRuleProgrammed( Kel::String const & fragmentName,
 bool KelFlowStats::areAllFlowRulesRejected( Kel::String const & fragmentName,
                                             Kel::String const & flowName ) const {
    if ( auto const info = flowInfo( fragmentName, flowName ) ) {
-      for ( auto const & [ key, rule ] : info->ruleInfo() ) {
+      for ( auto const & [key, rule] : info->ruleInfo() ) {
          auto const row = pfHwStatusSm()->pfHwStatus()->flowStats( rule->ruleName() );
          if ( row && !isFlowRejected( row->status() ) ) {
             return false;
@@ -92,7 +92,7 @@ void KelFlowStats::handleStatus() {
    }
    Kel::String const fragmentName = agentStatus->fragmentNameForRuleName( ruleName );
    Kel::String const flowName = agentStatus->flowNameForRuleName( ruleName );
-   if ( status == FlowStatus::programmed ) {
+   if ( status == FlowStatus::active ) {
       KEL_TRACE_INFO( "PinFlow Rule ", ruleName, " for QOR Flow ", flowName, " for Policy ",
                       fragmentName, " programmed in hardware" );
       updateFlowState( fragmentName, flowName, FlowState::flowProgrammed );
@@ -140,11 +140,10 @@ void KelFlowStats::doCleanup() {
       updateFlowState( fragmentName, flowName, FlowState::flowInitial );
       return;
    }
-   FlowState const state = isAnyFlowRuleProgrammed( fragmentName, flowName )
-                              ? FlowState::flowProgrammed
-                           : areAllFlowRulesRejected( fragmentName, flowName )
-                              ? FlowState::flowRejected
-                              : FlowState::flowWaiting;
+   FlowState const state =
+      isAnyFlowRuleProgrammed( fragmentName, flowName )   ? FlowState::flowProgrammed
+      : areAllFlowRulesRejected( fragmentName, flowName ) ? FlowState::flowRejected
+                                                          : FlowState::flowWaiting;
    updateFlowState( fragmentName, flowName, state );
    updateRuleState( fragmentName, flowName, ruleName, FlowState::flowWaiting );
    KEL_TRACE_RETURN();
@@ -156,7 +155,7 @@ bool PfHwStatusSm::isFlowRuleInteresting( Kel::String const & ruleName ) const {
 }
 
 void PfHwStatusSm::createNestedReactors() {
-   for ( auto const & [ name, row ] : pfHwStatus()->flowStats() ) {
+   for ( auto const & [name, row] : pfHwStatus()->flowStats() ) {
       flowStatsIs( row );
    }
 }
@@ -174,13 +173,13 @@ void PfHwStatusSm::handleFlowStats( Kel::Name const & name ) {
 void PfHwStatusSm::handleInitialized() {
    KEL_TRACE_ENTRY();
    initializedIs( true );
-   for ( auto const & [ fragmentName, fragment ] : parent()->policyFragment() ) {
+   for ( auto const & [fragmentName, fragment] : parent()->policyFragment() ) {
       auto const fragInfo = agentStatus()->policyFragmentInfo( fragmentName );
       if ( !fragInfo ) {
          continue;
       }
-      for ( auto const & [ flowName, flow ] : fragInfo->flowInfo() ) {
-         for ( auto const & [ key, rule ] : flow->ruleInfo() ) {
+      for ( auto const & [flowName, flow] : fragInfo->flowInfo() ) {
+         for ( auto const & [key, rule] : flow->ruleInfo() ) {
             Kel::String const ruleName = rule->ruleName();
             if ( !parent()->pfHwConfig()->flowEntryHas( ruleName ) ) {
                KEL_TRACE_INFO( "No rule for ", ruleName );
@@ -197,7 +196,7 @@ void PfHwStatusSm::handleInitialized() {
 
 void PfHwStatusSm::doCleanup() {
    initializedIs( false );
-   for ( auto const & [ name, watcher ] : flowStats() ) {
+   for ( auto const & [name, watcher] : flowStats() ) {
       flowStatsDel( name );
    }
 }

@@ -18,7 +18,7 @@ class PolicyFragmentSm;
  * not published itself.
  */
 class KelFlowStats : public Kel::StateMachine {
-   KEL_STATE_MACHINE( QorClient::DatapathV1::PfHwStatusSm::KelFlowStats )
+   KEL_STATE_MACHINE( QorClient::DatapathV1::KelFlowStats )
 
    // Inputs.
    KEL_REACTOR( KelStats, OpenFlowTable::FlowStats const, flowStats,

@@ -7,7 +7,7 @@ KEL_TRACE_UNIT( "QorClientDatapathV1", "QorClient" )
 namespace QorClient::DatapathV1 {
 
 void PolicyFragmentSm::createNestedReactors() {
-   for ( auto const & [ name, fragment ] : polFragConfig()->policyFragment() ) {
+   for ( auto const & [name, fragment] : polFragConfig()->policyFragment() ) {
       policyFragmentIs( fragment );
    }
 }
@@ -17,7 +17,7 @@ void PolicyFragmentSm::handleInitialized() {
    initializedIs( true );
    deleteStaleStatus();
    deleteStaleBindings();
-   for ( auto const & [ name, fragment ] : policyFragment() ) {
+   for ( auto const & [name, fragment] : policyFragment() ) {
       fragment->handleInitialized();
    }
    pfHwStatusSmIs( pfHwStatus(), agentStatus(), polFragStatus(), this );
@@ -63,7 +63,7 @@ void PolicyFragmentSm::doPrepareToDie() {
    KEL_TRACE_ENTRY();
    pfHwStatusSmDel();
    // What the fragments have published must not outlive them.
-   for ( auto const & [ name, fragment ] : policyFragment() ) {
+   for ( auto const & [name, fragment] : policyFragment() ) {
       deletePolicyFragment( name );
    }
    KEL_TRACE_RETURN();
@@ -139,15 +139,17 @@ void PolicyFragmentSm::handleRuleState( Kel::String const & ruleName ) {
 void PolicyFragmentSm::addServiceVlanToOriginalVlan( Vxlan::VniExtOrNone serviceVni,
                                                      Vxlan::VniExtOrNone originalVni ) {
    KEL_TRACE_ENTRY( " serviceVni: ", serviceVni, " originalVni: ", originalVni );
-   if ( !agentStatus()->vlanForVniHas( serviceVni ) || !agentStatus()->vlanForVniHas( originalVni ) ) {
+   if ( !agentStatus()->vlanForVniHas( serviceVni ) ||
+        !agentStatus()->vlanForVniHas( originalVni ) ) {
       return;
    }
    Bridging::VlanId const serviceVlan = agentStatus()->vlanForVni( serviceVni );
    Bridging::VlanId const originalVlan = agentStatus()->vlanForVni( originalVni );
    if ( shadowServiceVniToVlanHas( serviceVni ) &&
         shadowServiceVniToVlan( serviceVni ) != serviceVlan ) {
-      KEL_TRACE_INFO( "Service Vlan changed", " old service vlan: ",
-                      shadowServiceVniToVlan( serviceVni ), " new service vlan: ", serviceVlan );
+      KEL_TRACE_INFO( "Service Vlan changed",
+                      " old service vlan: ", shadowServiceVniToVlan( serviceVni ),
+                      " new service vlan: ", serviceVlan );
       removeServiceVlanToOriginalVlan( serviceVni );
    }
    KEL_TRACE_INFO( "Adding serviceVlan: ", serviceVlan, " to originalVlan: ", originalVlan );

@@ -3,6 +3,7 @@
 #include "agent/QorClientLocalTypes.h"
 #include "datapath/KelPolicyFragment.h"
 #include "datapath/PfHwStatusSm.h"
+#include "platform/kel/Dir.h"
 #include "platform/kel/StateMachine.h"
 #include "platform/records/bridging/Config.h"
 #include "platform/records/bridging/SwitchIntfConfig.h"
@@ -10,8 +11,8 @@
 #include "platform/records/mlag/HostTable.h"
 #include "platform/records/openflowtable/HwStatus.h"
 #include "platform/records/openflowtable/PinFlowHwConfig.h"
-#include "platform/records/qor/PolicyFragmentStatus.h"
 #include "platform/records/qor/PolicyFragment.h"
+#include "platform/records/qor/PolicyFragmentStatus.h"
 #include "platform/records/qorclient/Status.h"
 #include "platform/records/routing/VirtualRouterMacStatus.h"
 #include "platform/records/slab/BridgingStatus.h"
@@ -36,10 +37,9 @@ class PolicyFragmentSm : public Kel::StateMachine {
                 KEL_ON( switchIntfConfig, handleSwitchIntfConfig ) )
    KEL_GIVEN( Kel::Ptr< Qor::V1::QorPolicyFragmentStatus >, polFragStatus )
    KEL_REACTOR( KelAgentStatus, QorClient::Status, agentStatus,
-                KEL_ON( vlanForVni, handleVlanForVni )
-                KEL_ON( warmHost, handleWarmHost )
-                KEL_ON( warmHostRefCount, handleWarmHostRefCount )
-                KEL_ON( ruleStateForRuleName, handleRuleState ) )
+                KEL_ON( vlanForVni, handleVlanForVni ) KEL_ON( warmHost, handleWarmHost )
+                   KEL_ON( warmHostRefCount, handleWarmHostRefCount )
+                      KEL_ON( ruleStateForRuleName, handleRuleState ) )
    KEL_GIVEN( Kel::Ptr< OpenFlowTable::PinFlowHwConfig >, pfHwConfig )
    KEL_GIVEN( Kel::Ptr< OpenFlowTable::HwStatus const >, pfHwStatus )
    KEL_SINGLETON( QorClient::LocalData, localData )

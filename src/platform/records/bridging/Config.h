@@ -11,7 +11,7 @@ namespace Bridging {
 class VlanConfig : public Kel::KeyedEntity< VlanId > {
    KEL_SHARED_ENTITY_OF( Bridging::VlanConfig, ::Kel::KeyedEntity< VlanId > )
    KEL_KEY( VlanId, vlanId )
-   /** The member interfaces; the value tells whether frames leave untagged. */
+   /** The member interfaces; only the keys count. */
    KEL_MAP( Wirekit::IntfId, bool, intf )
 };
 

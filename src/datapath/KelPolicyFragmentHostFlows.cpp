@@ -1,0 +1,331 @@
+// Host flows: intercept rules where a host is learnt, egress rules wherever intercepted hosts are.
+
+#include <string>
+
+#include "datapath/HostFdbStatus.h"
+#include "datapath/KelPolicyFragment.h"
+#include "datapath/PolicyFragmentSm.h"
+#include "platform/flashlog/DualLog.h"
+
+KEL_TRACE_UNIT( "QorClientDatapathV1", "QorClient" )
+
+namespace QorClient::DatapathV1 {
+
+using Bridging::MacVlanPair;
+using Wirekit::IntfId;
+
+void KelPolicyFragment::bindHostForHostInterceptFlow( Kel::String const & flowName ) {
+   KEL_TRACE_ENTRY( " flow: ", flowName );
+   auto const info = flowInfo( flowName );
+   if ( !initialized() || !info || flowInCleanupHas( flowName ) ||
+        !isHostInterceptFlow( flowName ) || !isMatchVniBound( flowName ) ) {
+      return;
+   }
+   Vxlan::VniExtOrNone const vni = matchVni( flowName );
+   MacVlanPair const host{ policyFragment()->flow( flowName ).match.srcMac,
+                           agentStatus()->vlanForVni( vni ) };
+   for ( MacVlanPair const & bound : info->boundHostKeys() ) {
+      if ( bound.mac == host.mac && bound.vlanId != host.vlanId ) {
+         KEL_TRACE_INFO( "VniExt ", vni, " is not mapped to vlan ", bound.vlanId,
+                         ". unbind this host ", bound.mac );
+         unbindHostForHostInterceptFlow( flowName );
+      }
+   }
+   KEL_TRACE_INFO( "binding host ", host.mac, host.vlanId );
+   if ( !info->boundHostHas( host ) ) {
+      info->boundHostIs( host, IntfId() );
+   }
+   agentStatus()->boundHostIs( host, true );
+   parent()->policyFragmentForHostIs( host, fragmentName() );
+   flowForHostIs( host, flowName );
+   installHostInterceptFlow( flowName );
+   KEL_TRACE_RETURN();
+}
+
+void KelPolicyFragment::unbindHostForHostInterceptFlow( Kel::String const & flowName ) {
+   KEL_TRACE_ENTRY( " flow: ", flowName );
+   if ( !initialized() || !isHostInterceptFlow( flowName ) ) {
+      return;
+   }
+   removeFlowWithItsDependents( flowName );
+   if ( auto const info = flowInfo( flowName ) ) {
+      for ( MacVlanPair const & host : info->boundHostKeys() ) {
+         bool const keep = isMatchVniBound( flowName ) &&
+                           host.vlanId == agentStatus()->vlanForVni( matchVni( flowName ) );
+         if ( !keep ) {
+            cleanupBoundHostForFlow( flowName );
+         }
+      }
+   }
+   KEL_TRACE_RETURN();
+}
+
+void KelPolicyFragment::cleanupBoundHostForFlow( Kel::String const & flowName ) {
+   KEL_TRACE_ENTRY( " flow: ", flowName );
+   auto const info = flowInfo( flowName );
+   if ( info && isHostInterceptFlow( flowName ) ) {
+      for ( MacVlanPair const & host : info->boundHostKeys() ) {
+         info->boundHostDel( host );
+         agentStatus()->boundHostDel( host );
+         flowForHostDel( host );
+         parent()->policyFragmentForHostDel( host );
+      }
+   }
+   KEL_TRACE_RETURN();
+}
+
+void KelPolicyFragment::bindHostsForAllHostInterceptFlows() {
+   forEachFlow( &KelPolicyFragment::isHostInterceptFlow,
+                &KelPolicyFragment::bindHostForHostInterceptFlow );
+}
+
+void KelPolicyFragment::unbindHostsForAllHostInterceptFlows() {
+   forEachFlow( &KelPolicyFragment::isHostInterceptFlow,
+                &KelPolicyFragment::unbindHostForHostInterceptFlow );
+}
+
+void KelPolicyFragment::cleanupBoundHostsForAllFlows() {
+   forEachFlow( &KelPolicyFragment::isHostInterceptFlow,
+                &KelPolicyFragment::cleanupBoundHostForFlow );
+}
+
+void KelPolicyFragment::installHostInterceptFlow( Kel::String const & flowName ) {
+   KEL_TRACE_ENTRY( " flow: ", flowName );
+   if ( !initialized() || !isHostInterceptFlow( flowName ) || !areHostsWarm( flowName ) ||
+        !areVnisBound( flowName ) ) {
+      return;
+   }
+   auto const info = flowInfo( flowName );
+   for ( MacVlanPair const & host : info->boundHostKeys() ) {
+      IntfId const intf = agentStatus()->warmHost( host );
+      auto const intfConfig = switchIntfConfigDir()->switchIntfConfig( intf );
+      if ( !needsFlowInstallation( flowName, host ) || !intfConfig ) {
+         continue;
+      }
+      removeFlowWithItsDependents( flowName );
+      installAllHostEgressFlowsOnIntf( intf );
+      info->boundHostIs( host, intf );
+      updateVniBindingForIntf( flowName, intf );
+      Bridging::VlanId const nativeVlan = intfConfig->trunkNativeVlan();
+      info->nativeVlanIs( nativeVlan );
+      QorClient::RuleKey ruleKey;
+      ruleKey.inIntf = intf;
+      KEL_TRACE_INFO( "Adding flow variant for tagged packets" );
+      publishFlowRule( flowName, ruleKey );
+      if ( agentStatus()->vlanForVni( matchVni( flowName ) ) == nativeVlan ) {
+         // On its native VLAN the host's packets arrive untagged.
+         KEL_TRACE_INFO( "Adding flow variant for untagged packets" );
+         ruleKey.matchVlanTag = false;
+         publishFlowRule( flowName, ruleKey );
+      }
+   }
+   KEL_TRACE_RETURN();
+}
+
+void KelPolicyFragment::removeHostInterceptFlow( Kel::String const & flowName ) {
+   KEL_TRACE_ENTRY( " flow: ", flowName );
+   auto const info = flowInfo( flowName );
+   if ( info && isHostInterceptFlow( flowName ) ) {
+      // The binding stays, so that the flow is installed again as soon as the host returns.
+      for ( MacVlanPair const & host : info->boundHostKeys() ) {
+         KEL_TRACE_INFO( "boundHost is reset for: ", host );
+         info->boundHostIs( host, IntfId() );
+      }
+   }
+   KEL_TRACE_RETURN();
+}
+
+void KelPolicyFragment::handleWarmHost( MacVlanPair const & host ) {
+   KEL_TRACE_ENTRY( " host: ", host );
+   if ( !initialized() || !flowForHostHas( host ) ) {
+      return;
+   }
+   Kel::String const flowName = flowForHost( host );
+   if ( areHostsWarm( flowName ) ) {
+      installHostInterceptFlow( flowName );
+   } else {
+      removeFlowWithItsDependents( flowName );
+      removeHostInterceptFlow( flowName );
+   }
+   KEL_TRACE_RETURN();
+}
+
+bool KelPolicyFragment::areHostsWarm( Kel::String const & flowName ) const {
+   auto const info = flowInfo( flowName );
+   if ( !info || info->boundHostCount() == 0 ) {
+      return false;
+   }
+   for ( MacVlanPair const & host : info->boundHostKeys() ) {
+      if ( !agentStatus()->warmHostHas( host ) ) {
+         return false;
+      }
+   }
+   return true;
+}
+
+bool KelPolicyFragment::areHostsWarmForAnyFlow() const {
+   if ( auto const info = fragInfo() ) {
+      for ( Kel::String const & flowName : info->flowInfoKeys() ) {
+         if ( isHostInterceptFlow( flowName ) && areHostsWarm( flowName ) ) {
+            return true;
+         }
+      }
+   }
+   return false;
+}
+
+bool KelPolicyFragment::needsFlowInstallation( Kel::String const & flowName,
+                                               MacVlanPair const & host ) const {
+   IntfId const intf = agentStatus()->warmHost( host );
+   if ( !intf ) {
+      KEL_TRACE_INFO( " host has no valid intf. Returning false" );
+      return false;
+   }
+   struct Reason {
+      bool applies;
+      char const * text;
+   };
+   // A host that is seen on a service interface never moves its flow there.
+   Reason const notServiceIntf{ !isServiceIntf( intf ), "interface was not service intf and " };
+   Reason const reasons[] = {
+      { didHostMove( flowName, host ), "host was learnt on a new interface, " },
+      { didVlanChange( flowName ), "vni-vlan map changed, " },
+      { didNativeVlanChange( flowName, intf ), " native vlan changed, " },
+      { !isFlowPublished( flowName ), " flow was not in hw" } };
+   bool needed = false;
+   std::string text = notServiceIntf.applies ? notServiceIntf.text : "";
+   for ( Reason const & reason : reasons ) {
+      needed = needed || reason.applies;
+      text += reason.applies ? reason.text : "";
+   }
+   needed = needed && notServiceIntf.applies;
+   KEL_TRACE_INFO( text, " return ", needed );
+   return needed;
+}
+
+bool KelPolicyFragment::didHostMove( Kel::String const & flowName,
+                                     MacVlanPair const & host ) const {
+   auto const info = flowInfo( flowName );
+   return agentStatus()->warmHost( host ) != ( info ? info->boundHost( host ) : IntfId() );
+}
+
+bool KelPolicyFragment::didVlanChange( Kel::String const & flowName ) const {
+   if ( !areVnisBound( flowName ) ) {
+      return true;
+   }
+   auto const info = flowInfo( flowName );
+   return info->matchVlan() != agentStatus()->vlanForVni( matchVni( flowName ) ) ||
+          info->rewriteVlan() != agentStatus()->vlanForVni( actionVni( flowName ) );
+}
+
+bool KelPolicyFragment::didNativeVlanChange( Kel::String const & flowName, IntfId intf ) const {
+   auto const intfConfig = switchIntfConfigDir()->switchIntfConfig( intf );
+   return intfConfig && flowInfo( flowName )->nativeVlan() !=
+                           Bridging::VlanIdOrNone( intfConfig->trunkNativeVlan() );
+}
+
+bool KelPolicyFragment::isServiceIntf( IntfId intf ) const {
+   for ( auto const & [name, set] : policyFragment()->serviceIntfSet() ) {
+      if ( set->intfHas( intf.stringValue() ) ) {
+         return true;
+      }
+   }
+   return false;
+}
+
+MacVlanPair KelPolicyFragment::getHostFromFlowName( Kel::String const & flowName ) const {
+   // A flow's hosts are among its bindings, so the map need not be walked as a whole.
+   if ( auto const info = flowInfo( flowName ) ) {
+      for ( MacVlanPair const & host : info->boundHostKeys() ) {
+         if ( flowForHostHas( host ) && flowForHost( host ) == flowName ) {
+            return host;
+         }
+      }
+   }
+   return {};
+}
+
+std::uint32_t KelPolicyFragment::getHostMoveCount( MacVlanPair const & host ) const {
+   if ( host == MacVlanPair{} ) {
+      return 0;
+   }
+   return getHostFdbStatus( host, parent()->brConfig(), parent()->slabBrStatus() ).moveCount;
+}
+
+void KelPolicyFragment::installHostEgressFlowOnIntf( Kel::String const & flowName, IntfId intf ) {
+   KEL_TRACE_ENTRY( " flow: ", flowName, " intf: ", intf );
+   if ( !initialized() || !isHostEgressFlow( flowName ) || !intf ) {
+      return;
+   }
+   QorClient::RuleKey ruleKey;
+   ruleKey.outIntf = intf;
+   auto const rule = flowInfo( flowName )->ruleInfo( ruleKey );
+   if ( !rule ) {
+      publishFlowRule( flowName, ruleKey );
+   } else if ( rule->published() ) {
+      rule->refCountInc( 1 );
+      KEL_TRACE_INFO( "rule:", rule->ruleName(), " refCount: ", rule->refCount() );
+   }
+   KEL_TRACE_RETURN();
+}
+
+void KelPolicyFragment::removeHostEgressFlowFromIntf( Kel::String const & flowName, IntfId intf ) {
+   KEL_TRACE_ENTRY( " flow: ", flowName, " intf: ", intf );
+   if ( !initialized() || !isHostEgressFlow( flowName ) || !intf ) {
+      return;
+   }
+   QorClient::RuleKey ruleKey;
+   ruleKey.outIntf = intf;
+   auto const info = flowInfo( flowName );
+   if ( auto const rule = info->ruleInfo( ruleKey ) ) {
+      if ( rule->published() && rule->refCount() != 0 ) {
+         rule->refCountDec( 1 );
+         KEL_TRACE_INFO( "rule:", rule->ruleName(), " refCount: ", rule->refCount() );
+      }
+      if ( rule->refCount() == 0 ) {
+         revokePublishedFlowRule( flowName, ruleKey );
+         if ( info->ruleInfoCount() == 0 ) {
+            updateFlowState( flowName, Qor::FlowState::flowInitial );
+         }
+      }
+   }
+   KEL_TRACE_RETURN();
+}
+
+void KelPolicyFragment::installHostEgressFlowOnAllIntfs( Kel::String const & flowName ) {
+   KEL_TRACE_ENTRY( " flow: ", flowName );
+   if ( !initialized() || !isHostEgressFlow( flowName ) ) {
+      return;
+   }
+   for ( auto const & [name, info] : fragInfo()->flowInfo() ) {
+      if ( isHostInterceptFlow( name ) ) {
+         for ( auto const & [host, intf] : info->boundHost() ) {
+            installHostEgressFlowOnIntf( flowName, intf );
+         }
+      }
+   }
+   KEL_TRACE_RETURN();
+}
+
+void KelPolicyFragment::installAllHostEgressFlowsOnIntf( IntfId intf ) {
+   if ( auto const info = fragInfo() ) {
+      for ( Kel::String const & flowName : info->flowInfoKeys() ) {
+         if ( isHostEgressFlow( flowName ) ) {
+            installHostEgressFlowOnIntf( flowName, intf );
+         }
+      }
+   }
+}
+
+void KelPolicyFragment::removeAllHostEgressFlowsFromIntf( IntfId intf ) {
+   auto const info = fragInfo();
+   if ( info && intf ) {
+      for ( Kel::String const & flowName : info->flowInfoKeys() ) {
+         if ( isHostEgressFlow( flowName ) ) {
+            removeHostEgressFlowFromIntf( flowName, intf );
+         }
+      }
+   }
+}
+
+}  // namespace QorClient::DatapathV1

@@ -1,0 +1,174 @@
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <vector>
+
+#include "platform/kel/Dir.h"
+#include "platform/records/bridging/AllowedVlans.h"
+#include "platform/records/bridging/Config.h"
+#include "platform/records/bridging/SwitchIntfConfig.h"
+#include "platform/records/controllerclient/Status.h"
+#include "platform/records/l2rib/Host.h"
+#include "platform/records/l2rib/SourceDirEntry.h"
+#include "platform/records/mlag/Config.h"
+#include "platform/records/mlag/HostTable.h"
+#include "platform/records/mlag/Status.h"
+#include "platform/records/mlagp2p/Status.h"
+#include "platform/records/openflowtable/HwStatus.h"
+#include "platform/records/openflowtable/PinFlowHwConfig.h"
+#include "platform/records/openflowtable/PlatformConfig.h"
+#include "platform/records/qor/PolicyFragment.h"
+#include "platform/records/qor/PolicyFragmentStatus.h"
+#include "platform/records/qorclient/Status.h"
+#include "platform/records/qorcommon/Capability.h"
+#include "platform/records/qorl3/FragmentConfig.h"
+#include "platform/records/qorl3/FragmentStatus.h"
+#include "platform/records/qorl3/GroupSetConfig.h"
+#include "platform/records/qorl3/GroupSetStatus.h"
+#include "platform/records/qorl3/GroupType.h"
+#include "platform/records/routing/VirtualRouterMacStatus.h"
+#include "platform/records/slab/SlabFdbStatus.h"
+#include "platform/records/vxlan/VniSviConfig.h"
+#include "platform/records/vxlan/VtiStatus.h"
+#include "platform/records/vxlan/VxlanClientConfig.h"
+#include "platform/records/vxlancontroller/VniFdbStatusV2.h"
+
+using Kel::Value;
+using Wirekit::IntfId;
+
+namespace {
+
+template < class K >
+void expectKey( K const & key, std::string_view text ) {
+   EXPECT_EQ( Kel::textOf( key ), text );
+   EXPECT_EQ( Kel::fromText< K >( text ), key );
+   EXPECT_EQ( Kel::fromText< K >( text ).hash(), key.hash() );
+}
+
+Wirekit::EthAddr eth( std::string_view text ) {
+   return *Wirekit::EthAddr::parse( text );
+}
+Wirekit::IpGenAddr ip( std::string_view text ) {
+   return *Wirekit::IpGenAddr::parse( text );
+}
+
+template < class T >
+void expectType( char const * name ) {
+   auto const * type = Kel::typeNode( name );
+   ASSERT_TRUE( type ) << name;
+   EXPECT_EQ( type, &T::kelType() );
+   EXPECT_TRUE( Kel::ptrCast< T >( type->create( "x" ) ) ) << name;
+}
+
+// Entities come into being by these names: at their mount, in their directory, from a document.
+TEST( Records, AllTypesOfTheStoreAreFoundByName ) {
+   expectType< Qor::V1::QorPolicyFragment >( "Qor::V1::QorPolicyFragment" );
+   expectType< Qor::V1::QorPolicyFragmentStatus >( "Qor::V1::QorPolicyFragmentStatus" );
+   expectType< QorClient::Status >( "QorClient::Status" );
+   expectType< MlagP2p::QorClient::Status >( "MlagP2p::QorClient::Status" );
+   expectType< Vxlan::VniSviConfig >( "Vxlan::VniSviConfig" );
+   expectType< Vxlan::VtiStatusDir >( "Vxlan::VtiStatusDir" );
+   expectType< Vxlan::VxlanClientConfig >( "Vxlan::VxlanClientConfig" );
+   expectType< Bridging::Config >( "Bridging::Config" );
+   expectType< Bridging::SwitchIntfConfigDir >( "Bridging::SwitchIntfConfigDir" );
+   expectType< Bridging::Input::AllowedVlans >( "Bridging::Input::AllowedVlans" );
+   expectType< OpenFlowTable::PinFlowHwConfig >( "OpenFlowTable::PinFlowHwConfig" );
+   expectType< OpenFlowTable::PlatformInitConfig >( "OpenFlowTable::PlatformInitConfig" );
+   expectType< OpenFlowTable::HwStatus >( "OpenFlowTable::HwStatus" );
+   expectType< OpenFlowTable::PlatformTableSupport >( "OpenFlowTable::PlatformTableSupport" );
+   expectType< ControllerClient::Status >( "ControllerClient::Status" );
+   expectType< Mlag::Config >( "Mlag::Config" );
+   expectType< Mlag::Status >( "Mlag::Status" );
+   expectType< Mlag::HostTable >( "Mlag::HostTable" );
+   expectType< Routing::Fhrp::VirtualRouterMacStatus >( "Routing::Fhrp::VirtualRouterMacStatus" );
+   expectType< VxlanController::VniFdbStatusV2 >( "VxlanController::VniFdbStatusV2" );
+   expectType< L2Rib::SourceDirEntry >( "L2Rib::SourceDirEntry" );
+   expectType< QorCommon::V1::Capability >( "QorCommon::V1::Capability" );
+   expectType< QorL3::V1::GroupTypeConfig >( "QorL3::V1::GroupTypeConfig" );
+   expectType< QorL3::V1::GroupTypeStatus >( "QorL3::V1::GroupTypeStatus" );
+   expectType< QorL3::V1::GroupSetConfig >( "QorL3::V1::GroupSetConfig" );
+   expectType< QorL3::V1::GroupSetStatus >( "QorL3::V1::GroupSetStatus" );
+   expectType< QorL3::V1::FragmentConfig >( "QorL3::V1::FragmentConfig" );
+   expectType< QorL3::V1::FragmentStatus >( "QorL3::V1::FragmentStatus" );
+   expectType< Kel::Dir >( "Kel::Dir" );
+}
+
+TEST( Records, KeysHaveOneText ) {
+   IntfId const intf( "Ethernet5" );
+   expectKey( QorClient::RuleKey{}, "||true" );
+   expectKey( QorClient::RuleKey{ {}, intf, false }, "|Ethernet5|false" );
+   expectKey( QorClient::VniAndIntfForPolicyFragment{}, "4294967295||" );
+   expectKey( QorClient::VniAndIntfForPolicyFragment{ Vxlan::VniExtOrNone( 7 ), intf, "a|b\\" },
+              "7|Ethernet5|a\\|b\\\\" );
+   expectKey( Bridging::MacVlanPair{ eth( "02:00:00:00:00:01" ), Bridging::VlanId( 100 ) },
+              "02:00:00:00:00:01|100" );
+   expectKey( Mlag::HostEntryKey{ Bridging::VlanId( 7 ), eth( "02:00:00:00:00:01" ) },
+              "7|02:00:00:00:00:01" );
+   expectKey( QorL3::V1::MemberKey{ 0, ip( "10.0.0.1" ), eth( "02:00:00:00:00:01" ) },
+              "0|10.0.0.1|02:00:00:00:00:01" );
+   QorL3::V1::FlowGroupOrder const order{ 1, 2 };
+   expectKey( order, "1|2" );
+   EXPECT_EQ( order.stringValue(), "Preference: 1 Priority: 2" );
+   EXPECT_THROW( Kel::fromText< Bridging::MacVlanPair >( "02:00:00:00:00:01|0" ), Kel::ValueError );
+}
+
+TEST( Records, FlowGroupsAreWalkedInTheirOrder ) {
+   Kel::Ptr< QorL3::V1::FragmentConfig > config( new QorL3::V1::FragmentConfig( "default" ) );
+   auto const & flowGroup = *config->fwkType().attribute( "flowGroup" );
+   for ( auto const * order : { "10|1", "9|20", "9|3", "4294967295|0" } ) {
+      flowGroup.childIs( *config, order, nullptr, []( Kel::Entity & ) {} );
+   }
+   EXPECT_EQ( flowGroup.keys( *config ),
+              ( std::vector< std::string >{ "9|3", "9|20", "10|1", "4294967295|0" } ) );
+   EXPECT_EQ( config->flowGroup( { 9, 20 } )->order().priority, 20u );
+}
+
+TEST( Records, HostComparesWithoutItsTime ) {
+   L2Rib::Host const host{ { eth( "02:00:00:00:00:01" ), Bridging::VlanId( 2 ) },
+                           16,
+                           2,
+                           64,
+                           1,
+                           5.0,
+                           { IntfId( "Ethernet1" ) } };
+   L2Rib::Host later = host;
+   later.updateTime = 9.0;
+   EXPECT_EQ( later, host );
+   Kel::forEachField< L2Rib::Host >( [&]( auto const & field ) {
+      L2Rib::Host other = host;
+      other.*field.member = {};
+      EXPECT_EQ( other == host, field.name == std::string_view( "updateTime" ) ) << field.name;
+   } );
+   EXPECT_EQ( Kel::fromValue< L2Rib::Host >( Kel::toValue( host ) ).updateTime, 5.0 );
+}
+
+// An empty member would read as an absent one.
+TEST( Records, ValuesTakeTheirKeyFromTheirPlace ) {
+   Kel::Ptr< QorL3::V1::MemberSetConfig > set(
+      new QorL3::V1::MemberSetConfig( Vxlan::VniOrNone( 7 ) ) );
+   auto const & member = *set->fwkType().attribute( "member" );
+   char const * const key = "0|10.0.0.1|02:00:00:00:00:01";
+   member.write( *set, key, Value::Object{} );
+   EXPECT_EQ( *member.read( *set, key )->member( "ip" ), Value( "10.0.0.1" ) );
+   EXPECT_NE( set->member( Kel::fromText< QorL3::V1::MemberKey >( key ) ), QorL3::V1::Member{} );
+   EXPECT_THROW( member.check( key, Value::Object{ { "ip", "10.0.0.2" } } ), Kel::ValueError );
+
+   Kel::Ptr< Mlag::HostTable > table( new Mlag::HostTable( "x" ) );
+   auto const & hostEntry = *table->fwkType().attribute( "hostEntry" );
+   hostEntry.write( *table, "7|02:00:00:00:00:01", Value::Object{ { "intf", "Ethernet1" } } );
+   EXPECT_EQ( table->hostEntry( { Bridging::VlanId( 7 ), eth( "02:00:00:00:00:01" ) } ).key.vlanId,
+              Bridging::VlanId( 7 ) );
+}
+
+TEST( Records, ArraysAreTakenWhole ) {
+   Value::Array bytes{ std::uint64_t{ 0 }, std::uint64_t{ 2 }, std::uint64_t{ 255 } };
+   auto const type = Kel::fromValue< QorL3::V1::GroupType >( Value::Object{ { "bytes", bytes } } );
+   EXPECT_EQ( Kel::toValue( type ), Value( Value::Object{ { "bytes", bytes } } ) );
+   EXPECT_NE( type, QorL3::V1::GroupType{} );
+   bytes[2] = std::uint64_t{ 256 };
+   EXPECT_THROW( Kel::fromValue< decltype( type.bytes ) >( bytes ), Kel::ValueError );
+   bytes.pop_back();
+   EXPECT_THROW( Kel::fromValue< decltype( type.bytes ) >( bytes ), Kel::ValueError );
+}
+
+}  // namespace
