@@ -190,7 +190,7 @@ TEST_F( SwitchTest, DamagedRowIsAbsentUntilItIsWritten ) {
 
 /** Stands for an agent: writes its output when its input changes. */
 class CopySm : public Kel::StateMachine {
-   KEL_STATE_MACHINE( CopySm )
+   KEL_LOCAL_STATE_MACHINE( CopySm )
    KEL_REACTOR( KelMlagConfig, Mlag::Config const, mlagConfig,
                 KEL_ON( peerLinkIntfId, handlePeerLinkIntfId ) )
    KEL_GIVEN( Kel::Ptr< QorClient::Status >, agentStatus )
@@ -239,7 +239,7 @@ TEST_F( SwitchTest, JournalHoldsTheAgentsChangesOfItsOutputsAlone ) {
 
 /** Records what a watcher of a fragment collection finds when a fragment is announced. */
 class AnnouncedSm : public Kel::StateMachine {
-   KEL_STATE_MACHINE( AnnouncedSm )
+   KEL_LOCAL_STATE_MACHINE( AnnouncedSm )
    KEL_REACTOR( KelPolicy, Qor::V1::QorPolicyFragment const, policy,
                 KEL_ON( policyFragment, handlePolicyFragment ) )
    KEL_OWN( std::string, found )

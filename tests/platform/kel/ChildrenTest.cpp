@@ -11,7 +11,7 @@ using namespace Sample;
 using Kel::Ptr, Kel::String;
 
 class OwnerSm : public Kel::StateMachine {
-   KEL_STATE_MACHINE( OwnerSm )
+   KEL_LOCAL_STATE_MACHINE( OwnerSm )
    KEL_GIVEN( Script *, script )
    KEL_CHILD( WatchSm, child )
    KEL_CHILDREN_BY_KEY( String, WatchSm, watch )
@@ -25,7 +25,7 @@ class ShelfSm;
 
 /** A nested reactor: state and handlers per box, and a child of its own. */
 class BoxReactor : public Kel::StateMachine {
-   KEL_STATE_MACHINE( BoxReactor )
+   KEL_LOCAL_STATE_MACHINE( BoxReactor )
    KEL_REACTOR( KelBox, Box const, box, KEL_ON( size, handleSize ) KEL_ON( item, handleItem ) )
    KEL_GIVEN( ShelfSm *, owner )
    KEL_OWN( String, name )
@@ -43,7 +43,7 @@ class BoxReactor : public Kel::StateMachine {
 };
 
 class ShelfSm : public Kel::StateMachine {
-   KEL_STATE_MACHINE( ShelfSm )
+   KEL_LOCAL_STATE_MACHINE( ShelfSm )
    KEL_REACTOR( KelShelf, Shelf const, shelf, KEL_ON( box, handleBox ) )
    KEL_GIVEN( Script *, script )
    KEL_NESTED( String, BoxReactor, box )
@@ -276,7 +276,7 @@ TEST_F( NestedTest, NotificationsAndTheZombieStateFollowTheOwner ) {
 
 /** Owns a machine with nested reactors, which own children. */
 class TopSm : public Kel::StateMachine {
-   KEL_STATE_MACHINE( TopSm )
+   KEL_LOCAL_STATE_MACHINE( TopSm )
    KEL_CHILD( ShelfSm, shelf )
 };
 

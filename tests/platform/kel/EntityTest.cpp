@@ -22,7 +22,7 @@ class Rack : public Shelf {
 
 /** Watches a directory, a shelf's boxes and an attribute of a class that extends the shelf. */
 class LibrarianSm : public Kel::StateMachine {
-   KEL_STATE_MACHINE( LibrarianSm )
+   KEL_LOCAL_STATE_MACHINE( LibrarianSm )
    KEL_REACTOR( KelDir, Kel::Dir, dir, KEL_ON( entity, handleEntity ) )
    KEL_REACTOR( KelRack, Rack, rack,
                 KEL_ON( box, handleBox ) KEL_ON( best, handleBest ) KEL_ON( locked, handleLocked ) )

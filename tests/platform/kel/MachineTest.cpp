@@ -11,7 +11,7 @@ using Kel::Ptr;
 
 /** Nothing but a name, for the order of ends. */
 class LeafSm : public Kel::StateMachine {
-   KEL_STATE_MACHINE( LeafSm )
+   KEL_LOCAL_STATE_MACHINE( LeafSm )
    KEL_GIVEN( Kel::String, name )
    KEL_GIVEN( Script *, script )
    static Kel::String keyOf( Kel::String const & name, Script * ) { return name; }
@@ -28,7 +28,7 @@ class World : public Kel::NamedEntity {
 
 /** One of everything. */
 class WholeSm : public Kel::StateMachine {
-   KEL_STATE_MACHINE( WholeSm )
+   KEL_LOCAL_STATE_MACHINE( WholeSm )
    KEL_REACTOR( KelBox, Box const, box, KEL_ON( size, handleSize ) )
    KEL_GIVEN( Script *, script )
    KEL_REACTOR( KelSecond, Box const, second, KEL_ON( size, handleSecond ) )
@@ -59,7 +59,7 @@ class WholeSm : public Kel::StateMachine {
 
 /** Continues the attributes of another machine. */
 class MoreSm : public WholeSm {
-   KEL_STATE_MACHINE_OF( MoreSm, WholeSm )
+   KEL_LOCAL_STATE_MACHINE_OF( MoreSm, WholeSm )
    KEL_REACTOR( KelThird, Box const, third, KEL_ON( size, handleThird ) )
    KEL_CHILD( LeafSm, extra )
    void handleThird() { script()->event( "third" ); }

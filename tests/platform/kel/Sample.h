@@ -59,7 +59,7 @@ using Log = std::vector< std::string >;
 
 /** Watches a box and logs under its own name. */
 class WatchSm : public Kel::StateMachine {
-   KEL_STATE_MACHINE( Sample::WatchSm )
+   KEL_LOCAL_STATE_MACHINE( Sample::WatchSm )
    KEL_REACTOR( KelBox, Box, box,
                 KEL_ON( size, handleSize ) KEL_ON( item, handleItem )
                    KEL_ON( price, handleSomePrice ) )
