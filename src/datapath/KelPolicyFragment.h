@@ -189,10 +189,10 @@ class KelPolicyFragment : public Kel::StateMachine {
                                   Kel::Ptr< Qor::V1::ServiceIntfSet const > const & intfSet );
    bool hasServiceFlowInterceptChanged( Kel::String const & flowName ) const;
 
-   void setVni( Vxlan::VniOrNone configured, Vxlan::VniOrNone known, Kel::Name const & setName,
-                void ( Qor::V1::ServicePolicyFragmentStatus::*store )( Vxlan::VniOrNone const & ),
-                Vxlan::VniExtOrNone serviceVniToRemove );
-   void appendVniDetail( std::string & details, Vxlan::VniOrNone vni, char const * whose ) const;
+   void takeOverVni(
+      Vxlan::VniOrNone wanted, Vxlan::VniOrNone known,
+      void ( Qor::V1::ServicePolicyFragmentStatus::*store )( Vxlan::VniOrNone const & ),
+      Kel::Name const & setName, Vxlan::VniExtOrNone staleServiceVni );
 };
 
 /**

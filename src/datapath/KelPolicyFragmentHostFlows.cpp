@@ -1,7 +1,5 @@
 // Host flows: intercept rules where a host is learnt, egress rules wherever intercepted hosts are.
 
-#include <string>
-
 #include "datapath/HostFdbStatus.h"
 #include "datapath/KelPolicyFragment.h"
 #include "datapath/PolicyFragmentSm.h"
@@ -181,25 +179,19 @@ bool KelPolicyFragment::needsFlowInstallation( Kel::String const & flowName,
       KEL_TRACE_INFO( " host has no valid intf. Returning false" );
       return false;
    }
-   struct Reason {
-      bool applies;
-      char const * text;
-   };
    // A host that is seen on a service interface never moves its flow there.
-   Reason const notServiceIntf{ !isServiceIntf( intf ), "interface was not service intf and " };
-   Reason const reasons[] = {
-      { didHostMove( flowName, host ), "host was learnt on a new interface, " },
-      { didVlanChange( flowName ), "vni-vlan map changed, " },
-      { didNativeVlanChange( flowName, intf ), " native vlan changed, " },
-      { !isFlowPublished( flowName ), " flow was not in hw" } };
-   bool needed = false;
-   std::string text = notServiceIntf.applies ? notServiceIntf.text : "";
-   for ( Reason const & reason : reasons ) {
-      needed = needed || reason.applies;
-      text += reason.applies ? reason.text : "";
-   }
-   needed = needed && notServiceIntf.applies;
-   KEL_TRACE_INFO( text, " return ", needed );
+   bool const notServiceIntf = !isServiceIntf( intf );
+   bool const hostMoved = didHostMove( flowName, host );
+   bool const vlanChanged = didVlanChange( flowName );
+   bool const nativeChanged = didNativeVlanChange( flowName, intf );
+   bool const notPublished = !isFlowPublished( flowName );
+   bool const needed =
+      notServiceIntf && ( hostMoved || vlanChanged || nativeChanged || notPublished );
+   KEL_TRACE_INFO( notServiceIntf ? "interface was not service intf and " : "",
+                   hostMoved ? "host was learnt on a new interface, " : "",
+                   vlanChanged ? "vni-vlan map changed, " : "",
+                   nativeChanged ? " native vlan changed, " : "",
+                   notPublished ? " flow was not in hw" : "", " return ", needed );
    return needed;
 }
 
