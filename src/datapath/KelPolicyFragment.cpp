@@ -87,6 +87,7 @@ void KelPolicyFragment::handleInitialized() {
    handleOriginalVni();
    handleServiceVni();
    handleFlow();
+   handleGrCookie();
    for ( auto const & [name, set] : serviceIntfSet() ) {
       set->handleInitialized();
    }
@@ -98,9 +99,12 @@ void KelPolicyFragment::cleanup() {
    if ( !initialized() ) {
       return;
    }
+   policyGrCookieSmDel();
    for ( Kel::String const & flowName : fragInfo()->flowInfoKeys() ) {
       revokePublishedFlow( flowName );
    }
+   destroyServiceIntfMacSm( "near" );
+   destroyServiceIntfMacSm( "far" );
    cleanupBoundHostsForAllFlows();
    removeVniBindings();
    // The configuration may have gone already; the status remembers what was taken over.
@@ -120,6 +124,22 @@ void KelPolicyFragment::handleServiceIntfSet( Kel::Name const & setName ) {
       serviceIntfSetIs( set );
    } else if ( auto gone = serviceIntfSetDel( setName ) ) {
       gone->cleanup();
+   }
+   KEL_TRACE_RETURN();
+}
+
+void KelPolicyFragment::handleGrCookie() {
+   KEL_TRACE_ENTRY( " fragment: ", fragmentName() );
+   if ( !initialized() ) {
+      return;
+   }
+   auto const status = fragmentStatus();
+   if ( auto const cookie = policyFragment()->grCookie() ) {
+      status->grCookieIs( cookie->name() );
+      policyGrCookieSmIs( fragmentName(), cookie, status->grCookie() );
+   } else {
+      policyGrCookieSmDel();
+      status->grCookieDel();
    }
    KEL_TRACE_RETURN();
 }

@@ -38,6 +38,9 @@ void KelPolicyFragment::bindHostForHostInterceptFlow( Kel::String const & flowNa
    agentStatus()->boundHostIs( host, true );
    parent()->policyFragmentForHostIs( host, fragmentName() );
    flowForHostIs( host, flowName );
+   if ( auto const far = farIntfNimbusHostMacSm() ) {
+      far->addInterceptedHost( host, flowName );
+   }
    installHostInterceptFlow( flowName );
    KEL_TRACE_RETURN();
 }
@@ -68,6 +71,9 @@ void KelPolicyFragment::cleanupBoundHostForFlow( Kel::String const & flowName ) 
          info->boundHostDel( host );
          agentStatus()->boundHostDel( host );
          flowForHostDel( host );
+         if ( auto const far = farIntfNimbusHostMacSm() ) {
+            far->deleteInterceptedHost( host );
+         }
          parent()->policyFragmentForHostDel( host );
       }
    }

@@ -27,6 +27,7 @@ void KelServiceIntfSet::handleInitialized() {
    initializedIs( parent()->initialized() && !vniToBind().isNone() );
    if ( initialized() ) {
       parent()->fragInfo()->serviceIntfSetInfoIs( name() );
+      parent()->createServiceIntfMacSm( name() );
       handleIntf();
    }
    KEL_TRACE_RETURN();
@@ -46,6 +47,7 @@ void KelServiceIntfSet::handleIntf() {
       parent()->updateFlowStateAll( Qor::FlowState::flowInitial );
       reinstallServiceFlowsForThisIntfSet();
    }
+   parent()->updateServiceIntfMacSm( name() );
    KEL_TRACE_RETURN();
 }
 
@@ -126,6 +128,7 @@ void KelServiceIntfSet::cleanup() {
          }
       }
    }
+   parent()->destroyServiceIntfMacSm( name() );
    initializedIs( false );
    KEL_TRACE_RETURN();
 }
