@@ -93,6 +93,8 @@ class EntityManager : public Kel::PtrInterface, private Kel::ChangeSink {
    /** Sees every change of the entities, before the agents do. One at a time; empty for none. */
    void changeObserverIs( std::function< void( Change const & ) > observer );
 
+   /** Adds what a store holds, which is not kept up to date after that. Throws Kel::ValueError. */
+   void loadFrom( Store & store );
    /** Writes everything that stands into a store, collections in their order. */
    void saveTo( Store & store ) const;
 
@@ -107,7 +109,6 @@ class EntityManager : public Kel::PtrInterface, private Kel::ChangeSink {
  private:
    void changed( Kel::Notifier const & notifier, Kel::AttributeId attribute,
                  void const * key ) override;
-   void loadFrom( Store & store );
    void sinkIs();
 
    Kel::Ptr< Orb::TaskScheduler > scheduler_;

@@ -44,6 +44,12 @@ class ScalarRecord final : public AttributeRecord {
       patchValue( value, patch );
       attribute.set( notifier, id(), value );
    }
+   Value preview( Notifier const & notifier, std::string_view,
+                  Value const & patch ) const override {
+      T value = ( static_cast< Owner const & >( notifier ).*member_ ).value();
+      patchValue( value, patch );
+      return toValue( value );
+   }
 
  private:
    Scalar< T > Owner::*member_;
@@ -106,6 +112,11 @@ class MapRecord final : public CollectionRecord< Owner, Member, K > {
       } else {
          map.set( notifier, this->id(), key, patched( key, map.get( key ), patch ) );
       }
+   }
+   Value preview( Notifier const & notifier, std::string_view text,
+                  Value const & patch ) const override {
+      K const key = fromText< K >( text );
+      return toValue( patched( key, this->attribute( notifier ).get( key ), patch ) );
    }
 
  private:

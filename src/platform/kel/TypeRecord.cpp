@@ -19,6 +19,9 @@ std::optional< Value > AttributeRecord::read( Notifier const &, std::string_view
 }
 void AttributeRecord::check( std::string_view, Value const & ) const {}
 void AttributeRecord::write( Notifier &, std::string_view, Value const & ) const {}
+Value AttributeRecord::preview( Notifier const &, std::string_view, Value const & ) const {
+   return {};
+}
 bool AttributeRecord::corrupt( Notifier &, std::string_view ) const {
    return false;
 }

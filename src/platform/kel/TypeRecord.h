@@ -51,6 +51,9 @@ class AttributeRecord {
    virtual void check( std::string_view key, Value const & patch ) const;
    /** Applies the patch by one mutator call. Null deletes a key or sets the default. */
    virtual void write( Notifier & notifier, std::string_view key, Value const & patch ) const;
+   /** The value that `write` would leave there; the default's for a null patch. */
+   virtual Value preview( Notifier const & notifier, std::string_view key,
+                          Value const & patch ) const;
    /** Damages a row of a table in shared memory; false when there is no such row. */
    virtual bool corrupt( Notifier & notifier, std::string_view key ) const;
 

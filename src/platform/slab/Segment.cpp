@@ -46,12 +46,30 @@ pid_t takeNumber( std::string_view & text ) {
    return number;
 }
 
-bool isAbandoned( std::string_view name ) {
+/** The process that made the segment; -1 for another kind of file. */
+pid_t makerOf( std::string_view name ) {
    if ( !name.starts_with( namePrefix ) )
-      return false;
+      return -1;
    name.remove_prefix( namePrefix.size() );
    pid_t const pid = takeNumber( name );
-   return pid > 0 && takeNumber( name ) >= 0 && !processAlive( pid );
+   return pid > 0 && takeNumber( name ) >= 0 ? pid : -1;
+}
+
+/** Unlinks the segments whose maker is as wanted. */
+template < class Wanted >
+std::size_t removeSegments( Wanted wanted ) {
+   std::vector< std::string > segments;
+   std::error_code error;
+   for ( auto const & entry : std::filesystem::directory_iterator( "/dev/shm", error ) ) {
+      std::string const name = entry.path().filename().string();
+      pid_t const maker = makerOf( name );
+      if ( maker > 0 && wanted( maker ) )
+         segments.push_back( "/" + name );
+   }
+   // Another process may sweep at the same time, or own a segment; neither is a fault of ours.
+   return static_cast< std::size_t >(
+      std::count_if( segments.begin(), segments.end(),
+                     []( auto const & name ) { return ::shm_unlink( name.c_str() ) == 0; } ) );
 }
 
 }  // namespace
@@ -116,17 +134,11 @@ std::string processSegmentName( std::string const & tablePath ) {
 }
 
 std::size_t removeAbandonedSegments() {
-   std::vector< std::string > abandoned;
-   std::error_code error;
-   for ( auto const & entry : std::filesystem::directory_iterator( "/dev/shm", error ) ) {
-      std::string const name = entry.path().filename().string();
-      if ( isAbandoned( name ) )
-         abandoned.push_back( "/" + name );
-   }
-   // Another process may sweep at the same time, or own a segment; neither is a fault of ours.
-   return static_cast< std::size_t >(
-      std::count_if( abandoned.begin(), abandoned.end(),
-                     []( auto const & name ) { return ::shm_unlink( name.c_str() ) == 0; } ) );
+   return removeSegments( []( pid_t maker ) { return !processAlive( maker ); } );
+}
+
+std::size_t removeProcessSegments() {
+   return removeSegments( []( pid_t maker ) { return maker == ::getpid(); } );
 }
 
 bool processAlive( pid_t pid ) {

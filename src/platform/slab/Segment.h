@@ -47,6 +47,10 @@ std::string processSegmentName( std::string const & tablePath );
  *  Returns how many. */
 std::size_t removeAbandonedSegments();
 
+/** Unlinks every segment that this process has named, for one that ends without destroying its
+ *  tables. Returns how many. */
+std::size_t removeProcessSegments();
+
 /** False once the process has ended and been waited for. */
 bool processAlive( pid_t pid );
 

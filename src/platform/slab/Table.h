@@ -199,19 +199,28 @@ class TableRecord final : public Kel::AttributeRecord {
       if ( patch.isNull() ) {
          ( owner.*member_ ).del( owner, id(), key );
       } else {
-         R row = ( owner.*member_ ).safeLookup( owner, key ).value_or( R{} );
-         Kel::patchValue( row, patch );
-         if constexpr ( requires { row.key = key; } ) {
-            row.key = key;
-         }
-         ( owner.*member_ ).set( owner, id(), key, row );
+         ( owner.*member_ ).set( owner, id(), key, patched( owner, key, patch ) );
       }
+   }
+   Kel::Value preview( Kel::Notifier const & notifier, std::string_view text,
+                       Kel::Value const & patch ) const override {
+      return Kel::toValue(
+         patched( static_cast< Owner const & >( notifier ), Kel::fromText< K >( text ), patch ) );
    }
    bool corrupt( Kel::Notifier & notifier, std::string_view key ) const override {
       return ( static_cast< Owner & >( notifier ).*member_ ).corrupt( Kel::fromText< K >( key ) );
    }
 
  private:
+   R patched( Owner const & owner, K const & key, Kel::Value const & patch ) const {
+      R row = ( owner.*member_ ).safeLookup( owner, key ).value_or( R{} );
+      Kel::patchValue( row, patch );
+      if constexpr ( requires { row.key = key; } ) {
+         row.key = key;
+      }
+      return row;
+   }
+
    Member Owner::*member_;
 };
 

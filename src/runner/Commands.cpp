@@ -1,0 +1,151 @@
+#include "runner/Commands.h"
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <iostream>
+
+#include "platform/flashlog/Decode.h"
+#include "platform/kel/TraceHandle.h"
+#include "runner/Document.h"
+#include "runner/Graph.h"
+#include "runner/RunCommand.h"
+#include "runner/Scenario.h"
+#include "runner/Tables.h"
+
+namespace Runner {
+
+namespace {
+
+constexpr int exitDone = 0;
+constexpr int exitUnmet = 1;
+constexpr int exitBadInput = 2;
+
+struct Arguments {
+   RunOptions run;
+   std::vector< std::string > traces;
+   std::string scenario;
+   std::string state;
+   std::string table;
+   std::string traceFile;
+};
+
+/** The level in "LEVEL" or "HANDLE=LEVEL"; nothing when it is none. */
+std::optional< int > traceLevel( std::string_view text ) {
+   text.remove_prefix( text.find( '=' ) + 1 );
+   int level = -1;
+   auto [end, error] = std::from_chars( text.data(), text.data() + text.size(), level );
+   bool const whole = error == std::errc{} && end == text.data() + text.size();
+   return whole && level >= 0 && level < Kel::traceLevels ? std::optional( level ) : std::nullopt;
+}
+
+void setTraces( std::vector< std::string > const & traces ) {
+   for ( std::string const & trace : traces ) {
+      if ( std::size_t const sign = trace.find( '=' ); sign == std::string::npos ) {
+         Kel::setTextTrace( *traceLevel( trace ) );
+      } else {
+         Kel::setTextTrace( trace.substr( 0, sign ), *traceLevel( trace ) );
+      }
+   }
+}
+
+void addCommands( CLI::App & app, Arguments & arguments ) {
+   app.require_subcommand( 1 );
+
+   CLI::App & run = *app.add_subcommand( "run", "Play a scenario" );
+   run.add_option( "SCENARIO", arguments.run.scenario )->required();
+   run.add_option( "--dump", arguments.run.dump, "Write the final state (-: standard output)" );
+   run.add_option( "--dump-each", arguments.run.dumpEach, "Write the state after each step" )
+      ->option_text( "DIR" );
+   run.add_option( "--journal", arguments.run.journal, "Write the agent's changes, one a line" );
+   run.add_option( "--trace", arguments.traces, "Text trace on standard error" )
+      ->option_text( "LEVEL|HANDLE=LEVEL ..." )
+      ->allow_extra_args( false )
+      ->check( []( std::string const & text ) {
+         return traceLevel( text ) ? "" : text + " is neither LEVEL nor HANDLE=LEVEL, 0 to 9";
+      } );
+
+   CLI::App & check = *app.add_subcommand( "check", "Validate a scenario without playing it" );
+   check.add_option( "SCENARIO", arguments.scenario )->required();
+
+   CLI::App & show = *app.add_subcommand( "show", "Show a table of the state" );
+   show.add_option( "TABLE", arguments.table )->required()->check( CLI::IsMember( tableNames() ) );
+   CLI::Option_group & source = *show.add_option_group( "source" );
+   source.add_option( "--scenario", arguments.scenario, "Play it and show the end" );
+   source.add_option( "--state", arguments.state, "Show a state document" );
+   source.require_option( 1 );
+
+   app.add_subcommand( "graph", "Print the wiring as Graphviz DOT" );
+
+   CLI::App & decode = *app.add_subcommand( "decode", "Print a binary trace as text" );
+   decode.add_option( "FILE", arguments.traceFile )->required();
+}
+
+int showTable( Arguments const & arguments ) {
+   // Never destroyed: at the end of the process the state stays as it is.
+   if ( arguments.scenario.empty() ) {
+      Switch & device = *new Switch( Switch::With::StateAlone );
+      Kel::Value const document = readDocument( arguments.state );
+      try {
+         device.patch( document );
+      } catch ( Kel::ValueError const & e ) {
+         throw InputError( arguments.state, e );
+      }
+      printTable( arguments.table, device, std::cout );
+      return exitDone;
+   }
+   Scenario const scenario = readScenario( arguments.scenario );
+   Switch & device = *new Switch();
+   bool met = true;
+   for ( std::size_t step = 0; met && step != scenario.steps.size(); ++step ) {
+      for ( Unmet const & unmet : playStep( device, scenario, step ) ) {
+         std::cerr << describe( scenario, unmet ) << std::endl;
+         met = false;
+      }
+   }
+   printTable( arguments.table, device, std::cout );
+   return met ? exitDone : exitUnmet;
+}
+
+int runCommand( std::string const & name, Arguments const & arguments ) {
+   if ( name == "run" ) {
+      setTraces( arguments.traces );
+      return runScenario( arguments.run );
+   }
+   if ( name == "check" ) {
+      readScenario( arguments.scenario );
+   } else if ( name == "show" ) {
+      return showTable( arguments );
+   } else if ( name == "graph" ) {
+      printGraph( std::cout );
+   } else {
+      try {
+         Flashlog::decode( arguments.traceFile, std::cout );
+      } catch ( Flashlog::DecodeError const & e ) {
+         std::cerr << e.what() << std::endl;
+         return exitBadInput;
+      }
+   }
+   return exitDone;
+}
+
+}  // namespace
+
+int runCommandLine( int argc, char const * const * argv ) {
+   CLI::App app( "The policy agent of a data-centre switch, and a switch to run it on",
+                 "qorclient" );
+   Arguments arguments;
+   addCommands( app, arguments );
+   try {
+      app.parse( argc, argv );
+   } catch ( CLI::ParseError const & e ) {
+      return app.exit( e ) == 0 ? exitDone : exitBadInput;
+   }
+   try {
+      return runCommand( app.get_subcommands().front()->get_name(), arguments );
+   } catch ( InputError const & e ) {
+      std::cerr << e.what() << std::endl;
+      return exitBadInput;
+   }
+}
+
+}  // namespace Runner

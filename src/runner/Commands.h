@@ -1,0 +1,13 @@
+#pragma once
+
+namespace Runner {
+
+/**
+ * The program: reads the command line, runs the command and returns the exit code: 0 done, 1 an
+ * expectation failed, 2 bad input or usage. What the agent throws is let through.
+ *
+ * The switch of a run is left standing, as a process that is killed would leave it.
+ */
+int runCommandLine( int argc, char const * const * argv );
+
+}  // namespace Runner

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "platform/kel/Value.h"
+
+namespace Runner {
+
+/** Bad input from outside. `what()` is one line: file, JSON pointer, reason. */
+class InputError : public std::runtime_error {
+ public:
+   InputError( std::string const & file, std::string const & pointer, std::string const & reason )
+      : std::runtime_error( file + ": " + ( pointer.empty() ? "/" : pointer ) + ": " + reason ) {}
+   InputError( std::string const & file, Kel::ValueError const & error )
+      : InputError( file, error.pointer(), error.what() ) {}
+};
+
+/** Runs `f`; an error inside it is seen from one level above that member. */
+template < class F >
+void below( std::string_view member, F && f ) {
+   try {
+      f();
+   } catch ( Kel::ValueError const & e ) {
+      throw e.below( member );
+   }
+}
+
+/** The members of an object; throws Kel::ValueError for any other value. */
+Kel::Value::Object const & objectOf( Kel::Value const & value );
+
+/** Reads a file of JSON. Throws InputError. */
+Kel::Value readDocument( std::string const & file );
+
+}  // namespace Runner

@@ -1,0 +1,111 @@
+#include "runner/MountPlan.h"
+
+#include <algorithm>
+
+#include "platform/kel/Dir.h"
+#include "platform/kel/ValueTraits.h"
+#include "platform/records/bridging/AllowedVlans.h"
+#include "platform/records/bridging/Config.h"
+#include "platform/records/bridging/SwitchIntfConfig.h"
+#include "platform/records/controllerclient/Status.h"
+#include "platform/records/l2rib/HostInput.h"
+#include "platform/records/l2rib/SourceDirEntry.h"
+#include "platform/records/l3/VrfName.h"
+#include "platform/records/mlag/Config.h"
+#include "platform/records/mlag/HostTable.h"
+#include "platform/records/mlag/Status.h"
+#include "platform/records/mlagp2p/Status.h"
+#include "platform/records/openflowtable/HwStatus.h"
+#include "platform/records/openflowtable/PinFlowHwConfig.h"
+#include "platform/records/openflowtable/PlatformConfig.h"
+#include "platform/records/qor/PolicyFragment.h"
+#include "platform/records/qor/PolicyFragmentStatus.h"
+#include "platform/records/qorclient/Status.h"
+#include "platform/records/qorcommon/Capability.h"
+#include "platform/records/qorl3/FragmentConfig.h"
+#include "platform/records/qorl3/FragmentStatus.h"
+#include "platform/records/qorl3/GroupSetConfig.h"
+#include "platform/records/qorl3/GroupSetStatus.h"
+#include "platform/records/qorl3/GroupType.h"
+#include "platform/records/routing/VirtualRouterMacStatus.h"
+#include "platform/records/slab/BridgingStatus.h"
+#include "platform/records/vxlan/Vni.h"
+#include "platform/records/vxlan/VniSviConfig.h"
+#include "platform/records/vxlan/VtiStatus.h"
+#include "platform/records/vxlan/VxlanClientConfig.h"
+#include "platform/records/vxlancontroller/VniFdbStatusV2.h"
+
+namespace Runner {
+
+namespace {
+
+template < class T >
+void checkName( std::string_view name ) {
+   Kel::Detail::checked( [&] { return Kel::fromText< T >( name ); } );
+}
+
+// Naming the classes here also links them, which a look-up by their names would not.
+constexpr MountPoint plan[] = {
+   { "bridging/config", &Bridging::Config::kelType },
+   { "bridging/input/dynvlan/allowedvlan/qor", &Bridging::Input::AllowedVlans::kelType },
+   { "bridging/l2Rib/inputDir/qor", &L2Rib::SourceDirEntry::kelType },
+   { "bridging/l2Rib/qor/hostInput", &L2Rib::HostInput::kelType },
+   { "bridging/status", &Slab::Bridging::Status::kelType },
+   { "bridging/switchIntfConfig", &Bridging::SwitchIntfConfigDir::kelType },
+   { "features/pinflow/hwcapabilities/platformTableSupport",
+     &OpenFlowTable::PlatformTableSupport::kelType },
+   { "interface/status/eth/vxlan", &Vxlan::VtiStatusDir::kelType },
+   { "mgmt/controller/status", &ControllerClient::Status::kelType },
+   { "mlag/config", &Mlag::Config::kelType },
+   { "mlag/hostTable", &Mlag::HostTable::kelType },
+   { "mlag/status", &Mlag::Status::kelType },
+   { "openflow/hwstatus", &OpenFlowTable::HwStatus::kelType },
+   { "openflow/platformInitConfig", &OpenFlowTable::PlatformInitConfig::kelType },
+   { "pinflow/dyninput/qor", &OpenFlowTable::PinFlowHwConfig::kelType },
+   { "pinflow/dyninput/qorl3", &OpenFlowTable::PinFlowHwConfig::kelType },
+   { "pinflow/pfHwStatusDir/dyninputstatus/qor", &OpenFlowTable::HwStatus::kelType },
+   { "pinflow/pfHwStatusDir/dyninputstatus/qorl3", &OpenFlowTable::HwStatus::kelType },
+   { "qor/version1/policy", &Kel::Dir::kelType, &Qor::V1::QorPolicyFragment::kelType },
+   { "qorclient/mlagpluginstatus", &MlagP2p::QorClient::Status::kelType },
+   { "qorclient/status", &QorClient::Status::kelType },
+   { "qorclient/version1/capability", &QorCommon::V1::Capability::kelType },
+   { "qorclient/version1/policystatus", &Qor::V1::QorPolicyFragmentStatus::kelType },
+   { "qorclientl3/version1/global/fragmentStatus", &Kel::Dir::kelType,
+     &QorL3::V1::FragmentStatus::kelType, &checkName< L3::VrfName > },
+   { "qorclientl3/version1/global/groupSetStatus", &Kel::Dir::kelType,
+     &QorL3::V1::GroupSetStatus::kelType, &checkName< L3::VrfName > },
+   { "qorclientl3/version1/global/groupTypeStatus", &QorL3::V1::GroupTypeStatus::kelType },
+   { "qorl3/version1/global/fragmentConfig", &Kel::Dir::kelType,
+     &QorL3::V1::FragmentConfig::kelType, &checkName< L3::VrfName > },
+   { "qorl3/version1/global/groupSetConfig", &Kel::Dir::kelType,
+     &QorL3::V1::GroupSetConfig::kelType, &checkName< L3::VrfName > },
+   { "qorl3/version1/global/groupTypeConfig", &Kel::Dir::kelType,
+     &QorL3::V1::GroupTypeConfig::kelType },
+   { "routing/fhrp/vrMacStatus", &Routing::Fhrp::VirtualRouterMacStatus::kelType },
+   { "vxlan/clientDir", &Kel::Dir::kelType, &Vxlan::VxlanClientConfig::kelType },
+   { "vxlan/input/vniconfig/qor", &Vxlan::VniSviConfig::kelType },
+   { "vxlancontroller/version2/vni", &Kel::Dir::kelType, &VxlanController::VniFdbStatusV2::kelType,
+     &checkName< Vxlan::Vni > },
+};
+
+constexpr auto pathOf = []( MountPoint const & point ) { return std::string_view( point.path ); };
+static_assert( std::ranges::is_sorted( plan, {}, pathOf ) );
+
+}  // namespace
+
+std::span< MountPoint const > mountPlan() {
+   return plan;
+}
+
+MountPoint const * mountPoint( std::string_view path ) {
+   auto const * point = std::ranges::lower_bound( plan, path, {}, pathOf );
+   return point != std::end( plan ) && path == point->path ? point : nullptr;
+}
+
+void createMountPlan( Corestore::EntityManager & em ) {
+   for ( MountPoint const & point : plan ) {
+      em.entityIs( point.path, point.type().name );
+   }
+}
+
+}  // namespace Runner

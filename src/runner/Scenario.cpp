@@ -1,0 +1,202 @@
+#include "runner/Scenario.h"
+
+#include <cmath>
+
+#include "runner/Document.h"
+#include "runner/StateCheck.h"
+
+namespace Runner {
+
+namespace {
+
+using Kel::Value;
+using Kel::ValueError;
+
+template < class T >
+T const & wanted( Value const & value, char const * what ) {
+   T const * typed = value.as< T >();
+   if ( !typed ) {
+      throw ValueError( std::string( "wants " ) + what + ", not " + value.kindName() );
+   }
+   return *typed;
+}
+
+AdvanceStep readAdvance( Value const & value ) {
+   Orb::Seconds seconds = -1;
+   if ( auto const * whole = value.as< std::uint64_t >() ) {
+      seconds = static_cast< Orb::Seconds >( *whole );
+   } else if ( auto const * real = value.as< double >() ) {
+      seconds = *real;
+   }
+   if ( !std::isfinite( seconds ) || seconds < 0 ) {
+      throw ValueError( "wants a number of seconds, 0 or more" );
+   }
+   return { seconds };
+}
+
+RestartStep readRestart( Value const & value ) {
+   if ( value != Value( true ) ) {
+      throw ValueError( "wants true" );
+   }
+   return {};
+}
+
+CorruptStep readCorrupt( Value const & value ) {
+   CorruptStep step;
+   for ( auto const & path : objectOf( value ) ) {
+      below( path.first, [&] { objectOf( path.second ); } );
+      for ( auto const & table : objectOf( path.second ) ) {
+         checkRow( path.first, table.first, table.second );
+         step.rows.push_back( { path.first, table.first, *table.second.as< std::string >() } );
+      }
+   }
+   return step;
+}
+
+template < class DocumentStep >
+DocumentStep readDocumentStep( Value const & value ) {
+   checkState( value );
+   return { value };
+}
+
+/** The members that make a step, and how each is read. */
+constexpr std::pair< char const *, Step ( * )( Value const & ) > readers[] = {
+   { "patch", []( Value const & v ) -> Step { return readDocumentStep< PatchStep >( v ); } },
+   { "advance", []( Value const & v ) -> Step { return readAdvance( v ); } },
+   { "restart", []( Value const & v ) -> Step { return readRestart( v ); } },
+   { "corrupt", []( Value const & v ) -> Step { return readCorrupt( v ); } },
+   { "expect", []( Value const & v ) -> Step { return readDocumentStep< ExpectStep >( v ); } },
+};
+
+Step readStep( Value const & value ) {
+   std::optional< Step > step;
+   for ( auto const & member : objectOf( value ) ) {
+      below( member.first, [&] {
+         if ( member.first == "note" ) {
+            wanted< std::string >( member.second, "a text" );
+            return;
+         }
+         for ( auto const & [name, read] : readers ) {
+            if ( member.first == name ) {
+               if ( step ) {
+                  throw ValueError( "is a second action in one step" );
+               }
+               step = read( member.second );
+               return;
+            }
+         }
+         throw ValueError( "unknown member of a step" );
+      } );
+   }
+   if ( !step ) {
+      throw ValueError( "wants one of patch, advance, restart, corrupt, expect" );
+   }
+   return std::move( *step );
+}
+
+template < class F >
+void forEachElement( Value const & value, F && f ) {
+   auto const & array = wanted< Value::Array >( value, "an array" );
+   for ( std::size_t i = 0; i != array.size(); ++i ) {
+      below( std::to_string( i ), [&] { f( array[i] ); } );
+   }
+}
+
+void readMember( Scenario & scenario, std::string const & name, Value const & value ) {
+   if ( name == "name" ) {
+      scenario.name = wanted< std::string >( value, "a text" );
+   } else if ( name == "note" ) {
+      wanted< std::string >( value, "a text" );
+   } else if ( name == "steps" ) {
+      forEachElement( value,
+                      [&]( Value const & step ) { scenario.steps.push_back( readStep( step ) ); } );
+   } else if ( name == "noRestartAfter" ) {
+      forEachElement( value, [&]( Value const & step ) {
+         scenario.noRestartAfter.insert( wanted< std::uint64_t >( step, "a step's number" ) );
+      } );
+   } else if ( name == "noRestartWhy" ) {
+      scenario.noRestartWhy = wanted< std::string >( value, "a text" );
+   } else if ( name == "expectDeath" ) {
+      scenario.expectDeath = wanted< std::string >( value, "a text" );
+   } else {
+      throw ValueError( "unknown member of a scenario" );
+   }
+}
+
+void read( Scenario & scenario, Value const & document ) {
+   for ( auto const & member : objectOf( document ) ) {
+      below( member.first, [&] { readMember( scenario, member.first, member.second ); } );
+   }
+   if ( !document.member( "steps" ) ) {
+      throw ValueError( "wants a member \"steps\"" );
+   }
+   if ( !scenario.noRestartAfter.empty() && scenario.noRestartWhy.empty() ) {
+      throw ValueError( "wants a member \"noRestartWhy\" with \"noRestartAfter\"" );
+   }
+}
+
+std::string stepPointer( std::size_t step, char const * member ) {
+   return "/steps/" + std::to_string( step ) + "/" + member;
+}
+
+struct Player {
+   Switch & device;
+   Scenario const & scenario;
+   std::size_t number;
+
+   std::vector< Unmet > operator()( PatchStep const & step ) const {
+      device.patch( step.document );
+      return {};
+   }
+   std::vector< Unmet > operator()( AdvanceStep const & step ) const {
+      device.advance( step.seconds );
+      return {};
+   }
+   std::vector< Unmet > operator()( RestartStep const & ) const {
+      device.restart();
+      return {};
+   }
+   std::vector< Unmet > operator()( CorruptStep const & step ) const {
+      for ( auto const & [path, table, key] : step.rows ) {
+         if ( !device.corrupt( path, table, key ) ) {
+            throw InputError( scenario.file,
+                              stepPointer( number, "corrupt" ) + Kel::pointerStep( path ) +
+                                 Kel::pointerStep( table ),
+                              "there is no row " + key );
+         }
+      }
+      return {};
+   }
+   std::vector< Unmet > operator()( ExpectStep const & step ) const {
+      std::vector< Unmet > unmet = device.expect( step.document );
+      for ( Unmet & one : unmet ) {
+         one.pointer.insert( 0, stepPointer( number, "expect" ) );
+      }
+      return unmet;
+   }
+};
+
+}  // namespace
+
+Scenario readScenario( std::string const & file ) {
+   Value const document = readDocument( file );
+   Scenario scenario;
+   scenario.file = file;
+   try {
+      read( scenario, document );
+   } catch ( ValueError const & e ) {
+      throw InputError( file, e );
+   }
+   return scenario;
+}
+
+std::vector< Unmet > playStep( Switch & device, Scenario const & scenario, std::size_t step ) {
+   return std::visit( Player{ device, scenario, step }, scenario.steps[step] );
+}
+
+std::string describe( Scenario const & scenario, Unmet const & unmet ) {
+   return scenario.file + ": " + unmet.pointer + ": wanted " + unmet.wanted + ", found " +
+          unmet.found;
+}
+
+}  // namespace Runner

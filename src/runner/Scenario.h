@@ -1,0 +1,58 @@
+#pragma once
+
+#include <optional>
+#include <set>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "platform/kel/Value.h"
+#include "runner/Switch.h"
+
+namespace Runner {
+
+struct PatchStep {
+   Kel::Value document;
+};
+struct AdvanceStep {
+   Orb::Seconds seconds;
+};
+struct RestartStep {};
+struct CorruptStep {
+   struct Row {
+      std::string path;
+      std::string table;
+      std::string key;
+   };
+   std::vector< Row > rows;
+};
+struct ExpectStep {
+   Kel::Value document;
+};
+using Step = std::variant< PatchStep, AdvanceStep, RestartStep, CorruptStep, ExpectStep >;
+
+struct Scenario {
+   std::string file;
+   std::string name;
+   std::vector< Step > steps;
+
+   // For the tests that play every scenario a second time, with restarts in between.
+   /** The steps after which a restart would change the outcome, and why. */
+   std::set< std::size_t > noRestartAfter;
+   std::string noRestartWhy;
+   /** A regular expression for the text with which the process ends. */
+   std::optional< std::string > expectDeath;
+};
+
+/** Reads a scenario and checks all of it, the documents of its steps included. Throws InputError.
+ */
+Scenario readScenario( std::string const & file );
+
+/** Plays one step. Yields what an expectation found otherwise, with pointers inside the scenario's
+ *  file. Throws InputError for a row to damage that isn't there. */
+std::vector< Unmet > playStep( Switch & device, Scenario const & scenario, std::size_t step );
+
+/** "FILE: pointer: wanted this, found that". */
+std::string describe( Scenario const & scenario, Unmet const & unmet );
+
+}  // namespace Runner

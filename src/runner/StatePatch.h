@@ -1,0 +1,21 @@
+#pragma once
+
+#include <functional>
+
+#include "platform/corestore/EntityManager.h"
+#include "platform/kel/Value.h"
+
+namespace Runner {
+
+/** Runs one mutator call, with whatever must be done around it. */
+using Mutate = std::function< void( std::function< void() > const & mutator ) >;
+
+/**
+ * Applies a checked document as a JSON merge patch, in its own order, by one mutator call per
+ * change. A new entity gets its scalars before it is announced, and the rest after that. Null for
+ * a whole collection or entity deletes its members one by one.
+ */
+void applyState( Corestore::EntityManager const & em, Kel::Value const & document,
+                 Mutate const & mutate );
+
+}  // namespace Runner

@@ -1,0 +1,142 @@
+#include "runner/Switch.h"
+
+#include "runner/MountPlan.h"
+#include "runner/StateCheck.h"
+#include "runner/StateDump.h"
+#include "runner/StatePatch.h"
+
+namespace Runner {
+
+namespace {
+
+using Kel::AttributeKind;
+
+std::string pathOf( Kel::Entity const & entity ) {
+   if ( !entity.parent() ) {
+      return entity.keyName();
+   }
+   std::string path = pathOf( *entity.parent() ) + "/" + entity.parentAttrName();
+   auto const & attribute = *entity.parent()->fwkType().attributes()[entity.parentAttribute()];
+   return attribute.kind() == AttributeKind::Reference ? path : path + "/" + entity.keyName();
+}
+
+OutputChange outputChange( Corestore::Change const & change ) {
+   Kel::AttributeRecord const & attribute = change.attribute;
+   OutputChange output{ pathOf( change.entity ), attribute.name(), {}, {}, true };
+   std::string key;
+   if ( change.key ) {
+      output.key = key = attribute.keyText( change.key );
+   }
+   if ( attribute.kind() == AttributeKind::Scalar || attribute.kind() == AttributeKind::Map ) {
+      if ( auto value = attribute.read( change.entity, key ) ) {
+         output.value = *value;
+         output.deleted = false;
+      } else if ( attribute.kind() == AttributeKind::Scalar ) {
+         // A scalar has always a value; it reads as nothing when that is its default.
+         output.value = attribute.preview( change.entity, key, {} );
+         output.deleted = false;
+      }
+   } else if ( auto child = attribute.child( change.entity, key ) ) {
+      output.value = entityDocument( *child );
+      output.deleted = false;
+   }
+   return output;
+}
+
+}  // namespace
+
+Switch::Switch( With with, std::function< void( OutputChange const & ) > observer )
+   : with_( with ), observer_( std::move( observer ) ) {
+   start( nullptr, 0 );
+}
+
+Switch::~Switch() {
+   stop();
+}
+
+void Switch::start( Corestore::Store * state, Orb::Seconds now ) {
+   auto time = std::make_unique< Orb::VirtualTime >();
+   time->sleepUntil( now );
+   scheduler_ = new Orb::TaskScheduler( std::move( time ) );
+   em_ = new Corestore::EntityManager( scheduler_ );
+   if ( state ) {
+      em_->loadFrom( *state );
+   }
+   createMountPlan( *em_ );
+   observe();
+   if ( with_ == With::Agent && Kel::typeNode( "QorClient::Agent" ) ) {
+      agent_ = Warden::startAgent( "QorClient::Agent", "QorClient", em_ );
+   }
+   scheduler_->runReady();
+}
+
+void Switch::stop() {
+   // What the agent writes at its end is no part of what a killed process leaves.
+   em_->changeObserverIs( {} );
+   agent_ = nullptr;
+   em_ = nullptr;
+   Kel::Entity::singletonsDel();
+   scheduler_ = nullptr;
+}
+
+void Switch::restart() {
+   Corestore::MemoryStore state;
+   em_->saveTo( state );
+   Orb::Seconds const now = scheduler_->now();
+   stop();
+   start( &state, now );
+}
+
+void Switch::mutate( std::function< void() > const & mutator ) {
+   ownChange_ = true;
+   mutator();
+   ownChange_ = false;
+}
+
+void Switch::patch( Kel::Value const & document ) {
+   checkState( document );
+   applyState( *em_, document, [this]( auto const & mutator ) { mutate( mutator ); } );
+   scheduler_->runReady();
+}
+
+void Switch::advance( Orb::Seconds seconds ) {
+   scheduler_->advanceTo( scheduler_->now() + seconds );
+}
+
+bool Switch::corrupt( std::string const & path, std::string const & table,
+                      std::string const & key ) {
+   Kel::Entity & entity = *em_->entities().find( path )->second;
+   bool const damaged = entity.fwkType().attribute( table )->corrupt( entity, key );
+   scheduler_->runReady();
+   return damaged;
+}
+
+std::vector< Unmet > Switch::expect( Kel::Value const & document ) const {
+   return compareState( *em_, document );
+}
+
+Kel::Value Switch::dump() const {
+   return stateDocument( *em_ );
+}
+
+void Switch::outputObserverIs( std::function< void( OutputChange const & ) > observer ) {
+   observer_ = std::move( observer );
+   observe();
+}
+
+void Switch::observe() {
+   if ( !observer_ ) {
+      em_->changeObserverIs( {} );
+      return;
+   }
+   em_->changeObserverIs( [this]( Corestore::Change const & change ) {
+      if ( std::exchange( ownChange_, false ) ) {
+         return;
+      }
+      if ( em_->isMountedForWrite( change.rootPath ) ) {
+         observer_( outputChange( change ) );
+      }
+   } );
+}
+
+}  // namespace Runner

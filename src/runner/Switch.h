@@ -1,0 +1,88 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/corestore/EntityManager.h"
+#include "platform/warden/CAgent.h"
+#include "runner/StateExpect.h"
+
+namespace Runner {
+
+/** A change that the agent made to one of its outputs. */
+struct OutputChange {
+   /** The entity's path; for a nested one that of its root, then attribute and key of each level.
+    */
+   std::string path;
+   char const * attribute;
+   /** Nothing for an attribute without keys. */
+   std::optional< std::string > key;
+   /** What stands now; null for what was deleted. */
+   Kel::Value value;
+   bool deleted;
+};
+
+/**
+ * A switch in small: state database, shared tables, scheduler on a virtual clock, and the agent.
+ * All operations return when no task is ready any more; time stands still but for `advance`.
+ *
+ * The agent's own failures are not caught here. Since an agent uses singletons of its process, one
+ * switch stands at a time.
+ */
+class Switch {
+ public:
+   enum class With { Agent, StateAlone };
+
+   /** `observer` as below; it is told of the agent's first writes too. */
+   explicit Switch( With with = With::Agent,
+                    std::function< void( OutputChange const & ) > observer = {} );
+   ~Switch();
+   Switch( Switch const & ) = delete;
+   Switch & operator=( Switch const & ) = delete;
+
+   /** Checks a state document and applies it as a merge patch. Throws Kel::ValueError, with nothing
+    *  changed, when it does not fit. */
+   void patch( Kel::Value const & document );
+   /** Moves the clock; timers fire in order on the way. */
+   void advance( Orb::Seconds seconds );
+   /** Kills the agent and starts a new one on the state as it stands; the clock goes on. */
+   void restart();
+   /** Damages a row of a table that `checkRow` has let pass; false when there is no such row. */
+   bool corrupt( std::string const & path, std::string const & table, std::string const & key );
+
+   /** What a checked document names and does not stand so. */
+   std::vector< Unmet > expect( Kel::Value const & document ) const;
+   /** The state as a document. */
+   Kel::Value dump() const;
+
+   /** Told of each change that the agent makes to its outputs from now on, restarts included, in
+    *  order. Empty for none. */
+   void outputObserverIs( std::function< void( OutputChange const & ) > observer );
+
+   Corestore::EntityManager & entityManager() const { return *em_; }
+   Orb::TaskScheduler & scheduler() const { return *scheduler_; }
+
+   /** The entity at a path of the mount plan, to read. */
+   template < class T >
+   Kel::Ptr< T const > entity( std::string_view path ) const {
+      return Kel::ptrCast< T const >( em_->getEntity( path ) );
+   }
+
+ private:
+   void start( Corestore::Store * state, Orb::Seconds now );
+   void stop();
+   void observe();
+   void mutate( std::function< void() > const & mutator );
+
+   With with_;
+   Kel::Ptr< Orb::TaskScheduler > scheduler_;
+   Kel::Ptr< Corestore::EntityManager > em_;
+   Kel::Ptr< Warden::CAgent > agent_;
+   std::function< void( OutputChange const & ) > observer_;
+   /** The next change is the switch's own: observers come first inside a mutator. */
+   bool ownChange_ = false;
+};
+
+}  // namespace Runner

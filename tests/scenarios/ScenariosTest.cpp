@@ -1,0 +1,99 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+
+#include "platform/corestore/ValueText.h"
+#include "runner/Journal.h"
+#include "runner/Scenario.h"
+
+/*
+ * Every document beside this file is a test: played as it stands, and once more with a restart of
+ * the agent after each step that can bear one, which must not change the outcome.
+ */
+
+namespace {
+
+using Runner::Scenario;
+using Runner::Switch;
+
+void expectStep( Switch & device, Scenario const & scenario, std::size_t step ) {
+   for ( Runner::Unmet const & unmet : Runner::playStep( device, scenario, step ) ) {
+      ADD_FAILURE() << describe( scenario, unmet );
+   }
+}
+
+/** The agent has settled: what it finds in the flow tables is what it wants there. */
+void restartSettled( Switch & device, std::size_t step ) {
+   device.outputObserverIs( [&]( Runner::OutputChange const & change ) {
+      if ( change.path.starts_with( "pinflow/dyninput/" ) &&
+           change.attribute == std::string_view( "flowEntry" ) ) {
+         ADD_FAILURE() << "a restart after this step writes flows: "
+                       << journalLine( static_cast< std::int64_t >( step ), change );
+      }
+   } );
+   device.restart();
+   device.outputObserverIs( {} );
+}
+
+/** The state at the end. Stops after a step that failed, since what follows builds on it. */
+std::string play( Scenario const & scenario, bool withRestarts ) {
+   Switch device;
+   for ( std::size_t step = 0; step != scenario.steps.size(); ++step ) {
+      expectStep( device, scenario, step );
+      bool const changesNothing =
+         std::holds_alternative< Runner::ExpectStep >( scenario.steps[step] );
+      if ( withRestarts && !changesNothing && !scenario.noRestartAfter.contains( step ) ) {
+         restartSettled( device, step );
+      }
+      if ( testing::Test::HasFailure() ) {
+         break;
+      }
+   }
+   return Corestore::jsonSorted( device.dump() );
+}
+
+class ScenariosTest : public testing::TestWithParam< std::filesystem::path > {
+ protected:
+   static void SetUpTestSuite() { setenv( "FLASHLOG_DISABLE", "1", 1 ); }
+};
+
+TEST_P( ScenariosTest, Plays ) {
+   Scenario const scenario = Runner::readScenario( GetParam() );
+   if ( scenario.expectDeath ) {
+      EXPECT_DEATH( play( scenario, false ), *scenario.expectDeath );
+   } else {
+      play( scenario, false );
+   }
+}
+
+TEST_P( ScenariosTest, OutlivesRestarts ) {
+   Scenario const scenario = Runner::readScenario( GetParam() );
+   if ( scenario.expectDeath ) {
+      GTEST_SKIP() << "the process ends";
+   }
+   std::string const end = play( scenario, false );
+   EXPECT_EQ( play( scenario, true ), end );
+}
+
+std::vector< std::filesystem::path > scenarios() {
+   std::vector< std::filesystem::path > files;
+   for ( auto const & entry : std::filesystem::directory_iterator( QORCLIENT_SCENARIOS ) ) {
+      if ( entry.path().extension() == ".json" ) {
+         files.push_back( entry.path() );
+      }
+   }
+   std::ranges::sort( files );
+   return files;
+}
+
+INSTANTIATE_TEST_SUITE_P( Documents, ScenariosTest, testing::ValuesIn( scenarios() ),
+                          []( auto const & info ) {
+                             std::string name = info.param.stem();
+                             std::ranges::replace_if(
+                                name, []( unsigned char c ) { return !std::isalnum( c ); }, '_' );
+                             return name;
+                          } );
+
+}  // namespace
