@@ -55,7 +55,10 @@ void KelPolicyFragment::unbindHostForHostInterceptFlow( Kel::String const & flow
       for ( MacVlanPair const & host : info->boundHostKeys() ) {
          bool const keep = isMatchVniBound( flowName ) &&
                            host.vlanId == agentStatus()->vlanForVni( matchVni( flowName ) );
-         if ( !keep ) {
+         if ( keep ) {
+            // Its rules have gone; the egress references must not be taken off a second time.
+            info->boundHostIs( host, IntfId() );
+         } else {
             cleanupBoundHostForFlow( flowName );
          }
       }
