@@ -151,7 +151,7 @@
       attribute##_.erase( key );                                                    \
    }                                                                                \
    void attribute##DelAll() {                                                       \
-      attribute##_ = {};                                                            \
+      attribute##_.clear();                                                         \
    }                                                                                \
    std::size_t attribute##Count() const {                                           \
       return attribute##_.size();                                                   \
@@ -172,6 +172,9 @@
    void attribute##Del( K const & key ) {                                                     \
       attribute##_.erase( key );                                                              \
    }                                                                                          \
+   void attribute##DelAll() {                                                                 \
+      attribute##_.clear();                                                                   \
+   }                                                                                          \
    std::size_t attribute##Count() const {                                                     \
       return attribute##_.size();                                                             \
    }                                                                                          \
@@ -187,7 +190,7 @@
    }                                                              \
    template < class... Inputs >                                   \
    ::Kel::Ptr< Type > attribute##Is( Inputs const &... inputs ) { \
-      return attribute##_.is( inputs... );                        \
+      return attribute##_.is( *this, inputs... );                 \
    }                                                              \
    ::Kel::Ptr< Type > attribute##Del() {                          \
       return attribute##_.del();                                  \
