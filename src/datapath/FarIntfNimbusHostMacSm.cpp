@@ -119,13 +119,10 @@ void FarIntfNimbusHostMacSm::handleFlowStatus( Kel::String const & flowName ) {
       KEL_TRACE( Kel::traceReturn, " is removed" );
       return;
    }
-   for ( auto const & [host, flow] : interceptedHost() ) {
-      if ( flow == flowName ) {
-         if ( row.flowState == Qor::FlowState::flowProgrammed ) {
-            handleMacVtepTable( host.mac );
-         }
-         break;
-      }
+   auto const * const hosts = hostsOfFlow_.find( flowName );
+   if ( hosts && row.flowState == Qor::FlowState::flowProgrammed ) {
+      MacVlanPair const first = hosts->front();
+      handleMacVtepTable( first.mac );
    }
    KEL_TRACE_RETURN();
 }
@@ -133,7 +130,12 @@ void FarIntfNimbusHostMacSm::handleFlowStatus( Kel::String const & flowName ) {
 void FarIntfNimbusHostMacSm::addInterceptedHost( MacVlanPair const & mvp,
                                                  Kel::String const & flowName ) {
    KEL_TRACE_ENTRY( " vlanId: ", mvp.vlanId, " flow: ", flowName );
+   forgetHostOfFlow( mvp );
    interceptedHostIs( mvp, flowName );
+   auto const * const known = hostsOfFlow_.find( flowName );
+   std::vector< MacVlanPair > hosts = known ? *known : std::vector< MacVlanPair >();
+   hosts.push_back( mvp );
+   hostsOfFlow_.set( flowName, std::move( hosts ) );
    handleMacVtepTable( mvp.mac );
    KEL_TRACE_RETURN();
 }
@@ -141,7 +143,18 @@ void FarIntfNimbusHostMacSm::addInterceptedHost( MacVlanPair const & mvp,
 void FarIntfNimbusHostMacSm::deleteInterceptedHost( MacVlanPair const & mvp ) {
    KEL_TRACE_INFO( "Deleting host mac: ", mvp.mac );
    l2RibQorHostInput()->hostDel( mvp );
+   forgetHostOfFlow( mvp );
    interceptedHostDel( mvp );
+}
+
+void FarIntfNimbusHostMacSm::forgetHostOfFlow( MacVlanPair const & mvp ) {
+   Kel::String const flowName = interceptedHost( mvp );
+   if ( auto * const hosts = hostsOfFlow_.find( flowName ) ) {
+      std::erase( *hosts, mvp );
+      if ( hosts->empty() ) {
+         hostsOfFlow_.erase( flowName );
+      }
+   }
 }
 
 }  // namespace QorClient::DatapathV1

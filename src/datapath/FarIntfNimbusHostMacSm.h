@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 #include "datapath/ServiceIntfMacSm.h"
 #include "platform/kel/Dir.h"
 #include "platform/records/bridging/Config.h"
@@ -54,6 +56,10 @@ class FarIntfNimbusHostMacSm : public ServiceIntfMacSm {
    /** False for a host that is learnt on this switch and whose flow isn't programmed. */
    bool mayBeFed( Bridging::MacVlanPair const & mvp,
                   Slab::Bridging::SlabFdbStatus const & fdb ) const;
+   void forgetHostOfFlow( Bridging::MacVlanPair const & mvp );
+
+   // The inverse of `interceptedHost`, so that a change of a flow's status need not walk it.
+   Kel::HashMap2018< Kel::String, std::vector< Bridging::MacVlanPair > > hostsOfFlow_;
 };
 
 }  // namespace QorClient::DatapathV1

@@ -84,6 +84,7 @@ void KelPolicyFragment::handleInitialized() {
    }
    parent()->polFragStatus()->policyFragmentIs( fragmentName() );
    agentStatus()->policyFragmentInfoIs( fragmentName() );
+   forEachFlow( &KelPolicyFragment::isHostEgressFlow, &KelPolicyFragment::hostEgressFlowIs );
    handleOriginalVni();
    handleServiceVni();
    handleFlow();
@@ -224,6 +225,9 @@ void KelPolicyFragment::readFlow( Kel::String const & flowName,
       }
    }
 
+   if ( isHostEgressFlow( flowName ) ) {
+      hostEgressFlowIs( flowName );
+   }
    if ( isServiceFlow( flowName ) ) {
       installServiceFlow( flowName );
    } else if ( isMatchVniBound( flowName ) ) {

@@ -317,22 +317,15 @@ void KelPolicyFragment::installHostEgressFlowOnAllIntfs( Kel::String const & flo
 }
 
 void KelPolicyFragment::installAllHostEgressFlowsOnIntf( IntfId intf ) {
-   if ( auto const info = fragInfo() ) {
-      for ( Kel::String const & flowName : info->flowInfoKeys() ) {
-         if ( isHostEgressFlow( flowName ) ) {
-            installHostEgressFlowOnIntf( flowName, intf );
-         }
-      }
+   for ( Kel::String const & flowName : hostEgressFlow() ) {
+      installHostEgressFlowOnIntf( flowName, intf );
    }
 }
 
 void KelPolicyFragment::removeAllHostEgressFlowsFromIntf( IntfId intf ) {
-   auto const info = fragInfo();
-   if ( info && intf ) {
-      for ( Kel::String const & flowName : info->flowInfoKeys() ) {
-         if ( isHostEgressFlow( flowName ) ) {
-            removeHostEgressFlowFromIntf( flowName, intf );
-         }
+   if ( intf ) {
+      for ( Kel::String const & flowName : hostEgressFlow() ) {
+         removeHostEgressFlowFromIntf( flowName, intf );
       }
    }
 }
