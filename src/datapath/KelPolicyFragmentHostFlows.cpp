@@ -36,6 +36,9 @@ void KelPolicyFragment::bindHostForHostInterceptFlow( Kel::String const & flowNa
    agentStatus()->boundHostIs( host, true );
    parent()->policyFragmentForHostIs( host, fragmentName() );
    flowForHostIs( host, flowName );
+   if ( auto const far = farIntfNimbusHostMacSm() ) {
+      far->addInterceptedHost( host, flowName );
+   }
    installHostInterceptFlow( flowName );
    KEL_TRACE_RETURN();
 }
@@ -50,7 +53,10 @@ void KelPolicyFragment::unbindHostForHostInterceptFlow( Kel::String const & flow
       for ( MacVlanPair const & host : info->boundHostKeys() ) {
          bool const keep = isMatchVniBound( flowName ) &&
                            host.vlanId == agentStatus()->vlanForVni( matchVni( flowName ) );
-         if ( !keep ) {
+         if ( keep ) {
+            // Its rules have gone; the egress references must not be taken off a second time.
+            info->boundHostIs( host, IntfId() );
+         } else {
             cleanupBoundHostForFlow( flowName );
          }
       }
@@ -66,6 +72,9 @@ void KelPolicyFragment::cleanupBoundHostForFlow( Kel::String const & flowName ) 
          info->boundHostDel( host );
          agentStatus()->boundHostDel( host );
          flowForHostDel( host );
+         if ( auto const far = farIntfNimbusHostMacSm() ) {
+            far->deleteInterceptedHost( host );
+         }
          parent()->policyFragmentForHostDel( host );
       }
    }
@@ -300,22 +309,15 @@ void KelPolicyFragment::installHostEgressFlowOnAllIntfs( Kel::String const & flo
 }
 
 void KelPolicyFragment::installAllHostEgressFlowsOnIntf( IntfId intf ) {
-   if ( auto const info = fragInfo() ) {
-      for ( Kel::String const & flowName : info->flowInfoKeys() ) {
-         if ( isHostEgressFlow( flowName ) ) {
-            installHostEgressFlowOnIntf( flowName, intf );
-         }
-      }
+   for ( Kel::String const & flowName : hostEgressFlow() ) {
+      installHostEgressFlowOnIntf( flowName, intf );
    }
 }
 
 void KelPolicyFragment::removeAllHostEgressFlowsFromIntf( IntfId intf ) {
-   auto const info = fragInfo();
-   if ( info && intf ) {
-      for ( Kel::String const & flowName : info->flowInfoKeys() ) {
-         if ( isHostEgressFlow( flowName ) ) {
-            removeHostEgressFlowFromIntf( flowName, intf );
-         }
+   if ( intf ) {
+      for ( Kel::String const & flowName : hostEgressFlow() ) {
+         removeHostEgressFlowFromIntf( flowName, intf );
       }
    }
 }

@@ -207,6 +207,12 @@ void KelPolicyFragment::handleVlanForVni( Vxlan::VniExtOrNone vni ) {
       updateFlowStateAll( Qor::FlowState::flowInitial );
       installAllServiceFlows();
    }
+   if ( auto const far = farIntfNimbusHostMacSm(); far && far->vni() == vni ) {
+      far->handleVlan();
+   }
+   if ( auto const near = nearIntfGlideMacSm(); near && near->vni() == vni ) {
+      near->handleVlan();
+   }
    KEL_TRACE_RETURN();
 }
 
