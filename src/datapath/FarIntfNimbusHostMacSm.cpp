@@ -8,6 +8,8 @@
 
 KEL_TRACE_UNIT( "QorClientDatapathV1", "QorClient" )
 
+KEL_MACHINE_TYPE( QorClient::DatapathV1::FarIntfNimbusHostMacSm )
+
 namespace QorClient::DatapathV1 {
 
 using Bridging::MacVlanPair;

@@ -4,6 +4,8 @@
 
 KEL_TRACE_UNIT( "QorClientGrCookieSm", "QorClientGr" )
 
+KEL_MACHINE_TYPE( QorClient::PolicyGrCookieSm )
+
 namespace QorClient {
 
 void PolicyGrCookieSm::handleInitialized() {

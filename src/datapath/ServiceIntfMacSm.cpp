@@ -5,6 +5,8 @@
 
 KEL_TRACE_UNIT( "QorClientDatapathV1", "QorClient" )
 
+KEL_MACHINE_TYPE( QorClient::DatapathV1::ServiceIntfMacSm )
+
 namespace QorClient::DatapathV1 {
 
 Bridging::VlanIdOrNone ServiceIntfMacSm::presentVlan() const {

@@ -6,6 +6,8 @@
 
 KEL_TRACE_UNIT( "HostTrackerSm", "QorClientHostTrackerSm" )
 
+KEL_MACHINE_TYPE( QorClient::HostTrackerSm )
+
 namespace QorClient {
 
 using Bridging::HostKey;

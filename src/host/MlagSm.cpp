@@ -4,6 +4,9 @@
 
 KEL_TRACE_UNIT( "MlagSm", "QorClientMlag" )
 
+KEL_MACHINE_TYPE( QorClient::MlagSm )
+KEL_MACHINE_TYPE( QorClient::QorClientMlagPluginCopySm )
+
 namespace QorClient {
 
 using Bridging::MacVlanPair;

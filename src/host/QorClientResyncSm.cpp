@@ -4,6 +4,8 @@
 
 KEL_TRACE_UNIT( "QorClientResyncSm", "QorClientResync" )
 
+KEL_MACHINE_TYPE( QorClient::ResyncSm )
+
 namespace QorClient {
 
 void ResyncSm::handleInitialized() {

@@ -5,6 +5,8 @@
 
 KEL_TRACE_UNIT( "QorIntfConfigSm", "QorClient" )
 
+KEL_MACHINE_TYPE( QorClient::QorIntfConfigSm )
+
 namespace QorClient {
 
 void QorIntfConfigSm::handleInitialized() {

@@ -22,7 +22,7 @@ EthAddr macOf( std::uint32_t n ) {
 
 /** A task that runs as often as it may, beside others. */
 class Neighbour : public Kel::StateMachine {
-   KEL_STATE_MACHINE( Neighbour )
+   KEL_LOCAL_STATE_MACHINE( Neighbour )
    KEL_GIVEN( Kel::Ptr< Orb::TaskScheduler >, scheduler )
    KEL_TASK( KelTask, Orb::Task, task, handleTask )
    std::function< bool( std::uint64_t ) > work;
@@ -38,7 +38,7 @@ class Neighbour : public Kel::StateMachine {
 
 /** Counts the times that each host's location was written. */
 class Observer : public Kel::StateMachine {
-   KEL_STATE_MACHINE( Observer )
+   KEL_LOCAL_STATE_MACHINE( Observer )
    KEL_REACTOR( KelStatus, QorClient::Status const, status, KEL_ON( warmHost, handleWarmHost ) )
    Kel::HashMap2018< MacVlanPair, std::uint32_t > writes;
    void handleWarmHost( MacVlanPair const & host ) {
