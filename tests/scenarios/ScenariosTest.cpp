@@ -89,8 +89,8 @@ std::vector< std::filesystem::path > scenarios() {
 }
 
 INSTANTIATE_TEST_SUITE_P( Documents, ScenariosTest, testing::ValuesIn( scenarios() ),
-                          []( auto const & info ) {
-                             std::string name = info.param.stem();
+                          []( auto const & scenario ) {
+                             std::string name = scenario.param.stem();
                              std::ranges::replace_if(
                                 name, []( unsigned char c ) { return !std::isalnum( c ); }, '_' );
                              return name;

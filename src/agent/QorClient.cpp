@@ -1,0 +1,86 @@
+#include "agent/QorClient.h"
+
+#include <cstring>
+
+#include "platform/flashlog/DualLog.h"
+#include "platform/kel/Assert.h"
+
+KEL_TRACE_UNIT( "QorClient", "QorClient" )
+
+namespace QorClient {
+
+// --- PolicyFragmentDirSm ---
+
+void PolicyFragmentDirSm::handleInitialized() {
+   KEL_TRACE_ENTRY();
+   initializedIs( true );
+   handlePolicyFragmentDirEntry();
+   KEL_TRACE( Kel::traceReturn, " return " );
+}
+
+void PolicyFragmentDirSm::handlePolicyFragmentDirEntry() {
+   KEL_TRACE_ENTRY();
+   if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
+      KEL_TRACE_RETURN();
+      return;
+   }
+   for ( auto const & [name, entity] : polFragDir()->entity() ) {
+      handlePolicyFragmentDirEntry( name );
+   }
+   KEL_TRACE( Kel::traceReturn, " return " );
+}
+
+void PolicyFragmentDirSm::handlePolicyFragmentDirEntry( Kel::Name const & name ) {
+   KEL_TRACE_ENTRY( " name: ", name );
+   KEL_ASSERT_AT( std::strcmp( name.charPtr(), "policy" ) == 0,
+                  "strcmp( name.charPtr(), \"policy\" ) == 0", "QorClient", 66 );
+   Kel::Ptr< Kel::Entity > const entity = polFragDir()->entity( name );
+   if ( !entity ) {
+      KEL_TRACE_INFO( "qor/version1/policy/policy removed" );
+      doPrepareToDie();
+   } else {
+      KEL_TRACE_INFO( "qor/version1/policy/policy added" );
+      policyFragmentSmIs( Kel::ptrCast< Qor::V1::QorPolicyFragment const >( entity ),
+                          slabBrStatus(), brConfig(), switchIntfConfigDir(), polFragStatus(),
+                          agentStatus(), pfHwConfig(), pfHwStatus(), mlagHostTable(),
+                          fhrpGlideMacStatus(), nimbusVniBaseDir(), l2RibQorHostInput(),
+                          ofHwStatus() );
+      vlanHelperSmIs( agentStatus(), vniSviConfig(), dynAllowedVlans(), qorTrunkGroup(),
+                      LocalData::singleton()->vtepInfo() );
+   }
+   KEL_TRACE( Kel::traceReturn, " return " );
+}
+
+void PolicyFragmentDirSm::doPrepareToDie() {
+   KEL_TRACE_ENTRY();
+   if ( Kel::Ptr< DatapathV1::PolicyFragmentSm > old = policyFragmentSmDel() ) {
+      old->doPrepareToDie();
+   }
+   vlanHelperSmDel();
+   KEL_TRACE( Kel::traceReturn, " return " );
+}
+
+// --- RootSm ---
+
+void RootSm::handleInitialized() {
+   KEL_TRACE_ENTRY();
+   initializedIs( true );
+   localData()->schedulerIs( scheduler() );
+   polFragDirSmIs( polFragDir(), slabBrStatus(), brConfig(), switchIntfConfigDir(), polFragStatus(),
+                   agentStatus(), pfHwConfig(), pfHwStatus(), vniSviConfig(), dynAllowedVlans(),
+                   qorTrunkGroup(), mlagConfig(), mlagHostTable(), fhrpGlideMacStatus(),
+                   nimbusVniBaseDir(), l2RibQorHostInput(), ofHwStatus() );
+   KEL_TRACE( Kel::traceReturn, " return " );
+}
+
+void RootSm::cleanup() {
+   KEL_TRACE_ENTRY();
+   if ( Kel::Ptr< PolicyFragmentDirSm > dirSm = polFragDirSm() ) {
+      dirSm->doPrepareToDie();
+   }
+   polFragDirSmDel();
+   KEL_TRACE_RETURN();
+}
+
+}  // namespace QorClient

@@ -1,0 +1,30 @@
+#include "monitor/QorClientCommonRootSm.h"
+
+#include "platform/flashlog/DualLog.h"
+
+KEL_TRACE_UNIT( "QorClientCommonRootSm", "QorClientRootSm" )
+
+namespace QorClientCommon {
+
+void RootSm::handleInitialized() {
+   KEL_TRACE_ENTRY();
+   initializedIs( true );
+   // The roots of both sides, which are made after this one, read the record.
+   localData()->vtepInfoIs();
+   vlanToVniSmIs( vtiStatusDir() );
+   capabilitySmIs( pfHwStatus(), platformTableSupport(), capability() );
+   KEL_TRACE_RETURN();
+}
+
+void RootSm::cleanup() {
+   KEL_TRACE_ENTRY();
+   capabilitySmDel();
+   if ( Kel::Ptr< QorClient::VlanToVniSm > old = vlanToVniSmDel() ) {
+      old->doCleanup();
+   }
+   localData()->vtepInfoDel();
+   initializedIs( false );
+   KEL_TRACE_RETURN();
+}
+
+}  // namespace QorClientCommon

@@ -1,0 +1,178 @@
+#include "vlan/VlanHelperSm.h"
+
+#include <string>
+
+#include "platform/flashlog/DualLog.h"
+#include "platform/records/vxlan/VniSource.h"
+
+KEL_TRACE_UNIT( "VlanHelperSm", "QorClientVlanHelper" )
+
+namespace QorClient {
+
+void VlanHelperSm::handleInitialized() {
+   KEL_TRACE_ENTRY();
+   initializedIs( true );
+   handleBoundVni();
+   handleVlanToVniMap();
+   handleVtepAddr();
+   KEL_TRACE( Kel::traceReturn, " return " );
+}
+
+void VlanHelperSm::handleVtepAddr() {
+   KEL_TRACE_ENTRY();
+   agentStatus()->myVtepAddrIs( vtepInfo()->address() );
+   KEL_TRACE( Kel::traceReturn, " return " );
+}
+
+// --- Bindings ---
+
+void VlanHelperSm::handleBoundVni( VniAndIntfForPolicyFragment const & vniAndIntf ) {
+   KEL_TRACE_ENTRY( " VNI: ", vniAndIntf.vni, " intfId: ", vniAndIntf.intfId );
+   if ( !isBoundVni( vniAndIntf.vni ) ) {
+      KEL_TRACE_INFO( " VNI del ", vniAndIntf.vni );
+      vniSviConfig()->vniSviInfoDel( vniAndIntf.vni );
+      agentStatus()->vlanForVniDel( vniAndIntf.vni );
+   } else if ( !agentStatus()->vlanForVniHas( vniAndIntf.vni ) ) {
+      KEL_TRACE_INFO( " VNI add ", vniAndIntf.vni );
+      vniSviConfig()->vniSviInfoIs( Vxlan::VniSviInfo{ Vxlan::stringValue( Vxlan::VniSource::qor ),
+                                                       Vxlan::VniSviInfo::VniPriority::policy,
+                                                       vniAndIntf.vni } );
+      handleVlanToVniMap( Vxlan::VniExt( vniAndIntf.vni ) );
+   }
+   doUpdateDynAllowedVlans( vniAndIntf.intfId );
+   KEL_TRACE( Kel::traceReturn, " return " );
+}
+
+void VlanHelperSm::handleBoundVni() {
+   KEL_TRACE_ENTRY();
+   // What an earlier run has left and nobody binds any more goes first.
+   for ( Vxlan::VniExtOrNone vni : agentStatus()->vlanForVniKeys() ) {
+      if ( isBoundVni( vni ) ) {
+         KEL_TRACE_INFO( " VNI Bound ", vni );
+      } else {
+         KEL_TRACE_INFO( " VNI del ", vni );
+         agentStatus()->vlanForVniDel( vni );
+      }
+   }
+   for ( VniAndIntfForPolicyFragment const & key : agentStatus()->boundVniKeys() ) {
+      handleBoundVni( key );
+   }
+   for ( Vxlan::VniExtOrNone vni : vniSviConfig()->vniSviInfoKeys() ) {
+      if ( !isBoundVni( vni ) ) {
+         KEL_TRACE_INFO( " VNI del ", vni );
+         vniSviConfig()->vniSviInfoDel( vni );
+      }
+   }
+   KEL_TRACE( Kel::traceReturn, " return " );
+}
+
+bool VlanHelperSm::isBoundVni( Vxlan::VniExtOrNone vni ) const {
+   for ( VniAndIntfForPolicyFragment const & key : agentStatus()->boundVniKeys() ) {
+      if ( key.vni == vni ) {
+         return true;
+      }
+   }
+   return false;
+}
+
+Wirekit::IntfId VlanHelperSm::boundVniIntfId( Vxlan::VniExtOrNone vni ) const {
+   for ( VniAndIntfForPolicyFragment const & key : agentStatus()->boundVniKeys() ) {
+      if ( key.vni == vni ) {
+         return key.intfId;
+      }
+   }
+   return {};
+}
+
+// --- Mappings ---
+
+void VlanHelperSm::handleVlanToVniMap( Vxlan::VniExt const & vni ) {
+   KEL_TRACE_ENTRY( " VNI: ", vni );
+   if ( vtepInfo()->vniToVlanMapHas( vni ) ) {
+      if ( !isBoundVni( vni ) ) {
+         KEL_TRACE( Kel::traceReturn, " return " );
+         return;
+      }
+      Bridging::VlanId const vlan = vtepInfo()->vniToVlanMap( vni );
+      KEL_TRACE_INFO( " VNI add ", vni, " VLAN ", vlan );
+      agentStatus()->vlanForVniIs( vni, vlan );
+      for ( VniAndIntfForPolicyFragment const & key : agentStatus()->boundVniKeys() ) {
+         if ( key.vni == vni ) {
+            doUpdateDynAllowedVlans( key.intfId );
+         }
+      }
+   } else if ( agentStatus()->vlanForVniHas( vni ) ) {
+      KEL_TRACE_INFO( " VNI del ", vni );
+      agentStatus()->vlanForVniDel( vni );
+   }
+   KEL_TRACE( Kel::traceReturn, " return " );
+}
+
+void VlanHelperSm::handleVlanToVniMap() {
+   KEL_TRACE_ENTRY();
+   for ( Vxlan::VniExt vni : vtepInfo()->vniToVlanMapKeys() ) {
+      handleVlanToVniMap( vni );
+   }
+   for ( Vxlan::VniExtOrNone vni : agentStatus()->vlanForVniKeys() ) {
+      if ( !vni || !vtepInfo()->vniToVlanMapHas( Vxlan::VniExt( vni ) ) ) {
+         KEL_TRACE_INFO( " VNI is not present in the vtepInfo ", vni );
+         agentStatus()->vlanForVniDel( vni );
+      }
+   }
+   KEL_TRACE( Kel::traceReturn, " return " );
+}
+
+// --- Allowed VLANs ---
+
+void VlanHelperSm::doUpdateDynAllowedVlans( Wirekit::IntfId intfId ) {
+   KEL_TRACE_ENTRY( " intfId: ", intfId );
+   std::string vlans;
+   for ( VniAndIntfForPolicyFragment const & key : agentStatus()->boundVniKeys() ) {
+      if ( key.intfId != intfId ) {
+         continue;
+      }
+      Bridging::VlanId const vlan = agentStatus()->vlanForVni( key.vni );
+      if ( agentStatus()->vlanForVniHas( key.vni ) && !skipAllowVlan( intfId, vlan ) ) {
+         if ( !vlans.empty() ) {
+            vlans += ',';
+         }
+         vlans += std::to_string( vlan.value() );
+      } else {
+         KEL_TRACE_INFO( " Skip allow vlan ", vlan );
+      }
+   }
+   if ( !vlans.empty() ) {
+      KEL_TRACE_INFO( " Allowed Vlans ", vlans );
+      dynAllowedVlans()->vlansIs( intfId, vlans );
+      qorTrunkGroup()->intfListIs( intfId, true );
+   } else {
+      KEL_TRACE_INFO( " No Allowed Vlans " );
+      dynAllowedVlans()->vlansDel( intfId );
+      qorTrunkGroup()->intfListDel( intfId );
+   }
+   KEL_TRACE( Kel::traceReturn, " return " );
+}
+
+bool VlanHelperSm::skipAllowVlan( Wirekit::IntfId intfId, Bridging::VlanId vlanId ) const {
+   KEL_TRACE_ENTRY( " intfId: ", intfId, " vlanId: ", vlanId );
+   for ( auto const & [host, hostIntfId] : agentStatus()->warmHost() ) {
+      if ( hostIntfId == intfId && host.vlanId == vlanId ) {
+         KEL_TRACE( Kel::traceReturn, " return true" );
+         return true;
+      }
+   }
+   KEL_TRACE( Kel::traceReturn, " return false" );
+   return false;
+}
+
+void VlanHelperSm::doCleanup() {
+   KEL_TRACE_ENTRY();
+   for ( Vxlan::VniExtOrNone vni : vniSviConfig()->vniSviInfoKeys() ) {
+      KEL_TRACE_INFO( " VNI del ", vni );
+      vniSviConfig()->vniSviInfoDel( vni );
+   }
+   agentStatus()->vlanForVniDelAll();
+   KEL_TRACE( Kel::traceReturn, " return " );
+}
+
+}  // namespace QorClient

@@ -1,0 +1,167 @@
+#include <gmock/gmock.h>
+
+#include <filesystem>
+
+#include "agent/AgentFixture.h"
+#include "platform/flashlog/Flashlog.h"
+#include "platform/records/l2rib/SourceDirEntry.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+
+class AgentTest : public AgentFixture {};
+
+TEST_F( AgentTest, TraceFileIsNamedByTheEnvironment ) {
+   fs::path const directory = fs::path( testing::TempDir() ) / "qorclientAgentTrace";
+   fs::remove_all( directory );
+   fs::create_directories( directory / "current" );
+   fs::path const before = fs::current_path();
+   fs::current_path( directory / "current" );
+
+   start();
+   EXPECT_TRUE( fs::is_empty( "." ) );
+
+   ::unsetenv( "FLASHLOG_DISABLE" );
+   agent = nullptr;
+   start();
+   EXPECT_TRUE( fs::exists( "QorClient-" + std::to_string( ::getpid() ) + ".fl" ) );
+
+   ::setenv( "FLASHLOGDIR", directory.c_str(), 1 );
+   agent = nullptr;
+   start();
+   EXPECT_TRUE( fs::exists( directory / "QorClient.fl" ) );
+
+   ::unsetenv( "FLASHLOGDIR" );
+   Flashlog::shutdown();
+   fs::current_path( before );
+   fs::remove_all( directory );
+}
+
+TEST_F( AgentTest, FailedMountEndsTheProcess ) {
+   at< Kel::Dir >( "mlag/config" );
+   EXPECT_DEATH( start(), "QorClientAgent:116: .*`mountStatus == Corestore::mountSuccess_'" );
+}
+
+TEST_F( AgentTest, MountsComeInALaterTurn ) {
+   agent =
+      Kel::ptrCast< QorClient::Agent >( Warden::startAgent( "QorClient::Agent", "QorClient", em ) );
+   EXPECT_FALSE( agent->launchSm() );
+   scheduler->runReady();
+   EXPECT_TRUE( agent->launchSm() );
+}
+
+TEST_F( AgentTest, TheEndLeavesTheGatesOutputsAsTheyAre ) {
+   start();
+   enable();
+   ASSERT_TRUE( agent->launchSm()->rootSm() );
+   auto const vxlanClients = at< Kel::Dir >( "vxlan/clientDir" );
+   auto const status = at< QorClient::Status >( "qorclient/status" );
+
+   agent = nullptr;
+   EXPECT_TRUE( status->active() );
+   EXPECT_TRUE( vxlanClients->entityHas( "qor" ) );
+   EXPECT_TRUE( at< OpenFlowTable::PlatformInitConfig >( "openflow/platformInitConfig" )
+                   ->perVlanRoutingEnabled() );
+   EXPECT_FALSE( QorClient::LocalData::singleton()->qorEnabled() );
+   EXPECT_FALSE( QorClient::LocalData::singleton()->vtepInfo() );
+}
+
+// --- The gate ---
+
+TEST_F( AgentTest, ClosedGateAtStartEmptiesWhatAnEarlierRunLeft ) {
+   at< QorClient::Status >( "qorclient/status" )->activeIs( true );
+   at< Qor::V1::QorPolicyFragmentStatus >( "qorclient/version1/policystatus" )
+      ->policyFragmentIs( "web" );
+   at< Vxlan::VniSviConfig >( "vxlan/input/vniconfig/qor" )
+      ->vniSviInfoIs( { "qor", {}, Vxlan::VniExtOrNone( 5000 ) } );
+   at< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qor" )->trafficGroupIs( "g", {} );
+   at< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qor" )->trafficEndPointIs( {}, "g" );
+   at< Kel::Dir >( "vxlan/clientDir" )->createEntity( "Vxlan::VxlanClientConfig", "qor" );
+   at< OpenFlowTable::PlatformInitConfig >( "openflow/platformInitConfig" )
+      ->perVlanRoutingEnabledIs( true );
+   at< QorL3::V1::GroupTypeStatus >( "qorclientl3/version1/global/groupTypeStatus" )
+      ->groupIs( { "g", {}, "" } );
+   at< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qorl3" )->trafficGroupIs( "g3", {} );
+   at< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qorl3" )->trafficEndPointIs( {}, "g3" );
+   for ( char const * name : { "a", "b" } ) {
+      at< Kel::Dir >( "qorclientl3/version1/global/groupSetStatus" )
+         ->createEntity( "QorL3::V1::GroupSetStatus", name );
+   }
+   at< Kel::Dir >( "qorclientl3/version1/global/fragmentStatus" )
+      ->createEntity( "QorL3::V1::FragmentStatus", "vrf" );
+   // Rules are not the gate's to remove.
+   at< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qor" )->flowEntryIs( "rule", {} );
+
+   record();
+   start();
+   EXPECT_THAT(
+      changes,
+      ElementsAre(
+         "inputDir/qor hostTableSlabPath", "inputDir/qor hostTableLen", "inputDir/qor source",
+         "inputDir/qor initialized", "allowedvlan/qor trunkGroup[qor]",
+         "version1/policystatus policyFragment[web]", "vniconfig/qor vniSviInfo[5000]",
+         "dyninput/qor trafficGroup[g]", "dyninput/qor trafficEndPoint[||0|00:00:00:00:00:00]",
+         "vxlan/clientDir entity[qor]", "openflow/platformInitConfig perVlanRoutingEnabled",
+         "global/groupTypeStatus group[g]", "dyninput/qorl3 trafficGroup[g3]",
+         "dyninput/qorl3 trafficEndPoint[||0|00:00:00:00:00:00]", "global/groupSetStatus entity[a]",
+         "global/groupSetStatus entity[b]", "global/fragmentStatus entity[vrf]",
+         "qorclient/status active" ) );
+   EXPECT_TRUE(
+      at< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qor" )->flowEntryHas( "rule" ) );
+   auto const source = at< L2Rib::SourceDirEntry >( "bridging/l2Rib/inputDir/qor" );
+   EXPECT_EQ( source->hostTableSlabPath(), "bridging/l2Rib/qor/hostInput" );
+   EXPECT_EQ( source->hostTableLen(), 16384u );
+   EXPECT_EQ( source->source(), L2Rib::Source{ 256 } );
+}
+
+TEST_F( AgentTest, GateOpensAndClosesInItsOrder ) {
+   at< OpenFlowTable::HwStatus >( "pinflow/pfHwStatusDir/dyninputstatus/qor" )->supportedIs( true );
+   at< Vxlan::VtiStatusDir >( "interface/status/eth/vxlan" )
+      ->vtiStatusIs( Wirekit::IntfId( "Vxlan1" ) )
+      ->addrIs( Wirekit::IpAddr( 0x0a000001 ) );
+   at< Kel::Dir >( "qor/version1/policy" )->createEntity( "Qor::V1::QorPolicyFragment", "policy" );
+   start();
+   serviceIs( "Qor", true );
+   record();
+   controller()->enabledIs( true );
+   EXPECT_THAT(
+      changes,
+      ElementsAre( "controller/status enabled", "qorclient/status active",
+                   "vxlan/clientDir entity[qor]", "vxlan/clientDir arpPublish",
+                   "vxlan/clientDir enabled", "openflow/platformInitConfig perVlanRoutingEnabled",
+                   "version1/capability feature", "qorclient/status myVtepAddr" ) );
+   Kel::Ptr< QorClient::RootSm > const first = agent->launchSm()->rootSm();
+
+   // The helper takes its VNI back before the shared part goes, that before the outputs.
+   at< QorClient::Status >( "qorclient/status" )
+      ->boundVniIs( { Vxlan::VniExtOrNone( 5000 ), {}, "web" }, true );
+   at< Qor::V1::QorPolicyFragmentStatus >( "qorclient/version1/policystatus" )
+      ->policyFragmentIs( "web" );
+   changes.clear();
+   controller()->leaderServiceStatusDirDel();
+   EXPECT_THAT(
+      changes,
+      ElementsAre( "controller/status leaderServiceStatusDir", "vniconfig/qor vniSviInfo[5000]",
+                   "version1/capability feature", "version1/policystatus policyFragment[web]",
+                   "vxlan/clientDir entity[qor]",
+                   "openflow/platformInitConfig perVlanRoutingEnabled",
+                   "qorclient/status active" ) );
+   EXPECT_FALSE( agent->launchSm()->rootSm() );
+   EXPECT_FALSE( agent->launchSm()->commonRootSm() );
+
+   serviceIs( "QorL3", true );
+   EXPECT_TRUE( agent->launchSm()->rootSm() );
+   EXPECT_NE( agent->launchSm()->rootSm(), first );
+}
+
+TEST_F( AgentTest, OnlyPolicyIsAllowedInThePolicyDirectory ) {
+   start();
+   enable();
+   EXPECT_DEATH( at< Kel::Dir >( "qor/version1/policy" )
+                    ->createEntity( "Qor::V1::QorPolicyFragment", "other" ),
+                 "QorClient:66: .*`strcmp\\( name.charPtr\\(\\), \"policy\" \\) == 0'" );
+}
+
+}  // namespace
