@@ -35,7 +35,7 @@ TEST_F( FlowGroupConfigTest, Ip6Masks ) {
    EXPECT_EQ( mask( 64 ).stringValue(), "ffff:ffff:ffff:ffff::" );
    EXPECT_EQ( mask( 127 ).stringValue(), "ffff:ffff:ffff:ffff:ffff:ffff:ffff:fffe" );
    EXPECT_EQ( mask( 128 ).stringValue(), "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff" );
-   EXPECT_DEATH( mask( 129 ), "len <= 128.*QorClientL3FragmentSm" );
+   EXPECT_DEATH( mask( 129 ), "QorClientL3FragmentSm.*len <= 128" );
 }
 
 /** Each bit copies its own fields and no others, and every set of bits is the sum of its bits. */

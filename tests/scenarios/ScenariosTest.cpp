@@ -62,7 +62,9 @@ class ScenariosTest : public testing::TestWithParam< std::filesystem::path > {
 TEST_P( ScenariosTest, Plays ) {
    Scenario const scenario = Runner::readScenario( GetParam() );
    if ( scenario.expectDeath ) {
-      EXPECT_DEATH( play( scenario, false ), *scenario.expectDeath );
+      // An exception ends the agent's process as an assertion does, so it must not get away here.
+      auto const untilDeath = [&]() noexcept { play( scenario, false ); };
+      EXPECT_DEATH( untilDeath(), *scenario.expectDeath );
    } else {
       play( scenario, false );
    }
