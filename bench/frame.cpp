@@ -54,7 +54,7 @@ class Counter : public Kel::NamedEntity {
 
 /** Adds up the values that its notifier takes. */
 class AdderSm : public Kel::StateMachine {
-   KEL_STATE_MACHINE( AdderSm )
+   KEL_LOCAL_STATE_MACHINE( AdderSm )
    KEL_REACTOR( KelCounter, Counter const, counter, KEL_ON( value, handleValue ) )
    KEL_OWN( std::uint64_t, sum )
    // As in the agent, where a handler stands in another source file than its trigger table.
@@ -63,7 +63,7 @@ class AdderSm : public Kel::StateMachine {
 
 /** The same notifier, watched for its other attribute. */
 class BystanderSm : public Kel::StateMachine {
-   KEL_STATE_MACHINE( BystanderSm )
+   KEL_LOCAL_STATE_MACHINE( BystanderSm )
    KEL_REACTOR( KelCounter, Counter const, counter, KEL_ON( other, handleOther ) )
    void handleOther() {}
 };

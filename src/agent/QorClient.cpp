@@ -7,6 +7,9 @@
 
 KEL_TRACE_UNIT( "QorClient", "QorClient" )
 
+KEL_MACHINE_TYPE( QorClient::PolicyFragmentDirSm )
+KEL_MACHINE_TYPE( QorClient::RootSm )
+
 namespace QorClient {
 
 // --- PolicyFragmentDirSm ---

@@ -108,8 +108,8 @@ void Agent::doMountsComplete( Corestore::MountStatus status,
    mountSlabTables( em );
    announceHostTable( *em );
    fetchEntities( *em );
-   serviceMonitorRootSm_.is( mgmtControllerStatus_ );
-   launchSm_.is( mgmtControllerStatus_, agentStatus_, vxlanClientDir_, polFragDir_,
+   serviceMonitorRootSm_.is( *this, mgmtControllerStatus_ );
+   launchSm_.is( *this, mgmtControllerStatus_, agentStatus_, vxlanClientDir_, polFragDir_,
                  slabBridgingStatus_, bridgingConfig_, switchIntfConfigDir_, polFragStatus_,
                  pfHwConfig_, pfHwStatus_, capability_, platformTableSupport_, vniSviConfig_,
                  vtiStatusDir_, dynAllowedVlans_, dynAllowedVlans_->trunkGroup( trunkGroupName ),

@@ -5,6 +5,8 @@
 
 KEL_TRACE_UNIT( "QorClientLaunchSm", "QorClientLaunchSm" )
 
+KEL_MACHINE_TYPE( QorClient::LaunchSm )
+
 namespace QorClient {
 
 void LaunchSm::handleInitialized() {

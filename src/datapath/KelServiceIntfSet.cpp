@@ -7,6 +7,8 @@
 
 KEL_TRACE_UNIT( "QorClientDatapathV1", "QorClient" )
 
+KEL_MACHINE_TYPE( QorClient::DatapathV1::KelServiceIntfSet )
+
 using QorClientUtils::convertVniToVniExt;
 
 namespace QorClient::DatapathV1 {

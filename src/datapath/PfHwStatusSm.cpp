@@ -5,6 +5,9 @@
 
 KEL_TRACE_UNIT( "QorClientDatapathV1", "QorClient" )
 
+KEL_MACHINE_TYPE( QorClient::DatapathV1::KelFlowStats )
+KEL_MACHINE_TYPE( QorClient::DatapathV1::PfHwStatusSm )
+
 namespace QorClient::DatapathV1 {
 
 using OpenFlowTable::FlowStatus;

@@ -4,6 +4,8 @@
 
 KEL_TRACE_UNIT( "QorClientDatapathV1", "QorClient" )
 
+KEL_MACHINE_TYPE( QorClient::DatapathV1::PolicyFragmentSm )
+
 namespace QorClient::DatapathV1 {
 
 void PolicyFragmentSm::createNestedReactors() {

@@ -4,6 +4,8 @@
 
 KEL_TRACE_UNIT( "QorClientCommonCapabilitySm", "QorClientCapabilitySm" )
 
+KEL_MACHINE_TYPE( QorClientCommon::V1::CapabilitySm )
+
 namespace QorClientCommon::V1 {
 
 void CapabilitySm::updateL3Support() {

@@ -4,6 +4,8 @@
 
 KEL_TRACE_UNIT( "QorClientCommonRootSm", "QorClientRootSm" )
 
+KEL_MACHINE_TYPE( QorClientCommon::RootSm )
+
 namespace QorClientCommon {
 
 void RootSm::handleInitialized() {

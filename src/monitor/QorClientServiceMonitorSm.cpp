@@ -4,6 +4,10 @@
 
 KEL_TRACE_UNIT( "QorClientServiceMonitorSm", "QorClientServiceMonitorSm" )
 
+KEL_MACHINE_TYPE( QorClient::ServiceStatusSm )
+KEL_MACHINE_TYPE( QorClient::ServiceMonitorSm )
+KEL_MACHINE_TYPE( QorClient::ServiceMonitorRootSm )
+
 namespace QorClient {
 
 // --- ServiceStatusSm ---

@@ -10,7 +10,7 @@
 #include "runner/Graph.h"
 #include "runner/RunCommand.h"
 #include "runner/Scenario.h"
-#include "runner/Tables.h"
+#include "runner/tables/Tables.h"
 
 namespace Runner {
 

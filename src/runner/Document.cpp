@@ -19,14 +19,11 @@ Kel::Value::Object const & objectOf( Kel::Value const & value ) {
 
 Kel::Value readDocument( std::string const & file ) {
    std::ifstream in( file, std::ios::binary );
-   std::ostringstream text;
-   if ( in ) {
-      text << in.rdbuf();
-   }
-   // A directory opens and then fails to be read; an empty file sets the output's fail bit alone.
-   if ( !in || in.bad() ) {
+   if ( !in ) {
       throw InputError( file, "", std::string( "cannot be read: " ) + std::strerror( errno ) );
    }
+   std::ostringstream text;
+   text << in.rdbuf();
    try {
       return Corestore::parseJson( text.view() );
    } catch ( Corestore::TextError const & e ) {

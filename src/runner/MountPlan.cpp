@@ -39,9 +39,12 @@ namespace Runner {
 
 namespace {
 
-template < class T >
-void checkName( std::string_view name ) {
-   Kel::Detail::checked( [&] { return Kel::fromText< T >( name ); } );
+void checkVrfName( std::string_view name ) {
+   Kel::Detail::checked( [&] { return L3::VrfName( name ); } );
+}
+
+void checkVni( std::string_view name ) {
+   Kel::fromText< Vxlan::Vni >( name );
 }
 
 // Naming the classes here also links them, which a look-up by their names would not.
@@ -71,21 +74,21 @@ constexpr MountPoint plan[] = {
    { "qorclient/version1/capability", &QorCommon::V1::Capability::kelType },
    { "qorclient/version1/policystatus", &Qor::V1::QorPolicyFragmentStatus::kelType },
    { "qorclientl3/version1/global/fragmentStatus", &Kel::Dir::kelType,
-     &QorL3::V1::FragmentStatus::kelType, &checkName< L3::VrfName > },
+     &QorL3::V1::FragmentStatus::kelType, &checkVrfName },
    { "qorclientl3/version1/global/groupSetStatus", &Kel::Dir::kelType,
-     &QorL3::V1::GroupSetStatus::kelType, &checkName< L3::VrfName > },
+     &QorL3::V1::GroupSetStatus::kelType, &checkVrfName },
    { "qorclientl3/version1/global/groupTypeStatus", &QorL3::V1::GroupTypeStatus::kelType },
    { "qorl3/version1/global/fragmentConfig", &Kel::Dir::kelType,
-     &QorL3::V1::FragmentConfig::kelType, &checkName< L3::VrfName > },
+     &QorL3::V1::FragmentConfig::kelType, &checkVrfName },
    { "qorl3/version1/global/groupSetConfig", &Kel::Dir::kelType,
-     &QorL3::V1::GroupSetConfig::kelType, &checkName< L3::VrfName > },
+     &QorL3::V1::GroupSetConfig::kelType, &checkVrfName },
    { "qorl3/version1/global/groupTypeConfig", &Kel::Dir::kelType,
      &QorL3::V1::GroupTypeConfig::kelType },
    { "routing/fhrp/vrMacStatus", &Routing::Fhrp::VirtualRouterMacStatus::kelType },
    { "vxlan/clientDir", &Kel::Dir::kelType, &Vxlan::VxlanClientConfig::kelType },
    { "vxlan/input/vniconfig/qor", &Vxlan::VniSviConfig::kelType },
    { "vxlancontroller/version2/vni", &Kel::Dir::kelType, &VxlanController::VniFdbStatusV2::kelType,
-     &checkName< Vxlan::Vni > },
+     &checkVni },
 };
 
 constexpr auto pathOf = []( MountPoint const & point ) { return std::string_view( point.path ); };

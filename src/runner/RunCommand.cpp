@@ -11,7 +11,7 @@
 #include "runner/Document.h"
 #include "runner/Journal.h"
 #include "runner/Scenario.h"
-#include "runner/Tables.h"
+#include "runner/tables/Tables.h"
 
 namespace Runner {
 

@@ -7,6 +7,8 @@
 
 KEL_TRACE_UNIT( "VlanHelperSm", "QorClientVlanHelper" )
 
+KEL_MACHINE_TYPE( QorClient::VlanHelperSm )
+
 namespace QorClient {
 
 void VlanHelperSm::handleInitialized() {

@@ -5,6 +5,9 @@
 
 KEL_TRACE_UNIT( "VlanToVniSm", "QorClientVniToVlanSm" )
 
+KEL_MACHINE_TYPE( QorClient::VtiStatusSm )
+KEL_MACHINE_TYPE( QorClient::VlanToVniSm )
+
 namespace QorClient {
 
 // --- VtiStatusSm ---

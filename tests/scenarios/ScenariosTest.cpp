@@ -90,12 +90,13 @@ std::vector< std::filesystem::path > scenarios() {
    return files;
 }
 
-INSTANTIATE_TEST_SUITE_P( Documents, ScenariosTest, testing::ValuesIn( scenarios() ),
-                          []( auto const & scenario ) {
-                             std::string name = scenario.param.stem();
-                             std::ranges::replace_if(
-                                name, []( unsigned char c ) { return !std::isalnum( c ); }, '_' );
-                             return name;
-                          } );
+std::string testName( testing::TestParamInfo< std::filesystem::path > const & file ) {
+   std::string name = file.param.stem();
+   std::ranges::replace_if(
+      name, []( unsigned char c ) { return !std::isalnum( c ); }, '_' );
+   return name;
+}
+
+INSTANTIATE_TEST_SUITE_P( Documents, ScenariosTest, testing::ValuesIn( scenarios() ), testName );
 
 }  // namespace

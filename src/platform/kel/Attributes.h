@@ -69,7 +69,8 @@ class Map {
       return true;
    }
    void delAll( Notifier & owner, AttributeId id ) {
-      for ( K const & key : KeyWalk< Members >( &owner, members_ ) ) {
+      Ptr< Notifier > const hold( &owner );
+      for ( K const & key : keysOf( members_ ) ) {
          del( owner, id, key );
       }
    }
@@ -116,7 +117,8 @@ class Children {
    }
    template < class Owner >
    void delAll( Owner & owner, AttributeId id ) {
-      for ( K const & key : KeyWalk< Members >( &owner, members_ ) ) {
+      Ptr< Notifier > const hold( &owner );
+      for ( K const & key : keysOf( members_ ) ) {
          del( owner, id, key );
       }
    }
@@ -267,10 +269,12 @@ class KeyedValues : public Map< K, V > {
       attribute##_.set( *this, attribute##Id, entity );           \
    }                                                              \
    ::Kel::Ptr< Type > attribute##Is( ::Kel::Name const & name ) { \
-      if ( !attribute() ) {                                       \
-         attribute##Is( ::Kel::Ptr< Type >( new Type( name ) ) ); \
+      ::Kel::Ptr< Type > entity = attribute();                    \
+      if ( !entity ) {                                            \
+         entity = new Type( name );                               \
+         attribute##Is( entity );                                 \
       }                                                           \
-      return attribute();                                         \
+      return entity;                                              \
    }                                                              \
    void attribute##Del() {                                        \
       attribute##Is( ::Kel::Ptr< Type >() );                      \

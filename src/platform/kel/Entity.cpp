@@ -1,6 +1,7 @@
 #include "platform/kel/Entity.h"
 
 #include <map>
+#include <utility>
 
 namespace Kel {
 
@@ -33,11 +34,16 @@ Ptr< Entity > Entity::singletonExists( std::string_view typeName ) {
 }
 
 Ptr< Entity > Entity::singletonIs( TypeRecord const & type, Name const & name ) {
-   return singletons().try_emplace( type.name, type.create( name ) ).first->second;
+   Ptr< Entity > & standing = singletons()[type.name];
+   if ( !standing ) {
+      standing = type.create( name );
+   }
+   return standing;
 }
 
 void Entity::singletonsDel() {
-   singletons().clear();
+   // Whoever ends with them may ask for a singleton again.
+   auto const old = std::exchange( singletons(), {} );
 }
 
 }  // namespace Kel

@@ -104,6 +104,13 @@ class HashMap2018 {
       return value;
    }
    bool erase( K const & key ) { return take( key ).has_value(); }
+   /** Cursors go on to what is added afterwards. */
+   void clear() {
+      if ( std::unique_ptr< Rep > old = std::move( rep_ ) ) {
+         rep_ = std::make_unique< Rep >();
+         rep_->nextSequence = old->nextSequence;
+      }
+   }
 
  private:
    static constexpr std::size_t absent = ~std::size_t{ 0 };

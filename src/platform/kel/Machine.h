@@ -294,7 +294,9 @@ class Child {
 
    /** The child that stands, when its inputs are those given; otherwise a new one in its place. */
    template < class... Inputs >
-   Ptr< Machine > is( Inputs const &... inputs ) {
+   Ptr< Machine > is( PtrInterface & owner, Inputs const &... inputs ) {
+      // The new child's first run may drop the last reference to the owner.
+      Ptr< PtrInterface > const hold( &owner );
       if ( machine_ && !differentInput( *machine_, inputs... ).name ) {
          return machine_;
       }
@@ -362,7 +364,8 @@ class MachineMap {
          }
       }
    }
-   Ptr< Machine > add( K const & key, Ptr< Machine > const & fresh ) {
+   Ptr< Machine > add( PtrInterface & owner, K const & key, Ptr< Machine > const & fresh ) {
+      Ptr< PtrInterface > const hold( &owner );
       members_.set( key, fresh );
       start( fresh );
       if ( find( key ) == fresh ) {
@@ -371,7 +374,6 @@ class MachineMap {
       return fresh;
    }
 
- private:
    Members members_;
 };
 
@@ -381,7 +383,7 @@ class ChildMap : public MachineMap< Map, K, Machine > {
  public:
    /** Throws NameInUseException when the key's child has other inputs. */
    template < class... Inputs >
-   Ptr< Machine > is( PtrInterface &, Inputs const &... inputs ) {
+   Ptr< Machine > is( PtrInterface & owner, Inputs const &... inputs ) {
       K const key = Machine::keyOf( inputs... );
       if ( Ptr< Machine > standing = this->find( key ) ) {
          DifferentInput different = differentInput( *standing, inputs... );
@@ -390,12 +392,14 @@ class ChildMap : public MachineMap< Map, K, Machine > {
          }
          return standing;
       }
-      return this->add( key, construct< Machine >( inputs... ) );
+      return this->add( owner, key, construct< Machine >( inputs... ) );
    }
 
    void delAll( PtrInterface & owner ) {
-      Ptr< PtrInterface > hold( &owner );
-      this->forEach( [this]( K const & key, auto const & ) { this->del( key ); } );
+      Ptr< PtrInterface > const hold( &owner );
+      for ( K const & key : keysOf( this->members_ ) ) {
+         this->del( key );
+      }
    }
 
    void apply( MemberOp op ) {
@@ -426,7 +430,9 @@ class NestedMap : public MachineMap< HashMap2018, K, Machine > {
          ( ( *standing ).*watched.member ).notifierIs( notifier );
          return standing;
       }
-      return this->add( key, construct< Machine >( notifier, &owner ) );
+      Ptr< Machine > fresh = construct< Machine >( notifier, &owner );
+      fresh->kelDoZombieReactors( owner.kelMarkedForDeletion() );
+      return this->add( owner, key, fresh );
    }
 
    void apply( MemberOp op ) {
@@ -445,7 +451,11 @@ class NestedMap : public MachineMap< HashMap2018, K, Machine > {
             case MemberOp::ActivateReactors:
                machine->hasNotificationActiveIs( true );
                break;
-            default:
+            case MemberOp::ActivateChildren:
+            case MemberOp::DeactivateChildren:
+               machine->kelMembers( op );
+               break;
+            case MemberOp::DropChildren:
                break;
          }
       } );

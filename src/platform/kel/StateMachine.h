@@ -21,13 +21,43 @@
  *   };
  *
  * There is no constructor to write: an owner makes the machine with the inputs as arguments. Each
- * declaration leaves the access at public.
+ * declaration leaves the access at public. The machine's source file holds one more line,
+ *
+ *   KEL_MACHINE_TYPE( QorClient::ServiceStatusSm )
  */
 
 /** Opens a state machine; `Type` is its full name. */
 #define KEL_STATE_MACHINE( Type ) KEL_STATE_MACHINE_OF( Type, ::Kel::StateMachine )
 /** The same for a machine that extends another and continues its attributes. */
-#define KEL_STATE_MACHINE_OF( Type, Base )                                           \
+#define KEL_STATE_MACHINE_OF( Type, Base )                      \
+   KEL_ATTRIBUTES( Type, Base )                                 \
+   static ::Kel::MachineType const & kelMachineType();          \
+   ::Kel::MachineType const & machineType() const override;     \
+   void kelMembers( ::Kel::MemberOp op ) override;              \
+                                                                \
+ private:                                                       \
+   static bool const kelRegistered;                             \
+                                                                \
+ public:
+
+/** The rest of a state machine's class: one line in its source file, outside any namespace, so that
+ *  it is compiled once. */
+#define KEL_MACHINE_TYPE( Type )                                               \
+   ::Kel::MachineType const & Type::kelMachineType() {                         \
+      static ::Kel::MachineType const type{ #Type, &::Kel::listTables< Type > }; \
+      return type;                                                             \
+   }                                                                           \
+   ::Kel::MachineType const & Type::machineType() const {                      \
+      return kelMachineType();                                                 \
+   }                                                                           \
+   void Type::kelMembers( ::Kel::MemberOp op ) {                               \
+      ::Kel::applyToMembers( *this, op );                                      \
+   }                                                                           \
+   bool const Type::kelRegistered = ::Kel::machineTypeIs( &Type::kelMachineType );
+
+/** The same for a machine that is defined in a source file: all in one line. */
+#define KEL_LOCAL_STATE_MACHINE( Type ) KEL_LOCAL_STATE_MACHINE_OF( Type, ::Kel::StateMachine )
+#define KEL_LOCAL_STATE_MACHINE_OF( Type, Base )                                     \
    KEL_ATTRIBUTES( Type, Base )                                                      \
    static ::Kel::MachineType const & kelMachineType() {                              \
       static ::Kel::MachineType const type{ #Type, &::Kel::listTables< KelSelf > };  \
@@ -170,7 +200,7 @@
       attribute##_.erase( key );                                                    \
    }                                                                                \
    void attribute##DelAll() {                                                       \
-      attribute##_ = {};                                                            \
+      attribute##_.clear();                                                         \
    }                                                                                \
    std::size_t attribute##Count() const {                                           \
       return attribute##_.size();                                                   \
@@ -191,6 +221,9 @@
    void attribute##Del( K const & key ) {                                                     \
       attribute##_.erase( key );                                                              \
    }                                                                                          \
+   void attribute##DelAll() {                                                                 \
+      attribute##_.clear();                                                                   \
+   }                                                                                          \
    std::size_t attribute##Count() const {                                                     \
       return attribute##_.size();                                                             \
    }                                                                                          \
@@ -206,7 +239,7 @@
    }                                                              \
    template < class... Inputs >                                   \
    ::Kel::Ptr< Type > attribute##Is( Inputs const &... inputs ) { \
-      return attribute##_.is( inputs... );                        \
+      return attribute##_.is( *this, inputs... );                 \
    }                                                              \
    ::Kel::Ptr< Type > attribute##Del() {                          \
       return attribute##_.del();                                  \

@@ -41,8 +41,7 @@ String String::concat( std::initializer_list< std::string_view > parts ) {
    Rep * rep = new ( memory ) Rep{ 1, static_cast< std::uint32_t >( size ), 0 };
    char * at = rep->bytes();
    for ( std::string_view part : parts ) {
-      std::memcpy( at, part.data(), part.size() );
-      at += part.size();
+      at += part.copy( at, part.size() );
    }
    *at = '\0';
    rep->hash = hashBytes( { rep->bytes(), size } );

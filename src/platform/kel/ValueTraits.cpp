@@ -20,8 +20,9 @@ std::vector< std::string > splitKeyFields( std::string_view text, std::size_t co
       if ( text[i] == '|' ) {
          fields.emplace_back();
       } else {
-         if ( text[i] == '\\' && i + 1 != text.size() ) {
-            ++i;
+         if ( text[i] == '\\' && ( ++i == text.size() || ( text[i] != '|' && text[i] != '\\' ) ) ) {
+            throw ValueError( "key \"" + std::string( text ) +
+                              "\" has a backslash before neither | nor \\" );
          }
          fields.back() += text[i];
       }

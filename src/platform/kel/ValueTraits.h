@@ -12,6 +12,7 @@
 #include <string_view>
 #include <tuple>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "platform/kel/Exceptions.h"
@@ -119,7 +120,7 @@ namespace Detail {
 
 /** Joins the fields of a record: a bar between them, bars and backslashes inside escaped. */
 void appendKeyField( std::string & text, std::string_view field, bool first );
-/** The reverse; throws ValueError when there are not exactly `count` fields. */
+/** The reverse; throws ValueError unless the text is what joining `count` fields gives. */
 std::vector< std::string > splitKeyFields( std::string_view text, std::size_t count );
 
 [[noreturn]] void failKind( char const * wanted, Value const & found );
@@ -148,8 +149,11 @@ Number numberFromText( std::string_view text ) {
    Number number{};
    auto [end, error] = std::from_chars( text.data(), text.data() + text.size(), number );
    bool whole = error == std::errc{} && end == text.data() + text.size() && !text.empty();
-   // One number has one text, so that a key is never written in two ways.
-   if ( !whole || ( text.size() > 1 && text[0] == '0' ) ) {
+   if constexpr ( std::is_integral_v< Number > ) {
+      // One number has one text, so that a key is never written in two ways.
+      whole = whole && std::to_string( number ) == text;
+   }
+   if ( !whole ) {
       throw ValueError( "\"" + std::string( text ) + "\" is not a number in range" );
    }
    return number;
@@ -190,14 +194,17 @@ std::string textOf( T const & v ) {
       return v.stringValue();
    } else if constexpr ( SetType< T > || ArrayType< T > ) {
       std::string text;
+      bool first = true;
       for ( auto const & element : v ) {
-         Detail::appendKeyField( text, textOf( element ), text.empty() );
+         Detail::appendKeyField( text, textOf( element ), std::exchange( first, false ) );
       }
       return text;
    } else if constexpr ( MapType< T > ) {
       std::string text;
+      bool first = true;
       for ( auto const & [key, value] : v ) {
-         Detail::appendKeyField( text, textOf( key ) + '=' + textOf( value ), text.empty() );
+         Detail::appendKeyField( text, textOf( key ) + '=' + textOf( value ),
+                                 std::exchange( first, false ) );
       }
       return text;
    } else {
@@ -309,6 +316,8 @@ void patchValue( T & target, Value const & patch ) {
    } else if constexpr ( std::is_floating_point_v< T > ) {
       if ( auto const * real = patch.as< double >() ) {
          target = static_cast< T >( *real );
+      } else if ( auto const * number = patch.as< std::uint64_t >() ) {
+         target = static_cast< T >( *number );
       } else {
          target = static_cast< T >( Detail::numberFromValue< std::int64_t >( patch ) );
       }

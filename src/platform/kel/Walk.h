@@ -2,6 +2,8 @@
 
 #include <iterator>
 #include <optional>
+#include <utility>
+#include <vector>
 
 #include "platform/kel/Ptr.h"
 
@@ -65,6 +67,17 @@ struct YieldKey {
       return member.key;
    }
 };
+
+/** The keys that stand now: to delete these ends, whatever handlers add on the way. */
+template < class Map >
+std::vector< typename Map::Key > keysOf( Map const & map ) {
+   std::vector< typename Map::Key > keys;
+   keys.reserve( map.size() );
+   for ( typename Map::Cursor cursor( map ); cursor; cursor.advance() ) {
+      keys.push_back( cursor.member()->key );
+   }
+   return keys;
+}
 
 template < class Map >
 using MemberWalk = Walk< Map, YieldMember >;

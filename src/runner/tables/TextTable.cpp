@@ -1,4 +1,4 @@
-#include "runner/TextTable.h"
+#include "runner/tables/TextTable.h"
 
 #include <algorithm>
 

@@ -1,0 +1,113 @@
+#include "platform/kel/Dir.h"
+#include "platform/records/qor/PolicyFragment.h"
+#include "platform/records/qor/PolicyFragmentStatus.h"
+#include "platform/records/qorclient/Status.h"
+#include "runner/tables/Tables.h"
+
+namespace Runner {
+
+namespace {
+
+using Qor::V1::PolicyFlowInfo;
+using Qor::V1::PolicyFlowStatus;
+
+std::string kindOf( PolicyFlowInfo const & flow ) {
+   if ( !flow.serviceIntfKey.empty() ) {
+      return "service " + flow.serviceIntfKey.stringValue();
+   }
+   switch ( flow.interceptPoint ) {
+      case Qor::V1::InterceptPoint::interceptIngress:
+         return "intercept";
+      case Qor::V1::InterceptPoint::interceptEgress:
+         return "egress";
+   }
+   return "unknown";
+}
+
+std::string stateWord( Qor::FlowState state ) {
+   switch ( state ) {
+      case Qor::FlowState::flowInitial:
+         return "initial";
+      case Qor::FlowState::flowWaiting:
+         return "waiting";
+      case Qor::FlowState::flowProgrammed:
+         return "programmed";
+      case Qor::FlowState::flowRejected:
+         return "rejected";
+   }
+   return std::to_string( static_cast< std::uint32_t >( state ) );
+}
+
+std::size_t publishedRules( QorClient::Status const & agent, Kel::String const & fragment,
+                            Kel::String const & flow ) {
+   auto const fragmentInfo = agent.policyFragmentInfo( fragment );
+   auto const flowInfo = fragmentInfo ? fragmentInfo->flowInfo( flow ) : nullptr;
+   std::size_t count = 0;
+   if ( flowInfo ) {
+      for ( auto const & rule : flowInfo->ruleInfo() ) {
+         count += rule.value->published();
+      }
+   }
+   return count;
+}
+
+class FlowRows {
+ public:
+   explicit FlowRows( Switch const & device )
+      : agent_( device.entity< QorClient::Status >( "qorclient/status" ) ),
+        statuses_( device.entity< Qor::V1::QorPolicyFragmentStatus >(
+           "qorclient/version1/policystatus" ) ) {}
+
+   void addConfigured( Qor::V1::ServicePolicyFragment const & fragment ) {
+      auto const status = statuses_->policyFragment( fragment.name() );
+      for ( auto const & flow : fragment.flow() ) {
+         bool const reported = status && status->flowStatusHas( flow.key );
+         add( fragment.name(), flow.key, kindOf( flow.value ),
+              reported ? std::optional( status->flowStatus( flow.key ) ) : std::nullopt );
+      }
+   }
+
+   /** Flows that are reported and have left the configuration. */
+   void addOthers( Kel::Ptr< Qor::V1::QorPolicyFragment > const & policy ) {
+      for ( auto const & status : statuses_->policyFragment() ) {
+         auto const fragment = policy ? policy->policyFragment( status.key ) : nullptr;
+         for ( auto const & flow : status.value->flowStatus() ) {
+            if ( !fragment || !fragment->flowHas( flow.key ) ) {
+               add( status.key, flow.key, "not configured", flow.value );
+            }
+         }
+      }
+   }
+
+   TextTable take() { return std::move( table_ ); }
+
+ private:
+   void add( Kel::String const & fragment, Kel::String const & flow, std::string const & kind,
+             std::optional< PolicyFlowStatus > const & status ) {
+      table_.row( { fragment.stringValue(), flow.stringValue(), kind,
+                    status ? stateWord( status->flowState ) : "not reported",
+                    std::to_string( publishedRules( *agent_, fragment, flow ) ),
+                    status ? status->flowStateDetails.stringValue() : "" } );
+   }
+
+   Kel::Ptr< QorClient::Status const > agent_;
+   Kel::Ptr< Qor::V1::QorPolicyFragmentStatus const > statuses_;
+   TextTable table_{ { "FRAGMENT", "FLOW", "KIND", "STATE", "RULES", "DETAILS" } };
+};
+
+}  // namespace
+
+TextTable flowsTable( Switch const & device ) {
+   auto const dir = device.entity< Kel::Dir >( "qor/version1/policy" );
+   auto const policy = Kel::ptrCast< Qor::V1::QorPolicyFragment >( dir->entity( "policy" ) );
+   FlowRows rows( device );
+   if ( policy ) {
+      for ( auto const & fragment : policy->policyFragment() ) {
+         rows.addConfigured( *fragment.value );
+      }
+   }
+   rows.addOthers( policy );
+   return rows.take();
+}
+
+}  // namespace Runner

@@ -1,0 +1,37 @@
+#include <map>
+
+#include "platform/records/qorclient/Status.h"
+#include "platform/records/vxlan/VniSviConfig.h"
+#include "runner/tables/Tables.h"
+
+namespace Runner {
+
+TextTable vnisTable( Switch const & device ) {
+   auto const agent = device.entity< QorClient::Status >( "qorclient/status" );
+   auto const requested = device.entity< Vxlan::VniSviConfig >( "vxlan/input/vniconfig/qor" );
+   std::map< std::uint32_t, std::vector< std::string > > users;
+   for ( auto const & binding : agent->boundVni() ) {
+      std::string user = binding.key.fragmentName.stringValue();
+      if ( !binding.key.intfId.stringValue().empty() ) {
+         user += " on " + binding.key.intfId.shortName();
+      }
+      users[binding.key.vni.value()].push_back( user );
+   }
+   for ( auto const & mapping : agent->vlanForVni() ) {
+      users[mapping.key.value()];
+   }
+   for ( auto const & request : requested->vniSviInfo() ) {
+      users[request.key.value()];
+   }
+   TextTable table( { "VNI", "VLAN", "REQUESTED", "BOUND BY" } );
+   for ( auto const & [number, boundBy] : users ) {
+      Vxlan::VniExtOrNone const vni( number );
+      bool const mapped = agent->vlanForVniHas( vni );
+      table.row( { std::to_string( number ),
+                   mapped ? std::to_string( agent->vlanForVni( vni ).value() ) : "waiting",
+                   requested->vniSviInfoHas( vni ) ? "yes" : "no", joined( boundBy ) } );
+   }
+   return table;
+}
+
+}  // namespace Runner

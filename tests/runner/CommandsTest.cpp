@@ -1,0 +1,183 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+/* The program as a person runs it. */
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+
+class CommandsTest : public testing::Test {
+ protected:
+   CommandsTest() {
+      std::string pattern = testing::TempDir() + "qorclient-XXXXXX";
+      directory = mkdtemp( pattern.data() );
+      setenv( "FLASHLOG_DISABLE", "1", 1 );
+   }
+   ~CommandsTest() override { fs::remove_all( directory ); }
+
+   struct Ended {
+      int code;
+      std::string text;
+   };
+   /** Runs the program in the directory; the text is that of both its outputs. */
+   Ended run( std::string const & arguments ) const {
+      std::string const command =
+         "cd " + directory.string() + " && " + QORCLIENT_PROGRAM + " " + arguments + " 2>&1";
+      std::FILE * pipe = popen( command.c_str(), "r" );
+      std::string text;
+      for ( int c; ( c = std::fgetc( pipe ) ) != EOF; ) {
+         text += static_cast< char >( c );
+      }
+      return { WEXITSTATUS( pclose( pipe ) ), text };
+   }
+   void write( char const * file, std::string const & text ) const {
+      std::ofstream( directory / file ) << text;
+   }
+   std::string read( char const * file ) const {
+      std::ostringstream text;
+      text << std::ifstream( directory / file ).rdbuf();
+      return text.str();
+   }
+
+   fs::path directory;
+};
+
+TEST_F( CommandsTest, RunWritesTheStateAfterEachStepAndAtTheEnd ) {
+   write( "s.json", R"({"name":"s","steps":[
+      {"patch":{"mlag/status":{"mlagState":1}}},
+      {"note":"gone again","patch":{"mlag/status":{"mlagState":null}}}]})" );
+   Ended const ended = run( "run s.json --dump - --dump-each each --journal journal" );
+   EXPECT_EQ( ended.code, 0 );
+   EXPECT_THAT( ended.text, HasSubstr( "  \"mlag/status\": {},\n" ) );
+   EXPECT_THAT( read( "each/0.json" ), HasSubstr( R"(  "mlag/status": {
+    "mlagState": 1
+  },)" ) );
+   EXPECT_EQ( read( "each/1.json" ), ended.text );
+   EXPECT_FALSE( fs::exists( directory / "each/2.json" ) );
+   EXPECT_TRUE( fs::exists( directory / "journal" ) );
+}
+
+TEST_F( CommandsTest, RunStopsAtTheFirstStepWithUnmetExpectations ) {
+   write( "s.json", R"({"name":"s","steps":[
+      {"expect":{"mlag/status":{"mlagState":null},"mlag/config":{"peerLinkIntfId":"Ethernet1"},
+         "qorclient/status":{"active":true,"boundHost":{"02:00:00:00:00:01|7":true}}}},
+      {"expect":{"mlag/status":{"mlagState":1}}}]})" );
+   Ended const ended = run( "run s.json --dump end.json" );
+   EXPECT_EQ( ended.code, 1 );
+   EXPECT_EQ( ended.text,
+              "s.json: /steps/0/expect/mlag~1config/peerLinkIntfId: "
+              "wanted \"Ethernet1\", found \"\"\n"
+              "s.json: /steps/0/expect/qorclient~1status/active: wanted true, found false\n"
+              "s.json: /steps/0/expect/qorclient~1status/boundHost/02:00:00:00:00:01|7: "
+              "wanted true, found nothing\n" );
+   EXPECT_TRUE( fs::exists( directory / "end.json" ) );
+}
+
+TEST_F( CommandsTest, BadInputIsOneLineAndExitCode2 ) {
+   auto refused = [this]( char const * document ) {
+      write( "s.json", document );
+      Ended const checked = run( "check s.json" );
+      Ended const ran = run( "run s.json --dump end.json" );
+      EXPECT_EQ( checked.code, 2 );
+      EXPECT_EQ( ran.code, 2 );
+      EXPECT_EQ( ran.text, checked.text );
+      EXPECT_FALSE( fs::exists( directory / "end.json" ) );
+      return checked.text;
+   };
+   EXPECT_THAT( refused( R"({"steps":[{"advance":1},])" ), HasSubstr( "s.json: /: not JSON" ) );
+   EXPECT_EQ( refused( R"({"name":"s"})" ), "s.json: /: wants a member \"steps\"\n" );
+   EXPECT_EQ( refused( R"({"steps":[],"author":""})" ),
+              "s.json: /author: unknown member of a scenario\n" );
+   EXPECT_EQ( refused( R"({"steps":[{"note":"x"}]})" ),
+              "s.json: /steps/0: wants one of patch, advance, restart, corrupt, expect\n" );
+   EXPECT_EQ( refused( R"({"steps":[{"advance":1,"restart":true}]})" ),
+              "s.json: /steps/0/restart: is a second action in one step\n" );
+   EXPECT_EQ( refused( R"({"steps":[{"advance":-1}]})" ),
+              "s.json: /steps/0/advance: wants a number of seconds, 0 or more\n" );
+   EXPECT_EQ( refused( R"({"steps":[{"restart":false}]})" ),
+              "s.json: /steps/0/restart: wants true\n" );
+   EXPECT_EQ( refused( R"({"steps":[{"corrupt":{"bridging/status":{"fdbStatus":"7"}}}]})" ),
+              "s.json: /steps/0/corrupt/bridging~1status/fdbStatus: "
+              "key \"7\" needs 2 fields joined by |\n" );
+   EXPECT_EQ( refused( R"({"steps":[{"advance":1},{"expect":{"mlag/status":{"x":null}}}]})" ),
+              "s.json: /steps/1/expect/mlag~1status/x: unknown attribute of Mlag::Status\n" );
+   EXPECT_EQ( refused( R"({"steps":[],"noRestartAfter":[0]})" ),
+              "s.json: /: wants a member \"noRestartWhy\" with \"noRestartAfter\"\n" );
+
+   write( "s.json",
+          R"({"steps":[{"corrupt":{"bridging/status":{"fdbStatus":"7|02:00:00:00:00:01"}}}]})" );
+   EXPECT_EQ( run( "run s.json" ).text,
+              "s.json: /steps/0/corrupt/bridging~1status/fdbStatus: "
+              "there is no row 7|02:00:00:00:00:01\n" );
+   write( "state.json", R"({"mlag/status":1})" );
+   EXPECT_EQ( run( "show flows --state state.json" ).text,
+              "state.json: /mlag~1status: wants an object, not a number\n" );
+   EXPECT_EQ( run( "check missing.json" ).text,
+              "missing.json: /: cannot be read: No such file or directory\n" );
+}
+
+TEST_F( CommandsTest, UsageErrorsExitWith2 ) {
+   write( "s.json", R"({"steps":[]})" );
+   EXPECT_EQ( run( "--help" ).code, 0 );
+   EXPECT_EQ( run( "check s.json" ).code, 0 );
+   for ( char const * arguments :
+         { "", "play s.json", "run", "run s.json --trace 10", "run s.json --trace =", "show flows",
+           "show colors --scenario s.json", "show flows --scenario s.json --state s.json",
+           "run s.json --dump missing/end.json", "decode s.json" } ) {
+      EXPECT_EQ( run( arguments ).code, 2 ) << arguments;
+   }
+}
+
+TEST_F( CommandsTest, ShowTellsAnOperatorWhatStands ) {
+   write( "state.json", R"({
+      "qor/version1/policy":{"policy":{"policyFragment":{"web":{"flow":{
+         "a":{"serviceIntfKey":"near"}, "b":{"match":{"srcMac":"02:00:00:00:00:01"}},
+         "c\u001b[2J":{"interceptPoint":1}}}}}},
+      "qorclient/version1/policystatus":{"policyFragment":{"web":{"flowStatus":{
+         "a":{"flowState":2}, "b":{"flowStateDetails":"Waiting for: Host to be learnt"},
+         "old":{"flowState":3}}}}},
+      "qorclient/status":{
+         "flowNameForRuleName":{"r":"a"}, "fragmentNameForRuleName":{"r":"web"},
+         "vlanForVni":{"70":100}, "boundVni":{"70|Ethernet3/1|web":true,"71||web":true},
+         "boundHost":{"02:00:00:00:00:01|100":true},
+         "policyFragmentInfo":{"web":{"flowInfo":{
+            "a":{"ruleInfo":{"Ethernet1||true":{"published":true},"Ethernet2||true":{}}},
+            "b":{"boundHost":{"02:00:00:00:00:01|100":""}}}}}},
+      "pinflow/dyninput/qor":{"flowEntry":{"r":{"tableType":2,
+         "match":{"matchFieldSet":265,"inIntf":["Ethernet1"],"vlanId":100,
+            "ethSrc":"02:00:00:00:00:01","ethSrcMask":"ff:ff:ff:ff:ff:ff"},
+         "actions":{"actionFieldSet":33554440,"vlanId":200}}}},
+      "pinflow/pfHwStatusDir/dyninputstatus/qor":{"flowStats":{"r":{"status":7}}},
+      "bridging/status":{"fdbStatus":{"100|02:00:00:00:00:01":{"intf":"Ethernet7","moveCount":3}}}})" );
+   EXPECT_EQ(
+      run( "show flows --state state.json" ).text,
+      "FRAGMENT  FLOW   KIND            STATE         RULES  DETAILS\n"
+      "web       a      service near    programmed    1      -\n"
+      "web       b      intercept       initial       0      Waiting for: Host to be learnt\n"
+      "web       c?[2J  egress          not reported  0      -\n"
+      "web       old    not configured  rejected      0      -\n" );
+   EXPECT_EQ( run( "show rules --state state.json" ).text,
+              "RULE  FLOW   TABLE      PRIORITY  HARDWARE      "
+              "MATCH                                     ACTIONS\n"
+              "r     web a  preLookup  0         rejected (7)  "
+              "in Et1, VLAN 100, from 02:00:00:00:00:01  rewrite to VLAN 200, forward\n" );
+   EXPECT_EQ( run( "show hosts --state state.json" ).text,
+              "HOST               VLAN  FLOWS  INTERFACE  MOVES  STATE\n"
+              "02:00:00:00:00:01  100   web b  -          3      "
+              "waiting: learnt on Ethernet7, not a local entry\n" );
+   EXPECT_EQ( run( "show vnis --state state.json" ).text,
+              "VNI  VLAN     REQUESTED  BOUND BY\n"
+              "70   100      no         web on Et3/1\n"
+              "71   waiting  no         web\n" );
+   EXPECT_THAT( run( "show l3flows --state state.json" ).text, HasSubstr( "none\n" ) );
+}
+
+}  // namespace
