@@ -44,6 +44,9 @@ void PolicyFragmentDirSm::handlePolicyFragmentDirEntry( Kel::Name const & name )
       doPrepareToDie();
    } else {
       KEL_TRACE_INFO( "qor/version1/policy/policy added" );
+      hostTrackerSmIs( slabBrStatus(), brConfig(), switchIntfConfigDir(), mlagHostTable(),
+                       agentStatus() );
+      mlagSmIs( mlagConfig(), qorTrunkGroup(), agentStatus() );
       policyFragmentSmIs( Kel::ptrCast< Qor::V1::QorPolicyFragment const >( entity ),
                           slabBrStatus(), brConfig(), switchIntfConfigDir(), polFragStatus(),
                           agentStatus(), pfHwConfig(), pfHwStatus(), mlagHostTable(),
@@ -61,6 +64,10 @@ void PolicyFragmentDirSm::doPrepareToDie() {
       old->doPrepareToDie();
    }
    vlanHelperSmDel();
+   if ( Kel::Ptr< MlagSm > old = mlagSmDel() ) {
+      old->destroy();
+   }
+   hostTrackerSmDel();
    KEL_TRACE( Kel::traceReturn, " return " );
 }
 
@@ -70,10 +77,12 @@ void RootSm::handleInitialized() {
    KEL_TRACE_ENTRY();
    initializedIs( true );
    localData()->schedulerIs( scheduler() );
+   resyncSmIs( agentStatus() );
    polFragDirSmIs( polFragDir(), slabBrStatus(), brConfig(), switchIntfConfigDir(), polFragStatus(),
                    agentStatus(), pfHwConfig(), pfHwStatus(), vniSviConfig(), dynAllowedVlans(),
                    qorTrunkGroup(), mlagConfig(), mlagHostTable(), fhrpGlideMacStatus(),
                    nimbusVniBaseDir(), l2RibQorHostInput(), ofHwStatus() );
+   qorClientMlagPluginCopySmIs( agentStatus(), mlagPluginStatus(), mlagStatus() );
    KEL_TRACE( Kel::traceReturn, " return " );
 }
 
@@ -83,6 +92,8 @@ void RootSm::cleanup() {
       dirSm->doPrepareToDie();
    }
    polFragDirSmDel();
+   qorClientMlagPluginCopySmDel();
+   resyncSmDel();
    KEL_TRACE_RETURN();
 }
 

@@ -2,6 +2,9 @@
 
 #include "agent/QorClientLocalTypes.h"
 #include "datapath/PolicyFragmentSm.h"
+#include "host/HostTrackerSm.h"
+#include "host/MlagSm.h"
+#include "host/QorClientResyncSm.h"
 #include "platform/kel/Dir.h"
 #include "platform/kel/StateMachine.h"
 #include "platform/orb/TaskScheduler.h"
@@ -55,6 +58,8 @@ class PolicyFragmentDirSm : public Kel::StateMachine {
    KEL_GIVEN( Kel::Ptr< OpenFlowTable::HwStatus const >, ofHwStatus )
 
    // Children: present while "policy" is.
+   KEL_CHILD( MlagSm, mlagSm )
+   KEL_CHILD( HostTrackerSm, hostTrackerSm )
    KEL_CHILD( DatapathV1::PolicyFragmentSm, policyFragmentSm )
    KEL_CHILD( VlanHelperSm, vlanHelperSm )
 
@@ -103,7 +108,9 @@ class RootSm : public Kel::StateMachine {
    KEL_OWN( bool, initialized )
 
    // Children.
+   KEL_CHILD( ResyncSm, resyncSm )
    KEL_CHILD( PolicyFragmentDirSm, polFragDirSm )
+   KEL_CHILD( QorClientMlagPluginCopySm, qorClientMlagPluginCopySm )
 
    // Operations.
    /** Undoes what the tree has published; for the owner to call, the destructor does not. */

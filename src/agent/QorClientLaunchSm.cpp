@@ -59,6 +59,7 @@ void LaunchSm::openGate() {
 }
 
 void LaunchSm::closeGate() {
+   rootSmL3Del();
    if ( Kel::Ptr< RootSm > old = rootSmDel() ) {
       old->cleanup();
    }
@@ -86,8 +87,11 @@ void LaunchSm::handleQorL3() {
    KEL_TRACE_INFO( "L3 Capable: ", l3Capable );
    if ( l3Capable && isEnabled() ) {
       KEL_TRACE_INFO( "Capable of QorL3. Enabling L3 SMs" );
+      rootSmL3Is( groupTypeConfigDir(), groupTypeStatus(), groupSetConfigDir(), groupSetStatusDir(),
+                  fragmentConfigDir(), fragmentStatusDir(), pfHwConfigL3(), pfHwStatusL3() );
    } else {
       KEL_TRACE_INFO( "Incapable of QorL3. Disabling L3 SMs" );
+      rootSmL3Del();
    }
    KEL_TRACE_RETURN();
 }

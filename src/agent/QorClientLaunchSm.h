@@ -2,6 +2,7 @@
 
 #include "agent/QorClient.h"
 #include "agent/QorClientLocalTypes.h"
+#include "l3/QorClientL3RootSm.h"
 #include "monitor/QorClientCommonRootSm.h"
 #include "platform/kel/Dir.h"
 #include "platform/kel/StateMachine.h"
@@ -15,7 +16,8 @@ namespace QorClient {
  * and one of the agent's services are enabled; the presence of `rootSm` is its state. While it is
  * closed no policy state machine exists and the outputs are kept empty.
  *
- * It never looks into the policy, and its own end leaves all outputs as they are.
+ * It never looks into the policy. Its own end leaves the outputs as they are, but for those of the
+ * routed side, whose machines take back at their end what they have published.
  */
 class LaunchSm : public Kel::StateMachine {
    KEL_STATE_MACHINE( QorClient::LaunchSm )
@@ -68,6 +70,7 @@ class LaunchSm : public Kel::StateMachine {
    // Children.
    KEL_CHILD( QorClientCommon::RootSm, commonRootSm )
    KEL_CHILD( QorClient::RootSm, rootSm )
+   KEL_CHILD( QorClientL3::V1::RootSm, rootSmL3 )
 
    // Handlers.
    /** Opens or closes the gate; each may be repeated. */

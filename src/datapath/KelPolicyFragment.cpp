@@ -86,9 +86,11 @@ void KelPolicyFragment::handleInitialized() {
    }
    parent()->polFragStatus()->policyFragmentIs( fragmentName() );
    agentStatus()->policyFragmentInfoIs( fragmentName() );
+   forEachFlow( &KelPolicyFragment::isHostEgressFlow, &KelPolicyFragment::hostEgressFlowIs );
    handleOriginalVni();
    handleServiceVni();
    handleFlow();
+   handleGrCookie();
    for ( auto const & [name, set] : serviceIntfSet() ) {
       set->handleInitialized();
    }
@@ -100,9 +102,12 @@ void KelPolicyFragment::cleanup() {
    if ( !initialized() ) {
       return;
    }
+   policyGrCookieSmDel();
    for ( Kel::String const & flowName : fragInfo()->flowInfoKeys() ) {
       revokePublishedFlow( flowName );
    }
+   destroyServiceIntfMacSm( "near" );
+   destroyServiceIntfMacSm( "far" );
    cleanupBoundHostsForAllFlows();
    removeVniBindings();
    // The configuration may have gone already; the status remembers what was taken over.
@@ -122,6 +127,22 @@ void KelPolicyFragment::handleServiceIntfSet( Kel::Name const & setName ) {
       serviceIntfSetIs( set );
    } else if ( auto gone = serviceIntfSetDel( setName ) ) {
       gone->cleanup();
+   }
+   KEL_TRACE_RETURN();
+}
+
+void KelPolicyFragment::handleGrCookie() {
+   KEL_TRACE_ENTRY( " fragment: ", fragmentName() );
+   if ( !initialized() ) {
+      return;
+   }
+   auto const status = fragmentStatus();
+   if ( auto const cookie = policyFragment()->grCookie() ) {
+      status->grCookieIs( cookie->name() );
+      policyGrCookieSmIs( fragmentName(), cookie, status->grCookie() );
+   } else {
+      policyGrCookieSmDel();
+      status->grCookieDel();
    }
    KEL_TRACE_RETURN();
 }
@@ -206,6 +227,9 @@ void KelPolicyFragment::readFlow( Kel::String const & flowName,
       }
    }
 
+   if ( isHostEgressFlow( flowName ) ) {
+      hostEgressFlowIs( flowName );
+   }
    if ( isServiceFlow( flowName ) ) {
       installServiceFlow( flowName );
    } else if ( isMatchVniBound( flowName ) ) {

@@ -1,6 +1,9 @@
 #pragma once
 
+#include "datapath/FarIntfNimbusHostMacSm.h"
 #include "datapath/KelServiceIntfSet.h"
+#include "datapath/NearIntfGlideMacSm.h"
+#include "datapath/QorClientGrCookieSm.h"
 #include "platform/kel/StateMachine.h"
 #include "platform/records/bridging/MacVlanPair.h"
 #include "platform/records/bridging/SwitchIntfConfig.h"
@@ -24,7 +27,7 @@ class PolicyFragmentSm;
  * What it must remember over a restart stands in `agentStatus`; it adopts what it finds there.
  *
  * Its source is one file a subject: this file's own (life, reconciliation), Rules, Publication,
- * ServiceFlows, HostFlows, VniBindings and FlowState.
+ * ServiceFlows, HostFlows, VniBindings, MacInputs and FlowState.
  */
 class KelPolicyFragment : public Kel::StateMachine {
    KEL_STATE_MACHINE( QorClient::DatapathV1::KelPolicyFragment )
@@ -32,7 +35,8 @@ class KelPolicyFragment : public Kel::StateMachine {
    // Inputs.
    KEL_REACTOR( KelFragment, Qor::V1::ServicePolicyFragment const, policyFragment,
                 KEL_ON( originalVni, handleOriginalVni ) KEL_ON( serviceVni, handleServiceVni )
-                   KEL_ON( flow, handleFlow ) KEL_ON( serviceIntfSet, handleServiceIntfSet ) )
+                   KEL_ON( flow, handleFlow ) KEL_ON( serviceIntfSet, handleServiceIntfSet )
+                      KEL_ON( grCookie, handleGrCookie ) )
    KEL_GIVEN( PolicyFragmentSm *, parent )
 
    // Own state.
@@ -40,12 +44,17 @@ class KelPolicyFragment : public Kel::StateMachine {
    /** The host-intercept flow of a host; lost with the process and filled again as flows are read.
     */
    KEL_OWN_MAP( Bridging::MacVlanPair, Kel::String, flowForHost )
+   /** The host-egress flows that were read: every move of a host concerns all of them. */
+   KEL_OWN_SET( Kel::String, hostEgressFlow )
    /** Flows that are being forgotten: whatever their unbinding sets off must not bring them back.
     */
    KEL_OWN_SET( Kel::String, flowInCleanup )
 
    // Children.
+   KEL_CHILD( NearIntfGlideMacSm, nearIntfGlideMacSm )
+   KEL_CHILD( FarIntfNimbusHostMacSm, farIntfNimbusHostMacSm )
    KEL_NESTED( Kel::Name, KelServiceIntfSet, serviceIntfSet )
+   KEL_CHILD( PolicyGrCookieSm, policyGrCookieSm )
 
    static Kel::String keyOf( Kel::Ptr< Qor::V1::ServicePolicyFragment const > const & fragment ) {
       return fragment->name();
@@ -83,6 +92,7 @@ class KelPolicyFragment : public Kel::StateMachine {
    void handleFlow( Kel::String const & flowName );
    void handleFlow();
    void handleServiceIntfSet( Kel::Name const & setName );
+   void handleGrCookie();
    /** Routed by the owner: the mapping of one of the fragment's two VNIs has changed. */
    void handleVlanForVni( Vxlan::VniExtOrNone vni );
    /** Routed by the owner: a host that a flow intercepts appeared, moved or went. */
@@ -158,6 +168,11 @@ class KelPolicyFragment : public Kel::StateMachine {
    bool isActionVniBound( Kel::String const & flowName ) const;
    bool areVnisBound( Kel::String const & flowName ) const;
 
+   // MAC inputs of the sets "near" and "far"; nothing for a set of another name.
+   void createServiceIntfMacSm( Kel::Name const & intfType );
+   void destroyServiceIntfMacSm( Kel::Name const & intfType );
+   void updateServiceIntfMacSm( Kel::Name const & intfType );
+
    // Flow state.
    void updateFlowStateAll( Qor::FlowState flowState );
    void updateFlowState( Kel::String const & flowName, Qor::FlowState flowState );
@@ -189,10 +204,10 @@ class KelPolicyFragment : public Kel::StateMachine {
                                   Kel::Ptr< Qor::V1::ServiceIntfSet const > const & intfSet );
    bool hasServiceFlowInterceptChanged( Kel::String const & flowName ) const;
 
-   void setVni( Vxlan::VniOrNone configured, Vxlan::VniOrNone known, Kel::Name const & setName,
-                void ( Qor::V1::ServicePolicyFragmentStatus::*store )( Vxlan::VniOrNone const & ),
-                Vxlan::VniExtOrNone serviceVniToRemove );
-   void appendVniDetail( std::string & details, Vxlan::VniOrNone vni, char const * whose ) const;
+   void takeOverVni(
+      Vxlan::VniOrNone wanted, Vxlan::VniOrNone known,
+      void ( Qor::V1::ServicePolicyFragmentStatus::*store )( Vxlan::VniOrNone const & ),
+      Kel::Name const & setName, Vxlan::VniExtOrNone staleServiceVni );
 };
 
 /**

@@ -1,7 +1,5 @@
 // Host flows: intercept rules where a host is learnt, egress rules wherever intercepted hosts are.
 
-#include <string>
-
 #include "datapath/HostFdbStatus.h"
 #include "datapath/KelPolicyFragment.h"
 #include "datapath/PolicyFragmentSm.h"
@@ -38,6 +36,9 @@ void KelPolicyFragment::bindHostForHostInterceptFlow( Kel::String const & flowNa
    agentStatus()->boundHostIs( host, true );
    parent()->policyFragmentForHostIs( host, fragmentName() );
    flowForHostIs( host, flowName );
+   if ( auto const far = farIntfNimbusHostMacSm() ) {
+      far->addInterceptedHost( host, flowName );
+   }
    installHostInterceptFlow( flowName );
    KEL_TRACE_RETURN();
 }
@@ -52,7 +53,10 @@ void KelPolicyFragment::unbindHostForHostInterceptFlow( Kel::String const & flow
       for ( MacVlanPair const & host : info->boundHostKeys() ) {
          bool const keep = isMatchVniBound( flowName ) &&
                            host.vlanId == agentStatus()->vlanForVni( matchVni( flowName ) );
-         if ( !keep ) {
+         if ( keep ) {
+            // Its rules have gone; the egress references must not be taken off a second time.
+            info->boundHostIs( host, IntfId() );
+         } else {
             cleanupBoundHostForFlow( flowName );
          }
       }
@@ -68,6 +72,9 @@ void KelPolicyFragment::cleanupBoundHostForFlow( Kel::String const & flowName ) 
          info->boundHostDel( host );
          agentStatus()->boundHostDel( host );
          flowForHostDel( host );
+         if ( auto const far = farIntfNimbusHostMacSm() ) {
+            far->deleteInterceptedHost( host );
+         }
          parent()->policyFragmentForHostDel( host );
       }
    }
@@ -181,25 +188,19 @@ bool KelPolicyFragment::needsFlowInstallation( Kel::String const & flowName,
       KEL_TRACE_INFO( " host has no valid intf. Returning false" );
       return false;
    }
-   struct Reason {
-      bool applies;
-      char const * text;
-   };
    // A host that is seen on a service interface never moves its flow there.
-   Reason const notServiceIntf{ !isServiceIntf( intf ), "interface was not service intf and " };
-   Reason const reasons[] = {
-      { didHostMove( flowName, host ), "host was learnt on a new interface, " },
-      { didVlanChange( flowName ), "vni-vlan map changed, " },
-      { didNativeVlanChange( flowName, intf ), " native vlan changed, " },
-      { !isFlowPublished( flowName ), " flow was not in hw" } };
-   bool needed = false;
-   std::string text = notServiceIntf.applies ? notServiceIntf.text : "";
-   for ( Reason const & reason : reasons ) {
-      needed = needed || reason.applies;
-      text += reason.applies ? reason.text : "";
-   }
-   needed = needed && notServiceIntf.applies;
-   KEL_TRACE_INFO( text, " return ", needed );
+   bool const notServiceIntf = !isServiceIntf( intf );
+   bool const hostMoved = didHostMove( flowName, host );
+   bool const vlanChanged = didVlanChange( flowName );
+   bool const nativeChanged = didNativeVlanChange( flowName, intf );
+   bool const notPublished = !isFlowPublished( flowName );
+   bool const needed =
+      notServiceIntf && ( hostMoved || vlanChanged || nativeChanged || notPublished );
+   KEL_TRACE_INFO( notServiceIntf ? "interface was not service intf and " : "",
+                   hostMoved ? "host was learnt on a new interface, " : "",
+                   vlanChanged ? "vni-vlan map changed, " : "",
+                   nativeChanged ? " native vlan changed, " : "",
+                   notPublished ? " flow was not in hw" : "", " return ", needed );
    return needed;
 }
 
@@ -308,22 +309,15 @@ void KelPolicyFragment::installHostEgressFlowOnAllIntfs( Kel::String const & flo
 }
 
 void KelPolicyFragment::installAllHostEgressFlowsOnIntf( IntfId intf ) {
-   if ( auto const info = fragInfo() ) {
-      for ( Kel::String const & flowName : info->flowInfoKeys() ) {
-         if ( isHostEgressFlow( flowName ) ) {
-            installHostEgressFlowOnIntf( flowName, intf );
-         }
-      }
+   for ( Kel::String const & flowName : hostEgressFlow() ) {
+      installHostEgressFlowOnIntf( flowName, intf );
    }
 }
 
 void KelPolicyFragment::removeAllHostEgressFlowsFromIntf( IntfId intf ) {
-   auto const info = fragInfo();
-   if ( info && intf ) {
-      for ( Kel::String const & flowName : info->flowInfoKeys() ) {
-         if ( isHostEgressFlow( flowName ) ) {
-            removeHostEgressFlowFromIntf( flowName, intf );
-         }
+   if ( intf ) {
+      for ( Kel::String const & flowName : hostEgressFlow() ) {
+         removeHostEgressFlowFromIntf( flowName, intf );
       }
    }
 }

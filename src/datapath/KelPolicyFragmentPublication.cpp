@@ -163,6 +163,7 @@ void KelPolicyFragment::doFlowCleanup( Kel::String const & flowName ) {
    removeFlowWithItsDependents( flowName );
    cleanupBoundHostForFlow( flowName );
    unbindVnisForFlow( flowName );
+   hostEgressFlowDel( flowName );
    fragInfo()->flowInfoDel( flowName );
    flowInCleanupDel( flowName );
    KEL_TRACE_RETURN();

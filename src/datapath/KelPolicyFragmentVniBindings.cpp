@@ -129,66 +129,55 @@ bool KelPolicyFragment::areVnisBound( Kel::String const & flowName ) const {
 
 void KelPolicyFragment::handleOriginalVni() {
    KEL_TRACE_ENTRY();
-   if ( !initialized() ) {
-      return;
-   }
-   Vxlan::VniOrNone const wanted = policyFragment()->originalVni();
-   Vxlan::VniOrNone const known = fragmentStatus()->originalVni();
-   Vxlan::VniExtOrNone const original = convertVniToVniExt( wanted );
-   Vxlan::VniExtOrNone const service = convertVniToVniExt( policyFragment()->serviceVni() );
-   auto const set = kelServiceIntfSet( "far" );
-   if ( wanted.isNone() ) {
-      parent()->policyFragmentForVniDel( convertVniToVniExt( known ) );
-      parent()->removeServiceVlanToOriginalVlan( service );
-      if ( set ) {
-         set->cleanup();
-      }
-   } else {
-      parent()->policyFragmentForVniIs( original, fragmentName() );
-      fragmentStatus()->originalVniIs( wanted );
-      if ( wanted != known ) {
-         parent()->policyFragmentForVniDel( convertVniToVniExt( known ) );
-         parent()->removeServiceVlanToOriginalVlan( service );
-         if ( set ) {
-            set->cleanup();
-            set->handleInitialized();
-         }
-      }
-      parent()->addServiceVlanToOriginalVlan( service, original );
+   if ( initialized() ) {
+      takeOverVni( policyFragment()->originalVni(), fragmentStatus()->originalVni(),
+                   &Qor::V1::ServicePolicyFragmentStatus::originalVniIs, "far",
+                   convertVniToVniExt( policyFragment()->serviceVni() ) );
    }
    KEL_TRACE_RETURN();
 }
 
 void KelPolicyFragment::handleServiceVni() {
    KEL_TRACE_ENTRY();
-   if ( !initialized() ) {
-      return;
+   if ( initialized() ) {
+      takeOverVni( policyFragment()->serviceVni(), fragmentStatus()->serviceVni(),
+                   &Qor::V1::ServicePolicyFragmentStatus::serviceVniIs, "near",
+                   convertVniToVniExt( fragmentStatus()->serviceVni() ) );
    }
-   Vxlan::VniOrNone const wanted = policyFragment()->serviceVni();
-   Vxlan::VniOrNone const known = fragmentStatus()->serviceVni();
-   Vxlan::VniExtOrNone const service = convertVniToVniExt( wanted );
-   Vxlan::VniExtOrNone const original = convertVniToVniExt( policyFragment()->originalVni() );
-   auto const set = kelServiceIntfSet( "near" );
+   KEL_TRACE_RETURN();
+}
+
+/**
+ * One of the fragment's two VNIs as configured, against the one known so far. The set that carries
+ * it goes down and up with a change; `staleServiceVni` is the service VNI under which the VLAN pair
+ * was entered.
+ */
+void KelPolicyFragment::takeOverVni(
+   Vxlan::VniOrNone wanted, Vxlan::VniOrNone known,
+   void ( Qor::V1::ServicePolicyFragmentStatus::*store )( Vxlan::VniOrNone const & ),
+   Kel::Name const & setName, Vxlan::VniExtOrNone staleServiceVni ) {
+   auto const set = kelServiceIntfSet( setName );
    if ( wanted.isNone() ) {
+      // The status keeps its value: what comes next is compared with it.
       parent()->policyFragmentForVniDel( convertVniToVniExt( known ) );
-      parent()->removeServiceVlanToOriginalVlan( convertVniToVniExt( known ) );
+      parent()->removeServiceVlanToOriginalVlan( staleServiceVni );
       if ( set ) {
          set->cleanup();
       }
-   } else {
-      parent()->policyFragmentForVniIs( service, fragmentName() );
-      fragmentStatus()->serviceVniIs( wanted );
-      if ( wanted != known ) {
-         parent()->policyFragmentForVniDel( convertVniToVniExt( known ) );
-         parent()->removeServiceVlanToOriginalVlan( convertVniToVniExt( known ) );
-         if ( set ) {
-            set->cleanup();
-            set->handleInitialized();
-         }
-      }
-      parent()->addServiceVlanToOriginalVlan( service, original );
+      return;
    }
-   KEL_TRACE_RETURN();
+   parent()->policyFragmentForVniIs( convertVniToVniExt( wanted ), fragmentName() );
+   ( fragmentStatus().ptr()->*store )( wanted );
+   if ( wanted != known ) {
+      parent()->policyFragmentForVniDel( convertVniToVniExt( known ) );
+      parent()->removeServiceVlanToOriginalVlan( staleServiceVni );
+      if ( set ) {
+         set->cleanup();
+         set->handleInitialized();
+      }
+   }
+   parent()->addServiceVlanToOriginalVlan( convertVniToVniExt( policyFragment()->serviceVni() ),
+                                           convertVniToVniExt( policyFragment()->originalVni() ) );
 }
 
 void KelPolicyFragment::handleVlanForVni( Vxlan::VniExtOrNone vni ) {
@@ -217,6 +206,12 @@ void KelPolicyFragment::handleVlanForVni( Vxlan::VniExtOrNone vni ) {
    if ( changed ) {
       updateFlowStateAll( Qor::FlowState::flowInitial );
       installAllServiceFlows();
+   }
+   if ( auto const far = farIntfNimbusHostMacSm(); far && far->vni() == vni ) {
+      far->handleVlan();
+   }
+   if ( auto const near = nearIntfGlideMacSm(); near && near->vni() == vni ) {
+      near->handleVlan();
    }
    KEL_TRACE_RETURN();
 }

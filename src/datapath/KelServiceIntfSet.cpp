@@ -29,6 +29,7 @@ void KelServiceIntfSet::handleInitialized() {
    initializedIs( parent()->initialized() && !vniToBind().isNone() );
    if ( initialized() ) {
       parent()->fragInfo()->serviceIntfSetInfoIs( name() );
+      parent()->createServiceIntfMacSm( name() );
       handleIntf();
    }
    KEL_TRACE_RETURN();
@@ -48,6 +49,7 @@ void KelServiceIntfSet::handleIntf() {
       parent()->updateFlowStateAll( Qor::FlowState::flowInitial );
       reinstallServiceFlowsForThisIntfSet();
    }
+   parent()->updateServiceIntfMacSm( name() );
    KEL_TRACE_RETURN();
 }
 
@@ -128,6 +130,7 @@ void KelServiceIntfSet::cleanup() {
          }
       }
    }
+   parent()->destroyServiceIntfMacSm( name() );
    initializedIs( false );
    KEL_TRACE_RETURN();
 }

@@ -26,7 +26,30 @@ void PolicyFragmentSm::handleInitialized() {
    handleVlanForVni();
    handleWarmHost();
    handleSwitchIntfConfig();
+   deleteStaleL2RibHosts();
    KEL_TRACE_RETURN();
+}
+
+void PolicyFragmentSm::deleteStaleL2RibHosts() {
+   for ( auto const & [key, host] : l2RibQorHostInput()->host() ) {
+      if ( !isL2RibHostWanted( host ) ) {
+         KEL_TRACE_INFO( "Deleting stale host: ", key.mac, " on vlan ", key.vlanId );
+         l2RibQorHostInput()->hostDel( key );
+      }
+   }
+}
+
+bool PolicyFragmentSm::isL2RibHostWanted( L2Rib::Host const & host ) const {
+   if ( host.key.mac == fhrpGlideMacStatus()->virtualRouterMac() &&
+        localData()->serviceToOriginalVlanHas( host.key.vlanId ) ) {
+      return true;
+   }
+   if ( !policyFragmentForHostHas( host.key ) ) {
+      return false;
+   }
+   auto const fragment = policyFragment( policyFragmentForHost( host.key ) );
+   auto const far = fragment ? fragment->farIntfNimbusHostMacSm() : nullptr;
+   return far && far->interceptedHostHas( host.key ) && host.ciDest.intfId == far->intfId();
 }
 
 void PolicyFragmentSm::deleteStaleStatus() {
@@ -64,6 +87,7 @@ void PolicyFragmentSm::deletePolicyFragment( Kel::String const & fragmentName ) 
 void PolicyFragmentSm::doPrepareToDie() {
    KEL_TRACE_ENTRY();
    pfHwStatusSmDel();
+   qorIntfConfigSmDelAll();
    // What the fragments have published must not outlive them.
    for ( auto const & [name, fragment] : policyFragment() ) {
       deletePolicyFragment( name );
@@ -125,6 +149,17 @@ void PolicyFragmentSm::handleWarmHostRefCount( Wirekit::IntfId intfId ) {
 
 void PolicyFragmentSm::handleSwitchIntfConfig( Wirekit::IntfId intfId ) {
    KEL_TRACE_ENTRY( " intfId: ", intfId );
+   if ( !initialized() ) {
+      return;
+   }
+   auto const intfConfig = switchIntfConfigDir()->switchIntfConfig( intfId );
+   if ( intfConfig && agentStatus()->warmHostRefCount( intfId ) != 0 ) {
+      KEL_TRACE_INFO( "Creating qorIntfConfigSm for interface: ", intfId );
+      qorIntfConfigSmIs( intfId, intfConfig, polFragConfig(), agentStatus(), this );
+   } else {
+      KEL_TRACE_INFO( "Deleting qorIntfConfigSm for interface: ", intfId );
+      qorIntfConfigSmDel( intfId );
+   }
    KEL_TRACE_RETURN();
 }
 

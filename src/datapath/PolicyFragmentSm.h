@@ -16,6 +16,7 @@
 #include "platform/records/qorclient/Status.h"
 #include "platform/records/routing/VirtualRouterMacStatus.h"
 #include "platform/records/slab/BridgingStatus.h"
+#include "vlan/QorIntfConfigSm.h"
 
 namespace QorClient::DatapathV1 {
 
@@ -61,6 +62,7 @@ class PolicyFragmentSm : public Kel::StateMachine {
 
    // Children.
    KEL_CHILD( PfHwStatusSm, pfHwStatusSm )
+   KEL_CHILDREN_BY_KEY( Wirekit::IntfId, QorIntfConfigSm, qorIntfConfigSm )
    KEL_NESTED( Kel::String, KelPolicyFragment, policyFragment )
 
    // For the fragments.
@@ -89,6 +91,8 @@ class PolicyFragmentSm : public Kel::StateMachine {
    void deletePolicyFragment( Kel::String const & fragmentName );
    void deleteStaleStatus();
    void deleteStaleBindings();
+   void deleteStaleL2RibHosts();
+   bool isL2RibHostWanted( L2Rib::Host const & host ) const;
    /** The fragment that a map names; traces and yields null when there is none. */
    Kel::Ptr< KelPolicyFragment > routedFragment( Kel::String const & fragmentName ) const;
 };

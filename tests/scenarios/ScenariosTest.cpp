@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "platform/corestore/ValueText.h"
+#include "platform/kel/Assert.h"
 #include "runner/Journal.h"
 #include "runner/Scenario.h"
 
@@ -83,13 +84,18 @@ Kel::Value play( Scenario const & scenario, bool withRestarts ) {
 
 class ScenariosTest : public testing::TestWithParam< std::filesystem::path > {
  protected:
-   static void SetUpTestSuite() { setenv( "FLASHLOG_DISABLE", "1", 1 ); }
+   static void SetUpTestSuite() {
+      setenv( "FLASHLOG_DISABLE", "1", 1 );
+      Kel::installTerminateHandler();
+   }
 };
 
 TEST_P( ScenariosTest, Plays ) {
    Scenario const scenario = Runner::readScenario( GetParam() );
    if ( scenario.expectDeath ) {
-      EXPECT_DEATH( play( scenario, false ), *scenario.expectDeath );
+      // No exception may reach the test: as in the program, it ends the process.
+      auto const toItsEnd = [&]() noexcept { play( scenario, false ); };
+      EXPECT_DEATH( toItsEnd(), *scenario.expectDeath );
    } else {
       play( scenario, false );
    }

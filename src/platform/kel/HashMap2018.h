@@ -41,6 +41,15 @@ class HashMap2018 {
    class Cursor {
     public:
       explicit Cursor( HashMap2018 const & map ) : map_( &map ) { settle(); }
+      /** On the entry of that key; on the first entry when there is none. */
+      Cursor( HashMap2018 const & map, K const & key ) : map_( &map ) {
+         std::size_t const at = map.rep_ ? map.rep_->find( key, spreadHash( key ) ) : absent;
+         if ( at != absent ) {
+            sequence_ = map.rep_->entries[at].sequence;
+            position_ = at;
+         }
+         settle();
+      }
       /** True while the cursor stands on an entry; that entry may have been deleted since. */
       explicit operator bool() const { return found_; }
       /** Null when the entry that the cursor stands on has been deleted. */

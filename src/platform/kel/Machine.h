@@ -517,8 +517,9 @@ constexpr Trigger triggerRow( char const * attributeName, char const * handlerNa
 
 consteval TriggerTable triggerTable( char const * reactorName,
                                      TypeRecord const & ( *notifierType )(),
-                                     std::span< Trigger const > rows ) {
-   TriggerTable table{ reactorName, notifierType, rows, 0, {} };
+                                     std::span< Trigger const > rows,
+                                     void ( *filterKeys )( Reactor &, bool ) ) {
+   TriggerTable table{ reactorName, notifierType, rows, 0, {}, filterKeys };
    for ( Trigger const & row : rows ) {
       std::uint64_t const bit = std::uint64_t{ 1 } << row.attribute;
       if ( table.interest & bit ) {

@@ -20,6 +20,16 @@ using AttributeId = unsigned;
 /** More attributes than an interest mask has bits are refused at compile time. */
 inline constexpr AttributeId attributeLimit = 64;
 
+/** Who wants which keys of one attribute. KeyFilter.h has the one kind there is. */
+class KeyFilter {
+ public:
+   virtual ~KeyFilter() = default;
+   /** The position of the first reactor, `from` or behind, that wants the key; `none` for none. */
+   virtual std::size_t next( void const * key, std::size_t from ) const = 0;
+
+   static constexpr std::size_t none = ~std::size_t{ 0 };
+};
+
 /** The reactors of one notifier, in the order in which they registered. */
 class NotifieeList {
  public:
@@ -30,6 +40,22 @@ class NotifieeList {
    void add( Reactor & reactor, std::uint64_t interest );
    void remove( Reactor & reactor, bool visited );
    void interestIs( Reactor & reactor, std::uint64_t interest );
+   /** The filter of that kind for an attribute, made when it is first asked for. It goes with the
+    *  last reactor. */
+   template < class Filter >
+   Filter & filter( AttributeId attribute ) {
+      for ( auto const & filtered : rep_->filters ) {
+         if ( auto * filter = dynamic_cast< Filter * >( filtered.filter.get() );
+              filter && filtered.attribute == attribute ) {
+            return *filter;
+         }
+      }
+      auto fresh = std::make_unique< Filter >( attribute );
+      Filter & filter = *fresh;
+      rep_->filters.push_back( { attribute, std::move( fresh ) } );
+      rep_->filtered |= std::uint64_t{ 1 } << attribute;
+      return filter;
+   }
 
  private:
    friend Notifier;
@@ -38,9 +64,22 @@ class NotifieeList {
       Reactor * reactor;
       std::uint64_t interest;
    };
+   struct Filtered {
+      AttributeId attribute;
+      std::unique_ptr< KeyFilter > filter;
+   };
    struct Rep {
       std::vector< Slot > slots;
       std::size_t gaps = 0;
+      /** What any slot is interested in; may say too much. */
+      std::uint64_t interest = 0;
+      /** The attributes that have filters. */
+      std::uint64_t filtered = 0;
+      std::vector< Filtered > filters;
+
+      /** The first slot, `from` or behind, to be told of the key; `end` for none. */
+      std::size_t next( AttributeId attribute, void const * key, std::size_t from,
+                        std::size_t end ) const;
    };
 
    /** A visit counts slots, so gaps are closed between visits, and not one by one. */
@@ -88,6 +127,8 @@ class Notifier : public PtrInterface {
     * when its turn comes. Reactors may come and go during the visit.
     */
    void visit( AttributeId attribute, void const * key );
+   /** The same for an attribute with filters, which lead to those who want the key. */
+   void visitByKey( AttributeId attribute, void const * key );
 
    static inline ChangeSink * changeSink_ = nullptr;
 

@@ -13,7 +13,17 @@ void Reactor::arm( Ptr< Notifier const > notifier ) {
 
 void Reactor::registerAt( Ptr< Notifier const > notifier ) {
    notifier_ = std::move( notifier );
-   notifier_->notifieeList().add( *this, interest() );
+   notifier_->notifieeList().add( *this, slotInterest() );
+   if ( table_.filterKeys ) {
+      table_.filterKeys( *this, true );
+   }
+}
+
+void Reactor::leave() {
+   if ( table_.filterKeys ) {
+      table_.filterKeys( *this, false );
+   }
+   notifier_->notifieeList().remove( *this, notifier_->isInUse() );
 }
 
 void Reactor::notifierIs( Ptr< Notifier const > notifier ) {
@@ -29,7 +39,7 @@ void Reactor::notifierIs( Ptr< Notifier const > notifier ) {
       active_ = true;
       zombie_ = owner_.kelMarkedForDeletion();
    } else {
-      notifier_->notifieeList().remove( *this, notifier_->isInUse() );
+      leave();
    }
    registerAt( std::move( notifier ) );
    Ptr< StateMachine > hold( &owner_ );
@@ -43,7 +53,7 @@ void Reactor::notifierIs( Ptr< Notifier const > notifier ) {
 
 void Reactor::detach() {
    if ( notifier_ ) {
-      notifier_->notifieeList().remove( *this, notifier_->isInUse() );
+      leave();
       notifier_ = nullptr;
    }
    active_ = false;
@@ -55,7 +65,7 @@ void Reactor::notificationActiveIs( bool active ) {
       return;
    }
    active_ = active;
-   notifier_->notifieeList().interestIs( *this, interest() );
+   notifier_->notifieeList().interestIs( *this, slotInterest() );
 }
 
 void Reactor::doZombie( bool zombie ) {
@@ -65,7 +75,7 @@ void Reactor::doZombie( bool zombie ) {
    notificationActiveIs( !zombie );
    zombie_ = zombie;
    if ( notifier_ ) {
-      notifier_->notifieeList().interestIs( *this, interest() );
+      notifier_->notifieeList().interestIs( *this, slotInterest() );
    }
 }
 

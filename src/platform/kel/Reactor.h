@@ -9,6 +9,7 @@
 
 namespace Kel {
 
+class Reactor;
 class StateMachine;
 
 /** One row of a trigger table: a change of this attribute runs this handler. */
@@ -34,6 +35,9 @@ struct TriggerTable {
    std::uint64_t interest;
    /** What each attribute of interest runs. */
    std::array< Trigger::Run, attributeLimit > run;
+   /** Enters the keys that the reactor wants into its notifier's filter, or takes them out; null
+    *  for a reactor that hears of all keys. */
+   void ( *filterKeys )( Reactor & reactor, bool enter );
 };
 
 /**
@@ -67,13 +71,17 @@ class Reactor {
    TriggerTable const & table() const { return table_; }
    bool isZombie() const { return zombie_; }
    bool isNotificationActive() const { return active_; }
+   /** The attributes of which the reactor may hear at present. */
+   std::uint64_t interest() const { return active_ && !zombie_ ? table_.interest : 0; }
 
    /** For the notifiee list: where this reactor stands in it. */
    std::size_t position = 0;
 
  private:
-   std::uint64_t interest() const { return active_ && !zombie_ ? table_.interest : 0; }
+   /** The attributes of which the reactor hears whatever the key. */
+   std::uint64_t slotInterest() const { return table_.filterKeys ? 0 : interest(); }
    void registerAt( Ptr< Notifier const > notifier );
+   void leave();
 
    StateMachine & owner_;
    TriggerTable const & table_;
@@ -87,6 +95,7 @@ template < class N >
 class Watched : public Reactor {
  public:
    using Reactor::Reactor;
+   static constexpr void ( *filterKeys )( Reactor &, bool ) = nullptr;
    Ptr< N > notifier() const {
       return Ptr< N >( static_cast< N * >( const_cast< Notifier * >( watched().ptr() ) ) );
    }

@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include "platform/kel/KeyFilter.h"
 #include "platform/kel/Machine.h"
 
 /*
@@ -85,11 +86,13 @@
 #define KEL_SINGLETON_REACTOR( Class, NotifierType, attribute, ... ) \
    KEL_REACTOR_AS( singleton, Class, NotifierType, attribute, __VA_ARGS__ )
 
-#define KEL_REACTOR_AS( role, Class, NotifierType, attribute, ... )                            \
-   class Class : public ::Kel::Watched< NotifierType > {                                       \
+#define KEL_REACTOR_AS( role, Class, NotifierType, attribute, ... )                      \
+   KEL_REACTOR_OF( role, Class, ::Kel::Watched< NotifierType >, NotifierType, attribute, \
+                   __VA_ARGS__ )
+#define KEL_REACTOR_OF( role, Class, Base, NotifierType, attribute, ... )                      \
+   class Class : public Base {                                                                 \
     public:                                                                                    \
-      explicit Class( KelSelf & owner )                                                        \
-         : ::Kel::Watched< NotifierType >( owner, KelSelf::attribute##Triggers() ) {}          \
+      explicit Class( KelSelf & owner ) : Base( owner, KelSelf::attribute##Triggers() ) {}     \
    };                                                                                          \
    ::Kel::Ptr< NotifierType > attribute() const {                                              \
       return attribute##_.notifier();                                                          \
@@ -111,7 +114,7 @@
       using Watch [[maybe_unused]] = std::remove_const_t< NotifierType >;                      \
       static constexpr ::Kel::Trigger rows[] = { __VA_ARGS__ };                                \
       static constexpr ::Kel::TriggerTable table =                                             \
-         ::Kel::triggerTable( #Class, &Watch::kelType, rows );                                 \
+         ::Kel::triggerTable( #Class, &Watch::kelType, rows, Class::filterKeys );              \
       return table;                                                                            \
    }                                                                                           \
                                                                                                \
@@ -119,6 +122,22 @@
    Class attribute##_{ *this };                                                                \
                                                                                                \
  public:
+
+/**
+ * A watched input of which the machine hears only for the keys that it wants: a notifier that very
+ * many watch leads each change to those alone whom it concerns. `xWants( part, bool )` says which;
+ * at first there are none. What is wanted is a part of the key: `Part` is the class of a function
+ * object that yields it, std::identity for the whole key. One row, for the attribute `watched`.
+ */
+#define KEL_REACTOR_BY_KEY( Class, NotifierType, attribute, watched, Part, handler )         \
+   using Class##Base =                                                                       \
+      ::Kel::WatchedByKey< NotifierType, std::remove_const_t< NotifierType >::Kel_##watched, \
+                           Part >;                                                           \
+   void attribute##Wants( Class##Base::Wanted const & part, bool wanted ) {                  \
+      attribute##_.wants( part, wanted );                                                    \
+   }                                                                                         \
+   KEL_REACTOR_OF( argument, Class, Class##Base, NotifierType, attribute,                    \
+                   KEL_ON( watched, handler ) )
 
 /** A row of a trigger table. Both the form with the key and the one without are found. */
 #define KEL_ON( attribute, handler )                                                           \

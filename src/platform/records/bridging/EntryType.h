@@ -7,10 +7,9 @@ namespace Bridging {
 /** How a forwarding entry came to be. 0 stands for no entry. */
 enum class EntryType : std::uint32_t { none = 0 };
 
-/** Whether the address was learnt on this switch or its peer, and not over a tunnel. */
+/** Whether the address was learnt on this switch itself. */
 constexpr bool isEntryTypeLocal( EntryType type ) {
-   auto const number = static_cast< std::uint32_t >( type );
-   return number >= 4 && number <= 6;
+   return static_cast< std::uint32_t >( type ) == 4;
 }
 
 }  // namespace Bridging

@@ -1,0 +1,43 @@
+#include "datapath/NearIntfGlideMacSm.h"
+
+#include "platform/flashlog/DualLog.h"
+
+KEL_TRACE_UNIT( "QorClientDatapathV1", "QorClient" )
+
+KEL_MACHINE_TYPE( QorClient::DatapathV1::NearIntfGlideMacSm )
+
+namespace QorClient::DatapathV1 {
+
+void NearIntfGlideMacSm::handleInitialized() {
+   KEL_TRACE_ENTRY( " vni: ", vni() );
+   initializedIs( true );
+   populateGrState();
+   handleGlideMac();
+   KEL_TRACE_RETURN();
+}
+
+void NearIntfGlideMacSm::handleGlideMac() {
+   Wirekit::EthAddr const vmac = fhrpGlideMacStatus()->virtualRouterMac();
+   KEL_TRACE_ENTRY( " vmac: ", vmac, " vlan: ", vlan(), " near interface: ", intfId() );
+   if ( vlan().isNone() || !intfId() ) {
+      glideMacIs( vmac );
+      KEL_TRACE( Kel::traceReturn, " return: not ready " );
+      return;
+   }
+   if ( vmac != glideMac() ) {
+      Bridging::MacVlanPair const old{ glideMac(), Bridging::VlanId( vlan() ) };
+      L2Rib::Host const row = l2RibQorHostInput()->host( old );
+      if ( row.key == old && row.ciDest.intfId == intfId() ) {
+         KEL_TRACE_INFO( "Deleting glide mac: ", old.mac, " vlan: ", old.vlanId,
+                         " intf: ", intfId() );
+         l2RibQorHostInput()->hostDel( old );
+      }
+      glideMacIs( vmac );
+   }
+   if ( vmac != Wirekit::EthAddr() ) {
+      addMacInput( vmac, 64, 1 );
+   }
+   KEL_TRACE_RETURN();
+}
+
+}  // namespace QorClient::DatapathV1

@@ -1,0 +1,45 @@
+#include "datapath/QorClientGrCookieSm.h"
+
+#include "platform/flashlog/DualLog.h"
+
+KEL_TRACE_UNIT( "QorClientGrCookieSm", "QorClientGr" )
+
+KEL_MACHINE_TYPE( QorClient::PolicyGrCookieSm )
+
+namespace QorClient {
+
+void PolicyGrCookieSm::handleInitialized() {
+   KEL_TRACE_ENTRY( " fragment: ", fragmentName() );
+   initializedIs( true );
+   handleInterceptInfo();
+   handleIsServiceVtep();
+   KEL_TRACE_RETURN();
+}
+
+void PolicyGrCookieSm::handleInterceptInfo( Wirekit::IpGenAddr const & ipAddr ) {
+   KEL_TRACE_ENTRY( " fragment: ", fragmentName(), " ip: ", ipAddr );
+   if ( !grCookieConfig()->interceptInfoHas( ipAddr ) ) {
+      grCookieStatus()->interceptInfoDel( ipAddr );
+   } else {
+      // An equal entry is left alone.
+      grCookieStatus()->interceptInfoIs( grCookieConfig()->interceptInfo( ipAddr ) );
+   }
+   KEL_TRACE_RETURN();
+}
+
+void PolicyGrCookieSm::handleInterceptInfo() {
+   for ( Wirekit::IpGenAddr const & ipAddr : grCookieConfig()->interceptInfoKeys() ) {
+      handleInterceptInfo( ipAddr );
+   }
+   for ( Wirekit::IpGenAddr const & ipAddr : grCookieStatus()->interceptInfoKeys() ) {
+      handleInterceptInfo( ipAddr );
+   }
+}
+
+void PolicyGrCookieSm::handleIsServiceVtep() {
+   KEL_TRACE_ENTRY( " fragment: ", fragmentName() );
+   grCookieStatus()->isServiceVtepIs( grCookieConfig()->isServiceVtep() );
+   KEL_TRACE_RETURN();
+}
+
+}  // namespace QorClient

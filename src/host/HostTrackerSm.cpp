@@ -1,0 +1,421 @@
+#include "host/HostTrackerSm.h"
+
+#include "agent/QorClientUtils.h"
+#include "platform/flashlog/DualLog.h"
+#include "platform/kel/Assert.h"
+
+KEL_TRACE_UNIT( "HostTrackerSm", "QorClientHostTrackerSm" )
+
+KEL_MACHINE_TYPE( QorClient::HostTrackerSm )
+
+namespace QorClient {
+
+using Bridging::HostKey;
+using Bridging::MacVlanPair;
+using Bridging::VlanId;
+using Mlag::HostEntryKey;
+using Wirekit::IntfId;
+
+namespace {
+
+/**
+ * One run of a drain: processes keys, each once, from the bookmark on and around the end to what
+ * lies before it, until the backlog is empty or the run's slice is used. Yields the next bookmark.
+ */
+template < class K, class Process >
+K drain( Kel::HashMap2018< K, Kel::Nothing > & backlog, K const & bookmark, Orb::Task & task,
+         Process && process ) {
+   using Cursor = typename Kel::HashMap2018< K, Kel::Nothing >::Cursor;
+   Cursor cursor = bookmark == K() ? Cursor( backlog ) : Cursor( backlog, bookmark );
+   std::uint64_t count = 0;
+   K next;
+   while ( cursor ) {
+      K const key = cursor.member()->key;
+      process( key );
+      backlog.erase( key );
+      cursor.advance();
+      if ( !cursor ) {
+         cursor = Cursor( backlog );
+      }
+      ++count;
+      if ( task.taskShouldYield() && cursor ) {
+         next = cursor.member()->key;
+         break;
+      }
+   }
+   task.taskWorkCountInc( count );
+   task.taskWorkPendingIs( backlog.size() );
+   if ( cursor ) {
+      task.scheduleTask();
+   }
+   return next;
+}
+
+}  // namespace
+
+void HostTrackerSm::handleInitialized() {
+   KEL_TRACE_ENTRY();
+   initializedIs( true );
+   fdbTaskIs( localData()->scheduler(), 2, "fdbTask" );
+   mlagHostTableTaskIs( localData()->scheduler(), 2, "mlagHostTableTask" );
+   handleSwitchIntfConfig();
+   handleBoundHost();
+   handleCachedPeerLinkIntfId();
+   KEL_TRACE_RETURN();
+}
+
+// --- Backlogs ---
+
+void HostTrackerSm::handleFdbStatus( HostKey const & key ) {
+   KEL_TRACE_ENTRY( " fid: ", key.fid, " mac: ", key.addr );
+   if ( !initialized() ) {
+      return;
+   }
+   fdbBacklogIs( key );
+   fdbTask()->scheduleTask();
+   KEL_TRACE_RETURN();
+}
+
+void HostTrackerSm::handleHostEntry( HostEntryKey const & key ) {
+   KEL_TRACE_ENTRY( " vlan: ", key.vlanId, " mac: ", key.address );
+   if ( !initialized() ) {
+      return;
+   }
+   mlagHostTableBacklogIs( key );
+   mlagHostTableTask()->scheduleTask();
+   KEL_TRACE_RETURN();
+}
+
+void HostTrackerSm::drainFdbBacklog() {
+   KEL_TRACE_ENTRY();
+   if ( !initialized() ) {
+      return;
+   }
+   Kel::Ptr< Orb::Task > const task = fdbTask();
+   fdbBookmarkIs( drain( fdbBacklog_, fdbBookmark(), *task,
+                         [this]( HostKey const & key ) { handleLearning( key ); } ) );
+   KEL_TRACE_RETURN();
+}
+
+void HostTrackerSm::drainMlagHostTableBacklog() {
+   KEL_TRACE_ENTRY();
+   if ( !initialized() ) {
+      return;
+   }
+   Kel::Ptr< Orb::Task > const task = mlagHostTableTask();
+   mlagHostTableBookmarkIs(
+      drain( mlagHostTableBacklog_, mlagHostTableBookmark(), *task,
+             [this]( HostEntryKey const & key ) { processHostEntryBacklog( key ); } ) );
+   KEL_TRACE_RETURN();
+}
+
+// --- What the tables say ---
+
+std::uint32_t HostTrackerSm::getVidForFid( std::uint32_t fid ) {
+   if ( !vidForFidKnown_ ) {
+      vidForFid_ = {};
+      for ( auto const & [vid, mapped] : bridgingConfig()->vidToFidMap() ) {
+         if ( !vidForFid_.has( mapped ) ) {
+            vidForFid_.set( mapped, vid );
+         }
+      }
+      vidForFidKnown_ = true;
+   }
+   if ( VlanId const * vid = vidForFid_.find( fid ) ) {
+      return vid->value();
+   }
+   KEL_TRACE( Kel::traceReturn, "return vid=fid=", fid );
+   return fid;
+}
+
+HostKey HostTrackerSm::getHostKey( VlanId vid, Wirekit::EthAddr const & mac ) const {
+   Bridging::Fid const fid = bridgingConfig()->vidToFidMapHas( vid )
+                                ? bridgingConfig()->vidToFidMap( vid )
+                                : Bridging::Fid( vid.value() );
+   return { fid, mac };
+}
+
+VlanId HostTrackerSm::getServiceVlan( VlanId oVlan ) const {
+   VlanId found = oVlan;
+   for ( auto const & [service, original] : localData()->serviceToOriginalVlan() ) {
+      if ( original == oVlan ) {
+         found = service;
+         break;
+      }
+   }
+   KEL_TRACE( Kel::traceReturn, " returning ", found );
+   return found;
+}
+
+bool HostTrackerSm::isServiceIntf( IntfId intf ) const {
+   for ( auto const & [fragment, info] : agentStatus()->policyFragmentInfo() ) {
+      for ( auto const & [name, set] : info->serviceIntfSetInfo() ) {
+         for ( VniAndIntfForPolicyFragment const & key : set->boundVniKeys() ) {
+            if ( key.intfId == intf ) {
+               KEL_TRACE( Kel::traceReturn, " return true" );
+               return true;
+            }
+         }
+      }
+   }
+   KEL_TRACE( Kel::traceReturn, " return false" );
+   return false;
+}
+
+void HostTrackerSm::handleLearning( HostKey const & key ) {
+   KEL_TRACE_ENTRY( " fid: ", key.fid, " mac: ", key.addr );
+   if ( !initialized() ) {
+      return;
+   }
+   Slab::Bridging::SlabFdbStatus const row = slabBridgingStatus()->fdbStatus( key );
+   VlanId const vid( static_cast< VlanId::Number >( getVidForFid( key.fid ) ) );
+   VlanId vlan = vid;
+   if ( localData()->serviceToOriginalVlanHas( vid ) ) {
+      vlan = localData()->serviceToOriginalVlan( vid );
+      KEL_TRACE_INFO( "Host ", key.addr, " is learnt on a service vlan ", vid,
+                      ". Check if we have a boundHost on corresponding ", "original vlan ", vlan );
+   }
+   MacVlanPair const host{ key.addr, vlan };
+   if ( !agentStatus()->boundHostHas( host ) ) {
+      KEL_TRACE( Kel::traceReturn, "No policies attached to the host ", key.addr, " vid: ", vlan );
+      return;
+   }
+   switch ( static_cast< std::uint32_t >( row.entryType ) ) {
+      case 0:  // What an absent row reads as: its empty interface leaves the host where it was.
+      case 4:
+      case 5:
+      case 6:
+         updateHostLocation( host, row.intf );
+         break;
+      default:
+         KEL_TRACE_INFO( "Host is not learnt locally or on peer, return" );
+   }
+   KEL_TRACE_RETURN();
+}
+
+void HostTrackerSm::processHostEntryBacklog( HostEntryKey const & key ) {
+   KEL_TRACE_ENTRY( " vlan: ", key.vlanId, " mac: ", key.address );
+   if ( !initialized() ) {
+      return;
+   }
+   if ( localData()->serviceToOriginalVlanHas( key.vlanId ) ) {
+      VlanId const ovlan = localData()->serviceToOriginalVlan( key.vlanId );
+      if ( agentStatus()->boundHostHas( { key.address, ovlan } ) ) {
+         addHostFromMlagHostTable( key.vlanId, key.address );
+      }
+   }
+   KEL_TRACE_RETURN();
+}
+
+void HostTrackerSm::addHostFromMlagHostTable( VlanId vid, Wirekit::EthAddr const & mac ) {
+   KEL_TRACE_ENTRY( " vlan: ", vid, " mac: ", mac );
+   VlanId const serviceVlan = vid;
+   Mlag::HostEntry const entry = mlagHostTable()->hostEntry( { serviceVlan, mac } );
+   if ( entry == Mlag::HostEntry() || entry.unusable ) {
+      return;
+   }
+   KEL_TRACE_INFO( "Mlag hostTable contains host: ", mac, " in: ", serviceVlan );
+   if ( isVti( entry.intf ) ) {
+      return;
+   }
+   IntfId const intf( entry.intf );
+   if ( intf == agentStatus()->cachedPeerLinkIntfId() ) {
+      return;
+   }
+   KEL_TRACE_INFO( " Learned against an Mlag intf: ", intf );
+   KEL_ASSERT( localData()->serviceToOriginalVlanHas( serviceVlan ), "HostTrackerSm" );
+   updateHostLocation( { mac, localData()->serviceToOriginalVlan( serviceVlan ) }, intf );
+   KEL_TRACE_RETURN();
+}
+
+// --- Where a host is ---
+
+void HostTrackerSm::updateHostLocation( MacVlanPair const & macVlan, IntfId newIntf ) {
+   IntfId const oldIntf = agentStatus()->warmHost( macVlan );
+   auto const vlanConfig = bridgingConfig()->vlanConfig( macVlan.vlanId );
+   KEL_TRACE_INFO( "Host: ", macVlan.mac, " vlan: ", macVlan.vlanId, " oldIntf: ", oldIntf,
+                   " newIntf: ", newIntf, " vlanConfig: ", bool( vlanConfig ) );
+   if ( !newIntf ) {
+      return;
+   }
+   if ( isServiceIntf( newIntf ) ) {
+      KEL_TRACE_INFO( "Host is moved to a service intf" );
+   } else if ( !vlanConfig || !vlanConfig->intfHas( newIntf ) ) {
+      KEL_TRACE_INFO( "NewIntf is not a member of the VLAN" );
+   } else if ( !switchIntfConfigDir()->switchIntfConfigHas( newIntf ) ) {
+      KEL_TRACE_INFO( "Intf config is not present for the host" );
+      removeHost( macVlan );
+   } else if ( newIntf == agentStatus()->cachedPeerLinkIntfId() ) {
+      KEL_TRACE_INFO( "Host is moved to peerlink: ", newIntf );
+      removeHost( macVlan );
+   } else if ( newIntf == oldIntf ) {
+      KEL_TRACE_INFO( "Host location unchanged" );
+   } else {
+      addHost( macVlan, newIntf );
+      if ( oldIntf ) {
+         warmHostRefCountDec( oldIntf );
+      }
+   }
+   KEL_TRACE_RETURN();
+}
+
+void HostTrackerSm::addHost( MacVlanPair const & macVlan, IntfId intfId ) {
+   KEL_TRACE_ENTRY( " mac: ", macVlan.mac, " vlan: ", macVlan.vlanId, " intf: ", intfId );
+   agentStatus()->warmHostIs( macVlan, intfId );
+   agentStatus()->warmHostRefCountIs( intfId, agentStatus()->warmHostRefCount( intfId ) + 1 );
+   KEL_TRACE_RETURN();
+}
+
+void HostTrackerSm::removeHost( MacVlanPair const & macVlan ) {
+   KEL_TRACE_ENTRY( " mac: ", macVlan.mac, " vlan: ", macVlan.vlanId );
+   IntfId const intf = agentStatus()->warmHost( macVlan );
+   agentStatus()->warmHostDel( macVlan );
+   warmHostRefCountDec( intf );
+   KEL_TRACE_RETURN();
+}
+
+void HostTrackerSm::warmHostRefCountDec( IntfId intfId ) {
+   std::uint32_t const count = agentStatus()->warmHostRefCount( intfId );
+   if ( count > 1 ) {
+      agentStatus()->warmHostRefCountIs( intfId, count - 1 );
+   } else {
+      agentStatus()->warmHostRefCountDel( intfId );
+   }
+}
+
+void HostTrackerSm::clearStaleWarmHosts() {
+   KEL_TRACE_ENTRY();
+   for ( MacVlanPair const & host : agentStatus()->warmHostKeys() ) {
+      if ( !agentStatus()->boundHostHas( host ) ) {
+         removeHost( host );
+      }
+   }
+   KEL_TRACE_RETURN();
+}
+
+void HostTrackerSm::removeHostsOnIntf( IntfId intf ) {
+   for ( auto const & [host, hostIntf] : agentStatus()->warmHost() ) {
+      if ( hostIntf == intf ) {
+         removeHost( host );
+      }
+   }
+}
+
+// --- What policy and configuration say ---
+
+void HostTrackerSm::handleBoundHost( MacVlanPair const & key ) {
+   KEL_TRACE_ENTRY( " mac: ", key.mac, " vlan: ", key.vlanId );
+   if ( !initialized() ) {
+      return;
+   }
+   if ( !agentStatus()->boundHostHas( key ) ) {
+      removeHost( key );
+      return;
+   }
+   KEL_TRACE_INFO( "Try adding the host to the warmHost collection" );
+   handleLearning( getHostKey( key.vlanId, key.mac ) );
+   VlanId const svc = getServiceVlan( key.vlanId );
+   if ( svc == key.vlanId ) {
+      // Without a service VLAN the peer's hosts are not consulted.
+      return;
+   }
+   KEL_TRACE_INFO( "Try learning on service vlan ", svc, " as well" );
+   handleLearning( getHostKey( svc, key.mac ) );
+   if ( !agentStatus()->warmHostHas( key ) ) {
+      KEL_TRACE_INFO( "Try learning from Mlag Peer Table" );
+      addHostFromMlagHostTable( svc, key.mac );
+   }
+   KEL_TRACE_RETURN();
+}
+
+void HostTrackerSm::handleBoundHost() {
+   KEL_TRACE_INFO( "ResyncInProgress: ", agentStatus()->resyncInProgress() );
+   if ( !initialized() ) {
+      return;
+   }
+   if ( !agentStatus()->resyncInProgress() ) {
+      clearStaleWarmHosts();
+   }
+   for ( MacVlanPair const & key : agentStatus()->boundHostKeys() ) {
+      handleBoundHost( key );
+   }
+}
+
+void HostTrackerSm::handleBoundHostsOnVlan( VlanId vlan ) {
+   for ( MacVlanPair const & key : agentStatus()->boundHostKeys() ) {
+      if ( key.vlanId == vlan ) {
+         handleBoundHost( key );
+      }
+   }
+}
+
+void HostTrackerSm::handleResyncInProgress() {
+   KEL_TRACE_ENTRY();
+   if ( !initialized() ) {
+      return;
+   }
+   KEL_ASSERT( !agentStatus()->resyncInProgress(), "HostTrackerSm" );
+   clearStaleWarmHosts();
+   KEL_TRACE_RETURN();
+}
+
+void HostTrackerSm::handleCachedPeerLinkIntfId() {
+   IntfId const peerLink = agentStatus()->cachedPeerLinkIntfId();
+   KEL_TRACE_ENTRY( " peerLink: ", peerLink );
+   if ( !peerLink ) {
+      KEL_TRACE( Kel::traceReturn, " peerlink is removed. return" );
+      return;
+   }
+   removeHostsOnIntf( peerLink );
+   KEL_TRACE_RETURN();
+}
+
+void HostTrackerSm::handleVidToFidMap( VlanId vid ) {
+   KEL_TRACE_ENTRY( " vlan: ", vid );
+   vidForFidKnown_ = false;
+   if ( !initialized() ) {
+      return;
+   }
+   handleBoundHostsOnVlan( vid );
+   KEL_TRACE_RETURN();
+}
+
+void HostTrackerSm::handleServiceToOriginalVlan( VlanId vid ) {
+   KEL_TRACE_ENTRY( " vlan: ", vid );
+   if ( !initialized() ) {
+      return;
+   }
+   if ( localData()->serviceToOriginalVlanHas( vid ) ) {
+      VlanId const ovlan = localData()->serviceToOriginalVlan( vid );
+      KEL_TRACE_INFO( "Mapping added service vlan: ", vid, " to orginal vlan: ", ovlan );
+      handleBoundHostsOnVlan( ovlan );
+   }
+   KEL_TRACE_RETURN();
+}
+
+void HostTrackerSm::handleSwitchIntfConfig( IntfId intfId ) {
+   KEL_TRACE_ENTRY( " intfId: ", intfId );
+   if ( !initialized() ) {
+      return;
+   }
+   if ( !switchIntfConfigDir()->switchIntfConfigHas( intfId ) ) {
+      KEL_TRACE_INFO( "Deleting all hosts learned on: ", intfId );
+      removeHostsOnIntf( intfId );
+   }
+   KEL_TRACE_RETURN();
+}
+
+void HostTrackerSm::handleSwitchIntfConfig() {
+   KEL_TRACE_ENTRY();
+   if ( !initialized() ) {
+      return;
+   }
+   for ( auto const & [host, intf] : agentStatus()->warmHost() ) {
+      if ( !switchIntfConfigDir()->switchIntfConfigHas( intf ) ) {
+         removeHost( host );
+      }
+   }
+   KEL_TRACE_RETURN();
+}
+
+}  // namespace QorClient

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "agent/QorClientLocalTypes.h"
+#include "platform/kel/StateMachine.h"
+#include "platform/orb/Task.h"
+#include "platform/records/qorclient/Status.h"
+
+namespace QorClient {
+
+/** Bounds the time in which old state may be stale: `resyncPeriod` after its start it clears
+ *  `resyncInProgress`. It never sets it. */
+class ResyncSm : public Kel::StateMachine {
+   KEL_STATE_MACHINE( QorClient::ResyncSm )
+
+   // Inputs.
+   KEL_GIVEN( Kel::Ptr< QorClient::Status >, status )
+
+   // Own state.
+   static constexpr Kel::Seconds resyncPeriod = 300.0;
+   KEL_SINGLETON( LocalData, localData )
+   KEL_TASK( KelResyncTask, Orb::TimerTask, resyncTask, handleResyncTask )
+   KEL_OWN( bool, initialized )
+
+   // Handlers.
+   void handleInitialized() override;
+   void handleResyncTask();
+};
+
+}  // namespace QorClient

@@ -1,0 +1,71 @@
+#include "l3/FlowGroupStatusSm.h"
+
+#include "platform/flashlog/DualLog.h"
+
+KEL_TRACE_UNIT( "QorClientL3FragmentSm", "QorClientL3FragmentSm" )
+
+KEL_MACHINE_TYPE( QorClientL3::V1::FlowGroupStatusSm )
+
+namespace QorClientL3::V1 {
+
+void FlowGroupStatusSm::handleInitialized() {
+   KEL_TRACE_ENTRY( "VRF: ", vrf(), " Order: ", order().stringValue() );
+   initializedIs( true );
+   handleFlowStatus();
+   KEL_TRACE_RETURN();
+}
+
+void FlowGroupStatusSm::handleFlowStatus( Kel::String const & name ) {
+   if ( !initialized() ) {
+      return;
+   }
+   KEL_TRACE_ENTRY( "VRF: ", vrf(), " Order: ", order().stringValue(), " Flow: ", name );
+   QorL3::V1::FlowConfig const flowConfig = flowGroupConfig()->flow( name );
+   Kel::Ptr< OpenFlowTable::FlowStats const > const flowStats = pfHwStatus()->flowStats( name );
+   pfHwStatusWants( name, !!flowConfig );
+   // The end of the machine removes the row.
+   flowStatusSmDel( name );
+   if ( !flowStats ) {
+      flowGroupStatus()->flowDel( name );
+   }
+   if ( !flowConfig ) {
+      return;
+   }
+   if ( flowStats ) {
+      flowStatusSmIs( vrf(), order(), flowConfig, flowStats, flowGroupStatus() );
+   } else {
+      KEL_TRACE_INFO( "Flow Stats ", name, "is not avaialble" );
+      static Kel::String const detail = "No flow status";
+      QorL3::V1::FlowStatus status( name );
+      status.enabled = flowConfig.enabled;
+      status.firstLabel = flowConfig.firstLabel;
+      status.secondLabel = flowConfig.secondLabel;
+      status.detail = detail;
+      flowGroupStatus()->flowIs( status );
+   }
+   KEL_TRACE_RETURN();
+}
+
+void FlowGroupStatusSm::handleFlowStatus() {
+   if ( !initialized() ) {
+      return;
+   }
+   for ( Kel::String const & name : flowGroupStatus()->flowKeys() ) {
+      if ( !flowGroupConfig()->flowHas( name ) ) {
+         KEL_TRACE_INFO( "Removing: ", name );
+         flowGroupStatus()->flowDel( name );
+      }
+   }
+   for ( Kel::String const & name : flowGroupConfig()->flowKeys() ) {
+      handleFlowStatus( name );
+   }
+}
+
+void FlowGroupStatusSm::cleanup() {
+   KEL_TRACE_ENTRY( "VRF: ", vrf(), " Order: ", order().stringValue() );
+   flowStatusSmDelAll();
+   initializedIs( false );
+   KEL_TRACE_RETURN();
+}
+
+}  // namespace QorClientL3::V1

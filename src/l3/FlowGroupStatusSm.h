@@ -1,0 +1,52 @@
+#pragma once
+
+#include <functional>
+
+#include "l3/FlowStatusSm.h"
+#include "platform/records/openflowtable/PinFlowHwConfig.h"
+#include "platform/records/qorl3/FragmentConfig.h"
+
+namespace QorClientL3::V1 {
+
+/**
+ * The state of one flow group. Each configured flow has a status row, one that is disabled or was
+ * not installed too: from a FlowStatusSm where the hardware reports the flow, pending otherwise.
+ *
+ * It never asks whether the flow that the hardware reports under a name is that of its own group.
+ */
+class FlowGroupStatusSm : public Kel::StateMachine {
+   KEL_STATE_MACHINE( QorClientL3::V1::FlowGroupStatusSm )
+
+   // Inputs.
+   KEL_GIVEN( L3::VrfName, vrf )
+   KEL_GIVEN( Kel::Ptr< QorL3::V1::FlowGroupStatus >, flowGroupStatus )
+   KEL_REACTOR( KelFlowGroupConfig, QorL3::V1::FlowGroupConfig const, flowGroupConfig,
+                KEL_ON( flow, handleFlowStatus ) )
+   /** Hears of the flows of this group alone. */
+   KEL_REACTOR_BY_KEY( KelPfHwStatus, OpenFlowTable::HwStatus const, pfHwStatus, flowStats,
+                       std::identity, handleFlowStatus )
+   KEL_GIVEN( Kel::Ptr< OpenFlowTable::PinFlowHwConfig >, pfHwConfig )
+
+   // Children and own state.
+   KEL_CHILDREN_BY_KEY( Kel::String, FlowStatusSm, flowStatusSm )
+   KEL_OWN( bool, initialized )
+
+   static QorL3::V1::FlowGroupOrder keyOf(
+      auto const &, Kel::Ptr< QorL3::V1::FlowGroupStatus > const & flowGroupStatus,
+      auto const &... ) {
+      return flowGroupStatus->order();
+   }
+   QorL3::V1::FlowGroupOrder order() const { return flowGroupStatus()->order(); }
+
+   void handleInitialized() override;
+   void cleanup();
+
+   // Handlers.
+   void handleFlowStatus( Kel::String const & name );
+   void handleFlowStatus();
+
+ protected:
+   void handleEnd() override { cleanup(); }
+};
+
+}  // namespace QorClientL3::V1

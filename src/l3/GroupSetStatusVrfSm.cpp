@@ -1,0 +1,58 @@
+#include "l3/GroupSetStatusVrfSm.h"
+
+#include "platform/flashlog/DualLog.h"
+
+KEL_TRACE_UNIT( "QorClientL3GroupSm", "QorClientL3GroupSm" )
+
+KEL_MACHINE_TYPE( QorClientL3::V1::GroupSetStatusVrfSm )
+
+namespace QorClientL3::V1 {
+
+void GroupSetStatusVrfSm::handleInitialized() {
+   KEL_TRACE_ENTRY( "VRF: ", vrf() );
+   initializedIs( true );
+   handleGroupMemberConfig();
+   KEL_TRACE_RETURN();
+}
+
+void GroupSetStatusVrfSm::handleGroupMemberConfig( Kel::String const & groupName ) {
+   if ( !initialized() ) {
+      return;
+   }
+   KEL_TRACE_ENTRY( "VRF: ", vrf(), " groupName: ", groupName );
+   Kel::Ptr< QorL3::V1::GroupMemberConfig const > const config =
+      groupSetConfig()->group( groupName );
+   if ( config ) {
+      auto const status = groupSetStatus()->groupIs( groupName );
+      groupMemberStatusSmIs( groupName, status, config, vrf(), pfHwStatus() );
+   } else {
+      KEL_TRACE_INFO( "Group ", groupName, " removed" );
+      groupSetStatus()->groupDel( groupName );
+      groupMemberStatusSmDel( groupName );
+   }
+   KEL_TRACE_RETURN();
+}
+
+void GroupSetStatusVrfSm::handleGroupMemberConfig() {
+   if ( !initialized() ) {
+      return;
+   }
+   for ( Kel::String const & groupName : groupSetStatus()->groupKeys() ) {
+      if ( !groupSetConfig()->groupHas( groupName ) ) {
+         KEL_TRACE_INFO( "Removing GroupSetStatus for group ", groupName );
+         groupSetStatus()->groupDel( groupName );
+      }
+   }
+   for ( Kel::String const & groupName : groupSetConfig()->groupKeys() ) {
+      handleGroupMemberConfig( groupName );
+   }
+}
+
+void GroupSetStatusVrfSm::cleanup() {
+   KEL_TRACE_ENTRY( "VRF: ", vrf() );
+   groupSetStatus()->groupDelAll();
+   groupMemberStatusSmDelAll();
+   KEL_TRACE_RETURN();
+}
+
+}  // namespace QorClientL3::V1

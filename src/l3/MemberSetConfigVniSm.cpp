@@ -1,0 +1,51 @@
+#include "l3/MemberSetConfigVniSm.h"
+
+#include "l3/TrafficEndPoint.h"
+#include "platform/flashlog/DualLog.h"
+
+KEL_TRACE_UNIT( "QorClientL3GroupSm", "QorClientL3GroupSm" )
+
+KEL_MACHINE_TYPE( QorClientL3::V1::MemberSetConfigVniSm )
+
+namespace QorClientL3::V1 {
+
+void MemberSetConfigVniSm::handleInitialized() {
+   KEL_TRACE_ENTRY( "VRF: ", vrf(), " Group: ", groupName(), " VNI: ", vni() );
+   initializedIs( true );
+   handleMember();
+   KEL_TRACE_RETURN();
+}
+
+void MemberSetConfigVniSm::handleMember( QorL3::V1::MemberKey const & key ) {
+   if ( !initialized() ) {
+      return;
+   }
+   OpenFlowTable::TrafficStreamEndPointId const id = endPointIdOf( vrf(), key, vlan() );
+   if ( memberSetConfig()->member( key ) == QorL3::V1::Member{} ) {
+      KEL_TRACE_INFO( "VRF: ", vrf(), " Group: ", groupName(), " VNI: ", vni(),
+                      " ip: ", "member removed ", key.ip );
+      pfHwConfig()->trafficEndPointDel( id );
+   } else {
+      KEL_TRACE_INFO( "VRF: ", vrf(), " Group: ", groupName(), " VNI: ", vni(),
+                      " ip: ", "member added ", key.ip );
+      pfHwConfig()->trafficEndPointIs( id, groupName() );
+   }
+   KEL_TRACE_RETURN();
+}
+
+void MemberSetConfigVniSm::handleMember() {
+   for ( QorL3::V1::MemberKey const & key : memberSetConfig()->memberKeys() ) {
+      handleMember( key );
+   }
+}
+
+void MemberSetConfigVniSm::cleanup() {
+   KEL_TRACE_ENTRY( "VRF: ", vrf(), " Group: ", groupName(), " VNI: ", vni() );
+   for ( QorL3::V1::MemberKey const & key : memberSetConfig()->memberKeys() ) {
+      pfHwConfig()->trafficEndPointDel( endPointIdOf( vrf(), key, vlan() ) );
+   }
+   initializedIs( false );
+   KEL_TRACE_RETURN();
+}
+
+}  // namespace QorClientL3::V1

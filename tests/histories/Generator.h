@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "runner/Scenario.h"
+
+namespace Histories {
+
+/**
+ * Makes the steps of one random history: what controllers, hardware and other agents do to a
+ * switch, in no sensible order. The same seed makes the same history. It keeps away from what ends
+ * the agent by design: unknown intercept points, a second tunnel interface, a resync begun by
+ * another hand, a fid without VLAN.
+ */
+class Generator {
+ public:
+   explicit Generator( std::uint64_t seed ) : random_( seed ) {}
+
+   /** The state before the agent's first step. */
+   Runner::Step first();
+   Runner::Step next( Runner::Switch const & device );
+   /** All policy is withdrawn. */
+   static Runner::Step last();
+
+ private:
+   using Value = Kel::Value;
+
+   std::uint64_t below( std::uint64_t limit ) { return random_() % limit; }
+   bool oneIn( std::uint64_t chances ) { return below( chances ) == 0; }
+   std::string oneOf( std::initializer_list< char const * > choices );
+
+   std::string fragment() { return oneOf( { "f", "g", "h" } ); }
+   std::string intf() {
+      return oneOf( { "Ethernet1", "Ethernet2", "Ethernet3", "Ethernet4", "Port-Channel10" } );
+   }
+   std::string mac();
+   std::string vlan() { return oneOf( { "100", "101", "200", "201" } ); }
+   std::uint64_t vlanNumber() { return std::stoul( vlan() ); }
+   /** A VNI of the pool; now and then none. */
+   Value vni();
+   Value orNull( Value value, std::uint64_t chances );
+
+   Value policyChange();
+   Value flow( char kind );
+   Value hostChange();
+   Value bridgingChange();
+   Value mlagChange();
+   Value macChange();
+   Value vlanMapChange();
+   /** The hardware answers for some of the rules that stand, and forgets those that went. */
+   Value hardwareAnswer( Runner::Switch const & device );
+   Value gateChange();
+   Runner::Step damage( Runner::Switch const & device );
+
+   std::mt19937_64 random_;
+};
+
+/** The steps as a scenario document that plays the history again. */
+std::string scenarioText( std::string const & name, std::vector< Runner::Step > const & steps );
+
+}  // namespace Histories

@@ -1,0 +1,194 @@
+#include "histories/Invariants.h"
+
+#include <map>
+#include <set>
+#include <sstream>
+
+#include "platform/kel/Dir.h"
+#include "platform/records/l2rib/HostInput.h"
+#include "platform/records/openflowtable/PinFlowHwConfig.h"
+#include "platform/records/qor/PolicyFragment.h"
+#include "platform/records/qor/PolicyFragmentStatus.h"
+#include "platform/records/qorclient/Status.h"
+
+namespace Histories {
+
+namespace {
+
+using Vip = QorClient::VniAndIntfForPolicyFragment;
+
+/** What the checks look at, and the place where they complain. */
+class Check {
+ public:
+   explicit Check( Runner::Switch const & device )
+      : status( device.entity< QorClient::Status >( "qorclient/status" ) ),
+        rules( device.entity< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qor" ) ),
+        policyStatus( device.entity< Qor::V1::QorPolicyFragmentStatus >(
+           "qorclient/version1/policystatus" ) ),
+        l2Rib( device.entity< L2Rib::HostInput >( "bridging/l2Rib/qor/hostInput" ) ),
+        policy( Kel::ptrCast< Qor::V1::QorPolicyFragment const >(
+           device.entity< Kel::Dir >( "qor/version1/policy" )->entity( "policy" ) ) ) {}
+
+   template < class... Words >
+   void that( bool holds, Words const &... words ) {
+      if ( !holds ) {
+         std::ostringstream line;
+         ( line << ... << words );
+         broken.push_back( line.str() );
+      }
+   }
+
+   Kel::Ptr< QorClient::Status const > const status;
+   Kel::Ptr< OpenFlowTable::PinFlowHwConfig const > const rules;
+   Kel::Ptr< Qor::V1::QorPolicyFragmentStatus const > const policyStatus;
+   Kel::Ptr< L2Rib::HostInput const > const l2Rib;
+   /** Null when there is none. */
+   Kel::Ptr< Qor::V1::QorPolicyFragment const > const policy;
+   std::vector< std::string > broken;
+};
+
+/** warmHostRefCount is the count of warmHost by interface, and no count of zero stands. */
+void checkWarmHosts( Check & check ) {
+   std::map< Wirekit::IntfId, std::uint32_t > counts;
+   for ( auto const & [host, intf] : check.status->warmHost() ) {
+      ++counts[intf];
+   }
+   for ( auto const & [intf, count] : check.status->warmHostRefCount() ) {
+      check.that( counts[intf] == count, "warmHostRefCount of ", intf, " is ", count, ", not ",
+                  counts[intf] );
+      counts.erase( intf );
+   }
+   for ( auto const & [intf, count] : counts ) {
+      check.that( false, "warmHostRefCount of ", intf, " is missing, should be ", count );
+   }
+}
+
+/** A published rule has its entry and its names, and neither stands without it. */
+void checkRules( Check & check ) {
+   std::set< std::string > known;
+   for ( auto const & [fragment, info] : check.status->policyFragmentInfo() ) {
+      known.insert( fragment.stringValue() + "-arp" );
+      for ( auto const & [flow, flowInfo] : info->flowInfo() ) {
+         for ( auto const & [key, rule] : flowInfo->ruleInfo() ) {
+            Kel::String const name = rule->ruleName();
+            known.insert( name.stringValue() );
+            check.that( rule->published(), "rule ", name, " stands unpublished" );
+            check.that( check.rules->flowEntryHas( name ), "rule ", name, " has no entry" );
+            check.that( check.status->flowNameForRuleName( name ) == flow, "rule ", name,
+                        " lacks its flow's name" );
+            check.that( check.status->fragmentNameForRuleName( name ) == fragment, "rule ", name,
+                        " lacks its fragment's name" );
+            check.that( rule->refCount() != 0, "rule ", name, " has no users" );
+         }
+      }
+   }
+   auto checkKnown = [&]( auto const & names, char const * where ) {
+      for ( auto const & name : names ) {
+         check.that( known.contains( name.stringValue() ), name, " in ", where, " has no rule" );
+      }
+   };
+   checkKnown( check.rules->flowEntryKeys(), "the flow table" );
+   checkKnown( check.status->flowNameForRuleNameKeys(), "flowNameForRuleName" );
+   checkKnown( check.status->fragmentNameForRuleNameKeys(), "fragmentNameForRuleName" );
+   checkKnown( check.status->ruleStateForRuleNameKeys(), "ruleStateForRuleName" );
+}
+
+/** A binding is counted once for each flow and each set that has it. */
+void checkBindings( Check & check ) {
+   for ( auto const & [fragment, info] : check.status->policyFragmentInfo() ) {
+      std::map< std::string, std::uint32_t > users;
+      auto count = [&]( auto const & bindings ) {
+         for ( auto const & [vip, bound] : bindings ) {
+            users[Kel::textOf( vip )] += bound && !vip.vni.isNone();
+         }
+      };
+      for ( auto const & [flow, flowInfo] : info->flowInfo() ) {
+         count( flowInfo->boundVni() );
+      }
+      for ( auto const & [set, setInfo] : info->serviceIntfSetInfo() ) {
+         count( setInfo->boundVni() );
+      }
+      for ( auto const & [vip, counted] : info->boundVni() ) {
+         check.that( users[Kel::textOf( vip )] == counted, "binding ", vip, " is counted ", counted,
+                     ", has users ", users[Kel::textOf( vip )] );
+         check.that( check.status->boundVniHas( vip ), "binding ", vip, " is not the agent's" );
+      }
+   }
+}
+
+/** An egress rule is counted once for each intercepted host on its interface. */
+void checkEgressRules( Check & check ) {
+   for ( auto const & [fragment, info] : check.status->policyFragmentInfo() ) {
+      std::map< Wirekit::IntfId, std::uint32_t > users;
+      for ( auto const & [flow, flowInfo] : info->flowInfo() ) {
+         for ( auto const & [host, intf] : flowInfo->boundHost() ) {
+            ++users[intf];
+         }
+      }
+      for ( auto const & [flow, flowInfo] : info->flowInfo() ) {
+         bool const egress =
+            flowInfo->serviceIntfKey().empty() && !flowInfo->isInterceptIngress();
+         for ( auto const & [key, rule] : flowInfo->ruleInfo() ) {
+            check.that( !egress || rule->refCount() == users[key.outIntf], "egress rule ",
+                        rule->ruleName(), " is counted ", rule->refCount(), ", has users ",
+                        users[key.outIntf] );
+         }
+      }
+   }
+}
+
+/** Each configured flow has a status row, and no other has. */
+void checkStatusRows( Check & check ) {
+   if ( !check.policy || !check.status->active() ) {
+      return;
+   }
+   for ( auto const & [name, fragment] : check.policy->policyFragment() ) {
+      auto const rows = check.policyStatus->policyFragment( name );
+      check.that( bool( rows ), "fragment ", name, " has no status" );
+      for ( auto const & flow : fragment->flowKeys() ) {
+         check.that( rows && rows->flowStatusHas( flow ), "flow ", name, "/", flow,
+                     " has no status row" );
+      }
+      if ( rows ) {
+         for ( auto const & flow : rows->flowStatusKeys() ) {
+            check.that( fragment->flowHas( flow ), "status row ", name, "/", flow,
+                        " has no flow" );
+         }
+      }
+   }
+   for ( auto const & name : check.policyStatus->policyFragmentKeys() ) {
+      check.that( check.policy->policyFragmentHas( name ), "status of ", name, " is left" );
+   }
+}
+
+}  // namespace
+
+std::vector< std::string > brokenInvariants( Runner::Switch const & device ) {
+   Check check( device );
+   checkWarmHosts( check );
+   checkRules( check );
+   checkBindings( check );
+   checkEgressRules( check );
+   checkStatusRows( check );
+   return check.broken;
+}
+
+std::vector< std::string > leftovers( Runner::Switch const & device ) {
+   Check check( device );
+   auto none = [&]( std::size_t count, char const * what ) {
+      check.that( count == 0, count, " left of ", what );
+   };
+   none( check.rules->flowEntryCount(), "flowEntry" );
+   none( check.policyStatus->policyFragmentCount(), "policystatus" );
+   none( check.status->boundHostCount(), "boundHost" );
+   none( check.status->policyFragmentInfoCount(), "policyFragmentInfo" );
+   none( check.status->boundVniCount(), "boundVni" );
+   none( check.status->vlanForVniCount(), "vlanForVni" );
+   none( check.status->flowNameForRuleNameCount(), "flowNameForRuleName" );
+   none( check.status->ruleStateForRuleNameCount(), "ruleStateForRuleName" );
+   none( check.status->platformFlowRefCountCount(), "platformFlowRefCount" );
+   none( check.l2Rib->hostCount(), "the L2 RIB's hosts" );
+   return check.broken;
+}
+
+}  // namespace Histories
