@@ -135,6 +135,9 @@ class HashMap2018 {
    };
    /** High half: the hash; low half: position plus one, zero for a free slot. */
    using Slot = std::uint64_t;
+   /** A slot whose entry was deleted: a look-up passes it, the next entry takes it, so that a key
+    * that comes and goes does not leave a chain of them. */
+   static constexpr Slot deletedSlot = ~Slot{ 0 };
 
    struct Rep {
       std::vector< Entry > entries;
@@ -163,7 +166,7 @@ class HashMap2018 {
             if ( slot == 0 ) {
                return absent;
             }
-            if ( sameHash( slot, hash ) ) {
+            if ( slot != deletedSlot && sameHash( slot, hash ) ) {
                Entry const & entry = entries[positionOf( slot )];
                if ( entry.member && entry.member->key == key ) {
                   return positionOf( slot );
@@ -186,7 +189,9 @@ class HashMap2018 {
       }
 
       void erase( std::size_t position ) {
-         // The slot stays and leads to a gap until the gaps are closed.
+         if ( !slots.empty() ) {
+            deleteSlot( spreadHash( entries[position].member->key ), position );
+         }
          entries[position].member.reset();
          --live;
          if ( entries.size() > 4 * ( live + indexFrom ) ) {
@@ -223,10 +228,19 @@ class HashMap2018 {
       void insertSlot( std::size_t hash, std::size_t position ) {
          std::size_t mask = slots.size() - 1;
          std::size_t at = hash >> 32;
-         while ( slots[at & mask] != 0 ) {
+         while ( slots[at & mask] != 0 && slots[at & mask] != deletedSlot ) {
             ++at;
          }
          slots[at & mask] = slotOf( hash, position );
+      }
+
+      void deleteSlot( std::size_t hash, std::size_t position ) {
+         std::size_t mask = slots.size() - 1;
+         std::size_t at = hash >> 32;
+         while ( slots[at & mask] != slotOf( hash, position ) ) {
+            ++at;
+         }
+         slots[at & mask] = deletedSlot;
       }
 
       /** Moves on to the first entry whose number is at least `sequence`. */
