@@ -152,7 +152,8 @@ void burst( benchmark::State & state ) {
       }
    }
    state.counters["longest_run_ms"] = longest * 1e3;
-   state.counters["runs"] = static_cast< double >( runs ) / static_cast< double >( state.iterations() );
+   state.counters["runs"] =
+      static_cast< double >( runs ) / static_cast< double >( state.iterations() );
 }
 BENCHMARK( burst )->Unit( benchmark::kMillisecond );
 
@@ -252,7 +253,8 @@ class World {
       vti.vlanToVniMapIs( originalVlan( f ), pair );
       pair.vni = Vxlan::VniExtOrNone( service.value() );
       vti.vlanToVniMapIs( VlanId( static_cast< std::uint16_t >( 2000 + f ) ), pair );
-      auto vlan = entity< Bridging::Config >( "bridging/config" )->vlanConfigIs( originalVlan( f ) );
+      auto vlan =
+         entity< Bridging::Config >( "bridging/config" )->vlanConfigIs( originalVlan( f ) );
       for ( std::uint32_t i = 0; i != interfaces; ++i ) {
          vlan->intfIs( intfOf( i ), true );
       }
@@ -288,8 +290,7 @@ class World {
 class BareMoves {
  public:
    explicit BareMoves( World const & world ) {
-      auto const table =
-         world.entity< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qor" );
+      auto const table = world.entity< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qor" );
       auto const states =
          world.entity< Qor::V1::QorPolicyFragmentStatus >( "qorclient/version1/policystatus" );
       for ( auto const & [fragment, info] : world.status()->policyFragmentInfo() ) {
@@ -299,9 +300,14 @@ class BareMoves {
                QorClient::RuleKey key;
                key.inIntf = intf;
                auto const rule = flowInfo->ruleInfo( key );
-               Host one{ host, fragment, flow, rule->ruleName(), key,
+               Host one{ host,
+                         fragment,
+                         flow,
+                         rule->ruleName(),
+                         key,
                          table->flowEntry( rule->ruleName() ),
-                         states->policyFragment( fragment )->flowStatus( flow ), {} };
+                         states->policyFragment( fragment )->flowStatus( flow ),
+                         {} };
                one.info = status_->policyFragmentInfoIs( fragment )->flowInfoIs( flow );
                hosts_.push_back( one );
                write( hosts_.back() );
@@ -389,12 +395,8 @@ void moves( benchmark::State & state ) {
    state.counters["bare_ns"] = floor / count * 1e9;
    state.counters["vs_bare"] = ours / floor;
 }
-BENCHMARK( moves )
-   ->Arg( 1 )
-   ->Arg( 100 )
-   ->UseManualTime()
-   ->Iterations( 5 )
-   ->Unit( benchmark::kMillisecond );
+BENCHMARK( moves )->Arg( 1 )->Arg( 100 )->UseManualTime()->Iterations( 5 )->Unit(
+   benchmark::kMillisecond );
 
 }  // namespace
 

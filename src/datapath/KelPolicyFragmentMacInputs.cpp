@@ -16,10 +16,10 @@ void KelPolicyFragment::createServiceIntfMacSm( Kel::Name const & intfType ) {
                             agentStatus(), parent()->fhrpGlideMacStatus() );
    } else if ( intfType == "far" ) {
       auto const old = farIntfNimbusHostMacSm();
-      auto const far = farIntfNimbusHostMacSmIs(
-         set->vniToBind(), set->serviceIntfSet(), parent()->l2RibQorHostInput(), agentStatus(),
-         parent()->nimbusVniBaseDir(), parent()->brConfig(), parent()->slabBrStatus(),
-         fragmentStatus() );
+      auto const far = farIntfNimbusHostMacSmIs( set->vniToBind(), set->serviceIntfSet(),
+                                                 parent()->l2RibQorHostInput(), agentStatus(),
+                                                 parent()->nimbusVniBaseDir(), parent()->brConfig(),
+                                                 parent()->slabBrStatus(), fragmentStatus() );
       if ( far != old ) {
          // After a restart hosts are bound before the machine exists; the rows of those that it
          // didn't know of would be swept as stale.

@@ -70,16 +70,14 @@ Step Generator::first() {
            { "enabled", Value( true ) },
            { "leaderServiceStatusDir", at( { "service", "Qor", "enabled" }, Value( true ) ) } } ) },
       { "bridging/config", at( { "vlanConfig" }, Value( std::move( vlans ) ) ) },
-      { "bridging/switchIntfConfig",
-        at( { "switchIntfConfig" }, Value( std::move( intfs ) ) ) },
+      { "bridging/switchIntfConfig", at( { "switchIntfConfig" }, Value( std::move( intfs ) ) ) },
       { "interface/status/eth/vxlan",
         at( { "vtiStatus", "Vxlan1" },
             Value( Value::Object{ { "addr", Value( "192.0.2.1" ) },
                                   { "vlanToVniMap", Value( std::move( mapping ) ) } } ) ) },
-      { policy,
-        at( { "policy", "policyFragment", "f" },
-            Value( Value::Object{ { "originalVni", number( 1 ) },
-                                  { "serviceVni", number( 2 ) } } ) ) } };
+      { policy, at( { "policy", "policyFragment", "f" },
+                    Value( Value::Object{ { "originalVni", number( 1 ) },
+                                          { "serviceVni", number( 2 ) } } ) ) } };
    return patch( Value( std::move( document ) ) );
 }
 
@@ -218,10 +216,11 @@ Value Generator::mlagChange() {
          return at( { "qorclient/mlagpluginstatus", "warmHost", mac() + "|" + vlan() },
                     orNull( Value( intf() ), 3 ) );
       default:
-         return at( { "mlag/hostTable", "hostEntry", vlan() + "|" + mac() },
-                    orNull( Value( Value::Object{ { "intf", Value( oneIn( 6 ) ? "Vxlan1" : intf() ) },
-                                                  { "unusable", Value( oneIn( 6 ) ) } } ),
-                            3 ) );
+         return at(
+            { "mlag/hostTable", "hostEntry", vlan() + "|" + mac() },
+            orNull( Value( Value::Object{ { "intf", Value( oneIn( 6 ) ? "Vxlan1" : intf() ) },
+                                          { "unusable", Value( oneIn( 6 ) ) } } ),
+                    3 ) );
    }
 }
 
@@ -234,9 +233,8 @@ Value Generator::macChange() {
    if ( oneIn( 6 ) ) {
       return at( { "vxlancontroller/version2/vni", table }, Value() );
    }
-   Value row( Value::Object{
-      { "vtepAddr", Value( oneIn( 5 ) ? "192.0.2.9" : "192.0.2.1" ) },
-      { "moveCount", number( below( 20 ) ) } } );
+   Value row( Value::Object{ { "vtepAddr", Value( oneIn( 5 ) ? "192.0.2.9" : "192.0.2.1" ) },
+                             { "moveCount", number( below( 20 ) ) } } );
    return at( { "vxlancontroller/version2/vni", table, "macVtepTable", mac() },
               orNull( std::move( row ), 4 ) );
 }
@@ -247,8 +245,7 @@ Value Generator::vlanMapChange() {
 }
 
 Value Generator::hardwareAnswer( Runner::Switch const & device ) {
-   auto const rules =
-      device.entity< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qor" );
+   auto const rules = device.entity< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qor" );
    auto const answers =
       device.entity< OpenFlowTable::HwStatus >( "pinflow/pfHwStatusDir/dyninputstatus/qor" );
    Value::Object rows;

@@ -16,8 +16,8 @@ using Wirekit::EthAddr;
 using Wirekit::IntfId;
 
 EthAddr macOf( std::uint32_t n ) {
-   return EthAddr( EthAddr::Bytes{ 2, 0, std::uint8_t( n >> 24 ), std::uint8_t( n >> 16 ), std::uint8_t( n >> 8 ),
-                     std::uint8_t( n ) } );
+   return EthAddr( EthAddr::Bytes{ 2, 0, std::uint8_t( n >> 24 ), std::uint8_t( n >> 16 ),
+                                   std::uint8_t( n >> 8 ), std::uint8_t( n ) } );
 }
 
 /** A task that runs as often as it may, beside others. */

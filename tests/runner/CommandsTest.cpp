@@ -124,6 +124,13 @@ TEST_F( CommandsTest, BadInputIsOneLineAndExitCode2 ) {
               "missing.json: /: cannot be read: No such file or directory\n" );
 }
 
+/** After a wanted change: `qorclient graph > tests/runner/wiring.dot`. */
+TEST_F( CommandsTest, AChangedWiringShowsInReview ) {
+   std::ostringstream known;
+   known << std::ifstream( fs::path( QORCLIENT_SCENARIOS ) / "../runner/wiring.dot" ).rdbuf();
+   EXPECT_EQ( run( "graph" ).text, known.str() );
+}
+
 TEST_F( CommandsTest, UsageErrorsExitWith2 ) {
    write( "s.json", R"({"steps":[]})" );
    EXPECT_EQ( run( "--help" ).code, 0 );

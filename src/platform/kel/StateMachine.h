@@ -29,30 +29,30 @@
 /** Opens a state machine; `Type` is its full name. */
 #define KEL_STATE_MACHINE( Type ) KEL_STATE_MACHINE_OF( Type, ::Kel::StateMachine )
 /** The same for a machine that extends another and continues its attributes. */
-#define KEL_STATE_MACHINE_OF( Type, Base )                      \
-   KEL_ATTRIBUTES( Type, Base )                                 \
-   static ::Kel::MachineType const & kelMachineType();          \
-   ::Kel::MachineType const & machineType() const override;     \
-   void kelMembers( ::Kel::MemberOp op ) override;              \
-                                                                \
- private:                                                       \
-   static bool const kelRegistered;                             \
-                                                                \
+#define KEL_STATE_MACHINE_OF( Type, Base )                  \
+   KEL_ATTRIBUTES( Type, Base )                             \
+   static ::Kel::MachineType const & kelMachineType();      \
+   ::Kel::MachineType const & machineType() const override; \
+   void kelMembers( ::Kel::MemberOp op ) override;          \
+                                                            \
+ private:                                                   \
+   static bool const kelRegistered;                         \
+                                                            \
  public:
 
 /** The rest of a state machine's class: one line in its source file, outside any namespace, so that
  *  it is compiled once. */
-#define KEL_MACHINE_TYPE( Type )                                               \
-   ::Kel::MachineType const & Type::kelMachineType() {                         \
+#define KEL_MACHINE_TYPE( Type )                                                 \
+   ::Kel::MachineType const & Type::kelMachineType() {                           \
       static ::Kel::MachineType const type{ #Type, &::Kel::listTables< Type > }; \
-      return type;                                                             \
-   }                                                                           \
-   ::Kel::MachineType const & Type::machineType() const {                      \
-      return kelMachineType();                                                 \
-   }                                                                           \
-   void Type::kelMembers( ::Kel::MemberOp op ) {                               \
-      ::Kel::applyToMembers( *this, op );                                      \
-   }                                                                           \
+      return type;                                                               \
+   }                                                                             \
+   ::Kel::MachineType const & Type::machineType() const {                        \
+      return kelMachineType();                                                   \
+   }                                                                             \
+   void Type::kelMembers( ::Kel::MemberOp op ) {                                 \
+      ::Kel::applyToMembers( *this, op );                                        \
+   }                                                                             \
    bool const Type::kelRegistered = ::Kel::machineTypeIs( &Type::kelMachineType );
 
 /** The same for a machine that is defined in a source file: all in one line. */
