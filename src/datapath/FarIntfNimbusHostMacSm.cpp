@@ -118,7 +118,7 @@ void FarIntfNimbusHostMacSm::handleFlowStatus( Kel::String const & flowName ) {
    }
    Qor::V1::PolicyFlowStatus const row = policyFragStatus()->flowStatus( flowName );
    if ( row == Qor::V1::PolicyFlowStatus() ) {
-      KEL_TRACE( Kel::traceReturn, " is removed" );
+      KEL_TRACE_INFO( " is removed" );
       return;
    }
    auto const * const hosts = hostsOfFlow_.find( flowName );
@@ -132,12 +132,14 @@ void FarIntfNimbusHostMacSm::handleFlowStatus( Kel::String const & flowName ) {
 void FarIntfNimbusHostMacSm::addInterceptedHost( MacVlanPair const & mvp,
                                                  Kel::String const & flowName ) {
    KEL_TRACE_ENTRY( " vlanId: ", mvp.vlanId, " flow: ", flowName );
-   forgetHostOfFlow( mvp );
-   interceptedHostIs( mvp, flowName );
-   auto const * const known = hostsOfFlow_.find( flowName );
-   std::vector< MacVlanPair > hosts = known ? *known : std::vector< MacVlanPair >();
-   hosts.push_back( mvp );
-   hostsOfFlow_.set( flowName, std::move( hosts ) );
+   if ( !interceptedHostHas( mvp ) || interceptedHost( mvp ) != flowName ) {
+      forgetHostOfFlow( mvp );
+      interceptedHostIs( mvp, flowName );
+      auto const * const known = hostsOfFlow_.find( flowName );
+      std::vector< MacVlanPair > hosts = known ? *known : std::vector< MacVlanPair >();
+      hosts.push_back( mvp );
+      hostsOfFlow_.set( flowName, std::move( hosts ) );
+   }
    handleMacVtepTable( mvp.mac );
    KEL_TRACE_RETURN();
 }

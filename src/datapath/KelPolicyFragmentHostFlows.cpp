@@ -310,14 +310,19 @@ void KelPolicyFragment::installHostEgressFlowOnAllIntfs( Kel::String const & flo
 
 void KelPolicyFragment::installAllHostEgressFlowsOnIntf( IntfId intf ) {
    for ( Kel::String const & flowName : hostEgressFlow() ) {
-      installHostEgressFlowOnIntf( flowName, intf );
+      // Another hand may have taken a flow's record away.
+      if ( flowInfo( flowName ) ) {
+         installHostEgressFlowOnIntf( flowName, intf );
+      }
    }
 }
 
 void KelPolicyFragment::removeAllHostEgressFlowsFromIntf( IntfId intf ) {
    if ( intf ) {
       for ( Kel::String const & flowName : hostEgressFlow() ) {
-         removeHostEgressFlowFromIntf( flowName, intf );
+         if ( flowInfo( flowName ) ) {
+            removeHostEgressFlowFromIntf( flowName, intf );
+         }
       }
    }
 }

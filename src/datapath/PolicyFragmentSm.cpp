@@ -92,6 +92,9 @@ void PolicyFragmentSm::doPrepareToDie() {
    for ( auto const & [name, fragment] : policyFragment() ) {
       deletePolicyFragment( name );
    }
+   // A fragment leaves its flows' own bindings behind, which hold VLANs on interfaces. With all of
+   // them gone nothing needs a VLAN, and the VLAN helper is still there to take them off.
+   agentStatus()->boundVniDelAll();
    KEL_TRACE_RETURN();
 }
 
@@ -129,7 +132,7 @@ void PolicyFragmentSm::handleWarmHost( Bridging::MacVlanPair const & host ) {
       return;
    }
    if ( !policyFragmentForHostHas( host ) ) {
-      KEL_TRACE_INFO( "No policy fragment found for host ", host.mac, " ", host.vlanId );
+      KEL_TRACE_INFO( "No policy fragment found for host ", host.mac, host.vlanId );
    } else if ( auto fragment = routedFragment( policyFragmentForHost( host ) ) ) {
       fragment->handleWarmHost( host );
    }

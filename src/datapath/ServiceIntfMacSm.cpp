@@ -79,6 +79,11 @@ void ServiceIntfMacSm::addMacInput( Wirekit::EthAddr const & macAddr, std::uint3
    if ( !intfId() || vlan().isNone() ) {
       return;
    }
+   // A policy may name anything; no real interface has a longer name than a host's row can hold.
+   if ( intfId().name().size() > Slab::longestIntfName ) {
+      KEL_TRACE_ALERT( "Interface name too long for a host's row: ", intfId() );
+      return;
+   }
    KEL_TRACE_INFO( "Adding mac: ", macAddr, " vlan: ", vlan(), " intf: ", intfId(),
                    " moveCount: ", moveCount );
    L2Rib::Host host;

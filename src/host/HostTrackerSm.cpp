@@ -177,7 +177,7 @@ void HostTrackerSm::handleLearning( HostKey const & key ) {
    }
    MacVlanPair const host{ key.addr, vlan };
    if ( !agentStatus()->boundHostHas( host ) ) {
-      KEL_TRACE( Kel::traceReturn, "No policies attached to the host ", key.addr, " vid: ", vlan );
+      KEL_TRACE_INFO( "No policies attached to the host ", key.addr, " vid: ", vlan );
       return;
    }
    switch ( static_cast< std::uint32_t >( row.entryType ) ) {

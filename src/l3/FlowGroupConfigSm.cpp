@@ -56,8 +56,8 @@ void FlowGroupConfigSm::handleVlanToVniMap( Vxlan::VniExt vniExt ) {
    if ( !initialized() ) {
       return;
    }
+   KEL_TRACE_ENTRY( "VNI: ", vniExt );
    Vxlan::VniOrNone const vni( vniExt );
-   KEL_TRACE_ENTRY( "VNI: ", vni );
    bool const isMapped = vtepInfo()->vniToVlanMapHas( vniExt );
    if ( isMapped ) {
       KEL_TRACE_INFO( "VNI ", vni, " added" );
@@ -78,7 +78,7 @@ void FlowGroupConfigSm::handleVlanToVniMap( Vxlan::VniExt vniExt ) {
 }
 
 void FlowGroupConfigSm::installFlow( QorL3::V1::FlowConfig const & flowConfig ) {
-   KEL_TRACE_ENTRY( "Installing flow ", flowConfig.name );
+   KEL_TRACE_INFO( "Installing flow ", flowConfig.name );
    OpenFlowTable::Match const match = buildMatch( flowConfig.match, flowConfig.matchFieldSet );
    OpenFlowTable::Actions const actions =
       buildActions( flowConfig.action, flowConfig.actionFieldSet );

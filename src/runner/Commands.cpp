@@ -96,7 +96,7 @@ int showTable( Arguments const & arguments ) {
    Scenario const scenario = readScenario( arguments.scenario );
    Switch & device = *new Switch();
    bool met = true;
-   for ( std::size_t step = 0; met && step != scenario.steps.size(); ++step ) {
+   for ( std::size_t step = 0; step != scenario.steps.size(); ++step ) {
       for ( Unmet const & unmet : playStep( device, scenario, step ) ) {
          std::cerr << describe( scenario, unmet ) << std::endl;
          met = false;

@@ -85,7 +85,7 @@ int runScenario( RunOptions const & options ) {
    // Never destroyed: at the end of the process the state stays as it is.
    Switch & device = *new Switch( Switch::With::Agent, std::move( observer ) );
    bool met = true;
-   while ( met && ++step != std::ssize( scenario.steps ) ) {
+   while ( ++step != std::ssize( scenario.steps ) ) {
       for ( Unmet const & unmet :
             playStep( device, scenario, static_cast< std::size_t >( step ) ) ) {
          std::cerr << describe( scenario, unmet ) << std::endl;

@@ -65,7 +65,7 @@ TEST_F( CommandsTest, RunWritesTheStateAfterEachStepAndAtTheEnd ) {
    EXPECT_TRUE( fs::exists( directory / "journal" ) );
 }
 
-TEST_F( CommandsTest, RunStopsAtTheFirstStepWithUnmetExpectations ) {
+TEST_F( CommandsTest, RunPlaysToTheEndAndTellsEachUnmetExpectation ) {
    write( "s.json", R"({"name":"s","steps":[
       {"expect":{"mlag/status":{"mlagState":null},"mlag/config":{"peerLinkIntfId":"Ethernet1"},
          "qorclient/status":{"active":true,"boundHost":{"02:00:00:00:00:01|7":true}}}},
@@ -77,7 +77,8 @@ TEST_F( CommandsTest, RunStopsAtTheFirstStepWithUnmetExpectations ) {
               "wanted \"Ethernet1\", found \"\"\n"
               "s.json: /steps/0/expect/qorclient~1status/active: wanted true, found false\n"
               "s.json: /steps/0/expect/qorclient~1status/boundHost/02:00:00:00:00:01|7: "
-              "wanted true, found nothing\n" );
+              "wanted true, found nothing\n"
+              "s.json: /steps/1/expect/mlag~1status/mlagState: wanted 1, found 0\n" );
    EXPECT_TRUE( fs::exists( directory / "end.json" ) );
 }
 

@@ -186,6 +186,11 @@ class TableRecord final : public Kel::AttributeRecord {
    void check( std::string_view text, Kel::Value const & patch ) const override {
       K const key = Kel::fromText< K >( text );
       R const row = patch.isNull() ? R{} : Kel::fromValue< R >( patch );
+      if constexpr ( requires { row.key == key; } ) {
+         if ( row.key != K{} && row.key != key ) {
+            throw Kel::ValueError( "repeats another key than its own" );
+         }
+      }
       Kel::Detail::checked( [&] {
          Encoded< K >{ key };
          Encoded< R >{ row };
