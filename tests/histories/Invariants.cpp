@@ -188,7 +188,7 @@ std::vector< std::string > leftovers( Runner::Switch const & device ) {
    none( check.status->boundHostCount(), "boundHost" );
    none( check.status->policyFragmentInfoCount(), "policyFragmentInfo" );
    // The bindings of its flows outlive a fragment until the next start of the datapath, and with
-   // them what hangs on them: `boundVni`, `vlanForVni` and the VLAN list of no interface.
+   // them what hangs on them: `boundVni`, `vlanForVni` and the VLAN lists.
    none( check.status->flowNameForRuleNameCount(), "flowNameForRuleName" );
    none( check.status->ruleStateForRuleNameCount(), "ruleStateForRuleName" );
    none( check.status->platformFlowRefCountCount(), "platformFlowRefCount" );
