@@ -134,7 +134,8 @@ TEST_F( AgentTest, GateOpensAndClosesInItsOrder ) {
                    "version1/capability feature", "qorclient/status myVtepAddr" ) );
    Kel::Ptr< QorClient::RootSm > const first = agent->launchSm()->rootSm();
 
-   // The helper takes its VNI back before the shared part goes, that before the outputs.
+   // The datapath drops its bindings and the helper takes its VNI back before the shared part goes,
+   // that before the outputs.
    at< QorClient::Status >( "qorclient/status" )
       ->boundVniIs( { Vxlan::VniExtOrNone( 5000 ), {}, "web" }, true );
    at< Qor::V1::QorPolicyFragmentStatus >( "qorclient/version1/policystatus" )
@@ -143,11 +144,11 @@ TEST_F( AgentTest, GateOpensAndClosesInItsOrder ) {
    controller()->leaderServiceStatusDirDel();
    EXPECT_THAT(
       changes,
-      ElementsAre( "controller/status leaderServiceStatusDir", "vniconfig/qor vniSviInfo[5000]",
-                   "version1/capability feature", "version1/policystatus policyFragment[web]",
-                   "vxlan/clientDir entity[qor]",
-                   "openflow/platformInitConfig perVlanRoutingEnabled",
-                   "qorclient/status active" ) );
+      ElementsAre(
+         "controller/status leaderServiceStatusDir", "qorclient/status boundVni[5000||web]",
+         "vniconfig/qor vniSviInfo[5000]", "version1/capability feature",
+         "version1/policystatus policyFragment[web]", "vxlan/clientDir entity[qor]",
+         "openflow/platformInitConfig perVlanRoutingEnabled", "qorclient/status active" ) );
    EXPECT_FALSE( agent->launchSm()->rootSm() );
    EXPECT_FALSE( agent->launchSm()->commonRootSm() );
 

