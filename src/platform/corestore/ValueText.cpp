@@ -91,11 +91,11 @@ Json toJson( Kel::Value const & value ) {
          } else if constexpr ( std::is_same_v< T, Kel::Value::Object > ) {
             Json object = Json::object();
             auto & members = object.template get_ref< typename Json::object_t & >();
-            for ( auto const & [name, member] : v ) {
-               if constexpr ( requires { members.push_back( { name, Json() } ); } ) {
-                  members.push_back( { name, toJson< Json >( member ) } );
+            for ( auto const & member : v ) {
+               if constexpr ( requires { members.push_back( { member.first, Json() } ); } ) {
+                  members.push_back( { member.first, toJson< Json >( member.second ) } );
                } else {
-                  members.emplace( name, toJson< Json >( member ) );
+                  members.emplace( member.first, toJson< Json >( member.second ) );
                }
             }
             return object;
