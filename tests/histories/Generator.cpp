@@ -86,6 +86,13 @@ Step Generator::last() {
 }
 
 Step Generator::next( Runner::Switch const & device ) {
+   // With the gate closed nothing happens, and a secondary forgets what it learns itself.
+   if ( !gateOpen_ && oneIn( 3 ) ) {
+      return patch( gateChange() );
+   }
+   if ( secondary_ && oneIn( 6 ) ) {
+      return patch( roleChange() );
+   }
    switch ( below( 32 ) ) {
       case 0:
          return Runner::RestartStep{};
@@ -175,7 +182,8 @@ Value Generator::policyChange() {
 Value Generator::hostChange() {
    Value::Object rows;
    for ( std::uint64_t n = 1 + below( 3 ); n != 0; --n ) {
-      std::string const key = oneOf( { "100", "101", "200", "201", "10", "20" } ) + "|" + mac();
+      std::string const key =
+         oneOf( { "100", "100", "101", "200", "201", "10", "20" } ) + "|" + mac();
       Value row( Value::Object{ { "intf", Value( intf() ) },
                                 { "entryType", number( oneIn( 8 ) ? 1 : 4 + below( 3 ) ) },
                                 { "moveCount", number( below( 100 ) ) } } );
@@ -211,7 +219,7 @@ Value Generator::mlagChange() {
          return at( { "mlag/config", "peerLinkIntfId" },
                     orNull( Value( oneOf( { "Port-Channel10", "Ethernet4" } ) ), 3 ) );
       case 1:
-         return at( { "mlag/status", "mlagState" }, number( oneIn( 3 ) ? 4 : 2 ) );
+         return roleChange();
       case 2:
          return at( { "qorclient/mlagpluginstatus", "warmHost", mac() + "|" + vlan() },
                     orNull( Value( intf() ), 3 ) );
@@ -222,6 +230,11 @@ Value Generator::mlagChange() {
                                           { "unusable", Value( oneIn( 6 ) ) } } ),
                     3 ) );
    }
+}
+
+Value Generator::roleChange() {
+   secondary_ = !secondary_;
+   return at( { "mlag/status", "mlagState" }, number( secondary_ ? 4 : 2 ) );
 }
 
 Value Generator::macChange() {
@@ -240,8 +253,11 @@ Value Generator::macChange() {
 }
 
 Value Generator::vlanMapChange() {
-   return at( { "interface/status/eth/vxlan", "vtiStatus", "Vxlan1", "vlanToVniMap", vlan() },
-              orNull( at( { "vni" }, number( 1 + below( 4 ) ) ), 3 ) );
+   // Mostly each VLAN has a VNI of its own: of two on one VNI neither counts.
+   std::string const id = vlan();
+   std::uint64_t const own = id == "100" ? 1 : id == "200" ? 2 : id == "101" ? 3 : 4;
+   return at( { "interface/status/eth/vxlan", "vtiStatus", "Vxlan1", "vlanToVniMap", id },
+              orNull( at( { "vni" }, number( oneIn( 4 ) ? 1 + below( 4 ) : own ) ), 4 ) );
 }
 
 Value Generator::hardwareAnswer( Runner::Switch const & device ) {
@@ -265,7 +281,8 @@ Value Generator::hardwareAnswer( Runner::Switch const & device ) {
 }
 
 Value Generator::gateChange() {
-   return at( { "mgmt/controller/status", "enabled" }, Value( !oneIn( 3 ) ) );
+   gateOpen_ = !gateOpen_;
+   return at( { "mgmt/controller/status", "enabled" }, Value( gateOpen_ ) );
 }
 
 Step Generator::damage( Runner::Switch const & device ) {

@@ -35,7 +35,8 @@ class Generator {
 
    std::string fragment() { return oneOf( { "f", "g", "h" } ); }
    std::string intf() {
-      return oneOf( { "Ethernet1", "Ethernet2", "Ethernet3", "Ethernet4", "Port-Channel10" } );
+      return oneOf( { "Ethernet1", "Ethernet1", "Ethernet2", "Ethernet2", "Ethernet3", "Ethernet4",
+                      "Port-Channel10" } );
    }
    std::string mac();
    std::string vlan() { return oneOf( { "100", "101", "200", "201" } ); }
@@ -49,6 +50,7 @@ class Generator {
    Value hostChange();
    Value bridgingChange();
    Value mlagChange();
+   Value roleChange();
    Value macChange();
    Value vlanMapChange();
    /** The hardware answers for some of the rules that stand, and forgets those that went. */
@@ -57,6 +59,8 @@ class Generator {
    Runner::Step damage( Runner::Switch const & device );
 
    std::mt19937_64 random_;
+   bool gateOpen_ = true;
+   bool secondary_ = false;
 };
 
 /** The steps as a scenario document that plays the history again. */
