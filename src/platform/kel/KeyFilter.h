@@ -29,8 +29,8 @@ class PartFilter final : public KeyFilter {
          reactors_.equal_range( Part{}( *static_cast< Key const * >( key ) ) );
       for ( auto at = begin; at != end; ++at ) {
          Reactor const & reactor = *at->second;
-         if ( reactor.position >= from && reactor.interest() >> attribute_ & 1 ) {
-            found = std::min( found, reactor.position );
+         if ( reactor.position() >= from && reactor.interest() >> attribute_ & 1 ) {
+            found = std::min( found, reactor.position() );
          }
       }
       return found;

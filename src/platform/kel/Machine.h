@@ -294,9 +294,7 @@ class Child {
 
    /** The child that stands, when its inputs are those given; otherwise a new one in its place. */
    template < class... Inputs >
-   Ptr< Machine > is( PtrInterface & owner, Inputs const &... inputs ) {
-      // The new child's first run may drop the last reference to the owner.
-      Ptr< PtrInterface > const hold( &owner );
+   Ptr< Machine > is( Inputs const &... inputs ) {
       if ( machine_ && !differentInput( *machine_, inputs... ).name ) {
          return machine_;
       }
@@ -307,6 +305,13 @@ class Child {
          fresh->hasNotificationActiveIs( true );
       }
       return fresh;
+   }
+
+   /** The same for an owner whose last reference the new child's first run may drop. */
+   template < class... Inputs >
+   Ptr< Machine > isOf( PtrInterface & owner, Inputs const &... inputs ) {
+      Ptr< PtrInterface > const hold( &owner );
+      return is( inputs... );
    }
 
    /** Takes the child out, with notifications off its own reactors; its children stay at work. */
@@ -490,7 +495,7 @@ constexpr Trigger triggerRow( char const * attributeName, char const * handlerNa
          handlerName,
          Attribute::id,
          false,
-         []( StateMachine & owner, void const * ) { Handler{}( static_cast< Owner & >( owner ) ); },
+         []( PtrInterface & owner, void const * ) { Handler{}( static_cast< Owner & >( owner ) ); },
          sweep };
    } else {
       constexpr bool hasKeyed = std::is_invocable_v< Handler, Owner &, Key const & >;
@@ -500,7 +505,7 @@ constexpr Trigger triggerRow( char const * attributeName, char const * handlerNa
                handlerName,
                Attribute::id,
                true,
-               []( StateMachine & owner, void const * key ) {
+               []( PtrInterface & owner, void const * key ) {
                   if ( !key ) {
                      return;
                   }

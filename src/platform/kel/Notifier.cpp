@@ -1,48 +1,94 @@
 #include "platform/kel/Notifier.h"
 
 #include <algorithm>
-
-#include "platform/kel/StateMachine.h"
+#include <memory>
+#include <utility>
 
 namespace Kel {
 
-void NotifieeList::add( Reactor & reactor, std::uint64_t interest ) {
-   if ( !rep_ ) {
-      rep_ = std::make_unique< Rep >();
-   }
-   reactor.position = rep_->slots.size();
-   rep_->slots.push_back( { &reactor, interest } );
-   rep_->interest |= interest;
+void NotifieeList::loneIs( Notifiee & notifiee ) {
+   static_assert( alignof( Notifiee ) > 1 && alignof( Rep ) > 1 );
+   word_ = reinterpret_cast< std::uintptr_t >( &notifiee ) + 1;
+   notifiee.position_ = 0;
 }
 
-void NotifieeList::remove( Reactor & reactor, bool visited ) {
-   rep_->slots[reactor.position] = { nullptr, 0 };
-   ++rep_->gaps;
-   if ( rep_->gaps * 2 > rep_->slots.size() && !visited ) {
+void NotifieeList::Rep::append( Notifiee & notifiee ) {
+   std::uint64_t const all = notifiee.filtered_ ? 0 : notifiee.interest_;
+   notifiee.position_ = slots.size();
+   slots.push_back( { &notifiee, all } );
+   interest |= all;
+}
+
+void NotifieeList::add( Notifiee & notifiee, std::uint64_t interest ) {
+   notifiee.interest_ = interest;
+   if ( empty() && !notifiee.filtered_ ) {
+      loneIs( notifiee );
+      return;
+   }
+   if ( empty() || isLone() ) {
+      auto several = std::make_unique< Rep >();
+      if ( isLone() ) {
+         several->append( lone() );
+      }
+      word_ = reinterpret_cast< std::uintptr_t >( several.release() );
+   }
+   rep()->append( notifiee );
+}
+
+void NotifieeList::remove( Notifiee & notifiee, bool visited ) {
+   notifiee.interest_ = 0;
+   if ( isLone() ) {
+      word_ = 0;
+      return;
+   }
+   rep()->slots[notifiee.position_] = { nullptr, 0 };
+   ++rep()->gaps;
+   if ( !visited && rep()->gaps * 2 > rep()->slots.size() ) {
       closeGaps();
    }
 }
 
-void NotifieeList::interestIs( Reactor & reactor, std::uint64_t interest ) {
-   rep_->slots[reactor.position].interest = interest;
-   rep_->interest |= interest;
+void NotifieeList::interestIs( Notifiee & notifiee, std::uint64_t interest ) {
+   notifiee.interest_ = interest;
+   if ( !isLone() && !notifiee.filtered_ ) {
+      rep()->slots[notifiee.position_].interest = interest;
+      rep()->interest |= interest;
+   }
 }
 
 void NotifieeList::closeGaps() {
-   std::erase_if( rep_->slots, []( Slot const & slot ) { return slot.reactor == nullptr; } );
-   rep_->gaps = 0;
-   rep_->interest = 0;
-   for ( std::size_t i = 0; i != rep_->slots.size(); ++i ) {
-      rep_->slots[i].reactor->position = i;
-      rep_->interest |= rep_->slots[i].interest;
+   auto slots = std::exchange( rep()->slots, {} );
+   std::erase_if( slots, []( Slot const & slot ) { return slot.notifiee == nullptr; } );
+   if ( slots.empty() || ( slots.size() == 1 && rep()->filters.empty() ) ) {
+      delete rep();
+      word_ = 0;
+      if ( !slots.empty() ) {
+         add( *slots[0].notifiee, slots[0].notifiee->interest_ );
+      }
+      return;
    }
-   if ( rep_->slots.empty() ) {
-      rep_.reset();
+   rep()->gaps = 0;
+   rep()->interest = 0;
+   for ( Slot const & slot : slots ) {
+      rep()->append( *slot.notifiee );
    }
 }
 
-std::size_t NotifieeList::Rep::next( AttributeId attribute, void const * key, std::size_t from,
-                                     std::size_t end ) const {
+std::size_t NotifieeList::Rep::next( std::uint64_t bit, std::size_t from, std::size_t end ) const {
+   Slot const * const at = slots.data();
+   while ( end - from >= 4 && !( ( at[from].interest | at[from + 1].interest |
+                                   at[from + 2].interest | at[from + 3].interest ) &
+                                 bit ) ) {
+      from += 4;
+   }
+   while ( from != end && !( at[from].interest & bit ) ) {
+      ++from;
+   }
+   return from;
+}
+
+std::size_t NotifieeList::Rep::nextByKey( AttributeId attribute, void const * key, std::size_t from,
+                                          std::size_t end ) const {
    std::size_t wanting = end;
    for ( Filtered const & candidate : filters ) {
       if ( candidate.attribute == attribute ) {
@@ -50,47 +96,30 @@ std::size_t NotifieeList::Rep::next( AttributeId attribute, void const * key, st
       }
    }
    std::uint64_t const bit = std::uint64_t{ 1 } << attribute;
-   for ( std::size_t i = from; ( interest & bit ) && i < wanting; ++i ) {
-      if ( slots[i].interest & bit ) {
-         return i;
-      }
-   }
-   return wanting;
-}
-
-void Notifier::visitByKey( AttributeId attribute, void const * key ) {
-   NotifieeList::Rep const & rep = *notifiees_.rep_;
-   std::size_t const end = rep.slots.size();
-   for ( std::size_t i = 0; ( i = rep.next( attribute, key, i, end ) ) != end; ++i ) {
-      Reactor & reactor = *rep.slots[i].reactor;
-      InUse const machine( reactor.owner() );
-      reactor.table().run[attribute]( reactor.owner(), key );
-   }
+   return interest & bit ? next( bit, from, wanting ) : wanting;
 }
 
 void Notifier::visit( AttributeId attribute, void const * key ) {
-   if ( notifiees_.rep_->gaps != 0 && !isInUse() ) [[unlikely]] {
+   if ( notifiees_.rep()->gaps != 0 && !isInUse() ) {
       notifiees_.closeGaps();
-      if ( notifiees_.empty() ) {
-         return;
-      }
-   }
-   InUse const notifier( *this );
-   NotifieeList::Rep & rep = *notifiees_.rep_;
-   std::uint64_t const bit = std::uint64_t{ 1 } << attribute;
-   if ( rep.filtered & bit ) {
-      visitByKey( attribute, key );
+      tellAll( attribute, key );
       return;
    }
-   NotifieeList::Slot const * slots = rep.slots.data();
-   for ( std::size_t i = 0, end = rep.slots.size(); i != end; ++i ) {
-      if ( slots[i].interest & bit ) {
-         Reactor & reactor = *slots[i].reactor;
-         InUse const machine( reactor.owner() );
-         reactor.table().run[attribute]( reactor.owner(), key );
-         slots = rep.slots.data();
-      }
+   NotifieeList::Rep const & rep = *notifiees_.rep();
+   std::uint64_t const bit = std::uint64_t{ 1 } << attribute;
+   bool const byKey = rep.filtered & bit;
+   if ( byKey ? !key : !( rep.interest & bit ) ) {
+      return;
    }
+   InUse::during( *this, [=, &rep] {
+      std::size_t const end = rep.slots.size();
+      auto next = [=, &rep]( std::size_t from ) {
+         return byKey ? rep.nextByKey( attribute, key, from, end ) : rep.next( bit, from, end );
+      };
+      for ( std::size_t i = next( 0 ); i != end; i = next( i + 1 ) ) {
+         rep.slots[i].notifiee->tell( attribute, key );
+      }
+   } );
 }
 
 }  // namespace Kel

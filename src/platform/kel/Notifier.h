@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "platform/kel/Ptr.h"
@@ -11,7 +12,6 @@ namespace Kel {
 
 class Entity;
 class Notifier;
-class Reactor;
 struct NoAttribute;
 struct TypeRecord;
 
@@ -19,6 +19,46 @@ struct TypeRecord;
 using AttributeId = unsigned;
 /** More attributes than an interest mask has bits are refused at compile time. */
 inline constexpr AttributeId attributeLimit = 64;
+
+/** What its notifier knows of a reactor: whose handlers it runs, and for which attributes. */
+class Notifiee {
+ public:
+   /** Runs a handler of the owner; `key` is that of an attribute with keys. */
+   using Run = void ( * )( PtrInterface & owner, void const * key );
+
+   Notifiee( Notifiee const & ) = delete;
+   Notifiee & operator=( Notifiee const & ) = delete;
+
+   /** A bit per attribute: what the reactor may be told of now. */
+   std::uint64_t interest() const { return interest_; }
+   /** Where the reactor stands in its notifier's list. */
+   std::size_t position() const { return position_; }
+
+   /** Runs the handler for a change of an attribute, if it is of interest now. */
+   void tell( AttributeId attribute, void const * key ) const {
+      if ( interest_ >> attribute & 1 ) {
+         Run const run = runs_[attribute];
+         InUse::during( owner_, [run, key, &owner = owner_] { run( owner, key ); } );
+      }
+   }
+
+ protected:
+   /** `runs` has an entry for each attribute of interest. One that is `filtered` is found through
+    *  the filters alone. */
+   Notifiee( PtrInterface & owner, Run const * runs, bool filtered )
+      : owner_( owner ), runs_( runs ), filtered_( filtered ) {}
+   ~Notifiee() = default;
+   PtrInterface & owner() const { return owner_; }
+
+ private:
+   friend class NotifieeList;
+
+   PtrInterface & owner_;
+   Run const * const runs_;
+   std::uint64_t interest_ = 0;
+   std::size_t position_ = 0;
+   bool const filtered_;
+};
 
 /** Who wants which keys of one attribute. KeyFilter.h has the one kind there is. */
 class KeyFilter {
@@ -33,18 +73,28 @@ class KeyFilter {
 /** The reactors of one notifier, in the order in which they registered. */
 class NotifieeList {
  public:
-   bool empty() const { return !rep_; }
-   std::size_t size() const { return rep_ ? rep_->slots.size() - rep_->gaps : 0; }
+   NotifieeList() = default;
+   NotifieeList( NotifieeList const & ) = delete;
+   NotifieeList & operator=( NotifieeList const & ) = delete;
+   ~NotifieeList() {
+      if ( !isLone() ) {
+         delete rep();
+      }
+   }
+
+   bool empty() const { return word_ == 0; }
+   std::size_t size() const { return isLone() ? 1 : rep() ? rep()->slots.size() - rep()->gaps : 0; }
 
    // For reactors alone: register, leave, and change which attributes are of interest.
-   void add( Reactor & reactor, std::uint64_t interest );
-   void remove( Reactor & reactor, bool visited );
-   void interestIs( Reactor & reactor, std::uint64_t interest );
-   /** The filter of that kind for an attribute, made when it is first asked for. It goes with the
-    *  last reactor. */
+   void add( Notifiee & notifiee, std::uint64_t interest );
+   /** `visited` says whether a visit of the list is under way. */
+   void remove( Notifiee & notifiee, bool visited );
+   void interestIs( Notifiee & notifiee, std::uint64_t interest );
+   /** The filter of that kind for an attribute, made when it is first asked for by a filtered
+    *  reactor of the list. It goes with the last reactor. */
    template < class Filter >
    Filter & filter( AttributeId attribute ) {
-      for ( auto const & filtered : rep_->filters ) {
+      for ( auto const & filtered : rep()->filters ) {
          if ( auto * filter = dynamic_cast< Filter * >( filtered.filter.get() );
               filter && filtered.attribute == attribute ) {
             return *filter;
@@ -52,16 +102,16 @@ class NotifieeList {
       }
       auto fresh = std::make_unique< Filter >( attribute );
       Filter & filter = *fresh;
-      rep_->filters.push_back( { attribute, std::move( fresh ) } );
-      rep_->filtered |= std::uint64_t{ 1 } << attribute;
+      rep()->filters.push_back( { attribute, std::move( fresh ) } );
+      rep()->filtered |= std::uint64_t{ 1 } << attribute;
       return filter;
    }
 
  private:
-   friend Notifier;
+   friend class Notifier;
 
    struct Slot {
-      Reactor * reactor;
+      Notifiee * notifiee;
       std::uint64_t interest;
    };
    struct Filtered {
@@ -77,15 +127,25 @@ class NotifieeList {
       std::uint64_t filtered = 0;
       std::vector< Filtered > filters;
 
-      /** The first slot, `from` or behind, to be told of the key; `end` for none. */
-      std::size_t next( AttributeId attribute, void const * key, std::size_t from,
-                        std::size_t end ) const;
+      void append( Notifiee & notifiee );
+      /** The first slot, `from` or behind, that is interested in all keys; `end` for none. */
+      std::size_t next( std::uint64_t bit, std::size_t from, std::size_t end ) const;
+      /** The first one to be told of this key. */
+      std::size_t nextByKey( AttributeId attribute, void const * key, std::size_t from,
+                             std::size_t end ) const;
    };
 
+   /** True when one unfiltered reactor stands alone in the list, as for most notifiers. */
+   bool isLone() const { return word_ & 1; }
+   Notifiee & lone() const { return *reinterpret_cast< Notifiee * >( word_ - 1 ); }
+   /** Null for an empty list. To be called when no reactor stands alone. */
+   Rep * rep() const { return reinterpret_cast< Rep * >( word_ ); }
+   void loneIs( Notifiee & notifiee );
    /** A visit counts slots, so gaps are closed between visits, and not one by one. */
    void closeGaps();
 
-   std::unique_ptr< Rep > rep_;
+   /** Zero, the address of the lone one plus one, or that of a Rep. */
+   std::uintptr_t word_ = 0;
 };
 
 /** Sees every change of every notifier, before the reactors do. Journal and store are built on it.
@@ -116,19 +176,23 @@ class Notifier : public PtrInterface {
       if ( changeSink_ ) [[unlikely]] {
          changeSink_->changed( *this, attribute, key );
       }
-      if ( !notifiees_.empty() ) {
-         visit( attribute, key );
-      }
+      tellAll( attribute, key );
    }
 
  private:
+   void tellAll( AttributeId attribute, void const * key ) {
+      if ( notifiees_.isLone() ) {
+         // Nothing is touched afterwards, so that list and notifier may go.
+         notifiees_.lone().tell( attribute, key );
+      } else if ( !notifiees_.empty() ) {
+         visit( attribute, key );
+      }
+   }
    /**
-    * Runs the handler of every reactor that was registered when the visit began and is interested
-    * when its turn comes. Reactors may come and go during the visit.
+    * Tells every reactor that was registered when the visit began and is interested when its turn
+    * comes. Reactors may come and go during the visit.
     */
    void visit( AttributeId attribute, void const * key );
-   /** The same for an attribute with filters, which lead to those who want the key. */
-   void visitByKey( AttributeId attribute, void const * key );
 
    static inline ChangeSink * changeSink_ = nullptr;
 

@@ -4,6 +4,13 @@
 
 namespace Kel {
 
+Reactor::Reactor( StateMachine & owner, TriggerTable const & table )
+   : Notifiee( owner, table.run.data(), table.filterKeys != nullptr ), table_( table ) {}
+
+StateMachine & Reactor::machine() const {
+   return static_cast< StateMachine & >( owner() );
+}
+
 void Reactor::arm( Ptr< Notifier const > notifier ) {
    if ( notifier ) {
       active_ = true;
@@ -13,7 +20,7 @@ void Reactor::arm( Ptr< Notifier const > notifier ) {
 
 void Reactor::registerAt( Ptr< Notifier const > notifier ) {
    notifier_ = std::move( notifier );
-   notifier_->notifieeList().add( *this, slotInterest() );
+   notifier_->notifieeList().add( *this, wanted() );
    if ( table_.filterKeys ) {
       table_.filterKeys( *this, true );
    }
@@ -37,16 +44,16 @@ void Reactor::notifierIs( Ptr< Notifier const > notifier ) {
    }
    if ( first ) {
       active_ = true;
-      zombie_ = owner_.kelMarkedForDeletion();
+      zombie_ = machine().kelMarkedForDeletion();
    } else {
       leave();
    }
    registerAt( std::move( notifier ) );
-   Ptr< StateMachine > hold( &owner_ );
+   Ptr< StateMachine > const hold( &machine() );
    Ptr< Notifier const > current = notifier_;
    for ( Trigger const & trigger : table_.rows ) {
       if ( trigger.sweep && !zombie_ && notifier_ == current ) {
-         trigger.sweep( owner_ );
+         trigger.sweep( machine() );
       }
    }
 }
@@ -65,7 +72,7 @@ void Reactor::notificationActiveIs( bool active ) {
       return;
    }
    active_ = active;
-   notifier_->notifieeList().interestIs( *this, slotInterest() );
+   notifier_->notifieeList().interestIs( *this, wanted() );
 }
 
 void Reactor::doZombie( bool zombie ) {
@@ -75,14 +82,7 @@ void Reactor::doZombie( bool zombie ) {
    notificationActiveIs( !zombie );
    zombie_ = zombie;
    if ( notifier_ ) {
-      notifier_->notifieeList().interestIs( *this, slotInterest() );
-   }
-}
-
-void Reactor::onAttribute( AttributeId attribute, void const * key ) {
-   if ( interest() >> attribute & 1 ) {
-      Ptr< StateMachine > hold( &owner_ );
-      table_.run[attribute]( owner_, key );
+      notifier_->notifieeList().interestIs( *this, wanted() );
    }
 }
 

@@ -14,15 +14,13 @@ class StateMachine;
 
 /** One row of a trigger table: a change of this attribute runs this handler. */
 struct Trigger {
-   using Run = void ( * )( StateMachine & owner, void const * key );
-
    char const * attributeName;
    char const * handlerName;
    AttributeId attribute;
    /** True for an attribute with keys. */
    bool keyed;
    /** Runs the handler for a change; does nothing for a keyed attribute with a null `key`. */
-   Run run;
+   Notifiee::Run run;
    /** Runs the handler's key-less form; null when it has none. */
    void ( *sweep )( StateMachine & owner );
 };
@@ -34,7 +32,7 @@ struct TriggerTable {
    std::span< Trigger const > rows;
    std::uint64_t interest;
    /** What each attribute of interest runs. */
-   std::array< Trigger::Run, attributeLimit > run;
+   std::array< Notifiee::Run, attributeLimit > run;
    /** Enters the keys that the reactor wants into its notifier's filter, or takes them out; null
     *  for a reactor that hears of all keys. */
    void ( *filterKeys )( Reactor & reactor, bool enter );
@@ -44,11 +42,9 @@ struct TriggerTable {
  * The link from a notifier to the handlers of one state machine. It is a part of the machine that
  * owns it; a dispatch holds the machine, and so the reactor.
  */
-class Reactor {
+class Reactor : public Notifiee {
  public:
-   Reactor( StateMachine & owner, TriggerTable const & table ) : owner_( owner ), table_( table ) {}
-   Reactor( Reactor const & ) = delete;
-   Reactor & operator=( Reactor const & ) = delete;
+   Reactor( StateMachine & owner, TriggerTable const & table );
    ~Reactor() { detach(); }
 
    /** First notifier, at the machine's construction: no handler runs. Null leaves it out. */
@@ -64,26 +60,20 @@ class Reactor {
    void doZombie( bool zombie );
 
    /** A change of an attribute, as if the notifier told it. */
-   void onAttribute( AttributeId attribute, void const * key );
+   void onAttribute( AttributeId attribute, void const * key ) { tell( attribute, key ); }
 
-   StateMachine & owner() const { return owner_; }
    Ptr< Notifier const > const & watched() const { return notifier_; }
    TriggerTable const & table() const { return table_; }
    bool isZombie() const { return zombie_; }
    bool isNotificationActive() const { return active_; }
-   /** The attributes of which the reactor may hear at present. */
-   std::uint64_t interest() const { return active_ && !zombie_ ? table_.interest : 0; }
-
-   /** For the notifiee list: where this reactor stands in it. */
-   std::size_t position = 0;
 
  private:
-   /** The attributes of which the reactor hears whatever the key. */
-   std::uint64_t slotInterest() const { return table_.filterKeys ? 0 : interest(); }
+   std::uint64_t wanted() const { return active_ && !zombie_ ? table_.interest : 0; }
    void registerAt( Ptr< Notifier const > notifier );
    void leave();
 
-   StateMachine & owner_;
+   StateMachine & machine() const;
+
    TriggerTable const & table_;
    Ptr< Notifier const > notifier_;
    bool active_ = false;

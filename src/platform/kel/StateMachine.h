@@ -239,7 +239,7 @@
    }                                                              \
    template < class... Inputs >                                   \
    ::Kel::Ptr< Type > attribute##Is( Inputs const &... inputs ) { \
-      return attribute##_.is( *this, inputs... );                 \
+      return attribute##_.isOf( *this, inputs... );               \
    }                                                              \
    ::Kel::Ptr< Type > attribute##Del() {                          \
       return attribute##_.del();                                  \

@@ -99,9 +99,25 @@ TEST_F( DeliveryTest, AMutatorReturnsRightlyWhateverItsHandlersDid ) {
    script.on = { { "a size", [&] {
                      a->boxDel();
                      box = nullptr;
-                     EXPECT_EQ( Box::alive, 1 ) << "it stays until its mutator is done";
                   } } };
    box->sizeIs( 1 );
+   EXPECT_EQ( Box::alive, 0 );
+
+   // The same while others were still to be told.
+   box = newBox();
+   script.on.clear();
+   a->boxIs( box );
+   auto b = watch( "b" );
+   auto c = watch( "c" );
+   script.on = { { "a size", [&] {
+                     for ( auto const & machine : { c, a, b } ) {
+                        machine->boxDel();
+                     }
+                     box = nullptr;
+                     EXPECT_EQ( Box::alive, 1 ) << "the visit goes on in its list";
+                  } } };
+   box->sizeIs( 1 );
+   EXPECT_EQ( script.take(), Log{ "a size" } );
    EXPECT_EQ( Box::alive, 0 );
 
    box = newBox();
