@@ -69,19 +69,13 @@ void VlanHelperSm::handleBoundVni() {
 }
 
 bool VlanHelperSm::isBoundVni( Vxlan::VniExtOrNone vni ) const {
-   for ( VniAndIntfForPolicyFragment const & key : agentStatus()->boundVniKeys() ) {
-      if ( key.vni == vni ) {
-         return true;
-      }
-   }
-   return false;
+   return agentStatus()->boundVniCount< BindingVni >( vni ) != 0;
 }
 
 Wirekit::IntfId VlanHelperSm::boundVniIntfId( Vxlan::VniExtOrNone vni ) const {
-   for ( VniAndIntfForPolicyFragment const & key : agentStatus()->boundVniKeys() ) {
-      if ( key.vni == vni ) {
-         return key.intfId;
-      }
+   for ( VniAndIntfForPolicyFragment const & key :
+         agentStatus()->boundVniKeys< BindingVni >( vni ) ) {
+      return key.intfId;
    }
    return {};
 }
@@ -98,10 +92,9 @@ void VlanHelperSm::handleVlanToVniMap( Vxlan::VniExt const & vni ) {
       Bridging::VlanId const vlan = vtepInfo()->vniToVlanMap( vni );
       KEL_TRACE_INFO( " VNI add ", vni, " VLAN ", vlan );
       agentStatus()->vlanForVniIs( vni, vlan );
-      for ( VniAndIntfForPolicyFragment const & key : agentStatus()->boundVniKeys() ) {
-         if ( key.vni == vni ) {
-            doUpdateDynAllowedVlans( key.intfId );
-         }
+      for ( VniAndIntfForPolicyFragment const & key :
+            agentStatus()->boundVniKeys< BindingVni >( Vxlan::VniExtOrNone( vni ) ) ) {
+         doUpdateDynAllowedVlans( key.intfId );
       }
    } else if ( agentStatus()->vlanForVniHas( vni ) ) {
       KEL_TRACE_INFO( " VNI del ", vni );
@@ -129,10 +122,8 @@ void VlanHelperSm::handleVlanToVniMap() {
 void VlanHelperSm::doUpdateDynAllowedVlans( Wirekit::IntfId intfId ) {
    KEL_TRACE_ENTRY( " intfId: ", intfId );
    std::string vlans;
-   for ( VniAndIntfForPolicyFragment const & key : agentStatus()->boundVniKeys() ) {
-      if ( key.intfId != intfId ) {
-         continue;
-      }
+   for ( VniAndIntfForPolicyFragment const & key :
+         agentStatus()->boundVniKeys< BindingIntf >( intfId ) ) {
       Bridging::VlanId const vlan = agentStatus()->vlanForVni( key.vni );
       if ( agentStatus()->vlanForVniHas( key.vni ) && !skipAllowVlan( intfId, vlan ) ) {
          if ( !vlans.empty() ) {
@@ -157,14 +148,10 @@ void VlanHelperSm::doUpdateDynAllowedVlans( Wirekit::IntfId intfId ) {
 
 bool VlanHelperSm::skipAllowVlan( Wirekit::IntfId intfId, Bridging::VlanId vlanId ) const {
    KEL_TRACE_ENTRY( " intfId: ", intfId, " vlanId: ", vlanId );
-   for ( auto const & [host, hostIntfId] : agentStatus()->warmHost() ) {
-      if ( hostIntfId == intfId && host.vlanId == vlanId ) {
-         KEL_TRACE( Kel::traceReturn, " return true" );
-         return true;
-      }
-   }
-   KEL_TRACE( Kel::traceReturn, " return false" );
-   return false;
+   bool const skip =
+      agentStatus()->warmHostCount< HostPlace >( IntfAndVlan{ intfId, vlanId } ) != 0;
+   KEL_TRACE( Kel::traceReturn, skip ? " return true" : " return false" );
+   return skip;
 }
 
 void VlanHelperSm::doCleanup() {

@@ -18,7 +18,7 @@ namespace Kel {
 
 template < class T >
 class Scalar;
-template < class K, class V >
+template < class K, class V, class... Index >
 class Map;
 template < class K, class V, auto keyField >
 class KeyedValues;
@@ -64,6 +64,9 @@ class CollectionRecord : public AttributeRecord {
 
    std::string keyText( void const * key ) const override {
       return textOf( *static_cast< K const * >( key ) );
+   }
+   bool has( Notifier const & notifier, void const * key ) const override {
+      return attribute( notifier ).members().has( *static_cast< K const * >( key ) );
    }
    void checkKey( std::string_view key ) const override { fromText< K >( key ); }
    std::vector< std::string > keys( Notifier const & notifier ) const override {
@@ -166,6 +169,9 @@ class ReferenceRecord final : public AttributeRecord {
    ReferenceRecord( char const * name, Reference< T > Owner::*member )
       : AttributeRecord( name, AttributeKind::Reference ), member_( member ) {}
 
+   bool has( Notifier const & notifier, void const * ) const override {
+      return ( static_cast< Owner const & >( notifier ).*member_ ).get() != nullptr;
+   }
    TypeRecord const * elementType() const override { return &T::kelType(); }
    Ptr< Entity > child( Notifier const & notifier, std::string_view ) const override {
       return ( static_cast< Owner const & >( notifier ).*member_ ).get();
@@ -194,9 +200,9 @@ template < class Owner, class T >
 auto recordOf( char const * name, Scalar< T > Owner::*member ) {
    return ScalarRecord< Owner, T >( name, member );
 }
-template < class Owner, class K, class V >
-auto recordOf( char const * name, Map< K, V > Owner::*member ) {
-   return MapRecord< Owner, Map< K, V >, K, V, nullptr >( name, member );
+template < class Owner, class K, class V, class... Index >
+auto recordOf( char const * name, Map< K, V, Index... > Owner::*member ) {
+   return MapRecord< Owner, Map< K, V, Index... >, K, V, nullptr >( name, member );
 }
 template < class Owner, class K, class V, auto keyField >
 auto recordOf( char const * name, KeyedValues< K, V, keyField > Owner::*member ) {

@@ -3,6 +3,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 
@@ -10,6 +11,7 @@
 #include "platform/kel/AttributeRecords.h"
 #include "platform/kel/HashMap2018.h"
 #include "platform/kel/Machine.h"
+#include "platform/kel/MapIndex.h"
 #include "platform/kel/Notifier.h"
 #include "platform/kel/OrderedMap.h"
 #include "platform/kel/Walk.h"
@@ -41,8 +43,8 @@ class Scalar {
    T value_{};
 };
 
-/** Values by key, in order of insertion. */
-template < class K, class V >
+/** Values by key, in order of insertion, and what `Index`es tell of them (MapIndex.h). */
+template < class K, class V, class... Index >
 class Map {
  public:
    using Members = HashMap2018< K, V >;
@@ -54,6 +56,11 @@ class Map {
    }
    bool set( Notifier & owner, AttributeId id, K const & given, V const & value ) {
       K const key = given;
+      if constexpr ( sizeof...( Index ) != 0 ) {
+         V const * const old = members_.find( key );
+         std::apply( [&]( auto &... index ) { ( regroup( index, key, old, value ), ... ); },
+                     indexes_ );
+      }
       if ( !members_.set( key, value ) ) {
          return false;
       }
@@ -62,9 +69,11 @@ class Map {
    }
    bool del( Notifier & owner, AttributeId id, K const & given ) {
       K const key = given;
-      if ( !members_.erase( key ) ) {
+      std::optional< V > const old = members_.take( key );
+      if ( !old ) {
          return false;
       }
+      std::apply( [&]( auto &... index ) { ( index.leave( key, *old ), ... ); }, indexes_ );
       owner.notify( id, &key );
       return true;
    }
@@ -74,9 +83,33 @@ class Map {
          del( owner, id, key );
       }
    }
+   template < class GroupOf >
+   auto const & indexBy() const {
+      return std::get< indexOf< GroupOf >() >( indexes_ );
+   }
 
  private:
+   /** A member that stays in its group keeps its place there. */
+   template < class One >
+   static void regroup( One & index, K const & key, V const * old, V const & value ) {
+      typename One::Grouping const groupOf;
+      if ( old && groupOf( key, *old ) == groupOf( key, value ) ) {
+         return;
+      }
+      if ( old ) {
+         index.leave( key, *old );
+      }
+      index.enter( key, value );
+   }
+   template < class GroupOf >
+   static constexpr std::size_t indexOf() {
+      std::size_t at = 0;
+      ( ( std::is_same_v< GroupOf, typename Index::Grouping > || ( ++at, false ) ) || ... );
+      return at;
+   }
+
    Members members_;
+   [[no_unique_address]] std::tuple< Index... > indexes_;
 };
 
 /** Entities by key. `Storage` is HashMap2018, or OrderedMap for a walk in order of the keys. */
@@ -230,6 +263,26 @@ class KeyedValues : public Map< K, V > {
    }                                                        \
    KEL_COLLECTION( K, attribute )                           \
    KEL_NOTIFYING( attribute, K, ::Kel::Map< K, V > )
+
+/** The same with indexes: `xCount< GroupOf >( group )`, and with one of keys the walk
+ *  `xKeys< GroupOf >( group )`. */
+#define KEL_INDEXED_MAP( K, V, attribute, ... )                         \
+   V attribute( K const & key ) const {                                 \
+      return attribute##_.get( key );                                   \
+   }                                                                    \
+   void attribute##Is( K const & key, V const & value ) {               \
+      attribute##_.set( *this, attribute##Id, key, value );             \
+   }                                                                    \
+   template < class GroupOf >                                           \
+   std::size_t attribute##Count( auto const & group ) const {           \
+      return attribute##_.template indexBy< GroupOf >().count( group ); \
+   }                                                                    \
+   template < class GroupOf >                                           \
+   auto attribute##Keys( auto const & group ) const {                   \
+      return attribute##_.template indexBy< GroupOf >().keys( group );  \
+   }                                                                    \
+   KEL_COLLECTION( K, attribute )                                       \
+   KEL_NOTIFYING( attribute, K, ::Kel::Map< K, V, __VA_ARGS__ > )
 
 /** The same for values that carry their key in `keyField`: `xIs( value )`. */
 #define KEL_VALUES( K, V, attribute, keyField )             \

@@ -13,6 +13,11 @@
 
 namespace Kel {
 
+/** The value of a set's members. */
+struct Nothing {
+   friend bool operator==( Nothing, Nothing ) { return true; }
+};
+
 /**
  * A hash map that keeps the order of insertion; an empty one costs a pointer.
  *

@@ -536,9 +536,4 @@ consteval TriggerTable triggerTable( char const * reactorName,
    return table;
 }
 
-/** The value of a set's members. */
-struct Nothing {
-   friend bool operator==( Nothing, Nothing ) { return true; }
-};
-
 }  // namespace Kel

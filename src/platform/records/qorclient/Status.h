@@ -12,6 +12,31 @@
 
 namespace QorClient {
 
+/** The groups in which the agent asks for bindings. */
+struct BindingVni {
+   Vxlan::VniExtOrNone operator()( VniAndIntfForPolicyFragment const & binding, bool ) const {
+      return binding.vni;
+   }
+};
+struct BindingIntf {
+   Wirekit::IntfId operator()( VniAndIntfForPolicyFragment const & binding, bool ) const {
+      return binding.intfId;
+   }
+};
+
+/** The group in which it counts hosts. */
+struct IntfAndVlan {
+   Wirekit::IntfId intfId;
+   Bridging::VlanId vlanId;
+
+   KEL_KEY_RECORD( IntfAndVlan, intfId, vlanId )
+};
+struct HostPlace {
+   IntfAndVlan operator()( Bridging::MacVlanPair const & host, Wirekit::IntfId intfId ) const {
+      return { intfId, host.vlanId };
+   }
+};
+
 /** What the agent must remember over a restart, and the working table of the datapath. */
 class Status : public Kel::NamedEntity {
    KEL_SHARED_ENTITY( QorClient::Status )
@@ -24,11 +49,14 @@ class Status : public Kel::NamedEntity {
    KEL_SCALAR( Wirekit::IntfId, cachedPeerLinkIntfId )
    KEL_MAP( Vxlan::VniExtOrNone, Bridging::VlanId, vlanForVni )
    /** The bindings that fragments want. */
-   KEL_MAP( VniAndIntfForPolicyFragment, bool, boundVni )
+   KEL_INDEXED_MAP( VniAndIntfForPolicyFragment, bool, boundVni,
+                    Kel::KeyIndex< VniAndIntfForPolicyFragment, bool, BindingVni >,
+                    Kel::KeyIndex< VniAndIntfForPolicyFragment, bool, BindingIntf > )
    /** The hosts that some flow intercepts. */
    KEL_MAP( Bridging::MacVlanPair, bool, boundHost )
    /** The hosts whose interface is known. */
-   KEL_MAP( Bridging::MacVlanPair, Wirekit::IntfId, warmHost )
+   KEL_INDEXED_MAP( Bridging::MacVlanPair, Wirekit::IntfId, warmHost,
+                    Kel::CountIndex< Bridging::MacVlanPair, Wirekit::IntfId, HostPlace > )
    KEL_MAP( Wirekit::IntfId, std::uint32_t, warmHostRefCount )
    KEL_MAP( Kel::String, Kel::String, flowNameForRuleName )
    KEL_MAP( Kel::String, Kel::String, fragmentNameForRuleName )
