@@ -4,12 +4,14 @@
 #include <charconv>
 #include <iostream>
 
+#include "platform/corestore/Store.h"
 #include "platform/flashlog/Decode.h"
 #include "platform/kel/TraceHandle.h"
 #include "runner/Document.h"
 #include "runner/Graph.h"
 #include "runner/RunCommand.h"
 #include "runner/Scenario.h"
+#include "runner/ShowCommand.h"
 #include "runner/tables/Tables.h"
 
 namespace Runner {
@@ -17,15 +19,13 @@ namespace Runner {
 namespace {
 
 constexpr int exitDone = 0;
-constexpr int exitUnmet = 1;
 constexpr int exitBadInput = 2;
 
 struct Arguments {
    RunOptions run;
    std::vector< std::string > traces;
+   ShowOptions show;
    std::string scenario;
-   std::string state;
-   std::string table;
    std::string traceFile;
 };
 
@@ -48,11 +48,19 @@ void setTraces( std::vector< std::string > const & traces ) {
    }
 }
 
+void addSource( CLI::App & command, ShowOptions & options ) {
+   CLI::Option_group & source = *command.add_option_group( "source" );
+   source.add_option( "--scenario", options.scenario, "Play it and show the end" );
+   source.add_option( "--state", options.state, "Show a state document or the file of a run" );
+   source.require_option( 1 );
+}
+
 void addCommands( CLI::App & app, Arguments & arguments ) {
    app.require_subcommand( 1 );
 
    CLI::App & run = *app.add_subcommand( "run", "Play a scenario" );
    run.add_option( "SCENARIO", arguments.run.scenario )->required();
+   run.add_option( "--state", arguments.run.state, "Keep the state in a file and go on from it" );
    run.add_option( "--dump", arguments.run.dump, "Write the final state (-: standard output)" );
    run.add_option( "--dump-each", arguments.run.dumpEach, "Write the state after each step" )
       ->option_text( "DIR" );
@@ -68,42 +76,15 @@ void addCommands( CLI::App & app, Arguments & arguments ) {
    check.add_option( "SCENARIO", arguments.scenario )->required();
 
    CLI::App & show = *app.add_subcommand( "show", "Show a table of the state" );
-   show.add_option( "TABLE", arguments.table )->required()->check( CLI::IsMember( tableNames() ) );
-   CLI::Option_group & source = *show.add_option_group( "source" );
-   source.add_option( "--scenario", arguments.scenario, "Play it and show the end" );
-   source.add_option( "--state", arguments.state, "Show a state document" );
-   source.require_option( 1 );
+   show.add_option( "TABLE", arguments.show.table )
+      ->required()
+      ->check( CLI::IsMember( tableNames() ) );
+   addSource( show, arguments.show );
 
    app.add_subcommand( "graph", "Print the wiring as Graphviz DOT" );
 
    CLI::App & decode = *app.add_subcommand( "decode", "Print a binary trace as text" );
    decode.add_option( "FILE", arguments.traceFile )->required();
-}
-
-int showTable( Arguments const & arguments ) {
-   // Never destroyed: at the end of the process the state stays as it is.
-   if ( arguments.scenario.empty() ) {
-      Switch & device = *new Switch( Switch::With::StateAlone );
-      Kel::Value const document = readDocument( arguments.state );
-      try {
-         device.patch( document );
-      } catch ( Kel::ValueError const & e ) {
-         throw InputError( arguments.state, e );
-      }
-      printTable( arguments.table, device, std::cout );
-      return exitDone;
-   }
-   Scenario const scenario = readScenario( arguments.scenario );
-   Switch & device = *new Switch();
-   bool met = true;
-   for ( std::size_t step = 0; step != scenario.steps.size(); ++step ) {
-      for ( Unmet const & unmet : playStep( device, scenario, step ) ) {
-         std::cerr << describe( scenario, unmet ) << std::endl;
-         met = false;
-      }
-   }
-   printTable( arguments.table, device, std::cout );
-   return met ? exitDone : exitUnmet;
 }
 
 int runCommand( std::string const & name, Arguments const & arguments ) {
@@ -114,7 +95,7 @@ int runCommand( std::string const & name, Arguments const & arguments ) {
    if ( name == "check" ) {
       readScenario( arguments.scenario );
    } else if ( name == "show" ) {
-      return showTable( arguments );
+      return showTable( arguments.show );
    } else if ( name == "graph" ) {
       printGraph( std::cout );
    } else {
@@ -144,8 +125,10 @@ int runCommandLine( int argc, char const * const * argv ) {
       return runCommand( app.get_subcommands().front()->get_name(), arguments );
    } catch ( InputError const & e ) {
       std::cerr << e.what() << std::endl;
-      return exitBadInput;
+   } catch ( Corestore::StoreError const & e ) {
+      std::cerr << e.what() << std::endl;
    }
+   return exitBadInput;
 }
 
 }  // namespace Runner

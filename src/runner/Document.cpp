@@ -1,6 +1,7 @@
 #include "runner/Document.h"
 
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 #include <fstream>
 #include <sstream>
@@ -15,6 +16,19 @@ Kel::Value::Object const & objectOf( Kel::Value const & value ) {
       throw Kel::ValueError( std::string( "wants an object, not " ) + value.kindName() );
    }
    return *object;
+}
+
+double secondsOf( Kel::Value const & value ) {
+   double seconds = -1;
+   if ( auto const * whole = value.as< std::uint64_t >() ) {
+      seconds = static_cast< double >( *whole );
+   } else if ( auto const * real = value.as< double >() ) {
+      seconds = *real;
+   }
+   if ( !std::isfinite( seconds ) || seconds < 0 ) {
+      throw Kel::ValueError( "wants a number of seconds, 0 or more" );
+   }
+   return seconds;
 }
 
 Kel::Value readDocument( std::string const & file ) {

@@ -27,6 +27,19 @@ void below( std::string_view member, F && f ) {
    }
 }
 
+/** The value's content of that type, which `what` names; throws Kel::ValueError for any other. */
+template < class T >
+T const & wanted( Kel::Value const & value, char const * what ) {
+   T const * typed = value.as< T >();
+   if ( !typed ) {
+      throw Kel::ValueError( std::string( "wants " ) + what + ", not " + value.kindName() );
+   }
+   return *typed;
+}
+
+/** A number of seconds, 0 or more; throws Kel::ValueError for anything else. */
+double secondsOf( Kel::Value const & value );
+
 /** The members of an object; throws Kel::ValueError for any other value. */
 Kel::Value::Object const & objectOf( Kel::Value const & value );
 

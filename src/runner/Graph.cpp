@@ -11,6 +11,10 @@ namespace Runner {
 void printGraph( std::ostream & out ) {
    std::set< std::string > edges;
    for ( Kel::MachineType const * machine : Kel::machineTypes() ) {
+      // Those that play the rest of a switch are no part of the agent.
+      if ( std::string_view( machine->name ).starts_with( "Runner::" ) ) {
+         continue;
+      }
       machine->forEachTable( [&]( Kel::TriggerTable const & table ) {
          for ( Kel::Trigger const & trigger : table.rows ) {
             edges.insert( std::string( "   \"" ) + table.notifierType().name + "." +

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iostream>
 
+#include "platform/corestore/SqliteStore.h"
 #include "platform/corestore/ValueText.h"
 #include "platform/kel/Assert.h"
 #include "runner/Document.h"
@@ -64,6 +65,14 @@ void makeDirectory( std::string const & directory ) {
 
 }  // namespace
 
+Switch & switchOn( std::string const & stateFile, Switch::Setup setup ) {
+   try {
+      return *new Switch( std::move( setup ) );
+   } catch ( Kel::ValueError const & e ) {
+      throw InputError( stateFile, e );
+   }
+}
+
 int runScenario( RunOptions const & options ) {
    Scenario const scenario = readScenario( options.scenario );
    if ( !options.dumpEach.empty() ) {
@@ -82,8 +91,14 @@ int runScenario( RunOptions const & options ) {
       };
    }
 
+   std::optional< Corestore::SqliteStore > store;
+   if ( !options.state.empty() ) {
+      store.emplace( options.state );
+   }
    // Never destroyed: at the end of the process the state stays as it is.
-   Switch & device = *new Switch( Switch::With::Agent, std::move( observer ) );
+   Switch & device = switchOn( options.state, { .observer = std::move( observer ),
+                                                .simulated = scenario.simulated,
+                                                .store = store ? &*store : nullptr } );
    bool met = true;
    while ( ++step != std::ssize( scenario.steps ) ) {
       for ( Unmet const & unmet :

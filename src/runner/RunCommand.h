@@ -6,6 +6,8 @@ namespace Runner {
 
 struct RunOptions {
    std::string scenario;
+   /** File in which the state is kept; empty to keep it in memory. */
+   std::string state;
    /** File for the final state; "-" is standard output, empty for none. */
    std::string dump;
    /** Directory for the state after each step; empty for none. */
@@ -14,7 +16,7 @@ struct RunOptions {
    std::string journal;
 };
 
-/** Plays a scenario. Returns the exit code; throws InputError. */
+/** Plays a scenario. Returns the exit code; throws InputError and Corestore::StoreError. */
 int runScenario( RunOptions const & options );
 
 }  // namespace Runner

@@ -1,7 +1,5 @@
 #include "runner/Scenario.h"
 
-#include <cmath>
-
 #include "runner/Document.h"
 #include "runner/StateCheck.h"
 
@@ -11,28 +9,6 @@ namespace {
 
 using Kel::Value;
 using Kel::ValueError;
-
-template < class T >
-T const & wanted( Value const & value, char const * what ) {
-   T const * typed = value.as< T >();
-   if ( !typed ) {
-      throw ValueError( std::string( "wants " ) + what + ", not " + value.kindName() );
-   }
-   return *typed;
-}
-
-AdvanceStep readAdvance( Value const & value ) {
-   Orb::Seconds seconds = -1;
-   if ( auto const * whole = value.as< std::uint64_t >() ) {
-      seconds = static_cast< Orb::Seconds >( *whole );
-   } else if ( auto const * real = value.as< double >() ) {
-      seconds = *real;
-   }
-   if ( !std::isfinite( seconds ) || seconds < 0 ) {
-      throw ValueError( "wants a number of seconds, 0 or more" );
-   }
-   return { seconds };
-}
 
 RestartStep readRestart( Value const & value ) {
    if ( value != Value( true ) ) {
@@ -62,7 +38,7 @@ DocumentStep readDocumentStep( Value const & value ) {
 /** The members that make a step, and how each is read. */
 constexpr std::pair< char const *, Step ( * )( Value const & ) > readers[] = {
    { "patch", []( Value const & v ) -> Step { return readDocumentStep< PatchStep >( v ); } },
-   { "advance", []( Value const & v ) -> Step { return readAdvance( v ); } },
+   { "advance", []( Value const & v ) -> Step { return AdvanceStep{ secondsOf( v ) }; } },
    { "restart", []( Value const & v ) -> Step { return readRestart( v ); } },
    { "corrupt", []( Value const & v ) -> Step { return readCorrupt( v ); } },
    { "expect", []( Value const & v ) -> Step { return readDocumentStep< ExpectStep >( v ); } },
@@ -110,6 +86,8 @@ void readMember( Scenario & scenario, std::string const & name, Value const & va
    } else if ( name == "steps" ) {
       forEachElement( value,
                       [&]( Value const & step ) { scenario.steps.push_back( readStep( step ) ); } );
+   } else if ( name == "switch" ) {
+      scenario.simulated = Simulated::readSettings( value );
    } else if ( name == "noRestartAfter" ) {
       forEachElement( value, [&]( Value const & step ) {
          scenario.noRestartAfter.insert( wanted< std::uint64_t >( step, "a step's number" ) );

@@ -1,5 +1,7 @@
 #include "runner/StateDump.h"
 
+#include "runner/MountPlan.h"
+
 namespace Runner {
 
 namespace {
@@ -70,8 +72,8 @@ Value entityDocument( Kel::Entity const & entity ) {
 
 Value stateDocument( Corestore::EntityManager const & em ) {
    Value::Object document;
-   for ( auto const & [path, entity] : em.entities() ) {
-      document.emplace_back( path, entityDocument( *entity ) );
+   for ( MountPoint const & point : mountPlan() ) {
+      document.emplace_back( point.path, entityDocument( *em.getEntity( point.path ) ) );
    }
    return document;
 }

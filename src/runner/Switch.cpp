@@ -45,27 +45,30 @@ OutputChange outputChange( Corestore::Change const & change ) {
 
 }  // namespace
 
-Switch::Switch( With with, std::function< void( OutputChange const & ) > observer )
-   : with_( with ), observer_( std::move( observer ) ) {
-   start( nullptr, 0 );
+Switch::Switch( Setup setup ) : setup_( std::move( setup ) ) {
+   start( setup_.initial );
 }
 
 Switch::~Switch() {
    stop();
 }
 
-void Switch::start( Corestore::Store * state, Orb::Seconds now ) {
-   auto time = std::make_unique< Orb::VirtualTime >();
-   time->sleepUntil( now );
-   scheduler_ = new Orb::TaskScheduler( std::move( time ) );
-   em_ = new Corestore::EntityManager( scheduler_ );
+void Switch::start( Corestore::Store * state ) {
+   scheduler_ = new Orb::TaskScheduler( std::make_unique< Orb::VirtualTime >() );
+   em_ = new Corestore::EntityManager( scheduler_, setup_.store );
    if ( state ) {
       em_->loadFrom( *state );
    }
    createMountPlan( *em_ );
+   clock_ = Kel::ptrCast< Clock >( em_->entityIs( "runner/clock", Clock::kelType().name ) );
+   scheduler_->advanceTo( clock_->now() );
+   scheduler_->turnEndIs( [this] { endTurn(); } );
    observe();
-   if ( with_ == With::Agent && Kel::typeNode( "QorClient::Agent" ) ) {
+   if ( setup_.with == With::Agent && Kel::typeNode( "QorClient::Agent" ) ) {
       agent_ = Warden::startAgent( "QorClient::Agent", "QorClient", em_ );
+   }
+   if ( setup_.simulated ) {
+      simulated_.emplace( *em_, *setup_.simulated );
    }
    scheduler_->runReady();
 }
@@ -73,7 +76,11 @@ void Switch::start( Corestore::Store * state, Orb::Seconds now ) {
 void Switch::stop() {
    // What the agent writes at its end is no part of what a killed process leaves.
    em_->changeObserverIs( {} );
+   scheduler_->turnEndIs( {} );
+   scheduler_->postedDelAll();
+   simulated_.reset();
    agent_ = nullptr;
+   clock_ = nullptr;
    em_ = nullptr;
    Kel::Entity::singletonsDel();
    scheduler_ = nullptr;
@@ -81,10 +88,16 @@ void Switch::stop() {
 
 void Switch::restart() {
    Corestore::MemoryStore state;
-   em_->saveTo( state );
-   Orb::Seconds const now = scheduler_->now();
+   if ( !setup_.store ) {
+      em_->saveTo( state );
+   }
    stop();
-   start( &state, now );
+   start( setup_.store ? nullptr : &state );
+}
+
+void Switch::endTurn() {
+   clock_->nowIs( scheduler_->now() );
+   em_->save();
 }
 
 void Switch::mutate( std::function< void() > const & mutator ) {
@@ -95,19 +108,28 @@ void Switch::mutate( std::function< void() > const & mutator ) {
 
 void Switch::patch( Kel::Value const & document ) {
    checkState( document );
-   applyState( *em_, document, [this]( auto const & mutator ) { mutate( mutator ); } );
+   // A turn of its own, so that it is saved whole.
+   scheduler_->post( [&] {
+      applyState( *em_, document, [this]( auto const & mutator ) { mutate( mutator ); } );
+   } );
    scheduler_->runReady();
 }
 
 void Switch::advance( Orb::Seconds seconds ) {
    scheduler_->advanceTo( scheduler_->now() + seconds );
+   endTurn();
 }
 
 bool Switch::corrupt( std::string const & path, std::string const & table,
                       std::string const & key ) {
    Kel::Entity & entity = *em_->entities().find( path )->second;
-   bool const damaged = entity.fwkType().attribute( table )->corrupt( entity, key );
+   Kel::AttributeRecord const & attribute = *entity.fwkType().attribute( table );
+   bool const damaged = attribute.corrupt( entity, key );
+   if ( damaged ) {
+      em_->rowDamaged( entity, attribute, key );
+   }
    scheduler_->runReady();
+   endTurn();
    return damaged;
 }
 
@@ -120,12 +142,12 @@ Kel::Value Switch::dump() const {
 }
 
 void Switch::outputObserverIs( std::function< void( OutputChange const & ) > observer ) {
-   observer_ = std::move( observer );
+   setup_.observer = std::move( observer );
    observe();
 }
 
 void Switch::observe() {
-   if ( !observer_ ) {
+   if ( !setup_.observer ) {
       em_->changeObserverIs( {} );
       return;
    }
@@ -134,7 +156,7 @@ void Switch::observe() {
          return;
       }
       if ( em_->isMountedForWrite( change.rootPath ) ) {
-         observer_( outputChange( change ) );
+         setup_.observer( outputChange( change ) );
       }
    } );
 }

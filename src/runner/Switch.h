@@ -7,7 +7,9 @@
 
 #include "platform/corestore/EntityManager.h"
 #include "platform/warden/CAgent.h"
+#include "runner/Clock.h"
 #include "runner/StateExpect.h"
+#include "runner/simulated/SwitchAgents.h"
 
 namespace Runner {
 
@@ -26,7 +28,8 @@ struct OutputChange {
 
 /**
  * A switch in small: state database, shared tables, scheduler on a virtual clock, and the agent.
- * All operations return when no task is ready any more; time stands still but for `advance`.
+ * All operations return when no task is ready any more; time stands still but for `advance`. They
+ * throw Corestore::StoreError when the state cannot be saved.
  *
  * The agent's own failures are not caught here. Since an agent uses singletons of its process, one
  * switch stands at a time.
@@ -34,10 +37,23 @@ struct OutputChange {
 class Switch {
  public:
    enum class With { Agent, StateAlone };
+   struct Setup {
+      With with = With::Agent;
+      /** As below; it is told of the agent's first writes too. */
+      std::function< void( OutputChange const & ) > observer = {};
+      /** The other agents of the switch, which answer this one; none for a switch that is all
+       *  patched by hand. */
+      std::optional< Simulated::Settings > simulated = {};
+      /** What the state begins with, where there is no `store`; read by the constructor alone. */
+      Corestore::Store * initial = nullptr;
+      /** Where the state is kept beyond the life of the switch; it is saved at the end of each
+       *  turn. Not owned; null to keep it in memory. */
+      Corestore::Store * store = nullptr;
+   };
 
-   /** `observer` as below; it is told of the agent's first writes too. */
-   explicit Switch( With with = With::Agent,
-                    std::function< void( OutputChange const & ) > observer = {} );
+   /** Throws Corestore::StoreError and, as it loads the store, Kel::ValueError. */
+   explicit Switch( Setup setup );
+   Switch() : Switch( Setup{} ) {}
    ~Switch();
    Switch( Switch const & ) = delete;
    Switch & operator=( Switch const & ) = delete;
@@ -47,7 +63,7 @@ class Switch {
    void patch( Kel::Value const & document );
    /** Moves the clock; timers fire in order on the way. */
    void advance( Orb::Seconds seconds );
-   /** Kills the agent and starts a new one on the state as it stands; the clock goes on. */
+   /** Kills the agent and starts a new one on the state as it was saved; the clock goes on. */
    void restart();
    /** Damages a row of a table that `checkRow` has let pass; false when there is no such row. */
    bool corrupt( std::string const & path, std::string const & table, std::string const & key );
@@ -71,16 +87,19 @@ class Switch {
    }
 
  private:
-   void start( Corestore::Store * state, Orb::Seconds now );
+   /** `state` is what a switch without a store begins with. */
+   void start( Corestore::Store * state );
    void stop();
+   void endTurn();
    void observe();
    void mutate( std::function< void() > const & mutator );
 
-   With with_;
+   Setup setup_;
    Kel::Ptr< Orb::TaskScheduler > scheduler_;
    Kel::Ptr< Corestore::EntityManager > em_;
+   Kel::Ptr< Clock > clock_;
    Kel::Ptr< Warden::CAgent > agent_;
-   std::function< void( OutputChange const & ) > observer_;
+   std::optional< Simulated::SwitchAgents > simulated_;
    /** The next change is the switch's own: observers come first inside a mutator. */
    bool ownChange_ = false;
 };

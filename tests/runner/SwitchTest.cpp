@@ -44,7 +44,7 @@ class SwitchTest : public testing::Test {
    /** What stands at a path, in one line. */
    std::string at( char const * path ) { return jsonLine( *device.dump().member( path ) ); }
 
-   Switch device{ Switch::With::StateAlone };
+   Switch device{ { .with = Switch::With::StateAlone } };
 };
 
 TEST_F( SwitchTest, RefusesWhatDoesNotFitAndAppliesNothing ) {

@@ -67,7 +67,7 @@ void listDifferences( Kel::Value const & plain, Kel::Value const & restarted,
 
 /** The state at the end. Stops after a step that failed, since what follows builds on it. */
 Kel::Value play( Scenario const & scenario, bool withRestarts ) {
-   Switch device;
+   Switch device( { .simulated = scenario.simulated } );
    for ( std::size_t step = 0; step != scenario.steps.size(); ++step ) {
       expectStep( device, scenario, step );
       bool const changesNothing =

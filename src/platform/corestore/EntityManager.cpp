@@ -118,35 +118,47 @@ void EntityManager::loadFrom( Store & store ) {
    } );
 }
 
+EntityManager::Entities::const_iterator EntityManager::rootOf( Kel::Entity const & entity ) const {
+   Kel::Entity const * root = &entity;
+   while ( root->parent() ) {
+      root = root->parent();
+   }
+   auto const found = entities_.find( root->keyName() );
+   return found != entities_.end() && found->second.ptr() == root ? found : entities_.end();
+}
+
+void EntityManager::save() {
+   if ( store_ ) {
+      unsaved_.writeTo( *store_, [this]( Kel::Entity const & entity ) {
+         return rootOf( entity ) != entities_.end();
+      } );
+      store_->flush();
+   }
+}
+
+void EntityManager::rowDamaged( Kel::Entity const & table, Kel::AttributeRecord const & attribute,
+                                std::string const & key ) {
+   if ( store_ ) {
+      unsaved_.addAbsent( table, attribute, key );
+   }
+}
+
 void EntityManager::changed( Kel::Notifier const & notifier, Kel::AttributeId id,
                              void const * key ) {
    auto const * entity = dynamic_cast< Kel::Entity const * >( &notifier );
    if ( !entity ) {
       return;
    }
-   Kel::Entity const * root = entity;
-   while ( root->parent() ) {
-      root = root->parent();
-   }
-   auto found = entities_.find( root->keyName() );
-   if ( found == entities_.end() || found->second.ptr() != root ) {
+   auto const root = rootOf( *entity );
+   if ( root == entities_.end() ) {
       return;
    }
    Kel::AttributeRecord const & attribute = *notifier.fwkType().attributes()[id];
    if ( store_ ) {
-      std::string const keyText = key ? attribute.keyText( key ) : std::string();
-      if ( auto row = rowOf( *entity, attribute, keyText ) ) {
-         store_->put( *row );
-         // A new entity was filled before it was announced.
-         if ( Kel::Ptr< Kel::Entity > child = attribute.child( *entity, keyText ) ) {
-            forEachRow( *child, [this]( Row const & below ) { store_->put( below ); } );
-         }
-      } else {
-         store_->del( storePath( *entity ), attribute.name(), keyText );
-      }
+      unsaved_.add( *entity, attribute, key );
    }
    if ( observer_ ) {
-      observer_( { *entity, found->first, attribute, key } );
+      observer_( { *entity, root->first, attribute, key } );
    }
 }
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/corestore/PendingChanges.h"
 #include "platform/corestore/Store.h"
 #include "platform/kel/Entity.h"
 #include "platform/orb/TaskScheduler.h"
@@ -70,7 +71,7 @@ struct Change {
 class EntityManager : public Kel::PtrInterface, private Kel::ChangeSink {
  public:
    /** `store` is not owned and may be null: state then lives in memory alone. What the store holds
-    *  is loaded, and each change is written to it. */
+    *  is loaded; what changes is written to it by `save`. Throws as `loadFrom`. */
    explicit EntityManager( Kel::Ptr< Orb::TaskScheduler > scheduler, Store * store = nullptr );
 
    Kel::Ptr< MountGroup > getMountGroup( Kel::Ptr< Mounter > const & mounter );
@@ -84,14 +85,21 @@ class EntityManager : public Kel::PtrInterface, private Kel::ChangeSink {
     *  of another type stands there or the type is unknown. */
    Kel::Ptr< Kel::Entity > entityIs( std::string_view path, std::string_view type );
    /** All entities, in order of their paths. */
-   std::map< std::string, Kel::Ptr< Kel::Entity >, std::less<> > const & entities() const {
-      return entities_;
-   }
+   using Entities = std::map< std::string, Kel::Ptr< Kel::Entity >, std::less<> >;
+   Entities const & entities() const { return entities_; }
    /** Whether an agent mounted the path to write it. */
    bool isMountedForWrite( std::string_view path ) const;
 
    /** Sees every change of the entities, before the agents do. One at a time; empty for none. */
    void changeObserverIs( std::function< void( Change const & ) > observer );
+
+   /** Brings the store up to date, in one step for whoever reads it. Throws what the store throws,
+    *  which then holds what it held. */
+   void save();
+
+   /** A row of a table that was damaged, of which no notification tells: it is not saved. */
+   void rowDamaged( Kel::Entity const & table, Kel::AttributeRecord const & attribute,
+                    std::string const & key );
 
    /** Adds what a store holds, which is not kept up to date after that. Throws Kel::ValueError. */
    void loadFrom( Store & store );
@@ -110,10 +118,13 @@ class EntityManager : public Kel::PtrInterface, private Kel::ChangeSink {
    void changed( Kel::Notifier const & notifier, Kel::AttributeId attribute,
                  void const * key ) override;
    void sinkIs();
+   /** Where the entity's root stands; the end for one that has no place here. */
+   Entities::const_iterator rootOf( Kel::Entity const & entity ) const;
 
    Kel::Ptr< Orb::TaskScheduler > scheduler_;
    Store * store_;
-   std::map< std::string, Kel::Ptr< Kel::Entity >, std::less<> > entities_;
+   PendingChanges unsaved_;
+   Entities entities_;
    std::map< std::string, Mount, std::less<> > mounts_;
    std::function< void( Change const & ) > observer_;
 };

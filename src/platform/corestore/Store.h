@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <stdexcept>
 #include <string>
 
 #include "platform/kel/HashMap2018.h"
@@ -23,7 +24,12 @@ struct Row {
    friend bool operator==( Row const &, Row const & ) = default;
 };
 
-/** What stands behind the entity manager. */
+/** A store that cannot be used; `what()` is one line and names the file. */
+class StoreError : public std::runtime_error {
+   using std::runtime_error::runtime_error;
+};
+
+/** What stands behind the entity manager. Each operation may throw StoreError. */
 class Store {
  public:
    virtual ~Store() = default;
@@ -35,7 +41,8 @@ class Store {
    /** Removes a row and, where it stood for an entity, all rows below that entity's path. */
    virtual void del( std::string const & path, std::string const & attribute,
                      std::string const & key ) = 0;
-   /** What was put and deleted so far is safe when this returns. */
+   /** What was put and deleted since the last time becomes one step: a process that is killed
+    *  leaves all of it or nothing. Throws StoreError, and then nothing of it is kept. */
    virtual void flush() = 0;
 };
 

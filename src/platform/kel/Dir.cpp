@@ -51,6 +51,11 @@ std::string Dir::EntityRecord::keyText( void const * key ) const {
    return static_cast< Name const * >( key )->stringValue();
 }
 
+bool Dir::EntityRecord::has( Notifier const & notifier, void const * key ) const {
+   return static_cast< Dir const & >( notifier ).entity( *static_cast< Name const * >( key ) ) !=
+          nullptr;
+}
+
 std::vector< std::string > Dir::EntityRecord::keys( Notifier const & notifier ) const {
    std::vector< std::string > names;
    for ( auto const & [name, entity] : static_cast< Dir const & >( notifier ).entity() ) {

@@ -43,6 +43,7 @@ class Dir::EntityRecord final : public AttributeRecord {
  public:
    EntityRecord() : AttributeRecord( "entity", AttributeKind::Directory ) {}
    std::string keyText( void const * key ) const override;
+   bool has( Notifier const & notifier, void const * key ) const override;
    std::vector< std::string > keys( Notifier const & notifier ) const override;
    Ptr< Entity > child( Notifier const & notifier, std::string_view key ) const override;
    Ptr< Entity > childIs( Notifier & notifier, std::string_view key, TypeRecord const * type,

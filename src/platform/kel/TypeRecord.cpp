@@ -10,6 +10,9 @@ namespace Kel {
 std::string AttributeRecord::keyText( void const * ) const {
    return {};
 }
+bool AttributeRecord::has( Notifier const &, void const * ) const {
+   return true;
+}
 void AttributeRecord::checkKey( std::string_view ) const {}
 std::vector< std::string > AttributeRecord::keys( Notifier const & ) const {
    return {};

@@ -39,6 +39,8 @@ class AttributeRecord {
 
    /** The text of a key as a notification carries it; empty for an attribute without keys. */
    virtual std::string keyText( void const * key ) const;
+   /** Whether the entry that a notification names stands; true for a scalar. */
+   virtual bool has( Notifier const & notifier, void const * key ) const;
    /** Throws ValueError when the text is no key of this attribute. */
    virtual void checkKey( std::string_view key ) const;
    /** The keys' texts, in order. */

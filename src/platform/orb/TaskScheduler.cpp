@@ -27,10 +27,21 @@ void RealTime::sleepUntil( Seconds time ) {
 }
 
 void TaskScheduler::fireDueTimers() {
+   bool fired = false;
    while ( !timers_.empty() && timers_.begin()->first.first <= now() ) {
       Timer * timer = timers_.begin()->second;
       timers_.erase( timers_.begin() );
       timer->due();
+      fired = true;
+   }
+   if ( fired ) {
+      endTurn();
+   }
+}
+
+void TaskScheduler::endTurn() {
+   if ( turnEnd_ ) {
+      turnEnd_();
    }
 }
 
@@ -51,9 +62,7 @@ bool TaskScheduler::runOne() {
    } else {
       return false;
    }
-   if ( turnEnd_ ) {
-      turnEnd_();
-   }
+   endTurn();
    return true;
 }
 

@@ -65,6 +65,9 @@ class TaskScheduler : public Kel::PtrInterface {
    /** Runs a piece of work in a later turn, before any task. */
    void post( std::function< void() > work ) { posted_.push_back( std::move( work ) ); }
 
+   /** Drops posted work, when those for whom it was posted go. */
+   void postedDelAll() { posted_.clear(); }
+
    /** One turn: posted work, a due timer or the first ready task. False when nothing is ready. */
    bool runOne();
    /** Turns until nothing is ready; time is not waited for. */
@@ -74,7 +77,8 @@ class TaskScheduler : public Kel::PtrInterface {
    /** Runs and waits until `stop` says so, which is asked after each turn. */
    void run( std::function< bool() > const & stop );
 
-   /** Runs after each turn that did something; for what is saved or told once a turn. */
+   /** Runs after each turn that did something, the timers of one moment included; for what is saved
+    *  or told once a turn. What it throws ends the run. */
    void turnEndIs( std::function< void() > handler ) { turnEnd_ = std::move( handler ); }
 
    /** How long one run of a task may last: units of work, and time on the scheduler's clock. */
@@ -91,6 +95,7 @@ class TaskScheduler : public Kel::PtrInterface {
 
  private:
    void fireDueTimers();
+   void endTurn();
 
    std::unique_ptr< TimeSource > time_;
    std::deque< std::function< void() > > posted_;

@@ -168,6 +168,10 @@ class TableRecord final : public Kel::AttributeRecord {
    std::string keyText( void const * key ) const override {
       return Kel::textOf( *static_cast< K const * >( key ) );
    }
+   bool has( Kel::Notifier const & notifier, void const * key ) const override {
+      auto const & owner = static_cast< Owner const & >( notifier );
+      return ( owner.*member_ ).safeLookup( owner, *static_cast< K const * >( key ) ).has_value();
+   }
    void checkKey( std::string_view key ) const override { Kel::fromText< K >( key ); }
    std::vector< std::string > keys( Kel::Notifier const & notifier ) const override {
       std::vector< std::string > texts;

@@ -1,0 +1,72 @@
+#include "platform/corestore/PendingChanges.h"
+
+#include <unordered_set>
+
+#include "platform/corestore/EntityRows.h"
+
+namespace Corestore {
+
+namespace {
+
+/** The entities that were written with all that is in them. */
+class WrittenWhole {
+ public:
+   void add( Kel::Entity const & entity ) { entities_.insert( &entity ); }
+   bool covers( Kel::Entity const & entity ) const {
+      for ( Kel::Entity const * at = &entity; at && !entities_.empty(); at = at->parent() ) {
+         if ( entities_.contains( at ) ) {
+            return true;
+         }
+      }
+      return false;
+   }
+
+ private:
+   std::unordered_set< Kel::Entity const * > entities_;
+};
+
+}  // namespace
+
+void PendingChanges::add( Kel::Entity const & entity, Kel::AttributeRecord const & attribute,
+                          void const * key ) {
+   std::string const text = key ? attribute.keyText( key ) : std::string();
+   if ( !attribute.has( entity, key ) ) {
+      addAbsent( entity, attribute, text );
+   } else if ( Entry const entry{ &entity, &attribute, text }; !entries_.has( entry ) ) {
+      entries_.set( entry, false );
+   }
+}
+
+void PendingChanges::addAbsent( Kel::Entity const & entity, Kel::AttributeRecord const & attribute,
+                                std::string const & key ) {
+   Entry const entry{ &entity, &attribute, key };
+   // If it comes back, it stands behind what came before.
+   entries_.erase( entry );
+   entries_.set( entry, true );
+}
+
+void PendingChanges::writeTo( Store & store,
+                              std::function< bool( Kel::Entity const & ) > const & isHeld ) {
+   WrittenWhole whole;
+   using Walk = Kel::MemberWalk< Kel::HashMap2018< Entry, bool > >;
+   for ( auto const & [entry, wasAbsent] : Walk( nullptr, entries_ ) ) {
+      Kel::Entity const & entity = *entry.entity;
+      if ( !isHeld( entity ) || whole.covers( entity ) ) {
+         continue;
+      }
+      auto const row = rowOf( entity, *entry.attribute, entry.key );
+      if ( wasAbsent || !row ) {
+         store.del( storePath( entity ), entry.attribute->name(), entry.key );
+      }
+      if ( row ) {
+         store.put( *row );
+         if ( auto const child = entry.attribute->child( entity, entry.key ) ) {
+            forEachRow( *child, [&store]( Row const & below ) { store.put( below ); } );
+            whole.add( *child );
+         }
+      }
+   }
+   entries_.clear();
+}
+
+}  // namespace Corestore

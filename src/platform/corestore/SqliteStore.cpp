@@ -1,0 +1,235 @@
+#include "platform/corestore/SqliteStore.h"
+
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+
+namespace Corestore {
+
+namespace {
+
+/** Stand in the file's head: "QORC", and the number of the layout below. */
+constexpr char const * applicationId = "1364152899";
+constexpr char const * version = "1";
+
+/** Rows come back in the order of `position`, and so collections in theirs. */
+constexpr char const * schema =
+   "CREATE TABLE entry ("
+   " position INTEGER PRIMARY KEY, path TEXT NOT NULL, attribute TEXT NOT NULL,"
+   " key TEXT NOT NULL, value TEXT NOT NULL, UNIQUE ( path, attribute, key ) )";
+
+constexpr char const * sql[] = {
+   "BEGIN IMMEDIATE",
+   "COMMIT",
+   "INSERT INTO entry ( path, attribute, key, value ) VALUES ( ?, ?, ?, ? )"
+   " ON CONFLICT DO UPDATE SET value = excluded.value",
+   "DELETE FROM entry WHERE path = ? AND attribute = ? AND key = ?",
+   "DELETE FROM entry WHERE path = ?",
+   // '0' is the character after '/'.
+   "DELETE FROM entry WHERE path > ?1 || '/' AND path < ?1 || '0'",
+   "SELECT path, attribute, key, value FROM entry ORDER BY position",
+};
+
+std::string columnText( sqlite3_stmt * statement, int column ) {
+   auto const * text = sqlite3_column_text( statement, column );
+   auto const size = static_cast< std::size_t >( sqlite3_column_bytes( statement, column ) );
+   return text ? std::string( reinterpret_cast< char const * >( text ), size ) : std::string();
+}
+
+}  // namespace
+
+SqliteStore::SqliteStore( std::string file, Mode mode ) : file_( std::move( file ) ) {
+   try {
+      open( mode );
+   } catch ( ... ) {
+      close();
+      throw;
+   }
+}
+
+SqliteStore::~SqliteStore() {
+   close();
+}
+
+bool SqliteStore::isSuchFile( std::string const & file ) {
+   constexpr std::string_view magic( "SQLite format 3\0", 16 );
+   char head[magic.size()] = {};
+   std::ifstream( file, std::ios::binary ).read( head, sizeof head );
+   return std::string_view( head, sizeof head ) == magic;
+}
+
+void SqliteStore::open( Mode mode ) {
+   if ( mode == Mode::write ) {
+      // Made here, since the database would let the whole group read it.
+      int const fd = ::open( file_.c_str(), O_CREAT | O_RDWR | O_CLOEXEC, S_IRUSR | S_IWUSR );
+      if ( fd == -1 ) {
+         throw StoreError( file_ + ": cannot be opened: " + std::strerror( errno ) );
+      }
+      ::close( fd );
+   }
+   if ( sqlite3_open_v2( file_.c_str(), &database_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX,
+                         nullptr ) != SQLITE_OK ) {
+      fail( "cannot be opened" );
+   }
+   // A file that turns out to be damaged or another's must not be tidied up when it is closed.
+   sqlite3_db_config( database_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr );
+   // One process at a time; it then needs no file of shared memory either.
+   execute( "PRAGMA locking_mode = EXCLUSIVE" );
+   bool const empty =
+      ask( "SELECT count( * ) FROM sqlite_master" ) == "0" && ask( "PRAGMA application_id" ) == "0";
+   if ( mode == Mode::write && empty ) {
+      createSchema();
+   }
+   verify();
+   if ( mode == Mode::write ) {
+      if ( sqlite3_db_readonly( database_, "main" ) ) {
+         throw StoreError( file_ + ": cannot be written: it is read-only" );
+      }
+      // Every step survives the process; only a loss of power may take the last ones.
+      execute( "PRAGMA synchronous = NORMAL" );
+      execute( "PRAGMA cache_size = -65536" );
+      sqlite3_db_config( database_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr );
+   }
+   prepare();
+}
+
+void SqliteStore::createSchema() {
+   if ( ask( "PRAGMA journal_mode = WAL" ) != "wal" ) {
+      fail( "cannot be made a journalled file" );
+   }
+   execute( "BEGIN IMMEDIATE" );
+   execute( schema );
+   execute( ( std::string( "PRAGMA application_id = " ) + applicationId ).c_str() );
+   execute( ( std::string( "PRAGMA user_version = " ) + version ).c_str() );
+   execute( "COMMIT" );
+}
+
+void SqliteStore::verify() {
+   if ( ask( "PRAGMA application_id" ) != applicationId ) {
+      throw StoreError( file_ + ": is a database, but not the state of a switch" );
+   }
+   if ( std::string const found = ask( "PRAGMA user_version" ); found != version ) {
+      throw StoreError( file_ + ": has version " + found + ", this program knows version " +
+                        version );
+   }
+   if ( std::string const found = ask( "PRAGMA quick_check( 1 )" ); found != "ok" ) {
+      throw StoreError( file_ + ": is damaged: " + found );
+   }
+}
+
+void SqliteStore::prepare() {
+   static_assert( std::size( sql ) == statements );
+   for ( std::size_t i = 0; i != statements; ++i ) {
+      if ( sqlite3_prepare_v3( database_, sql[i], -1, SQLITE_PREPARE_PERSISTENT, &prepared_[i],
+                               nullptr ) != SQLITE_OK ) {
+         fail( "is damaged" );
+      }
+   }
+}
+
+void SqliteStore::execute( char const * text ) {
+   if ( sqlite3_exec( database_, text, nullptr, nullptr, nullptr ) != SQLITE_OK ) {
+      fail( "cannot be used" );
+   }
+}
+
+std::string SqliteStore::ask( char const * text ) {
+   sqlite3_stmt * statement = nullptr;
+   int code = sqlite3_prepare_v2( database_, text, -1, &statement, nullptr );
+   if ( code == SQLITE_OK ) {
+      code = sqlite3_step( statement );
+   }
+   std::string answer = code == SQLITE_ROW ? columnText( statement, 0 ) : std::string();
+   if ( code != SQLITE_ROW && code != SQLITE_DONE ) {
+      sqlite3_finalize( statement );
+      fail( "cannot be used" );
+   }
+   sqlite3_finalize( statement );
+   return answer;
+}
+
+void SqliteStore::run( Statement which, std::initializer_list< std::string_view > texts ) {
+   sqlite3_stmt * const statement = prepared_[which];
+   int parameter = 0;
+   for ( std::string_view text : texts ) {
+      sqlite3_bind_text64( statement, ++parameter, text.data(), text.size(), SQLITE_STATIC,
+                           SQLITE_UTF8 );
+   }
+   int const code = sqlite3_step( statement );
+   sqlite3_reset( statement );
+   if ( code != SQLITE_DONE ) {
+      fail( "cannot be written" );
+   }
+}
+
+void SqliteStore::load( std::function< void( Row const & ) > const & row ) {
+   sqlite3_stmt * const statement = prepared_[allRows];
+   struct Reset {
+      sqlite3_stmt * statement;
+      ~Reset() { sqlite3_reset( statement ); }
+   } const reset{ statement };
+   int code;
+   while ( ( code = sqlite3_step( statement ) ) == SQLITE_ROW ) {
+      row( { columnText( statement, 0 ), columnText( statement, 1 ), columnText( statement, 2 ),
+             columnText( statement, 3 ) } );
+   }
+   if ( code != SQLITE_DONE ) {
+      fail( "cannot be read" );
+   }
+}
+
+void SqliteStore::beginStep() {
+   if ( !stepOpen_ ) {
+      run( begin, {} );
+      stepOpen_ = true;
+   }
+}
+
+void SqliteStore::put( Row const & row ) {
+   beginStep();
+   run( putRow, { row.path, row.attribute, row.key, row.value } );
+}
+
+void SqliteStore::del( std::string const & path, std::string const & attribute,
+                       std::string const & key ) {
+   beginStep();
+   run( delRow, { path, attribute, key } );
+   std::string const entity = path + Kel::pointerStep( attribute ) + Kel::pointerStep( key );
+   run( delEntity, { entity } );
+   run( delBelow, { entity } );
+}
+
+void SqliteStore::flush() {
+   if ( stepOpen_ ) {
+      run( commit, {} );
+      stepOpen_ = false;
+   }
+}
+
+void SqliteStore::fail( char const * what ) {
+   int const code = sqlite3_errcode( database_ );
+   std::string const reason =
+      code == SQLITE_BUSY ? "in use by another process" : sqlite3_errmsg( database_ );
+   if ( stepOpen_ ) {
+      stepOpen_ = false;
+      sqlite3_exec( database_, "ROLLBACK", nullptr, nullptr, nullptr );
+   }
+   throw StoreError( file_ + ": " + what + ": " + reason );
+}
+
+void SqliteStore::close() noexcept {
+   for ( sqlite3_stmt *& statement : prepared_ ) {
+      sqlite3_finalize( statement );
+      statement = nullptr;
+   }
+   // A step under way is undone.
+   sqlite3_close( database_ );
+   database_ = nullptr;
+}
+
+}  // namespace Corestore

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <array>
+#include <string>
+
+#include "platform/corestore/Store.h"
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace Corestore {
+
+/**
+ * Keeps the rows in a file: one table, a row of it for each, in readable text. What `flush` has
+ * ended outlives the process, however it ends; after a loss of power the file stands at some
+ * earlier `flush`.
+ *
+ * The file is for one process at a time.
+ */
+class SqliteStore final : public Store {
+ public:
+   enum class Mode {
+      /** Makes the file if there is none, readable for its owner alone. */
+      write,
+      /** Leaves the file and its folder as they are; nothing may be put or deleted. */
+      read
+   };
+
+   /** Throws StoreError when the file cannot be used: it is not there (to read), in use, damaged,
+    *  of another version or of another kind. Such a file is left as it is. */
+   explicit SqliteStore( std::string file, Mode mode = Mode::write );
+   ~SqliteStore() override;
+   SqliteStore( SqliteStore const & ) = delete;
+   SqliteStore & operator=( SqliteStore const & ) = delete;
+
+   /** Whether the file begins as those of this kind do. */
+   static bool isSuchFile( std::string const & file );
+
+   void load( std::function< void( Row const & ) > const & row ) override;
+   void put( Row const & row ) override;
+   void del( std::string const & path, std::string const & attribute,
+             std::string const & key ) override;
+   void flush() override;
+
+ private:
+   enum Statement { begin, commit, putRow, delRow, delEntity, delBelow, allRows, statements };
+
+   void open( Mode mode );
+   void verify();
+   void createSchema();
+   void prepare();
+   /** Runs SQL that yields nothing. */
+   void execute( char const * sql );
+   /** The first column of the first row; empty for none. */
+   std::string ask( char const * sql );
+   void run( Statement statement, std::initializer_list< std::string_view > texts );
+   void beginStep();
+   /** Throws StoreError with the database's own reason, after undoing the step under way. */
+   [[noreturn]] void fail( char const * what );
+   void close() noexcept;
+
+   std::string file_;
+   sqlite3 * database_ = nullptr;
+   std::array< sqlite3_stmt *, statements > prepared_{};
+   bool stepOpen_ = false;
+};
+
+}  // namespace Corestore

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "platform/kel/Entity.h"
+
+namespace Runner {
+
+/** The switch's time in seconds, which goes on where the last run ended. */
+class Clock : public Kel::NamedEntity {
+   KEL_ENTITY( Runner::Clock )
+   KEL_SCALAR( double, now )
+};
+
+}  // namespace Runner

@@ -1,0 +1,145 @@
+#include "runner/simulated/FlowTableSm.h"
+
+KEL_MACHINE_TYPE( Runner::Simulated::FlowTableSm )
+
+namespace Runner::Simulated {
+
+using OpenFlowTable::FlowStatus;
+using OpenFlowTable::TrafficStreamEndPointId;
+using OpenFlowTable::TrafficStreamStatus;
+
+namespace {
+
+/** What the hardware says of an entry for which it has no room. */
+constexpr auto tableFull = static_cast< FlowStatus >( 5 );
+
+}  // namespace
+
+void FlowTableSm::handleInitialized() {
+   for ( auto const & [name, row] : pfHwStatus()->flowStats() ) {
+      if ( row->status() == FlowStatus::active ) {
+         programmed_.insert( name );
+      } else if ( row->status() == tableFull ) {
+         refused_.set( name, Kel::Nothing{} );
+      }
+   }
+   handleFlowEntry();
+   handleTrafficGroup();
+   handleTrafficEndPoint();
+}
+
+// --- Flow entries ---
+
+void FlowTableSm::handleFlowEntry( Kel::Name const & name ) {
+   if ( !pfHwConfig()->flowEntryHas( name ) ) {
+      answers()->soon( [this, name] { dropFlowEntry( name ); } );
+   } else if ( !pfHwStatus()->flowStatsHas( name ) ) {
+      answers()->later( [this, name] { answerFlowEntry( name ); } );
+   }
+}
+
+void FlowTableSm::handleFlowEntry() {
+   for ( Kel::Name const & name : pfHwStatus()->flowStatsKeys() ) {
+      dropFlowEntry( name );
+   }
+   for ( Kel::Name const & name : pfHwConfig()->flowEntryKeys() ) {
+      handleFlowEntry( name );
+   }
+}
+
+void FlowTableSm::answerFlowEntry( Kel::Name const & name ) {
+   if ( !pfHwConfig()->flowEntryHas( name ) || pfHwStatus()->flowStatsHas( name ) ) {
+      return;
+   }
+   if ( programmed_.size() < settings().flowCapacity ) {
+      program( name );
+   } else {
+      refused_.set( name, Kel::Nothing{} );
+      pfHwStatus()->flowStatsIs( name )->statusIs( tableFull );
+   }
+}
+
+void FlowTableSm::program( Kel::Name const & name ) {
+   programmed_.insert( name );
+   pfHwStatus()->flowStatsIs( name )->statusIs( FlowStatus::active );
+}
+
+void FlowTableSm::dropFlowEntry( Kel::Name const & name ) {
+   if ( pfHwConfig()->flowEntryHas( name ) ) {
+      return;
+   }
+   programmed_.erase( name );
+   refused_.erase( name );
+   pfHwStatus()->flowStatsDel( name );
+   using Walk = Kel::KeyWalk< Kel::HashMap2018< Kel::Name, Kel::Nothing > >;
+   for ( Kel::Name const & waiting : Walk( this, refused_ ) ) {
+      if ( programmed_.size() >= settings().flowCapacity ) {
+         break;
+      }
+      refused_.erase( waiting );
+      program( waiting );
+   }
+}
+
+// --- Groups and end points ---
+
+void FlowTableSm::handleTrafficGroup( Kel::Name const & name ) {
+   if ( !pfHwConfig()->trafficGroupHas( name ) ) {
+      answers()->soon( [this, name] { dropTrafficGroup( name ); } );
+   } else if ( !pfHwStatus()->trafficGroupStatusHas( name ) ) {
+      answers()->later( [this, name] {
+         if ( pfHwConfig()->trafficGroupHas( name ) ) {
+            pfHwStatus()->trafficGroupStatusIs( name )->statusIs( TrafficStreamStatus::active );
+         }
+      } );
+   }
+}
+
+void FlowTableSm::handleTrafficGroup() {
+   for ( Kel::Name const & name : pfHwStatus()->trafficGroupStatusKeys() ) {
+      dropTrafficGroup( name );
+   }
+   for ( Kel::Name const & name : pfHwConfig()->trafficGroupKeys() ) {
+      handleTrafficGroup( name );
+   }
+}
+
+void FlowTableSm::dropTrafficGroup( Kel::Name const & name ) {
+   if ( !pfHwConfig()->trafficGroupHas( name ) ) {
+      pfHwStatus()->trafficGroupStatusDel( name );
+   }
+}
+
+void FlowTableSm::handleTrafficEndPoint( TrafficStreamEndPointId const & id ) {
+   // One that only changes its group is answered anew as well.
+   if ( pfHwConfig()->trafficEndPointHas( id ) ) {
+      answers()->later( [this, id] { answerTrafficEndPoint( id ); } );
+   } else {
+      answers()->soon( [this, id] { answerTrafficEndPoint( id ); } );
+   }
+}
+
+void FlowTableSm::handleTrafficEndPoint() {
+   for ( TrafficStreamEndPointId const & id : pfHwStatus()->trafficEndPointStatusKeys() ) {
+      if ( !pfHwConfig()->trafficEndPointHas( id ) ) {
+         pfHwStatus()->trafficEndPointStatusDel( id );
+      }
+   }
+   for ( TrafficStreamEndPointId const & id : pfHwConfig()->trafficEndPointKeys() ) {
+      if ( !pfHwStatus()->trafficEndPointStatusHas( id ) ) {
+         handleTrafficEndPoint( id );
+      }
+   }
+}
+
+void FlowTableSm::answerTrafficEndPoint( TrafficStreamEndPointId const & id ) {
+   if ( !pfHwConfig()->trafficEndPointHas( id ) ) {
+      pfHwStatus()->trafficEndPointStatusDel( id );
+      return;
+   }
+   auto const row = pfHwStatus()->trafficEndPointStatusIs( id );
+   row->groupNameIs( pfHwConfig()->trafficEndPoint( id ) );
+   row->statusIs( TrafficStreamStatus::active );
+}
+
+}  // namespace Runner::Simulated

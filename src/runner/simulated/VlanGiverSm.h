@@ -1,0 +1,38 @@
+#pragma once
+
+#include "platform/kel/StateMachine.h"
+#include "platform/records/vxlan/VniSviConfig.h"
+#include "platform/records/vxlan/VtiStatus.h"
+#include "runner/simulated/Answers.h"
+#include "runner/simulated/Settings.h"
+
+namespace Runner::Simulated {
+
+/**
+ * The VXLAN agent in small: gives each VNI that is asked for a VLAN of the pool in the map of the
+ * tunnel interface, and takes it back. A VNI that is mapped already, and VLANs outside the pool,
+ * are left alone. A VNI for which no VLAN is left waits for one that comes back.
+ */
+class VlanGiverSm : public Kel::StateMachine {
+   KEL_STATE_MACHINE( Runner::Simulated::VlanGiverSm )
+
+   // Inputs.
+   KEL_REACTOR( KelVniSviConfig, Vxlan::VniSviConfig const, vniSviConfig,
+                KEL_ON( vniSviInfo, handleVniSviInfo ) )
+   KEL_GIVEN( Kel::Ptr< Vxlan::VtiStatusDir >, vtiStatusDir )
+   KEL_GIVEN( Kel::Ptr< Answers >, answers )
+   KEL_GIVEN( Settings, settings )
+
+   // Handlers.
+   void handleVniSviInfo( Vxlan::VniExtOrNone const & vni );
+   void handleVniSviInfo();
+   void handleInitialized() override;
+
+ private:
+   /** The tunnel interface; "Vxlan1" is made where there is none. */
+   Kel::Ptr< Vxlan::VtiStatus > vti() const;
+   void give( Vxlan::VniExtOrNone vni );
+   void takeBack();
+};
+
+}  // namespace Runner::Simulated
