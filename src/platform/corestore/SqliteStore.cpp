@@ -5,8 +5,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 
 namespace Corestore {
@@ -41,6 +43,28 @@ std::string columnText( sqlite3_stmt * statement, int column ) {
    return text ? std::string( reinterpret_cast< char const * >( text ), size ) : std::string();
 }
 
+/** The file's name for a database that is neither locked nor written, since nobody writes it. */
+std::string immutableName( std::string const & file ) {
+   std::string name = "file:";
+   for ( char c : file ) {
+      bool const special = c == '%' || c == '?' || c == '#';
+      constexpr char digits[] = "0123456789abcdef";
+      if ( special ) {
+         name += { '%', digits[c >> 4 & 15], digits[c & 15] };
+      } else {
+         name += c;
+      }
+   }
+   return name + "?immutable=1";
+}
+
+/** Whether a process that was killed has left steps beside the file, which are read with it. */
+bool hasJournal( std::string const & file ) {
+   std::error_code error;
+   auto const size = std::filesystem::file_size( file + "-wal", error );
+   return !error && size != 0;
+}
+
 }  // namespace
 
 SqliteStore::SqliteStore( std::string file, Mode mode ) : file_( std::move( file ) ) {
@@ -72,8 +96,10 @@ void SqliteStore::open( Mode mode ) {
       }
       ::close( fd );
    }
-   if ( sqlite3_open_v2( file_.c_str(), &database_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX,
-                         nullptr ) != SQLITE_OK ) {
+   bool const still = mode == Mode::read && !hasJournal( file_ );
+   int const flags = still ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI : SQLITE_OPEN_READWRITE;
+   if ( sqlite3_open_v2( still ? immutableName( file_ ).c_str() : file_.c_str(), &database_,
+                         flags | SQLITE_OPEN_NOMUTEX, nullptr ) != SQLITE_OK ) {
       fail( "cannot be opened" );
    }
    // A file that turns out to be damaged or another's must not be tidied up when it is closed.
@@ -117,7 +143,8 @@ void SqliteStore::verify() {
       throw StoreError( file_ + ": has version " + found + ", this program knows version " +
                         version );
    }
-   if ( std::string const found = ask( "PRAGMA quick_check( 1 )" ); found != "ok" ) {
+   if ( std::string found = ask( "PRAGMA quick_check( 1 )" ); found != "ok" ) {
+      std::ranges::replace( found, '\n', ' ' );
       throw StoreError( file_ + ": is damaged: " + found );
    }
 }

@@ -1,0 +1,251 @@
+#include "kill/KilledRun.h"
+
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <sstream>
+
+#include "platform/corestore/SqliteStore.h"
+#include "platform/corestore/ValueText.h"
+#include "platform/records/openflowtable/PinFlowHwConfig.h"
+#include "platform/slab/Segment.h"
+
+namespace Kill {
+
+namespace {
+
+constexpr int finishedCode = 0;
+constexpr int failedCode = 3;
+constexpr char const * flowTables[] = { "pinflow/dyninput/qor", "pinflow/dyninput/qorl3" };
+
+std::string textOf( std::string const & file ) {
+   std::ostringstream text;
+   text << std::ifstream( file, std::ios::binary ).rdbuf();
+   return text.str();
+}
+
+/** Counts what is done to a store, and kills the process over one of the operations. */
+class DeadlyStore final : public Corestore::Store {
+ public:
+   DeadlyStore( Corestore::Store & store, Instant instant, std::uint64_t & operations,
+                bool const & mayDie )
+      : store_( store ), instant_( instant ), operations_( operations ), mayDie_( mayDie ) {}
+
+   void load( std::function< void( Corestore::Row const & ) > const & row ) override {
+      store_.load( row );
+   }
+   void put( Corestore::Row const & row ) override {
+      operation();
+      store_.put( row );
+   }
+   void del( std::string const & path, std::string const & attribute,
+             std::string const & key ) override {
+      operation();
+      store_.del( path, attribute, key );
+   }
+   void flush() override {
+      operation();
+      store_.flush();
+      operation();
+   }
+
+ private:
+   void operation() {
+      if ( ++operations_ >= instant_ && instant_ != 0 && mayDie_ ) {
+         ::kill( getpid(), SIGKILL );
+      }
+   }
+
+   Corestore::Store & store_;
+   Instant instant_;
+   std::uint64_t & operations_;
+   bool const & mayDie_;
+};
+
+/** The flow entries of both tables, each with its table's path before it. */
+std::set< std::string > flowEntries( Corestore::EntityManager const & em ) {
+   std::set< std::string > entries;
+   for ( char const * path : flowTables ) {
+      auto const table =
+         Kel::ptrCast< OpenFlowTable::PinFlowHwConfig const >( em.getEntity( path ) );
+      if ( table ) {
+         for ( Kel::Name const & name : table->flowEntryKeys() ) {
+            entries.insert( std::string( path ) + " " + name.stringValue() );
+         }
+      }
+   }
+   return entries;
+}
+
+}  // namespace
+
+/** One process's part of the scenario. */
+class KilledRun::Player {
+ public:
+   Player( Runner::Scenario const & scenario, Progress & progress, Corestore::Store & store )
+      : scenario_( scenario ),
+        progress_( progress ),
+        before_( entriesIn( store ) ),
+        device_( { .observer = [this]( auto const & change ) { note( change ); },
+                   .simulated = scenario.simulated,
+                   .store = &store } ) {}
+
+   /** What the start has withdrawn and wants all the same; empty for nothing. */
+   std::string withdrawn() {
+      std::set< std::string > const now = flowEntries( device_.entityManager() );
+      std::string list;
+      for ( std::string const & entry : deleted_ ) {
+         if ( before_.contains( entry ) && now.contains( entry ) ) {
+            list += " " + entry;
+         }
+      }
+      device_.outputObserverIs( {} );
+      return list;
+   }
+
+   void play() {
+      while ( progress_.step != scenario_.steps.size() ) {
+         playStep( progress_.step );
+         progress_.waitEnds = -1;
+         ++progress_.step;
+      }
+   }
+
+   std::string state() const { return Corestore::jsonSorted( device_.dump() ); }
+
+ private:
+   static std::set< std::string > entriesIn( Corestore::Store & store ) {
+      std::set< std::string > entries;
+      store.load( [&]( Corestore::Row const & row ) {
+         if ( row.attribute == "flowEntry" ) {
+            entries.insert( row.path + " " + row.key );
+         }
+      } );
+      return entries;
+   }
+   void note( Runner::OutputChange const & change ) {
+      if ( change.deleted && change.attribute == std::string_view( "flowEntry" ) ) {
+         deleted_.insert( change.path + " " + *change.key );
+      }
+   }
+   void playStep( std::size_t number ) {
+      Runner::Step const & step = scenario_.steps[number];
+      if ( std::holds_alternative< Runner::ExpectStep >( step ) ) {
+         return;
+      }
+      // A death in this step is a restart after the one before, after this one, or in between.
+      progress_.mayDie = progress_.deathBefore && !scenario_.noRestartAfter.contains( number );
+      if ( auto const * wait = std::get_if< Runner::AdvanceStep >( &step ) ) {
+         advance( wait->seconds );
+      } else if ( auto const * damage = std::get_if< Runner::CorruptStep >( &step ) ) {
+         for ( auto const & row : damage->rows ) {
+            // An earlier process may have done it.
+            device_.corrupt( row.path, row.table, row.key );
+         }
+      } else {
+         Runner::playStep( device_, scenario_, number );
+      }
+      progress_.deathBefore = !scenario_.noRestartAfter.contains( number );
+   }
+   /** Waits for what an earlier process has left of the time. */
+   void advance( Orb::Seconds seconds ) {
+      double const now = device_.scheduler().now();
+      if ( progress_.waitEnds < 0 ) {
+         progress_.waitEnds = now + seconds;
+      }
+      device_.advance( progress_.waitEnds - now );
+   }
+
+   Runner::Scenario const & scenario_;
+   Progress & progress_;
+   std::set< std::string > const before_;
+   std::set< std::string > deleted_;
+   Runner::Switch device_;
+};
+
+KilledRun::KilledRun( Runner::Scenario const & scenario, std::string const & directory )
+   : scenario_( scenario ),
+     directory_( directory ),
+     progress_(
+        static_cast< Progress * >( mmap( nullptr, sizeof( Progress ), PROT_READ | PROT_WRITE,
+                                         MAP_SHARED | MAP_ANONYMOUS, -1, 0 ) ) ) {}
+
+KilledRun::~KilledRun() {
+   munmap( progress_, sizeof( Progress ) );
+}
+
+void KilledRun::begin() {
+   for ( auto const & file : std::filesystem::directory_iterator( directory_ ) ) {
+      std::filesystem::remove( file );
+   }
+   *progress_ = { 0, -1, 0, true, true };
+}
+
+void KilledRun::child( Instant instant ) {
+   int code = failedCode;
+   std::string why;
+   try {
+      Corestore::SqliteStore file( directory_ + "/s.db" );
+      DeadlyStore store( file, instant, progress_->operations, progress_->mayDie );
+      Player player( scenario_, *progress_, store );
+      why = player.withdrawn();
+      if ( why.empty() ) {
+         player.play();
+         std::ofstream( directory_ + "/state" ) << player.state();
+         code = finishedCode;
+      }
+   } catch ( std::exception const & e ) {
+      why = e.what();
+   }
+   if ( code == failedCode ) {
+      std::ofstream( directory_ + "/failure" ) << "before step " << progress_->step << ": " << why;
+   }
+   _exit( code );
+}
+
+template < class Watch >
+Ended KilledRun::process( Instant instant, Watch const & watch ) {
+   progress_->operations = 0;
+   pid_t const pid = fork();
+   if ( pid == 0 ) {
+      child( instant );
+   }
+   watch( pid );
+   int status = 0;
+   waitpid( pid, &status, 0 );
+   Slab::removeAbandonedSegments();
+   if ( WIFSIGNALED( status ) && WTERMSIG( status ) == SIGKILL ) {
+      return Ended::Killed;
+   }
+   return WIFEXITED( status ) && WEXITSTATUS( status ) == finishedCode ? Ended::Finished
+                                                                       : Ended::Failed;
+}
+
+Ended KilledRun::processUntil( Instant instant ) {
+   return process( instant, []( pid_t ) {} );
+}
+
+Ended KilledRun::processFor( std::uint32_t microseconds ) {
+   return process( 0, [this, microseconds]( pid_t pid ) {
+      usleep( microseconds );
+      if ( progress_->mayDie ) {
+         ::kill( pid, SIGKILL );
+      }
+   } );
+}
+
+std::string KilledRun::finalState() const {
+   return textOf( directory_ + "/state" );
+}
+
+std::string KilledRun::failure() const {
+   return textOf( directory_ + "/failure" );
+}
+
+}  // namespace Kill
