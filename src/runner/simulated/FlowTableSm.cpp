@@ -1,5 +1,7 @@
 #include "runner/simulated/FlowTableSm.h"
 
+#include <functional>
+
 KEL_MACHINE_TYPE( Runner::Simulated::FlowTableSm )
 
 namespace Runner::Simulated {
@@ -12,6 +14,21 @@ namespace {
 
 /** What the hardware says of an entry for which it has no room. */
 constexpr auto tableFull = static_cast< FlowStatus >( 5 );
+
+/** A new row, which is complete when the agent hears of it. */
+template < class Row >
+void announce( OpenFlowTable::HwStatus & status, char const * collection, std::string const & key,
+               std::function< void( Row & ) > const & prepare ) {
+   status.fwkType()
+      .attribute( collection )
+      ->childIs( status, key, nullptr,
+                 [&]( Kel::Entity & row ) { prepare( static_cast< Row & >( row ) ); } );
+}
+
+void answer( OpenFlowTable::HwStatus & status, Kel::Name const & entry, FlowStatus found ) {
+   announce< OpenFlowTable::FlowStats >( status, "flowStats", entry.stringValue(),
+                                         [found]( auto & row ) { row.statusIs( found ); } );
+}
 
 }  // namespace
 
@@ -52,16 +69,12 @@ void FlowTableSm::answerFlowEntry( Kel::Name const & name ) {
       return;
    }
    if ( programmed_.size() < settings().flowCapacity ) {
-      program( name );
+      programmed_.insert( name );
+      answer( *pfHwStatus(), name, FlowStatus::active );
    } else {
       refused_.set( name, Kel::Nothing{} );
-      pfHwStatus()->flowStatsIs( name )->statusIs( tableFull );
+      answer( *pfHwStatus(), name, tableFull );
    }
-}
-
-void FlowTableSm::program( Kel::Name const & name ) {
-   programmed_.insert( name );
-   pfHwStatus()->flowStatsIs( name )->statusIs( FlowStatus::active );
 }
 
 void FlowTableSm::dropFlowEntry( Kel::Name const & name ) {
@@ -77,7 +90,10 @@ void FlowTableSm::dropFlowEntry( Kel::Name const & name ) {
          break;
       }
       refused_.erase( waiting );
-      program( waiting );
+      programmed_.insert( waiting );
+      if ( auto const row = pfHwStatus()->flowStats( waiting ) ) {
+         row->statusIs( FlowStatus::active );
+      }
    }
 }
 
@@ -137,9 +153,16 @@ void FlowTableSm::answerTrafficEndPoint( TrafficStreamEndPointId const & id ) {
       pfHwStatus()->trafficEndPointStatusDel( id );
       return;
    }
-   auto const row = pfHwStatus()->trafficEndPointStatusIs( id );
-   row->groupNameIs( pfHwConfig()->trafficEndPoint( id ) );
-   row->statusIs( TrafficStreamStatus::active );
+   Kel::String const group = pfHwConfig()->trafficEndPoint( id );
+   if ( auto const row = pfHwStatus()->trafficEndPointStatus( id ) ) {
+      row->groupNameIs( group );
+      return;
+   }
+   announce< OpenFlowTable::TrafficStreamEndPointStatus >(
+      *pfHwStatus(), "trafficEndPointStatus", id.stringValue(), [&group]( auto & row ) {
+         row.groupNameIs( group );
+         row.statusIs( TrafficStreamStatus::active );
+      } );
 }
 
 }  // namespace Runner::Simulated

@@ -41,7 +41,6 @@ class FlowTableSm : public Kel::StateMachine {
    void dropFlowEntry( Kel::Name const & name );
    void dropTrafficGroup( Kel::Name const & name );
    void answerTrafficEndPoint( OpenFlowTable::TrafficStreamEndPointId const & id );
-   void program( Kel::Name const & name );
 
    std::set< Kel::Name > programmed_;
    /** In the order of the refusals. */
