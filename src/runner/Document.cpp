@@ -1,7 +1,6 @@
 #include "runner/Document.h"
 
 #include <cerrno>
-#include <cmath>
 #include <cstring>
 #include <fstream>
 #include <sstream>
@@ -19,14 +18,16 @@ Kel::Value::Object const & objectOf( Kel::Value const & value ) {
 }
 
 double secondsOf( Kel::Value const & value ) {
+   // Timers fire one by one on the way, so that longer waits would not end.
+   constexpr double longest = 1e9;
    double seconds = -1;
    if ( auto const * whole = value.as< std::uint64_t >() ) {
       seconds = static_cast< double >( *whole );
    } else if ( auto const * real = value.as< double >() ) {
       seconds = *real;
    }
-   if ( !std::isfinite( seconds ) || seconds < 0 ) {
-      throw Kel::ValueError( "wants a number of seconds, 0 or more" );
+   if ( !( seconds >= 0 && seconds <= longest ) ) {
+      throw Kel::ValueError( "wants a number of seconds, 0 to 1000000000" );
    }
    return seconds;
 }
@@ -38,8 +39,12 @@ Kel::Value readDocument( std::string const & file ) {
    }
    std::ostringstream text;
    text << in.rdbuf();
+   return parseDocument( file, text.view() );
+}
+
+Kel::Value parseDocument( std::string const & file, std::string_view text ) {
    try {
-      return Corestore::parseJson( text.view() );
+      return Corestore::parseJson( text );
    } catch ( Corestore::TextError const & e ) {
       throw InputError( file, "", e.what() );
    }

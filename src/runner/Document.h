@@ -37,7 +37,7 @@ T const & wanted( Kel::Value const & value, char const * what ) {
    return *typed;
 }
 
-/** A number of seconds, 0 or more; throws Kel::ValueError for anything else. */
+/** A number of seconds, 0 to 1,000,000,000; throws Kel::ValueError for anything else. */
 double secondsOf( Kel::Value const & value );
 
 /** The members of an object; throws Kel::ValueError for any other value. */
@@ -45,5 +45,7 @@ Kel::Value::Object const & objectOf( Kel::Value const & value );
 
 /** Reads a file of JSON. Throws InputError. */
 Kel::Value readDocument( std::string const & file );
+/** The same for the text that the file holds. */
+Kel::Value parseDocument( std::string const & file, std::string_view text );
 
 }  // namespace Runner

@@ -157,7 +157,10 @@ struct Player {
 }  // namespace
 
 Scenario readScenario( std::string const & file ) {
-   Value const document = readDocument( file );
+   return scenarioOf( file, readDocument( file ) );
+}
+
+Scenario scenarioOf( std::string const & file, Value const & document ) {
    Scenario scenario;
    scenario.file = file;
    try {

@@ -49,6 +49,8 @@ struct Scenario {
 /** Reads a scenario and checks all of it, the documents of its steps included. Throws InputError.
  */
 Scenario readScenario( std::string const & file );
+/** The same for the document that the file holds. */
+Scenario scenarioOf( std::string const & file, Kel::Value const & document );
 
 /** Plays one step. Yields what an expectation found otherwise, with pointers inside the scenario's
  *  file. Throws InputError for a row to damage that isn't there. */

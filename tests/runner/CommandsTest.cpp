@@ -102,7 +102,7 @@ TEST_F( CommandsTest, BadInputIsOneLineAndExitCode2 ) {
    EXPECT_EQ( refused( R"({"steps":[{"advance":1,"restart":true}]})" ),
               "s.json: /steps/0/restart: is a second action in one step\n" );
    EXPECT_EQ( refused( R"({"steps":[{"advance":-1}]})" ),
-              "s.json: /steps/0/advance: wants a number of seconds, 0 or more\n" );
+              "s.json: /steps/0/advance: wants a number of seconds, 0 to 1000000000\n" );
    EXPECT_EQ( refused( R"({"steps":[{"restart":false}]})" ),
               "s.json: /steps/0/restart: wants true\n" );
    EXPECT_EQ( refused( R"({"steps":[{"corrupt":{"bridging/status":{"fdbStatus":"7"}}}]})" ),

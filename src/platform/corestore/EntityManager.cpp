@@ -86,7 +86,7 @@ Kel::Ptr< Kel::Entity > EntityManager::entityIs( std::string_view path, std::str
 void EntityManager::saveTo( Store & store ) const {
    for ( auto const & [path, entity] : entities_ ) {
       store.put( { "", "", path, entity->fwkType().name } );
-      forEachRow( *entity, [&store]( Row const & row ) { store.put( row ); } );
+      forEachRow( *entity, path, [&store]( Row const & row ) { store.put( row ); } );
    }
    store.flush();
 }

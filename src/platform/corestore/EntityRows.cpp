@@ -14,25 +14,25 @@ std::string storePath( Kel::Entity const & entity ) {
           Kel::pointerStep( single ? "" : entity.keyName() );
 }
 
-std::optional< Row > rowOf( Kel::Entity const & entity, Kel::AttributeRecord const & attribute,
-                            std::string const & key ) {
+std::optional< Row > rowOf( Kel::Entity const & entity, std::string const & path,
+                            Kel::AttributeRecord const & attribute, std::string const & key ) {
    switch ( attribute.kind() ) {
       case Kel::AttributeKind::Scalar:
       case Kel::AttributeKind::Map:
          if ( auto value = attribute.read( entity, key ) ) {
-            return Row{ storePath( entity ), attribute.name(), key, jsonLine( *value ) };
+            return Row{ path, attribute.name(), key, jsonLine( *value ) };
          }
          break;
       default:
          if ( Kel::Ptr< Kel::Entity > child = attribute.child( entity, key ) ) {
-            return Row{ storePath( entity ), attribute.name(), key,
-                        jsonLine( child->fwkType().name ) };
+            return Row{ path, attribute.name(), key, jsonLine( child->fwkType().name ) };
          }
    }
    return std::nullopt;
 }
 
-void forEachRow( Kel::Entity const & entity, std::function< void( Row const & ) > const & row ) {
+void forEachRow( Kel::Entity const & entity, std::string const & path,
+                 std::function< void( Row const & ) > const & row ) {
    for ( auto const & attribute : entity.fwkType().attributes() ) {
       bool const keyed = attribute->kind() != Kel::AttributeKind::Scalar &&
                          attribute->kind() != Kel::AttributeKind::Reference;
@@ -41,10 +41,12 @@ void forEachRow( Kel::Entity const & entity, std::function< void( Row const & ) 
          keys = attribute->keys( entity );
       }
       for ( std::string const & key : keys ) {
-         if ( auto found = rowOf( entity, *attribute, key ) ) {
+         if ( auto found = rowOf( entity, path, *attribute, key ) ) {
             row( *found );
             if ( Kel::Ptr< Kel::Entity > child = attribute->child( entity, key ) ) {
-               forEachRow( *child, row );
+               forEachRow( *child,
+                           path + Kel::pointerStep( attribute->name() ) + Kel::pointerStep( key ),
+                           row );
             }
          }
       }

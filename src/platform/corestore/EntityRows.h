@@ -11,12 +11,14 @@ namespace Corestore {
 /** The path of an entity for a store: keys are escaped, so that no two entities share one. */
 std::string storePath( Kel::Entity const & entity );
 
-/** Yields the rows of an entity and of all that it holds; scalars at their default have none. */
-void forEachRow( Kel::Entity const & entity, std::function< void( Row const & ) > const & row );
+/** Yields the rows of an entity, which has that path, and of all that it holds; scalars at their
+ *  default have none. */
+void forEachRow( Kel::Entity const & entity, std::string const & path,
+                 std::function< void( Row const & ) > const & row );
 
 /** The row of one attribute entry as it stands; nothing when it is gone or at its default. */
-std::optional< Row > rowOf( Kel::Entity const & entity, Kel::AttributeRecord const & attribute,
-                            std::string const & key );
+std::optional< Row > rowOf( Kel::Entity const & entity, std::string const & path,
+                            Kel::AttributeRecord const & attribute, std::string const & key );
 
 /** Applies one row to the entity at its path. Throws Kel::ValueError when it does not fit. */
 void applyRow( Kel::Entity & entity, Row const & row );

@@ -1,6 +1,7 @@
 #include "platform/corestore/PendingChanges.h"
 
 #include <unordered_set>
+#include <utility>
 
 #include "platform/corestore/EntityRows.h"
 
@@ -48,20 +49,27 @@ void PendingChanges::addAbsent( Kel::Entity const & entity, Kel::AttributeRecord
 void PendingChanges::writeTo( Store & store,
                               std::function< bool( Kel::Entity const & ) > const & isHeld ) {
    WrittenWhole whole;
+   Kel::Entity const * last = nullptr;
+   std::string path;
    using Walk = Kel::MemberWalk< Kel::HashMap2018< Entry, bool > >;
    for ( auto const & [entry, wasAbsent] : Walk( nullptr, entries_ ) ) {
       Kel::Entity const & entity = *entry.entity;
       if ( !isHeld( entity ) || whole.covers( entity ) ) {
          continue;
       }
-      auto const row = rowOf( entity, *entry.attribute, entry.key );
+      // Changes of one entity often come together.
+      if ( std::exchange( last, &entity ) != &entity ) {
+         path = storePath( entity );
+      }
+      auto const row = rowOf( entity, path, *entry.attribute, entry.key );
       if ( wasAbsent || !row ) {
-         store.del( storePath( entity ), entry.attribute->name(), entry.key );
+         store.del( path, entry.attribute->name(), entry.key );
       }
       if ( row ) {
          store.put( *row );
          if ( auto const child = entry.attribute->child( entity, entry.key ) ) {
-            forEachRow( *child, [&store]( Row const & below ) { store.put( below ); } );
+            forEachRow( *child, storePath( *child ),
+                        [&store]( Row const & below ) { store.put( below ); } );
             whole.add( *child );
          }
       }

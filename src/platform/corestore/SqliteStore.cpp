@@ -28,8 +28,8 @@ constexpr char const * schema =
 constexpr char const * sql[] = {
    "BEGIN IMMEDIATE",
    "COMMIT",
-   "INSERT INTO entry ( path, attribute, key, value ) VALUES ( ?, ?, ?, ? )"
-   " ON CONFLICT DO UPDATE SET value = excluded.value",
+   ( "INSERT INTO entry ( path, attribute, key, value ) VALUES ( ?, ?, ?, ? )"
+     " ON CONFLICT DO UPDATE SET value = excluded.value" ),
    "DELETE FROM entry WHERE path = ? AND attribute = ? AND key = ?",
    "DELETE FROM entry WHERE path = ?",
    // '0' is the character after '/'.
@@ -119,6 +119,8 @@ void SqliteStore::open( Mode mode ) {
       // Every step survives the process; only a loss of power may take the last ones.
       execute( "PRAGMA synchronous = NORMAL" );
       execute( "PRAGMA cache_size = -65536" );
+      // Steps gather beside the file and are moved into it in large pieces.
+      execute( "PRAGMA wal_autocheckpoint = 16384" );
       sqlite3_db_config( database_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr );
    }
    prepare();

@@ -1,8 +1,10 @@
 #include "platform/corestore/ValueText.h"
 
 #include <algorithm>
+#include <charconv>
 #include <nlohmann/json.hpp>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 namespace Corestore {
@@ -82,27 +84,21 @@ class Builder {
    std::vector< Level > levels_;
 };
 
-template < class Json >
-Json toJson( Kel::Value const & value ) {
+nlohmann::json toJson( Kel::Value const & value ) {
    return std::visit(
-      []< class T >( T const & v ) -> Json {
+      []< class T >( T const & v ) -> nlohmann::json {
          if constexpr ( std::is_same_v< T, std::monostate > ) {
             return nullptr;
          } else if constexpr ( std::is_same_v< T, Kel::Value::Object > ) {
-            Json object = Json::object();
-            auto & members = object.template get_ref< typename Json::object_t & >();
+            auto object = nlohmann::json::object();
             for ( auto const & member : v ) {
-               if constexpr ( requires { members.push_back( { member.first, Json() } ); } ) {
-                  members.push_back( { member.first, toJson< Json >( member.second ) } );
-               } else {
-                  members.emplace( member.first, toJson< Json >( member.second ) );
-               }
+               object.emplace( member.first, toJson( member.second ) );
             }
             return object;
          } else if constexpr ( std::is_same_v< T, Kel::Value::Array > ) {
-            Json array = Json::array();
+            auto array = nlohmann::json::array();
             for ( Kel::Value const & element : v ) {
-               array.push_back( toJson< Json >( element ) );
+               array.push_back( toJson( element ) );
             }
             return array;
          } else {
@@ -112,10 +108,62 @@ Json toJson( Kel::Value const & value ) {
       value.variant() );
 }
 
-template < class Json >
-std::string write( Kel::Value const & value, int indent ) {
-   return toJson< Json >( value ).dump( indent, ' ', false, Json::error_handler_t::replace );
+std::string dump( nlohmann::json const & json, int indent ) {
+   return json.dump( indent, ' ', false, nlohmann::json::error_handler_t::replace );
 }
+
+/** Appends a value on one line. The library's tree would cost most of the time that a store takes,
+ *  so it is left to texts that need escapes and to fractions. */
+class LineWriter {
+ public:
+   explicit LineWriter( std::string & line ) : line_( line ) {}
+
+   void add( Kel::Value const & value ) {
+      std::visit( [this]( auto const & v ) { add( v ); }, value.variant() );
+   }
+
+ private:
+   void add( std::monostate ) { line_ += "null"; }
+   void add( bool v ) { line_ += v ? "true" : "false"; }
+   void add( std::uint64_t v ) { number( v ); }
+   void add( std::int64_t v ) { number( v ); }
+   void add( double v ) { line_ += dump( v, -1 ); }
+   void add( std::string const & v ) {
+      bool const plain = std::ranges::all_of(
+         v, []( char c ) { return c >= ' ' && c < '\x7f' && c != '"' && c != '\\'; } );
+      if ( plain ) {
+         line_ += '"';
+         line_ += v;
+         line_ += '"';
+      } else {
+         line_ += dump( v, -1 );
+      }
+   }
+   void add( Kel::Value::Object const & v ) {
+      char separator = '{';
+      for ( auto const & member : v ) {
+         line_ += std::exchange( separator, ',' );
+         add( member.first );
+         line_ += ':';
+         add( member.second );
+      }
+      line_ += v.empty() ? "{}" : "}";
+   }
+   void add( Kel::Value::Array const & v ) {
+      char separator = '[';
+      for ( Kel::Value const & element : v ) {
+         line_ += std::exchange( separator, ',' );
+         add( element );
+      }
+      line_ += v.empty() ? "[]" : "]";
+   }
+   void number( auto v ) {
+      char text[20];
+      line_.append( text, std::to_chars( text, text + sizeof text, v ).ptr );
+   }
+
+   std::string & line_;
+};
 
 }  // namespace
 
@@ -126,11 +174,13 @@ Kel::Value parseJson( std::string_view text ) {
 }
 
 std::string jsonLine( Kel::Value const & value ) {
-   return write< nlohmann::ordered_json >( value, -1 );
+   std::string line;
+   LineWriter( line ).add( value );
+   return line;
 }
 
 std::string jsonSorted( Kel::Value const & value ) {
-   return write< nlohmann::json >( value, 2 );
+   return dump( toJson( value ), 2 );
 }
 
 }  // namespace Corestore

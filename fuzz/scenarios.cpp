@@ -1,0 +1,136 @@
+// Any text as a scenario: it is refused, or it plays, and neither crashes, hangs or leaks.
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <sstream>
+#include <string_view>
+
+#include "platform/kel/Exceptions.h"
+#include "runner/Document.h"
+#include "runner/Scenario.h"
+#include "runner/tables/Tables.h"
+
+namespace {
+
+using Kel::Value;
+
+/** The first parts of the paths of what others write, which a scenario may set as it likes. What
+ *  the agent writes itself is left to it: it asserts that its own records stand. */
+constexpr std::array inputs = {
+   "bridging/config",
+   "bridging/status",
+   "bridging/switchIntfConfig",
+   "features/",
+   "interface/",
+   "mgmt/",
+   "mlag/",
+   "openflow/hwstatus",
+   "pinflow/pfHwStatusDir/",
+   "qor/",
+   "qorclient/mlagplugin",
+   "qorl3/",
+   "routing/",
+   "vxlancontroller/",
+};
+
+bool isInput( std::string_view path ) {
+   for ( std::string_view input : inputs ) {
+      if ( path.starts_with( input ) ) {
+         return true;
+      }
+   }
+   return false;
+}
+
+/** Whether a patch holds something over which the agent ends by design. */
+bool isDeadly( Value const & value ) {
+   auto const * object = value.as< Value::Object >();
+   if ( !object ) {
+      return false;
+   }
+   for ( auto const & [name, member] : *object ) {
+      auto const * below = member.as< Value::Object >();
+      if ( name == "interceptPoint" ) {
+         auto const * number = member.as< std::uint64_t >();
+         if ( number && *number > 1 ) {
+            return true;
+         }
+      } else if ( name == "vtiStatus" && below ) {
+         // A switch has one tunnel interface.
+         for ( auto const & intf : *below ) {
+            if ( intf.first != "Vxlan1" ) {
+               return true;
+            }
+         }
+      } else if ( name == "qor/version1/policy" && below ) {
+         for ( auto const & entity : *below ) {
+            if ( entity.first != "policy" ) {
+               return true;
+            }
+         }
+      } else if ( name == "vidToFidMap" ) {
+         return true;
+      }
+      if ( isDeadly( member ) ) {
+         return true;
+      }
+   }
+   return false;
+}
+
+bool isPlayable( Runner::Scenario const & scenario ) {
+   constexpr std::size_t mostSteps = 60;
+   constexpr double longestWait = 1e5;
+   double wait = 0;
+   for ( Runner::Step const & step : scenario.steps ) {
+      if ( auto const * patch = std::get_if< Runner::PatchStep >( &step ) ) {
+         for ( auto const & path : Runner::objectOf( patch->document ) ) {
+            if ( !isInput( path.first ) ) {
+               return false;
+            }
+         }
+         if ( isDeadly( patch->document ) ) {
+            return false;
+         }
+      } else if ( auto const * advance = std::get_if< Runner::AdvanceStep >( &step ) ) {
+         wait += advance->seconds;
+      }
+   }
+   return scenario.steps.size() <= mostSteps && wait <= longestWait;
+}
+
+void play( Runner::Scenario const & scenario ) {
+   Runner::Switch device( { .simulated = scenario.simulated } );
+   for ( std::size_t step = 0; step != scenario.steps.size(); ++step ) {
+      Runner::playStep( device, scenario, step );
+   }
+   for ( std::string const & table : Runner::tableNames() ) {
+      std::ostringstream text;
+      Runner::printTable( table, device, text );
+   }
+   device.dump();
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize( int *, char *** ) {
+   setenv( "FLASHLOG_DISABLE", "1", 1 );
+   return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput( std::uint8_t const * data, std::size_t size ) {
+   try {
+      std::string_view const text( reinterpret_cast< char const * >( data ), size );
+      Runner::Scenario const scenario =
+         Runner::scenarioOf( "scenario", Runner::parseDocument( "scenario", text ) );
+      if ( isPlayable( scenario ) ) {
+         play( scenario );
+      }
+   } catch ( Runner::InputError const & ) {
+   } catch ( Kel::RangeException const & ) {
+      // Numbers of routed policy outside their ranges end the agent.
+   }
+   return 0;
+}
