@@ -48,11 +48,12 @@ void setTraces( std::vector< std::string > const & traces ) {
    }
 }
 
-void addSource( CLI::App & command, ShowOptions & options ) {
+void addSource( CLI::App & command, StateSource & from, bool & json ) {
    CLI::Option_group & source = *command.add_option_group( "source" );
-   source.add_option( "--scenario", options.scenario, "Play it and show the end" );
-   source.add_option( "--state", options.state, "Show a state document or the file of a run" );
+   source.add_option( "--scenario", from.scenario, "Play it and look at its end" );
+   source.add_option( "--state", from.state, "Look at a state document or the file of a run" );
    source.require_option( 1 );
+   command.add_flag( "--json", json, "Write JSON" );
 }
 
 void addCommands( CLI::App & app, Arguments & arguments ) {
@@ -79,7 +80,7 @@ void addCommands( CLI::App & app, Arguments & arguments ) {
    show.add_option( "TABLE", arguments.show.table )
       ->required()
       ->check( CLI::IsMember( tableNames() ) );
-   addSource( show, arguments.show );
+   addSource( show, arguments.show.source, arguments.show.json );
 
    app.add_subcommand( "graph", "Print the wiring as Graphviz DOT" );
 

@@ -175,17 +175,24 @@ TEST_F( CommandsTest, ShowTellsAnOperatorWhatStands ) {
    EXPECT_EQ( run( "show rules --state state.json" ).text,
               "RULE  FLOW   TABLE      PRIORITY  HARDWARE      "
               "MATCH                                     ACTIONS\n"
-              "r     web a  preLookup  0         rejected (7)  "
+              "r     web/a  preLookup  0         rejected (7)  "
               "in Et1, VLAN 100, from 02:00:00:00:00:01  rewrite to VLAN 200, forward\n" );
    EXPECT_EQ( run( "show hosts --state state.json" ).text,
               "HOST               VLAN  FLOWS  INTERFACE  MOVES  STATE\n"
-              "02:00:00:00:00:01  100   web b  -          3      "
-              "waiting: learnt on Ethernet7, not a local entry\n" );
+              "02:00:00:00:00:01  100   web/b  -          3      "
+              "waiting: learnt on Et7, which is not in VLAN 100\n" );
    EXPECT_EQ( run( "show vnis --state state.json" ).text,
               "VNI  VLAN     REQUESTED  BOUND BY\n"
               "70   100      no         web on Et3/1\n"
               "71   waiting  no         web\n" );
    EXPECT_THAT( run( "show l3flows --state state.json" ).text, HasSubstr( "none\n" ) );
+   EXPECT_EQ( run( "show vnis --json --state state.json" ).text,
+              R"([
+  {"vni":70,"vlan":100,"requested":false,"bound_by":["web on Et3/1"]},
+  {"vni":71,"vlan":null,"requested":false,"bound_by":["web"]}
+]
+)" );
+   EXPECT_EQ( run( "show groups --json --state state.json" ).text, "[]\n" );
 }
 
 }  // namespace
