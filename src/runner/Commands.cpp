@@ -12,6 +12,7 @@
 #include "runner/RunCommand.h"
 #include "runner/Scenario.h"
 #include "runner/ShowCommand.h"
+#include "runner/WhyCommand.h"
 #include "runner/tables/Tables.h"
 
 namespace Runner {
@@ -25,6 +26,7 @@ struct Arguments {
    RunOptions run;
    std::vector< std::string > traces;
    ShowOptions show;
+   WhyOptions why;
    std::string scenario;
    std::string traceFile;
 };
@@ -82,6 +84,11 @@ void addCommands( CLI::App & app, Arguments & arguments ) {
       ->check( CLI::IsMember( tableNames() ) );
    addSource( show, arguments.show.source, arguments.show.json );
 
+   CLI::App & why = *app.add_subcommand(
+      "why", "Follow a flow from policy to hardware and say what it waits for" );
+   why.add_option( "FLOW", arguments.why.flow, "A flow, FRAGMENT/FLOW or VRF/FLOW" )->required();
+   addSource( why, arguments.why.source, arguments.why.json );
+
    app.add_subcommand( "graph", "Print the wiring as Graphviz DOT" );
 
    CLI::App & decode = *app.add_subcommand( "decode", "Print a binary trace as text" );
@@ -97,6 +104,8 @@ int runCommand( std::string const & name, Arguments const & arguments ) {
       readScenario( arguments.scenario );
    } else if ( name == "show" ) {
       return showTable( arguments.show );
+   } else if ( name == "why" ) {
+      return explainFlow( arguments.why );
    } else if ( name == "graph" ) {
       printGraph( std::cout );
    } else {

@@ -138,8 +138,9 @@ TEST_F( CommandsTest, UsageErrorsExitWith2 ) {
    EXPECT_EQ( run( "check s.json" ).code, 0 );
    for ( char const * arguments :
          { "", "play s.json", "run", "run s.json --trace 10", "run s.json --trace =", "show flows",
-           "show colors --scenario s.json", "show flows --scenario s.json --state s.json",
-           "run s.json --dump missing/end.json", "decode s.json" } ) {
+           "why", "why a", "show colors --scenario s.json",
+           "show flows --scenario s.json --state s.json", "run s.json --dump missing/end.json",
+           "decode s.json" } ) {
       EXPECT_EQ( run( arguments ).code, 2 ) << arguments;
    }
 }
@@ -193,6 +194,20 @@ TEST_F( CommandsTest, ShowTellsAnOperatorWhatStands ) {
 ]
 )" );
    EXPECT_EQ( run( "show groups --json --state state.json" ).text, "[]\n" );
+
+   Ended const why = run( "why old --state state.json" );
+   EXPECT_EQ( why.code, 0 );
+   EXPECT_THAT( why.text,
+                testing::StartsWith( "web/old: not configured\n"
+                                     "  missing   controller  the controller client is not "
+                                     "enabled\n" ) );
+   EXPECT_THAT( why.text,
+                testing::EndsWith( "\nwaiting: the controller client is not enabled\n" ) );
+   Ended const unknown = run( "why x --state state.json" );
+   EXPECT_EQ( unknown.code, 2 );
+   EXPECT_EQ( unknown.text, "no flow \"x\"; there are: web/a, web/b, web/c?[2J, web/old\n" );
+   EXPECT_THAT( run( "why web/old --json --state state.json" ).text,
+                HasSubstr( R"({"link":"status","finding":"rejected","words":)" ) );
 }
 
 }  // namespace
