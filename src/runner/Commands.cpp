@@ -12,6 +12,7 @@
 #include "runner/RunCommand.h"
 #include "runner/Scenario.h"
 #include "runner/ShowCommand.h"
+#include "runner/WhyCommand.h"
 #include "runner/tables/Tables.h"
 
 namespace Runner {
@@ -25,6 +26,7 @@ struct Arguments {
    RunOptions run;
    std::vector< std::string > traces;
    ShowOptions show;
+   WhyOptions why;
    std::string scenario;
    std::string traceFile;
 };
@@ -48,11 +50,12 @@ void setTraces( std::vector< std::string > const & traces ) {
    }
 }
 
-void addSource( CLI::App & command, ShowOptions & options ) {
+void addSource( CLI::App & command, StateSource & from, bool & json ) {
    CLI::Option_group & source = *command.add_option_group( "source" );
-   source.add_option( "--scenario", options.scenario, "Play it and show the end" );
-   source.add_option( "--state", options.state, "Show a state document or the file of a run" );
+   source.add_option( "--scenario", from.scenario, "Play it and look at its end" );
+   source.add_option( "--state", from.state, "Look at a state document or the file of a run" );
    source.require_option( 1 );
+   command.add_flag( "--json", json, "Write JSON" );
 }
 
 void addCommands( CLI::App & app, Arguments & arguments ) {
@@ -79,7 +82,12 @@ void addCommands( CLI::App & app, Arguments & arguments ) {
    show.add_option( "TABLE", arguments.show.table )
       ->required()
       ->check( CLI::IsMember( tableNames() ) );
-   addSource( show, arguments.show );
+   addSource( show, arguments.show.source, arguments.show.json );
+
+   CLI::App & why = *app.add_subcommand(
+      "why", "Follow a flow from policy to hardware and say what it waits for" );
+   why.add_option( "FLOW", arguments.why.flow, "A flow, FRAGMENT/FLOW or VRF/FLOW" )->required();
+   addSource( why, arguments.why.source, arguments.why.json );
 
    app.add_subcommand( "graph", "Print the wiring as Graphviz DOT" );
 
@@ -96,6 +104,8 @@ int runCommand( std::string const & name, Arguments const & arguments ) {
       readScenario( arguments.scenario );
    } else if ( name == "show" ) {
       return showTable( arguments.show );
+   } else if ( name == "why" ) {
+      return explainFlow( arguments.why );
    } else if ( name == "graph" ) {
       printGraph( std::cout );
    } else {

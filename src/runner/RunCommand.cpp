@@ -117,7 +117,7 @@ int runScenario( RunOptions const & options ) {
    if ( !options.dump.empty() ) {
       writeDump( device, options.dump );
    } else {
-      printTable( "flows", device, std::cout );
+      tableOf( "flows", device ).print( std::cout );
    }
    return met ? 0 : 1;
 }

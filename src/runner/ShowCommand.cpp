@@ -2,60 +2,19 @@
 
 #include <iostream>
 
-#include "platform/corestore/SqliteStore.h"
-#include "runner/Document.h"
-#include "runner/Scenario.h"
 #include "runner/tables/Tables.h"
 
 namespace Runner {
 
-namespace {
-
-// None of these is ever destroyed: at the end of the process the state stays as it is.
-
-Switch const & ofStateFile( std::string const & file ) {
-   Corestore::SqliteStore store( file, Corestore::SqliteStore::Mode::read );
-   try {
-      return *new Switch( { .with = Switch::With::StateAlone, .initial = &store } );
-   } catch ( Kel::ValueError const & e ) {
-      throw InputError( file, e );
-   }
-}
-
-Switch const & ofDocument( std::string const & file ) {
-   auto & device = *new Switch( { .with = Switch::With::StateAlone } );
-   Kel::Value const document = readDocument( file );
-   try {
-      device.patch( document );
-   } catch ( Kel::ValueError const & e ) {
-      throw InputError( file, e );
-   }
-   return device;
-}
-
-/** Clears `met` when an expectation of the scenario is not. */
-Switch const & ofScenario( std::string const & file, bool & met ) {
-   Scenario const scenario = readScenario( file );
-   auto & device = *new Switch( { .simulated = scenario.simulated } );
-   for ( std::size_t step = 0; step != scenario.steps.size(); ++step ) {
-      for ( Unmet const & unmet : playStep( device, scenario, step ) ) {
-         std::cerr << describe( scenario, unmet ) << std::endl;
-         met = false;
-      }
-   }
-   return device;
-}
-
-}  // namespace
-
 int showTable( ShowOptions const & options ) {
-   bool met = true;
-   Switch const & device = !options.scenario.empty() ? ofScenario( options.scenario, met )
-                           : Corestore::SqliteStore::isSuchFile( options.state )
-                              ? ofStateFile( options.state )
-                              : ofDocument( options.state );
-   printTable( options.table, device, std::cout );
-   return met ? 0 : 1;
+   OpenedState const state = openState( options.source );
+   TextTable const table = tableOf( options.table, state.device );
+   if ( options.json ) {
+      table.printJson( std::cout );
+   } else {
+      table.print( std::cout );
+   }
+   return state.met ? 0 : 1;
 }
 
 }  // namespace Runner

@@ -2,15 +2,16 @@
 
 #include <string>
 
+#include "runner/StateSource.h"
+
 namespace Runner {
 
-/** What is shown, and of which of the two sources: the other one is empty. */
+/** What is shown, of which state, and for whom. */
 struct ShowOptions {
    std::string table;
-   /** A scenario, which is played to its end. */
-   std::string scenario;
-   /** A state document, or the file in which a run has kept its state. */
-   std::string state;
+   StateSource source;
+   /** For programs: a JSON array. */
+   bool json = false;
 };
 
 /** Prints a table. Returns the exit code; throws InputError and Corestore::StoreError. */

@@ -138,8 +138,9 @@ TEST_F( CommandsTest, UsageErrorsExitWith2 ) {
    EXPECT_EQ( run( "check s.json" ).code, 0 );
    for ( char const * arguments :
          { "", "play s.json", "run", "run s.json --trace 10", "run s.json --trace =", "show flows",
-           "show colors --scenario s.json", "show flows --scenario s.json --state s.json",
-           "run s.json --dump missing/end.json", "decode s.json" } ) {
+           "why", "why a", "show colors --scenario s.json",
+           "show flows --scenario s.json --state s.json", "run s.json --dump missing/end.json",
+           "decode s.json" } ) {
       EXPECT_EQ( run( arguments ).code, 2 ) << arguments;
    }
 }
@@ -175,17 +176,38 @@ TEST_F( CommandsTest, ShowTellsAnOperatorWhatStands ) {
    EXPECT_EQ( run( "show rules --state state.json" ).text,
               "RULE  FLOW   TABLE      PRIORITY  HARDWARE      "
               "MATCH                                     ACTIONS\n"
-              "r     web a  preLookup  0         rejected (7)  "
+              "r     web/a  preLookup  0         rejected (7)  "
               "in Et1, VLAN 100, from 02:00:00:00:00:01  rewrite to VLAN 200, forward\n" );
    EXPECT_EQ( run( "show hosts --state state.json" ).text,
               "HOST               VLAN  FLOWS  INTERFACE  MOVES  STATE\n"
-              "02:00:00:00:00:01  100   web b  -          3      "
-              "waiting: learnt on Ethernet7, not a local entry\n" );
+              "02:00:00:00:00:01  100   web/b  -          3      "
+              "waiting: learnt on Et7, which is not in VLAN 100\n" );
    EXPECT_EQ( run( "show vnis --state state.json" ).text,
               "VNI  VLAN     REQUESTED  BOUND BY\n"
               "70   100      no         web on Et3/1\n"
               "71   waiting  no         web\n" );
    EXPECT_THAT( run( "show l3flows --state state.json" ).text, HasSubstr( "none\n" ) );
+   EXPECT_EQ( run( "show vnis --json --state state.json" ).text,
+              R"([
+  {"vni":70,"vlan":100,"requested":false,"bound_by":["web on Et3/1"]},
+  {"vni":71,"vlan":null,"requested":false,"bound_by":["web"]}
+]
+)" );
+   EXPECT_EQ( run( "show groups --json --state state.json" ).text, "[]\n" );
+
+   Ended const why = run( "why old --state state.json" );
+   EXPECT_EQ( why.code, 0 );
+   EXPECT_THAT( why.text,
+                testing::StartsWith( "web/old: not configured\n"
+                                     "  missing   controller  the controller client is not "
+                                     "enabled\n" ) );
+   EXPECT_THAT( why.text,
+                testing::EndsWith( "\nwaiting: the controller client is not enabled\n" ) );
+   Ended const unknown = run( "why x --state state.json" );
+   EXPECT_EQ( unknown.code, 2 );
+   EXPECT_EQ( unknown.text, "no flow \"x\"; there are: web/a, web/b, web/c?[2J, web/old\n" );
+   EXPECT_THAT( run( "why web/old --json --state state.json" ).text,
+                HasSubstr( R"({"link":"status","finding":"rejected","words":)" ) );
 }
 
 }  // namespace

@@ -11,13 +11,13 @@ TextTable capabilityTable( Switch const & device ) {
    QorCommon::V1::Feature others = feature;
    auto add = [&]( QorCommon::V1::Feature bit, char const * name ) {
       others &= ~bit;
-      table.row( { std::to_string( bit ), name, feature & bit ? "yes" : "no" } );
+      table.row( { bit, name, ( feature & bit ) != 0 } );
    };
    add( FeatureBit::l3Policy, "policy for routed traffic" );
    add( FeatureBit::groupTable, "group table" );
    add( FeatureBit::l3PolicyReported, "policy for routed traffic, as reported" );
    if ( others ) {
-      table.row( { std::to_string( others ), "others", "yes" } );
+      table.row( { others, "others", true } );
    }
    return table;
 }

@@ -1,42 +1,14 @@
-#include "platform/kel/Dir.h"
-#include "platform/records/qor/PolicyFragment.h"
 #include "platform/records/qor/PolicyFragmentStatus.h"
 #include "platform/records/qorclient/Status.h"
+#include "runner/tables/Places.h"
 #include "runner/tables/Tables.h"
+#include "runner/tables/Words.h"
 
 namespace Runner {
 
 namespace {
 
-using Qor::V1::PolicyFlowInfo;
 using Qor::V1::PolicyFlowStatus;
-
-std::string kindOf( PolicyFlowInfo const & flow ) {
-   if ( !flow.serviceIntfKey.empty() ) {
-      return "service " + flow.serviceIntfKey.stringValue();
-   }
-   switch ( flow.interceptPoint ) {
-      case Qor::V1::InterceptPoint::interceptIngress:
-         return "intercept";
-      case Qor::V1::InterceptPoint::interceptEgress:
-         return "egress";
-   }
-   return "unknown";
-}
-
-std::string stateWord( Qor::FlowState state ) {
-   switch ( state ) {
-      case Qor::FlowState::flowInitial:
-         return "initial";
-      case Qor::FlowState::flowWaiting:
-         return "waiting";
-      case Qor::FlowState::flowProgrammed:
-         return "programmed";
-      case Qor::FlowState::flowRejected:
-         return "rejected";
-   }
-   return std::to_string( static_cast< std::uint32_t >( state ) );
-}
 
 std::size_t publishedRules( QorClient::Status const & agent, Kel::String const & fragment,
                             Kel::String const & flow ) {
@@ -62,13 +34,13 @@ class FlowRows {
       auto const status = statuses_->policyFragment( fragment.name() );
       for ( auto const & flow : fragment.flow() ) {
          bool const reported = status && status->flowStatusHas( flow.key );
-         add( fragment.name(), flow.key, kindOf( flow.value ),
+         add( fragment.name(), flow.key, kindWord( flow.value ),
               reported ? std::optional( status->flowStatus( flow.key ) ) : std::nullopt );
       }
    }
 
    /** Flows that are reported and have left the configuration. */
-   void addOthers( Kel::Ptr< Qor::V1::QorPolicyFragment > const & policy ) {
+   void addOthers( Kel::Ptr< Qor::V1::QorPolicyFragment const > const & policy ) {
       for ( auto const & status : statuses_->policyFragment() ) {
          auto const fragment = policy ? policy->policyFragment( status.key ) : nullptr;
          for ( auto const & flow : status.value->flowStatus() ) {
@@ -86,7 +58,7 @@ class FlowRows {
              std::optional< PolicyFlowStatus > const & status ) {
       table_.row( { fragment.stringValue(), flow.stringValue(), kind,
                     status ? stateWord( status->flowState ) : "not reported",
-                    std::to_string( publishedRules( *agent_, fragment, flow ) ),
+                    publishedRules( *agent_, fragment, flow ),
                     status ? status->flowStateDetails.stringValue() : "" } );
    }
 
@@ -98,8 +70,7 @@ class FlowRows {
 }  // namespace
 
 TextTable flowsTable( Switch const & device ) {
-   auto const dir = device.entity< Kel::Dir >( "qor/version1/policy" );
-   auto const policy = Kel::ptrCast< Qor::V1::QorPolicyFragment >( dir->entity( "policy" ) );
+   auto const policy = policyOf( device );
    FlowRows rows( device );
    if ( policy ) {
       for ( auto const & fragment : policy->policyFragment() ) {

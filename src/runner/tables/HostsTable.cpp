@@ -1,71 +1,85 @@
 #include <map>
 
-#include "datapath/HostFdbStatus.h"
-#include "platform/records/bridging/EntryType.h"
-#include "platform/records/mlag/HostTable.h"
 #include "platform/records/qorclient/Status.h"
+#include "runner/tables/Places.h"
 #include "runner/tables/Tables.h"
+#include "runner/tables/Words.h"
 
 namespace Runner {
 
 namespace {
 
 using Bridging::MacVlanPair;
+using Flows = std::vector< std::string >;
 
-/** What stands in the way of a host that is wanted and has no interface. */
-std::string whyWaiting( Switch const & device, QorClient::Status const & agent,
-                        Slab::Bridging::SlabFdbStatus const & learnt, MacVlanPair const & host ) {
-   std::string reason = "waiting: not learnt";
-   auto const peer = device.entity< Mlag::HostTable >( "mlag/hostTable" );
-   Mlag::HostEntryKey const peerKey{ host.vlanId, host.mac };
-   if ( !learnt.intf.stringValue().empty() ) {
-      reason = "waiting: learnt on " + learnt.intf.stringValue() +
-               ( Bridging::isEntryTypeLocal( learnt.entryType ) ? "" : ", not a local entry" );
-   } else if ( peer->hostEntryHas( peerKey ) ) {
-      Mlag::HostEntry const entry = peer->hostEntry( peerKey );
-      reason = entry.unusable ? "waiting: the peer's entry is unusable"
-                              : "waiting: the peer knows it on " + entry.intf.stringValue();
-   }
-   return agent.resyncInProgress() ? reason + " (resync in progress)" : reason;
-}
-
-/** The flows that intercept each host. */
-std::map< MacVlanPair, std::vector< std::string > > interceptors(
-   QorClient::Status const & agent ) {
-   std::map< MacVlanPair, std::vector< std::string > > flows;
+/** The hosts in a known VLAN, each with the flows that intercept it. */
+std::map< MacVlanPair, Flows > placedHosts( QorClient::Status const & agent ) {
+   std::map< MacVlanPair, Flows > hosts;
    for ( auto const & fragment : agent.policyFragmentInfo() ) {
       for ( auto const & flow : fragment.value->flowInfo() ) {
          for ( auto const & host : flow.value->boundHost() ) {
-            flows[host.key].push_back( fragment.key.stringValue() + " " + flow.key.stringValue() );
+            hosts[host.key].push_back( flowPath( fragment.key, flow.key ) );
          }
       }
    }
-   return flows;
+   for ( auto const & host : agent.boundHost() ) {
+      hosts[host.key];
+   }
+   for ( auto const & host : agent.warmHost() ) {
+      hosts[host.key];
+   }
+   return hosts;
+}
+
+bool isBound( QorClient::Status const & agent, Kel::String const & fragment,
+              Kel::String const & flow ) {
+   auto const fragmentInfo = agent.policyFragmentInfo( fragment );
+   auto const flowInfo = fragmentInfo ? fragmentInfo->flowInfo( flow ) : nullptr;
+   return flowInfo && flowInfo->boundHostCount() != 0;
+}
+
+/** The hosts of intercept flows that the agent doesn't look for yet, each with its VNI. */
+std::map< std::pair< Wirekit::EthAddr, Vxlan::VniOrNone >, Flows > unplacedHosts(
+   Switch const & device, QorClient::Status const & agent ) {
+   std::map< std::pair< Wirekit::EthAddr, Vxlan::VniOrNone >, Flows > hosts;
+   if ( auto const policy = policyOf( device ) ) {
+      for ( auto const & fragment : policy->policyFragment() ) {
+         for ( auto const & flow : fragment.value->flow() ) {
+            if ( flow.value.serviceIntfKey.empty() &&
+                 flow.value.interceptPoint == Qor::V1::InterceptPoint::interceptIngress &&
+                 !isBound( agent, fragment.key, flow.key ) ) {
+               hosts[{ flow.value.match.srcMac, flow.value.match.vni }].push_back(
+                  flowPath( fragment.key, flow.key ) );
+            }
+         }
+      }
+   }
+   return hosts;
+}
+
+std::string whyUnplaced( QorClient::Status const & agent, Vxlan::VniOrNone vni ) {
+   return vni.isNone()      ? "rejected: no match VNI"
+          : !agent.active() ? "waiting: the agent is not active"
+                            : "waiting: VNI " + std::to_string( vni.value() ) + " has no VLAN";
 }
 
 }  // namespace
 
 TextTable hostsTable( Switch const & device ) {
    auto const agent = device.entity< QorClient::Status >( "qorclient/status" );
-   auto const config = device.entity< Bridging::Config >( "bridging/config" );
-   auto const fdb = device.entity< Slab::Bridging::Status >( "bridging/status" );
-   auto hosts = interceptors( *agent );
-   for ( auto const & host : agent->boundHost() ) {
-      hosts[host.key];
-   }
-   for ( auto const & host : agent->warmHost() ) {
-      hosts[host.key];
-   }
    TextTable table( { "HOST", "VLAN", "FLOWS", "INTERFACE", "MOVES", "STATE" } );
-   for ( auto const & [host, flows] : hosts ) {
-      auto const learnt = QorClient::DatapathV1::getHostFdbStatus( host, config, fdb );
+   for ( auto const & [host, flows] : placedHosts( *agent ) ) {
       bool const warm = agent->warmHostHas( host );
-      std::string const state = !warm ? whyWaiting( device, *agent, learnt, host )
+      std::string const state = !warm ? "waiting: " + whyNotKnown( device, host )
                                 : agent->boundHostHas( host ) ? "known"
                                                               : "known, no longer wanted";
-      table.row( { host.mac.stringValue(), std::to_string( host.vlanId.value() ), joined( flows ),
-                   agent->warmHost( host ).stringValue(), std::to_string( learnt.moveCount ),
+      table.row( { host.mac.stringValue(), host.vlanId.value(), flows,
+                   agent->warmHost( host ).shortName(), learntRow( device, host ).moveCount,
                    state } );
+   }
+   for ( auto const & [host, flows] : unplacedHosts( device, *agent ) ) {
+      auto const & [mac, vni] = host;
+      table.row( { mac.stringValue(), Cell(), flows, Cell(), Cell(), whyUnplaced( *agent, vni ) } );
    }
    return table;
 }

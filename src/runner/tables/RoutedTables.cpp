@@ -1,25 +1,21 @@
 #include <map>
-#include <set>
-#include <sstream>
+#include <optional>
 
 #include "platform/kel/Dir.h"
 #include "platform/records/qorl3/FragmentConfig.h"
 #include "platform/records/qorl3/FragmentStatus.h"
+#include "platform/records/qorl3/GroupSetConfig.h"
 #include "platform/records/qorl3/GroupSetStatus.h"
 #include "platform/records/qorl3/GroupType.h"
+#include "runner/tables/Places.h"
 #include "runner/tables/Tables.h"
+#include "runner/tables/Words.h"
 
 namespace Runner {
 
 namespace {
 
 using QorL3::V1::FlowGroupOrder;
-
-std::string stateWord( QorL3::V1::State state ) {
-   std::ostringstream text;
-   text << state;
-   return text.str();
-}
 
 /** Calls `f( name, entity )` for each entry of a directory whose entries are of type `T`. */
 template < class T, class F >
@@ -29,26 +25,50 @@ void forEachEntry( Switch const & device, char const * path, F && f ) {
    }
 }
 
-/** A group's place among the VRFs, and what a row of it says after its name and type. */
-using MemberCells = std::vector< std::string >;
+/** A member's VRF, VNI, IP and MAC address. */
+using MemberPlace = std::tuple< std::string, std::uint32_t, std::string, std::string >;
+using Members = std::map< MemberPlace, std::optional< QorL3::V1::MemberStatus > >;
 
-MemberCells memberCells( Kel::Name const & vrf, Vxlan::VniOrNone vni,
-                         QorL3::V1::MemberStatus const & status ) {
-   return { vrf.stringValue(),           std::to_string( vni.value() ),
-            status.key.ip.stringValue(), status.key.mac.stringValue(),
-            stateWord( status.state ),   status.detail.stringValue() };
+MemberPlace placeOf( Kel::Name const & vrf, Vxlan::VniOrNone vni,
+                     QorL3::V1::MemberKey const & key ) {
+   return { vrf.stringValue(), vni.value(), key.ip.stringValue(), key.mac.stringValue() };
 }
 
-std::map< std::string, std::vector< MemberCells > > membersByGroup( Switch const & device ) {
-   std::map< std::string, std::vector< MemberCells > > groups;
+/** The groups that are configured or reported, each with its members. */
+std::map< std::string, Members > groupsOf( Switch const & device ) {
+   std::map< std::string, Members > groups;
+   forEachEntry< QorL3::V1::GroupTypeConfig >(
+      device, "qorl3/version1/global/groupTypeConfig",
+      [&]( Kel::Name const &, QorL3::V1::GroupTypeConfig const & types ) {
+         for ( auto const & type : types.group() ) {
+            groups[type.key.stringValue()];
+         }
+      } );
+   auto const types =
+      device.entity< QorL3::V1::GroupTypeStatus >( "qorclientl3/version1/global/groupTypeStatus" );
+   for ( auto const & type : types->group() ) {
+      groups[type.key.stringValue()];
+   }
+   forEachEntry< QorL3::V1::GroupSetConfig >(
+      device, "qorl3/version1/global/groupSetConfig",
+      [&]( Kel::Name const & vrf, QorL3::V1::GroupSetConfig const & set ) {
+         for ( auto const & group : set.group() ) {
+            Members & members = groups[group.key.stringValue()];
+            for ( auto const & memberSet : group.value->memberSet() ) {
+               for ( auto const & member : memberSet.value->member() ) {
+                  members[placeOf( vrf, memberSet.key, member.key )];
+               }
+            }
+         }
+      } );
    forEachEntry< QorL3::V1::GroupSetStatus >(
       device, "qorclientl3/version1/global/groupSetStatus",
       [&]( Kel::Name const & vrf, QorL3::V1::GroupSetStatus const & set ) {
          for ( auto const & group : set.group() ) {
-            auto & rows = groups[group.key.stringValue()];
-            for ( auto const & members : group.value->memberSet() ) {
-               for ( auto const & status : members.value->status() ) {
-                  rows.push_back( memberCells( vrf, members.key, status.value ) );
+            Members & members = groups[group.key.stringValue()];
+            for ( auto const & memberSet : group.value->memberSet() ) {
+               for ( auto const & status : memberSet.value->status() ) {
+                  members[placeOf( vrf, memberSet.key, status.key )] = status.value;
                }
             }
          }
@@ -67,22 +87,23 @@ struct RoutedFlow {
 TextTable groupsTable( Switch const & device ) {
    auto const types =
       device.entity< QorL3::V1::GroupTypeStatus >( "qorclientl3/version1/global/groupTypeStatus" );
-   auto groups = membersByGroup( device );
-   for ( auto const & type : types->group() ) {
-      groups[type.key.stringValue()];
-   }
    TextTable table(
-      { "GROUP", "TYPE STATE", "VRF", "VNI", "IP", "MAC", "MEMBER STATE", "DETAIL" } );
-   for ( auto & [group, members] : groups ) {
+      { "GROUP", "TYPE STATE", "VRF", "VNI", "VLAN", "IP", "MAC", "MEMBER STATE", "DETAIL" } );
+   for ( auto const & [group, members] : groupsOf( device ) ) {
       auto const type = types->group( group );
       std::string const typeState =
          types->groupHas( group ) ? stateWord( type.state ) : "not reported";
       if ( members.empty() ) {
-         members.push_back( { "", "", "", "", "", type.detail.stringValue() } );
+         table.row( { group, typeState, Cell(), Cell(), Cell(), Cell(), Cell(), Cell(),
+                      type.detail.stringValue() } );
       }
-      for ( MemberCells & cells : members ) {
-         cells.insert( cells.begin(), { group, typeState } );
-         table.row( cells );
+      for ( auto const & [place, status] : members ) {
+         auto const & [vrf, vni, ip, mac] = place;
+         auto const vlan = tunnelVlan( device, vni );
+         table.row( { group, typeState, vrf, vni,
+                      vlan ? Cell( vlan->value() ) : Cell::insteadOf( "waiting" ), ip, mac,
+                      status ? stateWord( status->state ) : "not reported",
+                      status ? status->detail.stringValue() : "" } );
       }
    }
    return table;
@@ -118,8 +139,8 @@ TextTable routedFlowsTable( Switch const & device ) {
       } else if ( !flow.config->enabled ) {
          state += ", disabled";
       }
-      table.row( { vrf, std::to_string( order.preference ), std::to_string( order.priority ), name,
-                   state, flow.config ? std::to_string( flow.config->priority ) : "",
+      table.row( { vrf, order.preference, order.priority, name, state,
+                   flow.config ? Cell( flow.config->priority ) : Cell(),
                    flow.status ? flow.status->detail.stringValue() : "" } );
    }
    return table;

@@ -1,9 +1,14 @@
+#include <bit>
 #include <cstdio>
+#include <map>
 
+#include "platform/kel/Dir.h"
 #include "platform/records/openflowtable/HwStatus.h"
 #include "platform/records/openflowtable/PinFlowHwConfig.h"
 #include "platform/records/qorclient/Status.h"
+#include "platform/records/qorl3/FragmentConfig.h"
 #include "runner/tables/Tables.h"
+#include "runner/tables/Words.h"
 
 namespace Runner {
 
@@ -51,37 +56,52 @@ std::string names( Kel::ValueSet< Wirekit::IntfId > const & interfaces ) {
    return text;
 }
 
-/** An address, and its mask unless that is all ones. */
-template < class Address >
-std::string masked( Address const & address, Address const & mask, std::string const & allOnes ) {
+/** An address, and its mask unless that is all ones: as a prefix length where it is one. */
+std::string masked( Wirekit::EthAddr const & address, Wirekit::EthAddr const & mask ) {
    std::string const text = address.stringValue();
-   return mask.stringValue() == allOnes ? text : text + "/" + mask.stringValue();
+   return mask == Wirekit::EthAddr::allOnes() ? text : text + "/" + mask.stringValue();
+}
+std::string masked( Wirekit::Ip4Addr address, Wirekit::Ip4Addr mask ) {
+   auto const length = static_cast< unsigned >( std::countl_one( mask.bits() ) );
+   return address.stringValue() + ( mask != Wirekit::Ip4Addr::mask( length )
+                                       ? "/" + mask.stringValue()
+                                    : length == 32 ? ""
+                                                   : "/" + std::to_string( length ) );
+}
+std::string masked( Wirekit::Ip6Addr const & address, Wirekit::Ip6Addr const & mask ) {
+   int length = 0;
+   int bits = 0;
+   bool isPrefix = true;
+   for ( std::uint8_t const byte : mask.bytes() ) {
+      int const ones = std::countl_one( byte );
+      isPrefix = isPrefix && ones == std::popcount( byte ) && ( ones == 0 || length == bits );
+      length += ones;
+      bits += 8;
+   }
+   return address.stringValue() + ( !isPrefix       ? "/" + mask.stringValue()
+                                    : length == 128 ? ""
+                                                    : "/" + std::to_string( length ) );
 }
 
 std::string matchWords( OpenFlowTable::Match const & match ) {
-   std::string const ethOnes = "ff:ff:ff:ff:ff:ff";
-   std::string const ip4Ones = "255.255.255.255";
-   std::string const ip6Ones = "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff";
    Words words( match.matchFieldSet );
    words.add( MatchField::inIntf, [&] { return "in" + names( match.inIntf ); } );
    words.add( MatchField::vlanId, [&] { return "VLAN " + std::to_string( match.vlanId ); } );
    words.add( MatchField::ethSrc,
-              [&] { return "from " + masked( match.ethSrc, match.ethSrcMask, ethOnes ); } );
+              [&] { return "from " + masked( match.ethSrc, match.ethSrcMask ); } );
    words.add( MatchField::ethDst,
-              [&] { return "to " + masked( match.ethDst, match.ethDstMask, ethOnes ); } );
+              [&] { return "to " + masked( match.ethDst, match.ethDstMask ); } );
    words.add( MatchField::ethType, [&] { return "type " + Words::hex( match.ethType ); } );
    words.add( MatchField::arp, [] { return std::string( "ARP" ); } );
    words.add( MatchField::routed, [] { return std::string( "routed" ); } );
    words.add( MatchField::srcGroup, [&] { return "from group " + match.srcGroup.stringValue(); } );
    words.add( MatchField::dstGroup, [&] { return "to group " + match.dstGroup.stringValue(); } );
-   words.add( MatchField::ipSrc,
-              [&] { return "from " + masked( match.ipSrc, match.ipSrcMask, ip4Ones ); } );
-   words.add( MatchField::ipDst,
-              [&] { return "to " + masked( match.ipDst, match.ipDstMask, ip4Ones ); } );
+   words.add( MatchField::ipSrc, [&] { return "from " + masked( match.ipSrc, match.ipSrcMask ); } );
+   words.add( MatchField::ipDst, [&] { return "to " + masked( match.ipDst, match.ipDstMask ); } );
    words.add( MatchField::ip6Src,
-              [&] { return "from " + masked( match.ip6Src, match.ip6SrcMask, ip6Ones ); } );
+              [&] { return "from " + masked( match.ip6Src, match.ip6SrcMask ); } );
    words.add( MatchField::ip6Dst,
-              [&] { return "to " + masked( match.ip6Dst, match.ip6DstMask, ip6Ones ); } );
+              [&] { return "to " + masked( match.ip6Dst, match.ip6DstMask ); } );
    words.add( MatchField::ipProtocol,
               [&] { return "protocol " + std::to_string( match.ipProtocol ); } );
    words.add( MatchField::l4SrcPort,
@@ -122,49 +142,62 @@ std::string tableWord( TableType type ) {
    return std::to_string( static_cast< std::uint32_t >( type ) );
 }
 
-std::string hardwareWord( OpenFlowTable::HwStatus const & hardware, Kel::Name const & rule ) {
-   auto const stats = hardware.flowStats( rule );
-   if ( !stats ) {
-      return "no answer";
+/** The flow that each entry for routed traffic stands for: its name is the flow's. */
+std::map< std::string, std::string > routedFlows( Switch const & device ) {
+   std::map< std::string, std::string > flows;
+   auto const dir = device.entity< Kel::Dir >( "qorl3/version1/global/fragmentConfig" );
+   for ( auto const & vrf : dir->entity() ) {
+      auto const fragment = Kel::ptrCast< QorL3::V1::FragmentConfig >( vrf.value );
+      for ( auto const & group : fragment->flowGroup() ) {
+         for ( auto const & flow : group.value->flow() ) {
+            flows[flow.key.stringValue()] = flowPath( vrf.key, flow.key );
+         }
+      }
    }
-   auto const number = static_cast< std::uint32_t >( stats->status() );
-   switch ( number ) {
-      case 0:
-         return "pending";
-      case 1:
-         return "programmed";
-      case 5:
-      case 6:
-      case 7:
-      case 10:
-         return "rejected (" + std::to_string( number ) + ")";
+   return flows;
+}
+
+/** The flow of a rule of the policy, or the fragment whose flows share it. */
+std::string policyFlow( QorClient::Status const & agent, Kel::Name const & rule ) {
+   if ( agent.flowNameForRuleNameHas( rule ) ) {
+      return flowPath( agent.fragmentNameForRuleName( rule ), agent.flowNameForRuleName( rule ) );
    }
-   return "in progress (" + std::to_string( number ) + ")";
+   for ( auto const & users : agent.platformFlowRefCount() ) {
+      if ( rule.view() == users.key.stringValue() + "-arp" ) {
+         return users.key.stringValue() + " (shared)";
+      }
+   }
+   return "";
 }
 
 }  // namespace
 
 TextTable rulesTable( Switch const & device ) {
    TextTable table( { "RULE", "FLOW", "TABLE", "PRIORITY", "HARDWARE", "MATCH", "ACTIONS" } );
-   auto const agent = device.entity< QorClient::Status >( "qorclient/status" );
-   auto addRules = [&]( std::string const & configPath, std::string const & statusPath,
-                        bool routed ) {
-      auto const config = device.entity< OpenFlowTable::PinFlowHwConfig >( configPath );
-      auto const hardware = device.entity< OpenFlowTable::HwStatus >( statusPath );
-      for ( auto const & rule : config->flowEntry() ) {
-         std::string flow = routed ? "routed " + rule.key.stringValue() : "";
-         if ( !routed && agent->flowNameForRuleNameHas( rule.key ) ) {
-            flow = agent->fragmentNameForRuleName( rule.key ).stringValue() + " " +
-                   agent->flowNameForRuleName( rule.key ).stringValue();
-         }
-         table.row( { rule.key.stringValue(), flow, tableWord( rule.value.tableType ),
-                      std::to_string( rule.value.priority.value() ),
-                      hardwareWord( *hardware, rule.key ), matchWords( rule.value.match ),
-                      actionWords( rule.value.actions ) } );
-      }
+   auto add = [&]( Kel::Name const & rule, OpenFlowTable::FlowEntry const & entry, std::string flow,
+                   HardwareAnswer const & hardware ) {
+      table.row( { rule.stringValue(), std::move( flow ), tableWord( entry.tableType ),
+                   entry.priority.value(), hardware.words, matchWords( entry.match ),
+                   actionWords( entry.actions ) } );
    };
-   addRules( "pinflow/dyninput/qor", "pinflow/pfHwStatusDir/dyninputstatus/qor", false );
-   addRules( "pinflow/dyninput/qorl3", "pinflow/pfHwStatusDir/dyninputstatus/qorl3", true );
+   auto const tableAt = [&device]( char const * path ) {
+      return device.entity< OpenFlowTable::PinFlowHwConfig >( path );
+   };
+   auto const answersAt = [&device]( char const * path ) {
+      return device.entity< OpenFlowTable::HwStatus >( path );
+   };
+   auto const agent = device.entity< QorClient::Status >( "qorclient/status" );
+   auto const answers = answersAt( "pinflow/pfHwStatusDir/dyninputstatus/qor" );
+   for ( auto const & rule : tableAt( "pinflow/dyninput/qor" )->flowEntry() ) {
+      add( rule.key, rule.value, policyFlow( *agent, rule.key ),
+           policyAnswer( *answers, rule.key ) );
+   }
+   auto flows = routedFlows( device );
+   auto const routedAnswers = answersAt( "pinflow/pfHwStatusDir/dyninputstatus/qorl3" );
+   for ( auto const & rule : tableAt( "pinflow/dyninput/qorl3" )->flowEntry() ) {
+      add( rule.key, rule.value, flows[rule.key.stringValue()],
+           routedAnswer( *routedAnswers, rule.key ) );
+   }
    return table;
 }
 

@@ -22,18 +22,10 @@ std::vector< std::string > tableNames() {
    return names;
 }
 
-void printTable( std::string const & name, Switch const & device, std::ostream & out ) {
+TextTable tableOf( std::string const & name, Switch const & device ) {
    auto const * table = std::ranges::find_if(
       tables, [&name]( auto const & candidate ) { return name == candidate.first; } );
-   table->second( device ).print( out );
-}
-
-std::string joined( std::vector< std::string > const & texts ) {
-   std::string all;
-   for ( std::string const & text : texts ) {
-      all += ( all.empty() ? "" : ", " ) + text;
-   }
-   return all;
+   return table->second( device );
 }
 
 }  // namespace Runner

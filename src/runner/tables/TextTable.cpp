@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include "platform/corestore/ValueText.h"
+#include "runner/tables/Words.h"
+
 namespace Runner {
 
 namespace {
@@ -12,46 +15,83 @@ std::size_t width( std::string const & text ) {
       std::ranges::count_if( text, []( char c ) { return ( c & 0xc0 ) != 0x80; } ) );
 }
 
-/** Texts come from documents: no line end or control sequence of theirs reaches the screen. */
-void makePrintable( std::string & text ) {
-   std::ranges::replace_if(
-      text, []( char c ) { return ( c >= 0 && c < ' ' ) || c == '\x7f'; }, '?' );
-   if ( text.empty() ) {
-      text = "-";
-   }
+std::string memberName( std::string heading ) {
+   std::ranges::transform( heading, heading.begin(), []( char c ) {
+      return c == ' ' ? '_' : c >= 'A' && c <= 'Z' ? static_cast< char >( c + 'a' - 'A' ) : c;
+   } );
+   return heading;
 }
 
 }  // namespace
 
-TextTable::TextTable( std::vector< std::string > headings ) {
-   rows_.push_back( std::move( headings ) );
+Cell::Cell( std::string words ) : text( std::move( words ) ) {
+   if ( !text.empty() ) {
+      value = text;
+   }
 }
 
-void TextTable::row( std::vector< std::string > cells ) {
-   std::ranges::for_each( cells, makePrintable );
-   rows_.push_back( std::move( cells ) );
+Cell::Cell( std::vector< std::string > const & list ) : text( joined( list ) ) {
+   if ( !list.empty() ) {
+      value = Kel::Value::Array( list.begin(), list.end() );
+   }
+}
+
+Cell Cell::insteadOf( char const * word ) {
+   Cell cell;
+   cell.text = word;
+   return cell;
+}
+
+std::string printable( std::string text ) {
+   std::ranges::replace_if(
+      text, []( char c ) { return ( c >= 0 && c < ' ' ) || c == '\x7f'; }, '?' );
+   return text.empty() ? "-" : text;
 }
 
 void TextTable::print( std::ostream & out ) const {
-   std::vector< std::size_t > widths( rows_.front().size() );
+   std::vector< std::vector< std::string > > lines{ headings_ };
    for ( auto const & cells : rows_ ) {
-      for ( std::size_t i = 0; i != cells.size(); ++i ) {
-         widths[i] = std::max( widths[i], width( cells[i] ) );
+      auto & line = lines.emplace_back();
+      for ( Cell const & cell : cells ) {
+         line.push_back( printable( cell.text ) );
       }
    }
-   for ( auto const & cells : rows_ ) {
-      std::string line;
-      for ( std::size_t i = 0; i != cells.size(); ++i ) {
-         line += cells[i];
-         if ( i + 1 != cells.size() ) {
-            line.append( widths[i] + 2 - width( cells[i] ), ' ' );
-         }
+   std::vector< std::size_t > widths( headings_.size() );
+   for ( auto const & line : lines ) {
+      for ( std::size_t i = 0; i != line.size(); ++i ) {
+         widths[i] = std::max( widths[i], width( line[i] ) );
       }
-      out << line << '\n';
    }
-   if ( rows_.size() == 1 ) {
+   for ( auto & line : lines ) {
+      for ( std::size_t i = 0; i + 1 != line.size(); ++i ) {
+         out << line[i] << std::string( widths[i] + 2 - width( line[i] ), ' ' );
+      }
+      out << line.back() << '\n';
+   }
+   if ( rows_.empty() ) {
       out << "none\n";
    }
+}
+
+void TextTable::printJson( std::ostream & out ) const {
+   Kel::Value::Array rows;
+   for ( auto const & cells : rows_ ) {
+      Kel::Value::Object row;
+      for ( std::size_t i = 0; i != cells.size(); ++i ) {
+         row.emplace_back( memberName( headings_[i] ), cells[i].value );
+      }
+      rows.emplace_back( std::move( row ) );
+   }
+   printJsonLines( out, rows );
+}
+
+void printJsonLines( std::ostream & out, Kel::Value::Array const & values ) {
+   char const * before = "[\n  ";
+   for ( Kel::Value const & value : values ) {
+      out << before << Corestore::jsonLine( value );
+      before = ",\n  ";
+   }
+   out << ( values.empty() ? "[]\n" : "\n]\n" );
 }
 
 }  // namespace Runner

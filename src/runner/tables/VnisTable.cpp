@@ -1,4 +1,5 @@
 #include <map>
+#include <set>
 
 #include "platform/records/qorclient/Status.h"
 #include "platform/records/vxlan/VniSviConfig.h"
@@ -9,13 +10,13 @@ namespace Runner {
 TextTable vnisTable( Switch const & device ) {
    auto const agent = device.entity< QorClient::Status >( "qorclient/status" );
    auto const requested = device.entity< Vxlan::VniSviConfig >( "vxlan/input/vniconfig/qor" );
-   std::map< std::uint32_t, std::vector< std::string > > users;
+   std::map< std::uint32_t, std::set< std::string > > users;
    for ( auto const & binding : agent->boundVni() ) {
       std::string user = binding.key.fragmentName.stringValue();
       if ( !binding.key.intfId.stringValue().empty() ) {
          user += " on " + binding.key.intfId.shortName();
       }
-      users[binding.key.vni.value()].push_back( user );
+      users[binding.key.vni.value()].insert( user );
    }
    for ( auto const & mapping : agent->vlanForVni() ) {
       users[mapping.key.value()];
@@ -27,9 +28,10 @@ TextTable vnisTable( Switch const & device ) {
    for ( auto const & [number, boundBy] : users ) {
       Vxlan::VniExtOrNone const vni( number );
       bool const mapped = agent->vlanForVniHas( vni );
-      table.row( { std::to_string( number ),
-                   mapped ? std::to_string( agent->vlanForVni( vni ).value() ) : "waiting",
-                   requested->vniSviInfoHas( vni ) ? "yes" : "no", joined( boundBy ) } );
+      table.row( { number,
+                   mapped ? Cell( agent->vlanForVni( vni ).value() ) : Cell::insteadOf( "waiting" ),
+                   requested->vniSviInfoHas( vni ),
+                   std::vector< std::string >( boundBy.begin(), boundBy.end() ) } );
    }
    return table;
 }

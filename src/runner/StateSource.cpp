@@ -1,0 +1,58 @@
+#include "runner/StateSource.h"
+
+#include <iostream>
+
+#include "platform/corestore/SqliteStore.h"
+#include "runner/Document.h"
+#include "runner/Scenario.h"
+
+namespace Runner {
+
+namespace {
+
+// None of these is ever destroyed: at the end of the process the state stays as it is.
+
+Switch const & ofStateFile( std::string const & file ) {
+   Corestore::SqliteStore store( file, Corestore::SqliteStore::Mode::read );
+   try {
+      return *new Switch( { .with = Switch::With::StateAlone, .initial = &store } );
+   } catch ( Kel::ValueError const & e ) {
+      throw InputError( file, e );
+   }
+}
+
+Switch const & ofDocument( std::string const & file ) {
+   auto & device = *new Switch( { .with = Switch::With::StateAlone } );
+   Kel::Value const document = readDocument( file );
+   try {
+      device.patch( document );
+   } catch ( Kel::ValueError const & e ) {
+      throw InputError( file, e );
+   }
+   return device;
+}
+
+OpenedState ofScenario( std::string const & file ) {
+   bool met = true;
+   Scenario const scenario = readScenario( file );
+   auto & device = *new Switch( { .simulated = scenario.simulated } );
+   for ( std::size_t step = 0; step != scenario.steps.size(); ++step ) {
+      for ( Unmet const & unmet : playStep( device, scenario, step ) ) {
+         std::cerr << describe( scenario, unmet ) << std::endl;
+         met = false;
+      }
+   }
+   return { device, met };
+}
+
+}  // namespace
+
+OpenedState openState( StateSource const & source ) {
+   if ( !source.scenario.empty() ) {
+      return ofScenario( source.scenario );
+   }
+   return { Corestore::SqliteStore::isSuchFile( source.state ) ? ofStateFile( source.state )
+                                                               : ofDocument( source.state ) };
+}
+
+}  // namespace Runner

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "platform/kel/Value.h"
+
+namespace Runner {
+
+/**
+ * What was found on the way of one flow from policy to hardware, link by link, in the order in
+ * which the agent needs them. The words of a link that lacks something stand on their own: the
+ * first such link is the reason that the summary gives.
+ */
+class Chain {
+ public:
+   /** The flow as a person names it, and what kind it is of. */
+   Chain( std::string flow, std::string kind )
+      : flow_( std::move( flow ) ), kind_( std::move( kind ) ) {}
+
+   /** The link holds. */
+   void good( char const * name, std::string words ) { add( name, Finding::ok, words ); }
+   /** Something is missing that may still come. */
+   void missing( char const * name, std::string words ) { add( name, Finding::missing, words ); }
+   /** Someone has refused, and it stays so until the policy changes. */
+   void rejected( char const * name, std::string words ) { add( name, Finding::rejected, words ); }
+   /** What the flow's traffic needs and its rules don't wait for: a rejection goes before it. */
+   void lacking( char const * name, std::string words ) { add( name, Finding::lacking, words ); }
+   /** Worth knowing; the flow doesn't depend on it. */
+   void note( char const * name, std::string words ) { add( name, Finding::note, words ); }
+   /** The hardware has a rule of the flow: what is missing concerns other rules or the traffic. */
+   void inHardware() { inHardware_ = true; }
+
+   /** "programmed", "programmed, but ...", "waiting: ..." or "rejected: ...". */
+   std::string summary() const;
+   /** The flow, a line a link, the summary. */
+   void print( std::ostream & out ) const;
+   /** The same for programs. */
+   Kel::Value value() const;
+
+ private:
+   enum class Finding { ok, missing, rejected, lacking, note };
+   struct Link {
+      char const * name;
+      Finding finding;
+      std::string words;
+   };
+
+   static char const * word( Finding finding );
+   void add( char const * name, Finding finding, std::string & words ) {
+      links_.push_back( { name, finding, std::move( words ) } );
+   }
+
+   std::string flow_;
+   std::string kind_;
+   std::vector< Link > links_;
+   bool inHardware_ = false;
+};
+
+}  // namespace Runner

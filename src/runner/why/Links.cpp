@@ -1,0 +1,105 @@
+#include "runner/why/Links.h"
+
+#include "platform/records/controllerclient/Status.h"
+#include "platform/records/qorclient/Status.h"
+#include "platform/records/qorcommon/Capability.h"
+#include "platform/records/vxlan/VtiStatus.h"
+#include "runner/tables/Places.h"
+
+namespace Runner {
+
+namespace {
+
+/** Either service opens the gate for both kinds of flows. */
+void addService( Chain & chain, ControllerClient::Status const & controller, bool routed ) {
+   auto const services = controller.leaderServiceStatusDir();
+   if ( !services ) {
+      chain.missing( "service", "no controller leads, so no service is enabled" );
+      return;
+   }
+   auto const enabled = [&services]( char const * name ) {
+      auto const status = services->service( name );
+      return status && status->enabled();
+   };
+   char const * const own = routed ? "QorL3" : "Qor";
+   char const * const other = routed ? "Qor" : "QorL3";
+   if ( enabled( own ) ) {
+      chain.good( "service", std::string( own ) + " is enabled" );
+   } else if ( enabled( other ) ) {
+      chain.good( "service", std::string( other ) + " is enabled, which opens " + own + " too" );
+   } else {
+      chain.missing( "service", "neither of the services Qor and QorL3 is enabled" );
+   }
+}
+
+void addPlatform( Chain & chain, Switch const & device, bool routed ) {
+   bool const supported =
+      device.entity< OpenFlowTable::HwStatus >( "pinflow/pfHwStatusDir/dyninputstatus/qor" )
+         ->supported();
+   auto const feature =
+      device.entity< QorCommon::V1::Capability >( "qorclient/version1/capability" )->feature();
+   if ( !routed ) {
+      chain.note( "platform", supported
+                                 ? "supports static flows"
+                                 : "does not report static flows; only routed flows wait for it" );
+   } else if ( !supported ) {
+      chain.missing( "platform", "the platform does not report that it supports static flows" );
+   } else if ( !( feature & QorCommon::V1::FeatureBit::l3Policy ) ) {
+      chain.missing( "platform", "the agent does not count routed flows as a capability" );
+   } else {
+      chain.good( "platform", "supports static flows" );
+   }
+}
+
+}  // namespace
+
+void addGate( Chain & chain, Switch const & device, bool routed ) {
+   auto const controller = device.entity< ControllerClient::Status >( "mgmt/controller/status" );
+   if ( controller->enabled() ) {
+      chain.good( "controller", "the client is enabled" );
+   } else {
+      chain.missing( "controller", "the controller client is not enabled" );
+   }
+   addService( chain, *controller, routed );
+   addPlatform( chain, device, routed );
+   if ( device.entity< QorClient::Status >( "qorclient/status" )->active() ) {
+      chain.good( "agent", "active" );
+   } else {
+      chain.missing( "agent", "the agent is not active" );
+   }
+}
+
+void addAnswer( Chain & chain, std::string const & rule, HardwareAnswer const & answer ) {
+   switch ( answer.kind ) {
+      case HardwareAnswer::Kind::none:
+         chain.missing( "hardware", "the hardware has not answered for " + rule );
+         break;
+      case HardwareAnswer::Kind::inProgress:
+         chain.missing( "hardware", "the hardware is not done with " + rule + ": " + answer.words );
+         break;
+      case HardwareAnswer::Kind::programmed:
+         chain.inHardware();
+         chain.good( "hardware", rule + ": programmed" );
+         break;
+      case HardwareAnswer::Kind::rejected:
+         chain.rejected( "hardware", "the hardware does not take " + rule + ": " + answer.words );
+         break;
+   }
+}
+
+std::string vniWaits( Switch const & device, std::uint32_t vni ) {
+   auto const tunnels = device.entity< Vxlan::VtiStatusDir >( "interface/status/eth/vxlan" );
+   if ( tunnels->vtiStatusCount() == 0 ) {
+      return "there is no VXLAN interface";
+   }
+   std::string tunnel;
+   for ( auto const & one : tunnels->vtiStatus() ) {
+      tunnel = one.key.shortName();
+   }
+   auto const vlan = tunnelVlan( device, vni );
+   return vlan ? tunnel + " has it in VLAN " + std::to_string( vlan->value() ) +
+                    ", which the agent has not taken up"
+               : tunnel + " does not have it";
+}
+
+}  // namespace Runner

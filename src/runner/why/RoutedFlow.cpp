@@ -1,0 +1,225 @@
+#include <optional>
+
+#include "platform/kel/Dir.h"
+#include "platform/records/openflowtable/PinFlowHwConfig.h"
+#include "platform/records/qorl3/FragmentConfig.h"
+#include "platform/records/qorl3/FragmentStatus.h"
+#include "platform/records/qorl3/GroupSetConfig.h"
+#include "platform/records/qorl3/GroupSetStatus.h"
+#include "platform/records/qorl3/GroupType.h"
+#include "runner/tables/Places.h"
+#include "runner/why/Flows.h"
+#include "runner/why/Links.h"
+
+namespace Runner {
+
+namespace {
+
+namespace MatchField = QorL3::V1::MatchField;
+namespace ActionField = QorL3::V1::ActionField;
+
+constexpr QorL3::V1::ActionFieldSet knownActions = ActionField::leadingFlag | ActionField::nexthop |
+                                                   ActionField::outputIntf |
+                                                   ActionField::trailingFlag;
+
+/** An entry of a directory; null when it isn't there. */
+template < class T >
+Kel::Ptr< T const > entryOf( Switch const & device, char const * path, Kel::Name const & name ) {
+   return Kel::ptrCast< T const >( device.entity< Kel::Dir >( path )->entity( name ) );
+}
+
+class RoutedFlow {
+ public:
+   RoutedFlow( Switch const & device, FlowPlace const & place )
+      : device_( device ),
+        place_( place ),
+        table_( device.entity< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qorl3" ) ),
+        answers_( device.entity< OpenFlowTable::HwStatus >(
+           "pinflow/pfHwStatusDir/dyninputstatus/qorl3" ) ) {
+      auto const fragment = entryOf< QorL3::V1::FragmentConfig >(
+         device, "qorl3/version1/global/fragmentConfig", place.place );
+      auto const group = fragment ? fragment->flowGroup( place.order ) : nullptr;
+      if ( group && group->flowHas( place.flow ) ) {
+         config_ = group->flow( place.flow );
+      }
+   }
+
+   Chain take() {
+      Chain chain( flowPath( place_.place, place_.flow ),
+                   config_ ? "routed flow" : "routed flow, not configured" );
+      addGate( chain, device_, true );
+      if ( addFlow( chain ) ) {
+         addVni( chain );
+         if ( config_->matchFieldSet & MatchField::srcGroup ) {
+            addGroup( chain, config_->match.srcGroup );
+         }
+         if ( config_->matchFieldSet & MatchField::dstGroup ) {
+            addGroup( chain, config_->match.dstGroup );
+         }
+      }
+      addEntry( chain );
+      addStatus( chain );
+      return chain;
+   }
+
+ private:
+   /** False if there is no configuration to follow. */
+   bool addFlow( Chain & chain ) const {
+      std::string const vrf = place_.place.stringValue();
+      if ( !config_ ) {
+         chain.missing(
+            "flow", "the policy of VRF " + vrf + " has no such flow: what follows is left over" );
+         return false;
+      }
+      chain.good( "flow group", "VRF " + vrf + ", preference " +
+                                   std::to_string( place_.order.preference ) + ", priority " +
+                                   std::to_string( place_.order.priority ) );
+      if ( !config_->enabled ) {
+         chain.missing( "flow", "the controller has the flow disabled" );
+      } else if ( !( config_->actionFieldSet & knownActions ) ) {
+         chain.rejected( "flow", "the flow has no action" );
+      } else {
+         chain.good( "flow", "enabled, priority " + std::to_string( config_->priority ) );
+      }
+      for ( FlowPlace const & other : flowsOf( device_ ) ) {
+         if ( other.kind == FlowPlace::Kind::routed && other.flow == place_.flow &&
+              other != place_ ) {
+            chain.note( "flow", "VRF " + other.place.stringValue() +
+                                   " has a flow of this name (preference " +
+                                   std::to_string( other.order.preference ) + ", priority " +
+                                   std::to_string( other.order.priority ) +
+                                   "), and the flow table one entry for both" );
+         }
+      }
+      return true;
+   }
+
+   void addVni( Chain & chain ) const {
+      if ( !( config_->matchFieldSet & MatchField::vni ) ) {
+         return;
+      }
+      std::uint32_t const vni = config_->match.vni.value();
+      std::string const words = "VNI " + std::to_string( vni );
+      auto const vlan = tunnelVlan( device_, vni );
+      if ( !vlan ) {
+         chain.missing( "match VNI", words + " has no VLAN: " + vniWaits( device_, vni ) );
+         return;
+      }
+      std::string const number = std::to_string( vlan->value() );
+      auto const match = table_->flowEntry( place_.flow ).match;
+      if ( table_->flowEntryHas( place_.flow ) && match.vlanId != vlan->value() ) {
+         chain.missing( "match VNI", words + " is VLAN " + number +
+                                        " by now, and the entry matches VLAN " +
+                                        std::to_string( match.vlanId ) );
+      } else {
+         chain.good( "match VNI", words + " is VLAN " + number );
+      }
+   }
+
+   /** A group that the flow names, and its members in the VRF, VNI by VNI. */
+   void addGroup( Chain & chain, Kel::String const & name ) const {
+      std::string const group = "group " + name.stringValue();
+      auto const types = entryOf< QorL3::V1::GroupTypeConfig >(
+         device_, "qorl3/version1/global/groupTypeConfig", "config" );
+      auto const set = entryOf< QorL3::V1::GroupSetConfig >(
+         device_, "qorl3/version1/global/groupSetConfig", place_.place );
+      auto const members = set ? set->group( name ) : nullptr;
+      auto const answer = answers_->trafficGroupStatus( name );
+      if ( !types || types->group( name ) == QorL3::V1::GroupType{} ) {
+         chain.lacking( "group", group + " is not configured" );
+      } else if ( !members || members->memberSetCount() == 0 ) {
+         chain.lacking( "group", group + " has no member in VRF " + place_.place.stringValue() );
+      } else if ( !table_->trafficGroupHas( name ) ) {
+         chain.lacking( "group", group + " is not in the flow table" );
+      } else if ( !answer ) {
+         chain.lacking( "group", "the hardware has not answered for " + group );
+      } else if ( answer->status() != OpenFlowTable::TrafficStreamStatus::active ) {
+         bool const pending = answer->status() == OpenFlowTable::TrafficStreamStatus::pending;
+         chain.missing(
+            "group", "the hardware " +
+                        std::string( pending ? "is not done with " : "does not take " ) + group );
+      } else {
+         chain.good( "group", group + ": active" );
+      }
+      if ( members ) {
+         for ( auto const & memberSet : members->memberSet() ) {
+            addMembers( chain, group, name, *memberSet.value );
+         }
+      }
+   }
+
+   void addMembers( Chain & chain, std::string const & group, Kel::String const & name,
+                    QorL3::V1::MemberSetConfig const & members ) const {
+      std::uint32_t const vni = members.vni().value();
+      std::string const words = group + ", VNI " + std::to_string( vni );
+      auto const vlan = tunnelVlan( device_, vni );
+      if ( !vlan ) {
+         chain.lacking( "members", words + " has no VLAN: " + vniWaits( device_, vni ) );
+         return;
+      }
+      std::size_t active = 0;
+      std::string waiting;
+      for ( auto const & member : members.member() ) {
+         auto const status = answers_->trafficEndPointStatus(
+            { L3::VrfName( place_.place ), member.key.ip, *vlan, member.key.mac } );
+         if ( status && status->groupName() == name &&
+              status->status() == OpenFlowTable::TrafficStreamStatus::active ) {
+            ++active;
+         } else if ( waiting.empty() ) {
+            waiting = ", not " + member.key.ip.stringValue();
+         }
+      }
+      std::string const counted = words + " in VLAN " + std::to_string( vlan->value() ) + ": " +
+                                  std::to_string( active ) + " of " +
+                                  std::to_string( members.memberCount() ) + " active" + waiting;
+      if ( waiting.empty() ) {
+         chain.good( "members", counted );
+      } else {
+         chain.lacking( "members", counted );
+      }
+   }
+
+   void addEntry( Chain & chain ) const {
+      std::string const name = place_.flow.stringValue();
+      if ( !table_->flowEntryHas( place_.flow ) ) {
+         chain.missing( "entry", "the flow table has no entry " + name );
+         return;
+      }
+      chain.good( "entry", name );
+      addAnswer( chain, name, routedAnswer( *answers_, place_.flow ) );
+   }
+
+   void addStatus( Chain & chain ) const {
+      auto const fragment = entryOf< QorL3::V1::FragmentStatus >(
+         device_, "qorclientl3/version1/global/fragmentStatus", place_.place );
+      auto const group = fragment ? fragment->flowGroup( place_.order ) : nullptr;
+      if ( !group || !group->flowHas( place_.flow ) ) {
+         chain.missing( "status", "the agent reports no state" );
+         return;
+      }
+      auto const row = group->flow( place_.flow );
+      std::string const words = "the agent reports it as " + stateWord( row.state ) +
+                                ( row.detail.empty() ? "" : ": " + row.detail.stringValue() );
+      if ( row.state == QorL3::V1::State::active ) {
+         chain.good( "status", words );
+      } else if ( row.state == QorL3::V1::State::error ) {
+         chain.rejected( "status", words );
+      } else {
+         chain.missing( "status", words );
+      }
+   }
+
+   Switch const & device_;
+   FlowPlace const & place_;
+   Kel::Ptr< OpenFlowTable::PinFlowHwConfig const > table_;
+   Kel::Ptr< OpenFlowTable::HwStatus const > answers_;
+   std::optional< QorL3::V1::FlowConfig > config_;
+};
+
+}  // namespace
+
+Chain routedChain( Switch const & device, FlowPlace const & flow ) {
+   return RoutedFlow( device, flow ).take();
+}
+
+}  // namespace Runner

@@ -1,0 +1,157 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "platform/corestore/ValueText.h"
+#include "runner/tables/Words.h"
+#include "runner/why/Flows.h"
+
+/* Each step gives a flow what the summary before it has asked for. */
+
+namespace {
+
+class WhyTest : public testing::Test {
+ protected:
+   std::string summary( char const * flow ) const {
+      for ( Runner::FlowPlace const & one : Runner::flowsOf( device ) ) {
+         if ( Runner::flowPath( one.place, one.flow ) == flow ) {
+            return Runner::chainOf( device, one ).summary();
+         }
+      }
+      return "no such flow";
+   }
+   struct Step {
+      char const * patch;
+      char const * summary;
+   };
+   void expectSteps( char const * flow, std::initializer_list< Step > steps ) {
+      for ( Step const & step : steps ) {
+         device.patch( Corestore::parseJson( step.patch ) );
+         EXPECT_EQ( summary( flow ), step.summary ) << step.patch;
+      }
+   }
+
+   Runner::Switch device;
+};
+
+TEST_F( WhyTest, APolicyFlowNamesTheFirstThingThatItLacks ) {
+   expectSteps(
+      "web/a",
+      { { R"({"qor/version1/policy":{"policy":{"policyFragment":{"web":{
+            "originalVni":100,"serviceVni":200,"flow":{
+               "twin":{"match":{"srcMac":"02:00:00:00:00:0a","vni":100},"action":{"vni":200}},
+               "a":{"match":{"srcMac":"02:00:00:00:00:0a","vni":100},"action":{"vni":200}},
+               "back":{"interceptPoint":1,"match":{"vni":200},"action":{"vni":100}},
+               "none":{"serviceIntfKey":"near","match":{"vni":200}},
+               "other":{"serviceIntfKey":"near","match":{"vni":300},"action":{"vni":100}},
+               "near":{"serviceIntfKey":"near","match":{"vni":200},"action":{"vni":100}}}}}}}})",
+          "waiting: the controller client is not enabled" },
+        { R"({"mgmt/controller/status":{"enabled":true}})",
+          "waiting: no controller leads, so no service is enabled" },
+        { R"({"mgmt/controller/status":{"leaderServiceStatusDir":{"service":{"Qor":{}}}}})",
+          "waiting: neither of the services Qor and QorL3 is enabled" },
+        { R"({"mgmt/controller/status":{"leaderServiceStatusDir":{"service":
+            {"QorL3":{"enabled":true}}}}})",
+          "waiting: VNI 100 (original) has no VLAN: it is asked for, there is no VXLAN interface" },
+        { R"({"interface/status/eth/vxlan":{"vtiStatus":{"Vxlan1":{"vlanToVniMap":
+            {"10":{"vni":100}}}}}})",
+          "waiting: VNI 200 (service) has no VLAN: it is asked for, Vx1 does not have it" },
+        { R"({"interface/status/eth/vxlan":{"vtiStatus":{"Vxlan1":{"vlanToVniMap":
+            {"20":{"vni":200}}}}}})",
+          "waiting: 02:00:00:00:00:0a in VLAN 10 is not learnt" } } );
+   EXPECT_EQ( summary( "web/none" ), "rejected: the flow has no action VNI" );
+   EXPECT_EQ( summary( "web/other" ),
+              "waiting: VNI 300 is neither the fragment's original VNI (100) nor its service VNI "
+              "(200)" );
+   EXPECT_EQ( summary( "web/back" ),
+              "waiting: none of the hosts that the fragment catches is known (waiting flows: 2)" );
+   expectSteps(
+      "web/a",
+      { { R"({"mlag/hostTable":{"hostEntry":{"20|02:00:00:00:00:0a":{"intf":"Vxlan1"}}}})",
+          "waiting: 02:00:00:00:00:0a in VLAN 10 is known to the peer on Vx1, behind the tunnel" },
+        { R"({"bridging/status":{"fdbStatus":{"10|02:00:00:00:00:0a":{"intf":"Ethernet1",
+            "entryType":9}}}})",
+          "waiting: 02:00:00:00:00:0a in VLAN 10 is learnt on Et1, but neither locally nor on the "
+          "peer (entry type 9)" },
+        { R"({"bridging/status":{"fdbStatus":{"10|02:00:00:00:00:0a":{"entryType":4}}}})",
+          "waiting: 02:00:00:00:00:0a in VLAN 10 is learnt on Et1, which is not in VLAN 10" },
+        { R"({"bridging/config":{"vlanConfig":{"10":{"intf":{"Ethernet1":true}}}}})",
+          "waiting: 02:00:00:00:00:0a in VLAN 10 is learnt on Et1, which has no switchport "
+          "configuration" },
+        { R"({"bridging/switchIntfConfig":{"switchIntfConfig":
+            {"Ethernet1":{"trunkNativeVlan":10}}}})",
+          "waiting: 02:00:00:00:00:0a in VLAN 10 is learnt on Et1, not taken up by the agent" },
+        { R"({"bridging/status":{"fdbStatus":{"10|02:00:00:00:00:0a":{"moveCount":1}}}})",
+          "waiting: the hardware has not answered for web_a-from-Et1-to-any" },
+        { R"({"pinflow/pfHwStatusDir/dyninputstatus/qor":{"flowStats":
+            {"web_a-from-Et1-to-any":{"status":5}}}})",
+          "rejected: the hardware does not take web_a-from-Et1-to-any: rejected (5)" },
+        { R"({"pinflow/pfHwStatusDir/dyninputstatus/qor":{"flowStats":
+            {"web_a-from-Et1-to-any":{"status":1}}}})",
+          "programmed, but the hardware has not answered for web_a-from-Et1-to-any-untagged" },
+        { R"({"pinflow/pfHwStatusDir/dyninputstatus/qor":{"flowStats":
+            {"web_a-from-Et1-to-any-untagged":{"status":1}}}})",
+          "programmed" },
+        { R"({"pinflow/dyninput/qor":{"flowEntry":{"web_a-from-Et1-to-any":null}}})",
+          "programmed, but web_a-from-Et1-to-any is not in the flow table" } } );
+   EXPECT_EQ( summary( "web/back" ),
+              "waiting: the hardware has not answered for web_back-from-any-to-Et1" );
+   EXPECT_EQ(
+      summary( "web/twin" ),
+      "waiting: 02:00:00:00:00:0a is the host of web/a too, and only the flow that was read "
+      "last follows it" );
+   expectSteps(
+      "web/near",
+      { { "{}", R"(waiting: the fragment has no set "near")" },
+        { R"({"qor/version1/policy":{"policy":{"policyFragment":{"web":{
+            "serviceIntfSet":{"near":{}}}}}}})",
+          R"(waiting: the set "near" has no interface)" },
+        { R"({"qor/version1/policy":{"policy":{"policyFragment":{"web":{
+            "serviceIntfSet":{"near":{"intf":{"Ethernet5":true}}}}}}}})",
+          "waiting: the hardware has not answered for web_near-from-Et5-to-any" },
+        { R"({"mgmt/controller/status":{"enabled":false},"qorclient/version1/policystatus":
+            {"policyFragment":{"web":{"flowStatus":{"gone":{"flowState":2}}}}}})",
+          "waiting: the controller client is not enabled" } } );
+   EXPECT_NE( summary( "web/gone" ), "no such flow" );
+}
+
+TEST_F( WhyTest, ARoutedFlowNamesTheFirstThingThatItLacks ) {
+   expectSteps(
+      "red/f",
+      { { R"({"mgmt/controller/status":{"enabled":true,
+               "leaderServiceStatusDir":{"service":{"QorL3":{"enabled":true}}}},
+            "interface/status/eth/vxlan":{"vtiStatus":{"Vxlan1":{}}},
+            "qorl3/version1/global/fragmentConfig":{"red":{"flowGroup":{"1|0":{"flow":{
+               "f":{"matchFieldSet":5,"match":{"srcGroup":"web","vni":100},
+                  "actionFieldSet":2,"action":{"nexthop":"10.9.0.1"}},
+               "idle":{"enabled":true}}}}}}})",
+          "waiting: the platform does not report that it supports static flows" },
+        { R"({"pinflow/pfHwStatusDir/dyninputstatus/qor":{"supported":true}})",
+          "waiting: the controller has the flow disabled" },
+        { R"({"qorl3/version1/global/fragmentConfig":{"red":{"flowGroup":{"1|0":{"flow":{
+            "f":{"enabled":true}}}}}}})",
+          "waiting: VNI 100 has no VLAN: Vx1 does not have it" },
+        { R"({"interface/status/eth/vxlan":{"vtiStatus":{"Vxlan1":{"vlanToVniMap":
+            {"10":{"vni":100}}}}}})",
+          "waiting: group web is not configured" },
+        { R"({"qorl3/version1/global/groupTypeConfig":{"config":{"group":
+            {"web":{"bytes":[1,0,0]}}}}})",
+          "waiting: group web has no member in VRF red" },
+        { R"({"qorl3/version1/global/groupSetConfig":{"red":{"group":{"web":{"memberSet":{
+            "200":{"member":{"0|10.1.0.1|02:00:00:00:00:01":{}}}}}}}}})",
+          "waiting: the hardware has not answered for group web" },
+        { R"({"pinflow/pfHwStatusDir/dyninputstatus/qorl3":{
+            "trafficGroupStatus":{"web":{"status":0}},"flowStats":{"f":{"status":8}}}})",
+          "rejected: the hardware does not take f: rejected (8)" },
+        { R"({"pinflow/pfHwStatusDir/dyninputstatus/qorl3":{"flowStats":{"f":{"status":1}}}})",
+          "programmed, but group web, VNI 200 has no VLAN: Vx1 does not have it" },
+        { R"({"interface/status/eth/vxlan":{"vtiStatus":{"Vxlan1":{"vlanToVniMap":
+            {"20":{"vni":200}}}}}})",
+          "programmed, but group web, VNI 200 in VLAN 20: 0 of 1 active, not 10.1.0.1" },
+        { R"({"pinflow/pfHwStatusDir/dyninputstatus/qorl3":{"trafficEndPointStatus":
+            {"red|10.1.0.1|20|02:00:00:00:00:01":{"groupName":"web","status":0}}}})",
+          "programmed" } } );
+   EXPECT_EQ( summary( "red/idle" ), "rejected: the flow has no action" );
+}
+
+}  // namespace
