@@ -132,6 +132,30 @@ TEST_F( CommandsTest, AChangedWiringShowsInReview ) {
    EXPECT_EQ( run( "graph" ).text, known.str() );
 }
 
+TEST_F( CommandsTest, AStateFileIsGoneOnFrom ) {
+   write( "a.json", R"({"steps":[{"advance":5},
+      {"patch":{"mlag/status":{"mlagState":1},"bridging/status":{"fdbStatus":{
+         "7|02:00:00:00:00:01":{"intf":"Ethernet1","entryType":4}}}}}]})" );
+   write( "b.json", R"({"steps":[{"expect":{"mlag/status":{"mlagState":1},
+      "bridging/status":{"fdbStatus":{"7|02:00:00:00:00:01":{"intf":"Ethernet1"}}}}},
+      {"patch":{"mlag/status":{"mlagState":2}}},{"advance":0.5}]})" );
+   EXPECT_EQ( run( "run a.json --state s.db" ).code, 0 );
+   Ended const second = run( "run b.json --state s.db" );
+   EXPECT_EQ( second.code, 0 ) << second.text;
+   EXPECT_EQ( run( "run b.json --state s.db" ).text.substr( 0, 41 ),
+              "b.json: /steps/0/expect/mlag~1status/mlag" );
+   EXPECT_EQ( run( "show flows --state s.db" ).code, 0 );
+   EXPECT_EQ( std::distance( fs::directory_iterator( directory ), fs::directory_iterator() ), 3 );
+
+   fs::resize_file( directory / "s.db", 5000 );
+   for ( char const * command : { "run a.json --state s.db", "show flows --state s.db" } ) {
+      Ended const refused = run( command );
+      EXPECT_EQ( refused.code, 2 );
+      EXPECT_THAT( refused.text, testing::StartsWith( "s.db: " ) );
+   }
+   EXPECT_EQ( fs::file_size( directory / "s.db" ), 5000U );
+}
+
 TEST_F( CommandsTest, UsageErrorsExitWith2 ) {
    write( "s.json", R"({"steps":[]})" );
    EXPECT_EQ( run( "--help" ).code, 0 );

@@ -1,0 +1,79 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "platform/orb/TaskScheduler.h"
+
+namespace {
+
+using Orb::Seconds;
+
+/** A clock that someone sets, back as well. */
+class SetTime final : public Orb::TimeSource {
+ public:
+   explicit SetTime( Seconds & time ) : time_( time ) {}
+   Seconds now() const override { return time_; }
+   void sleepUntil( Seconds time ) override { time_ = std::max( time_, time ); }
+
+ private:
+   Seconds & time_;
+};
+
+struct Alarm final : Orb::Timer {
+   Alarm( Orb::TaskScheduler & at, std::vector< std::string > & to, std::string text, Seconds time )
+      : scheduler( at ), log( to ), name( std::move( text ) ) {
+      scheduler.arm( *this, time );
+   }
+   ~Alarm() override { scheduler.disarm( *this ); }
+   void due() override {
+      log.push_back( name );
+      if ( every > 0 ) {
+         scheduler.arm( *this, scheduler.now() + every );
+      }
+   }
+   Orb::TaskScheduler & scheduler;
+   std::vector< std::string > & log;
+   std::string name;
+   Seconds every = 0;
+};
+
+TEST( SchedulerTest, TimersOutliveJumpsOfTheClock ) {
+   using Log = std::vector< std::string >;
+   Seconds time = 1000;
+   Log log;
+   Kel::Ptr< Orb::TaskScheduler > const scheduler(
+      new Orb::TaskScheduler( std::make_unique< SetTime >( time ) ) );
+   Alarm late( *scheduler, log, "late", 1300 );
+   Alarm early( *scheduler, log, "early", 1100 );
+   Alarm ticks( *scheduler, log, "tick", 1200 );
+   ticks.every = 100;
+   // Forward over all of them: each fires once, in order, and what repeats begins from there.
+   time = 5000;
+   scheduler->runReady();
+   EXPECT_EQ( std::exchange( log, {} ), ( Log{ "early", "tick", "late" } ) );
+   scheduler->runReady();
+   EXPECT_EQ( log, Log{} );
+   // Back: nothing fires early, nothing is lost.
+   time = 0;
+   scheduler->runReady();
+   EXPECT_EQ( log, Log{} );
+   scheduler->advanceTo( 5200 );
+   EXPECT_EQ( std::exchange( log, {} ), ( Log{ "tick", "tick" } ) );
+   EXPECT_EQ( time, 5200 );
+
+   // A turn's end is told once for all that one moment brought, and after each posted work.
+   int turns = 0;
+   scheduler->turnEndIs( [&] { ++turns; } );
+   Alarm other( *scheduler, log, "other", 5300 );
+   scheduler->advanceTo( 5300 );
+   EXPECT_EQ( turns, 1 );
+   scheduler->post( [&] { log.push_back( "posted" ); } );
+   scheduler->runReady();
+   EXPECT_EQ( turns, 2 );
+   EXPECT_EQ( log, ( Log{ "tick", "other", "posted" } ) );
+   EXPECT_FALSE( scheduler->runOne() );
+   EXPECT_EQ( turns, 2 );
+}
+
+}  // namespace

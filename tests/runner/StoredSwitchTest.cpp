@@ -1,0 +1,146 @@
+#include <gtest/gtest.h>
+#include <malloc.h>
+
+#include <map>
+#include <vector>
+
+#include "platform/corestore/EntityRows.h"
+#include "platform/corestore/ValueText.h"
+#include "runner/Scenario.h"
+
+/* A switch whose state is kept by a store: what the store holds, and what a store does that fails.
+ */
+
+namespace {
+
+using Corestore::Row;
+using Runner::Switch;
+
+/** Rows in memory, of which a reader sees whole steps; fails once, at the n-th operation. */
+class FailingStore final : public Corestore::Store {
+ public:
+   void load( std::function< void( Row const & ) > const & row ) override { saved.load( row ); }
+   void put( Row const & row ) override {
+      operation();
+      step_.push_back( { row, true } );
+   }
+   void del( std::string const & path, std::string const & attribute,
+             std::string const & key ) override {
+      operation();
+      step_.push_back( { { path, attribute, key, "" }, false } );
+   }
+   void flush() override {
+      operation();
+      for ( auto const & [row, stands] : step_ ) {
+         stands ? saved.put( row ) : saved.del( row.path, row.attribute, row.key );
+      }
+      step_.clear();
+   }
+
+   Corestore::MemoryStore saved;
+   std::uint64_t failAt = 0;
+   std::uint64_t operations = 0;
+
+ private:
+   void operation() {
+      if ( ++operations == failAt ) {
+         step_.clear();
+         throw Corestore::StoreError( "no room" );
+      }
+   }
+   std::vector< std::pair< Row, bool > > step_;
+};
+
+/** The rows of each attribute, in their order. */
+std::map< std::string, std::vector< std::string > > rowsOf( Corestore::Store & store ) {
+   std::map< std::string, std::vector< std::string > > rows;
+   store.load( [&]( Row const & row ) {
+      // The roots have no order.
+      std::string const place =
+         row.path + " " + row.attribute + ( row.path.empty() ? row.key : "" );
+      rows[place].push_back( row.key + " " + row.value );
+   } );
+   return rows;
+}
+
+class StoredSwitchTest : public testing::Test {
+ protected:
+   static void SetUpTestSuite() { setenv( "FLASHLOG_DISABLE", "1", 1 ); }
+   static Runner::Scenario scenario( char const * name ) {
+      return Runner::readScenario( std::string( QORCLIENT_SCENARIOS "/" ) + name );
+   }
+   static void play( Switch & device, Runner::Scenario const & scenario, std::size_t & step ) {
+      for ( ; step != scenario.steps.size(); ++step ) {
+         if ( !std::holds_alternative< Runner::ExpectStep >( scenario.steps[step] ) ) {
+            Runner::playStep( device, scenario, step );
+         }
+      }
+   }
+};
+
+TEST_F( StoredSwitchTest, HoldsExactlyWhatStandsAfterEachStep ) {
+   for ( char const * name : { "host-flows.json", "l3-groups.json", "corrupt-rows.json",
+                               "mac-inputs.json", "documents-round.json" } ) {
+      Runner::Scenario const played = scenario( name );
+      FailingStore store;
+      Switch device( { .store = &store } );
+      for ( std::size_t step = 0; step != played.steps.size(); ++step ) {
+         Runner::playStep( device, played, step );
+         Corestore::MemoryStore whole;
+         device.entityManager().saveTo( whole );
+         ASSERT_EQ( rowsOf( store.saved ), rowsOf( whole ) ) << name << ", step " << step;
+      }
+   }
+}
+
+TEST_F( StoredSwitchTest, GoesOnFromTheLastStepThatWasSaved ) {
+   Runner::Scenario const played = scenario( "service-flows.json" );
+   FailingStore undisturbed;
+   std::size_t step = 0;
+   std::string end;
+   {
+      Switch device( { .store = &undisturbed } );
+      play( device, played, step );
+      end = Corestore::jsonSorted( device.dump() );
+   }
+   // Every 7th operation stands for all of them.
+   for ( std::uint64_t at = 1; at <= undisturbed.operations; at += 7 ) {
+      FailingStore store;
+      store.failAt = at;
+      step = 0;
+      EXPECT_THROW(
+         {
+            Switch device( { .store = &store } );
+            play( device, played, step );
+         },
+         Corestore::StoreError );
+      Switch device( { .store = &store } );
+      play( device, played, step );
+      ASSERT_EQ( Corestore::jsonSorted( device.dump() ), end ) << "operation " << at;
+   }
+}
+
+TEST_F( StoredSwitchTest, TenThousandRestartsTakeNoMemory ) {
+#if defined( __has_feature )
+#if __has_feature( address_sanitizer )
+   GTEST_SKIP() << "the sanitizer counts in its own way, and finds leaks itself";
+#endif
+#endif
+   Runner::Scenario const played = scenario( "host-flows.json" );
+   Switch device;
+   std::size_t step = 0;
+   Runner::Scenario begin = played;
+   begin.steps.resize( 8 );
+   play( device, begin, step );
+   auto const restartTimes = [&device]( int times ) {
+      for ( int i = 0; i != times; ++i ) {
+         device.restart();
+      }
+      return mallinfo2().uordblks;
+   };
+   std::size_t const before = restartTimes( 100 );
+   std::size_t const after = restartTimes( 9'900 );
+   EXPECT_LE( after, before + 10'000 );
+}
+
+}  // namespace
