@@ -13,13 +13,6 @@ namespace {
 using Kel::Value;
 using Runner::Step;
 
-Value at( std::initializer_list< std::string > path, Value value ) {
-   for ( auto member = std::rbegin( path ); member != std::rend( path ); ++member ) {
-      value = Value( Value::Object{ { *member, std::move( value ) } } );
-   }
-   return value;
-}
-
 Step patch( Value document ) {
    return Runner::PatchStep{ std::move( document ) };
 }
@@ -31,6 +24,13 @@ Value number( std::uint64_t value ) {
 constexpr char const * policy = "qor/version1/policy";
 
 }  // namespace
+
+Value at( std::initializer_list< std::string > path, Value value ) {
+   for ( auto member = std::rbegin( path ); member != std::rend( path ); ++member ) {
+      value = Value( Value::Object{ { *member, std::move( value ) } } );
+   }
+   return value;
+}
 
 std::string Generator::oneOf( std::initializer_list< char const * > choices ) {
    return *( choices.begin() + below( choices.size() ) );
@@ -69,6 +69,7 @@ Step Generator::first() {
         Value( Value::Object{
            { "enabled", Value( true ) },
            { "leaderServiceStatusDir", at( { "service", "Qor", "enabled" }, Value( true ) ) } } ) },
+      { "pinflow/pfHwStatusDir/dyninputstatus/qor", at( { "supported" }, Value( capable_ ) ) },
       { "bridging/config", at( { "vlanConfig" }, Value( std::move( vlans ) ) ) },
       { "bridging/switchIntfConfig", at( { "switchIntfConfig" }, Value( std::move( intfs ) ) ) },
       { "interface/status/eth/vxlan",
@@ -82,7 +83,9 @@ Step Generator::first() {
 }
 
 Step Generator::last() {
-   return patch( at( { policy, "policy" }, Value() ) );
+   Value::Object document = noRoutedPolicy();
+   document.emplace_back( policy, at( { "policy" }, Value() ) );
+   return patch( Value( std::move( document ) ) );
 }
 
 Step Generator::next( Runner::Switch const & device ) {
@@ -92,6 +95,9 @@ Step Generator::next( Runner::Switch const & device ) {
    }
    if ( secondary_ && oneIn( 6 ) ) {
       return patch( roleChange() );
+   }
+   if ( below( 4 ) < routedQuarters_ ) {
+      return patch( routedChange( device ) );
    }
    switch ( below( 32 ) ) {
       case 0:

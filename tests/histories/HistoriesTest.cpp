@@ -6,6 +6,7 @@
 
 #include "histories/Generator.h"
 #include "histories/Invariants.h"
+#include "histories/RoutedInvariants.h"
 #include "platform/kel/Assert.h"
 
 /*
@@ -52,7 +53,9 @@ class History {
       Runner::Scenario one;
       one.steps = { steps_.back() };
       Runner::playStep( device, one, 0 );
-      return holds( Histories::brokenInvariants( device ) );
+      bool const started = std::holds_alternative< Runner::RestartStep >( steps_.back() );
+      return holds( Histories::brokenInvariants( device ) ) &&
+             holds( routed_.broken( device, started ) );
    }
    bool nothingLeft( Runner::Switch const & device ) {
       return holds( Histories::leftovers( device ) );
@@ -74,6 +77,7 @@ class History {
 
    std::uint64_t const seed_;
    Histories::Generator generator_;
+   Histories::RoutedInvariants routed_;
    std::vector< Runner::Step > steps_;
    Kel::FlushHook const atAbort_{ [this] {
       fprintf( stderr, "seed %llu, step %zu\n", static_cast< unsigned long long >( seed_ ),

@@ -2,8 +2,8 @@
 
 #include <map>
 #include <set>
-#include <sstream>
 
+#include "histories/Complaints.h"
 #include "platform/kel/Dir.h"
 #include "platform/records/l2rib/HostInput.h"
 #include "platform/records/openflowtable/PinFlowHwConfig.h"
@@ -17,34 +17,26 @@ namespace {
 
 using Vip = QorClient::VniAndIntfForPolicyFragment;
 
-/** What the checks look at, and the place where they complain. */
-class Check {
+/** What the checks look at. */
+class Check : public Complaints {
  public:
    explicit Check( Runner::Switch const & device )
       : status( device.entity< QorClient::Status >( "qorclient/status" ) ),
         rules( device.entity< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qor" ) ),
+        routedRules( device.entity< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qorl3" ) ),
         policyStatus(
            device.entity< Qor::V1::QorPolicyFragmentStatus >( "qorclient/version1/policystatus" ) ),
         l2Rib( device.entity< L2Rib::HostInput >( "bridging/l2Rib/qor/hostInput" ) ),
         policy( Kel::ptrCast< Qor::V1::QorPolicyFragment const >(
            device.entity< Kel::Dir >( "qor/version1/policy" )->entity( "policy" ) ) ) {}
 
-   template < class... Words >
-   void that( bool holds, Words const &... words ) {
-      if ( !holds ) {
-         std::ostringstream line;
-         ( line << ... << words );
-         broken.push_back( line.str() );
-      }
-   }
-
    Kel::Ptr< QorClient::Status const > const status;
    Kel::Ptr< OpenFlowTable::PinFlowHwConfig const > const rules;
+   Kel::Ptr< OpenFlowTable::PinFlowHwConfig const > const routedRules;
    Kel::Ptr< Qor::V1::QorPolicyFragmentStatus const > const policyStatus;
    Kel::Ptr< L2Rib::HostInput const > const l2Rib;
    /** Null when there is none. */
    Kel::Ptr< Qor::V1::QorPolicyFragment const > const policy;
-   std::vector< std::string > broken;
 };
 
 /** warmHostRefCount is the count of warmHost by interface, and no count of zero stands. */
@@ -203,6 +195,9 @@ std::vector< std::string > leftovers( Runner::Switch const & device ) {
       hosts += !row.key.mac.isZero();
    }
    none( hosts, "the L2 RIB's hosts" );
+   none( check.routedRules->flowEntryCount(), "the routed flowEntry" );
+   none( check.routedRules->trafficGroupCount(), "trafficGroup" );
+   none( check.routedRules->trafficEndPointCount(), "trafficEndPoint" );
    return check.broken;
 }
 
