@@ -139,13 +139,31 @@ Step Generator::next( Runner::Switch const & device ) {
    }
 }
 
-Value Generator::flow( char kind ) {
-   Value::Object match{ { "vni", oneIn( 8 ) ? vni() : number( kind == 'e' ? 2 : 1 ) } };
+Value Generator::ownVni( std::string const & fragment, bool service ) {
+   if ( !orderly_ ) {
+      return vni();
+   }
+   return oneIn( 24 ) ? number( 16777216 )
+                      : number( ( fragment == "g"   ? 3
+                                  : fragment == "h" ? 5
+                                                    : 1 ) +
+                                service );
+}
+
+Value Generator::flow( std::string const & fragment, std::string const & name ) {
+   char const kind = name[0];
+   // The right VNIs are those of the first fragment, when no order is kept.
+   std::string const owner = orderly_ ? fragment : "f";
+   auto side = [&]( bool service ) {
+      return oneIn( 8 ) ? vni() : number( ( owner == "g" ? 3 : owner == "h" ? 5 : 1 ) + service );
+   };
+   Value::Object match{ { "vni", side( kind == 'e' ) } };
    Value::Object fields{
       { "interceptPoint", number( kind == 'e' || ( kind == 's' && oneIn( 2 ) ) ? 1 : 0 ) },
-      { "action", at( { "vni" }, oneIn( 8 ) ? vni() : number( kind == 'e' ? 1 : 2 ) ) } };
+      { "action", at( { "vni" }, side( kind != 'e' ) ) } };
    if ( kind == 'i' || oneIn( 3 ) ) {
-      match.emplace_back( "srcMac", Value( mac() ) );
+      match.emplace_back( "srcMac",
+                          Value( orderly_ ? "02:00:00:00:00:0" + name.substr( 1 ) : mac() ) );
    }
    if ( kind == 's' ) {
       fields.emplace_back( "serviceIntfKey", Value( oneOf( { "near", "far" } ) ) );
@@ -163,9 +181,9 @@ Value Generator::policyChange() {
       case 0:
          return at( { policy, "policy", "policyFragment", name }, Value() );
       case 1:
-         return inFragment( { "originalVni" }, vni() );
+         return inFragment( { "originalVni" }, ownVni( name, false ) );
       case 2:
-         return inFragment( { "serviceVni" }, vni() );
+         return inFragment( { "serviceVni" }, ownVni( name, true ) );
       case 3:
       case 4:
          return inFragment( { "serviceIntfSet", oneOf( { "near", "far" } ), "intf", intf() },
@@ -180,7 +198,7 @@ Value Generator::policyChange() {
                                     4 ) );
       default: {
          std::string const flowName = oneOf( { "i1", "i2", "i3", "e1", "e2", "s1" } );
-         return inFragment( { "flow", flowName }, orNull( flow( flowName[0] ), 4 ) );
+         return inFragment( { "flow", flowName }, orNull( flow( name, flowName ), 4 ) );
       }
    }
 }

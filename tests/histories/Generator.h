@@ -16,11 +16,13 @@ namespace Histories {
  * the agent by design: unknown intercept points, a second tunnel interface, a resync begun by
  * another hand, a fid without VLAN, a routed flow's priority or a member's VNI out of range.
  *
- * Seeds differ in how much of their policy is routed: from none to three quarters.
+ * Seeds differ in how much of their policy is routed: from none to three quarters; and in how
+ * orderly it is: in half of them each fragment has VNIs of its own, and each flow a host.
  */
 class Generator {
  public:
-   explicit Generator( std::uint64_t seed ) : random_( seed ), routedQuarters_( seed % 4 ) {}
+   explicit Generator( std::uint64_t seed )
+      : random_( seed ), routedQuarters_( seed % 4 ), orderly_( seed / 4 % 2 ) {}
 
    /** The state before the agent's first step. */
    Runner::Step first();
@@ -48,7 +50,9 @@ class Generator {
    Value orNull( Value value, std::uint64_t chances );
 
    Value policyChange();
-   Value flow( char kind );
+   Value flow( std::string const & fragment, std::string const & name );
+   /** The VNI of one side of a fragment. */
+   Value ownVni( std::string const & fragment, bool service );
    Value hostChange();
    Value bridgingChange();
    Value mlagChange();
@@ -74,6 +78,7 @@ class Generator {
 
    std::mt19937_64 random_;
    std::uint64_t const routedQuarters_;
+   bool const orderly_;
    bool gateOpen_ = true;
    bool secondary_ = false;
    bool capable_ = true;

@@ -4,12 +4,14 @@
 #include <set>
 
 #include "histories/Complaints.h"
+#include "histories/RoutedInvariants.h"
 #include "platform/kel/Dir.h"
 #include "platform/records/l2rib/HostInput.h"
 #include "platform/records/openflowtable/PinFlowHwConfig.h"
 #include "platform/records/qor/PolicyFragment.h"
 #include "platform/records/qor/PolicyFragmentStatus.h"
 #include "platform/records/qorclient/Status.h"
+#include "platform/records/vxlan/VniSviConfig.h"
 
 namespace Histories {
 
@@ -27,6 +29,7 @@ class Check : public Complaints {
         policyStatus(
            device.entity< Qor::V1::QorPolicyFragmentStatus >( "qorclient/version1/policystatus" ) ),
         l2Rib( device.entity< L2Rib::HostInput >( "bridging/l2Rib/qor/hostInput" ) ),
+        requests( device.entity< Vxlan::VniSviConfig >( "vxlan/input/vniconfig/qor" ) ),
         policy( Kel::ptrCast< Qor::V1::QorPolicyFragment const >(
            device.entity< Kel::Dir >( "qor/version1/policy" )->entity( "policy" ) ) ) {}
 
@@ -35,6 +38,7 @@ class Check : public Complaints {
    Kel::Ptr< OpenFlowTable::PinFlowHwConfig const > const routedRules;
    Kel::Ptr< Qor::V1::QorPolicyFragmentStatus const > const policyStatus;
    Kel::Ptr< L2Rib::HostInput const > const l2Rib;
+   Kel::Ptr< Vxlan::VniSviConfig const > const requests;
    /** Null when there is none. */
    Kel::Ptr< Qor::V1::QorPolicyFragment const > const policy;
 };
@@ -140,6 +144,33 @@ void checkEgressRules( Check & check ) {
    }
 }
 
+/** While there is policy, each VNI that is bound is asked for, and known by the VLAN that it has.
+ */
+void checkVnis( Check & check ) {
+   std::set< std::string > bound;
+   std::map< std::string, std::string > vlans;
+   if ( check.policy && check.status->active() ) {
+      auto const mapped = vlansOfVnis();
+      for ( auto const & binding : check.status->boundVniKeys() ) {
+         std::string const vni = Kel::textOf( binding.vni );
+         bound.insert( vni );
+         if ( auto const vlan = mapped.find( vni ); vlan != mapped.end() ) {
+            vlans.insert( *vlan );
+         }
+      }
+   }
+   std::set< std::string > asked;
+   for ( auto const & vni : check.requests->vniSviInfoKeys() ) {
+      asked.insert( Kel::textOf( vni ) );
+   }
+   check.same( asked, bound, "the VNIs that are asked for" );
+   std::map< std::string, std::string > known;
+   for ( auto const & [vni, vlan] : check.status->vlanForVni() ) {
+      known[Kel::textOf( vni )] = Kel::textOf( vlan );
+   }
+   check.that( known == vlans, "vlanForVni is not that of the tunnel interface" );
+}
+
 /** Each configured flow has a status row, and no other has. */
 void checkStatusRows( Check & check ) {
    if ( !check.policy || !check.status->active() ) {
@@ -171,6 +202,7 @@ std::vector< std::string > brokenInvariants( Runner::Switch const & device ) {
    checkRules( check );
    checkBindings( check );
    checkEgressRules( check );
+   checkVnis( check );
    checkStatusRows( check );
    return check.broken;
 }

@@ -49,6 +49,16 @@ State stateFor( OpenFlowTable::TrafficStreamStatus answer ) {
 
 }  // namespace
 
+std::map< std::string, std::string > vlansOfVnis() {
+   std::map< std::string, std::string > vlans;
+   if ( auto const vtepInfo = QorClient::LocalData::singleton()->vtepInfo() ) {
+      for ( auto const & [vni, vlan] : vtepInfo->vniToVlanMap() ) {
+         vlans[Kel::textOf( vni )] = Kel::textOf( vlan );
+      }
+   }
+   return vlans;
+}
+
 class RoutedInvariants::Check : public Complaints {
  public:
    Check( RoutedInvariants & past, Runner::Switch const & device )
@@ -99,10 +109,7 @@ class RoutedInvariants::Check : public Complaints {
 
    /** The configured flows and end points, each with its users. */
    void collect() {
-      for ( auto const & [vni, vlan] :
-            QorClient::LocalData::singleton()->vtepInfo()->vniToVlanMap() ) {
-         vlans_[Kel::textOf( vni )] = Kel::textOf( vlan );
-      }
+      vlans_ = vlansOfVnis();
       forEachFlow( [&]( std::string const & place, QorL3::V1::FlowConfig const & flow ) {
          users_[flow.name.stringValue()].insert( place );
       } );
@@ -202,6 +209,7 @@ class RoutedInvariants::Check : public Complaints {
     */
    void checkFlowEntries() {
       Names wanted;
+      past_.unbound_ = {};
       forEachFlow( [&]( std::string const &, QorL3::V1::FlowConfig const & flow ) {
          std::string const name = flow.name.stringValue();
          bool const matchesVni = flow.matchFieldSet & QorL3::V1::MatchField::vni;
@@ -211,11 +219,14 @@ class RoutedInvariants::Check : public Complaints {
             return;
          }
          wanted.insert( name );
-         if ( past_.isContested( name ) ) {
+         if ( named && !mapped ) {
+            past_.unbound_.insert( name );
+         }
+         if ( past_.contested_.contains( name ) ) {
             return;
          }
          bool const stands = entries_->flowEntryHas( flow.name );
-         that( stands || ( named && !mapped ), "routed flow ", name, " has no entry" );
+         that( stands || past_.unbound_.contains( name ), "routed flow ", name, " has no entry" );
          that( !stands || entries_->flowEntry( flow.name ).priority.value() ==
                              static_cast< std::int32_t >( flow.priority ),
                "routed flow ", name, " has another priority" );
@@ -233,7 +244,7 @@ class RoutedInvariants::Check : public Complaints {
                id.stringValue(), " of group ", group, " has no member" );
       }
       for ( auto const & [id, groups] : groups_ ) {
-         that( past_.isContested( id ) ||
+         that( past_.contested_.contains( id ) ||
                   entries_->trafficEndPointHas( Kel::fromText< TrafficStreamEndPointId >( id ) ),
                "member ", id, " has no end point" );
       }

@@ -9,6 +9,9 @@
 
 namespace Histories {
 
+/** The VLAN of each VNI that has one, in the agent's eyes; empty while it is off. */
+std::map< std::string, std::string > vlansOfVnis();
+
 /**
  * What must hold of routed policy after every step. Four things of what the agent does depend on
  * the past, so this remembers as much of it as tells where they may be:
@@ -26,9 +29,11 @@ class RoutedInvariants {
    /** What doesn't hold, one line each. `started`: the agent has started since the last call. */
    std::vector< std::string > broken( Runner::Switch const & device, bool started );
 
-   /** The names of flows, and the ids of end points, that have had several users since the start.
-    */
-   bool isContested( std::string const & key ) const { return contested_.contains( key ); }
+   /** A start may change the entry of this flow, or this end point: it has had several users since
+    *  the last one, or the flow names a VNI without VLAN and doesn't match on it. */
+   bool isUnsettled( std::string const & key ) const {
+      return contested_.contains( key ) || unbound_.contains( key );
+   }
 
  private:
    class Check;
@@ -38,6 +43,7 @@ class RoutedInvariants {
    bool hadTypes_ = false;
    Users users_;
    std::set< std::string > contested_;
+   std::set< std::string > unbound_;
    std::map< std::string, std::string > vlans_;
    std::set< std::string > movedVnis_;
    std::map< std::string, Kel::String > reports_;
