@@ -13,13 +13,6 @@ namespace {
 using Kel::Value;
 using Runner::Step;
 
-Value at( std::initializer_list< std::string > path, Value value ) {
-   for ( auto member = std::rbegin( path ); member != std::rend( path ); ++member ) {
-      value = Value( Value::Object{ { *member, std::move( value ) } } );
-   }
-   return value;
-}
-
 Step patch( Value document ) {
    return Runner::PatchStep{ std::move( document ) };
 }
@@ -31,6 +24,13 @@ Value number( std::uint64_t value ) {
 constexpr char const * policy = "qor/version1/policy";
 
 }  // namespace
+
+Value at( std::initializer_list< std::string > path, Value value ) {
+   for ( auto member = std::rbegin( path ); member != std::rend( path ); ++member ) {
+      value = Value( Value::Object{ { *member, std::move( value ) } } );
+   }
+   return value;
+}
 
 std::string Generator::oneOf( std::initializer_list< char const * > choices ) {
    return *( choices.begin() + below( choices.size() ) );
@@ -69,6 +69,7 @@ Step Generator::first() {
         Value( Value::Object{
            { "enabled", Value( true ) },
            { "leaderServiceStatusDir", at( { "service", "Qor", "enabled" }, Value( true ) ) } } ) },
+      { "pinflow/pfHwStatusDir/dyninputstatus/qor", at( { "supported" }, Value( capable_ ) ) },
       { "bridging/config", at( { "vlanConfig" }, Value( std::move( vlans ) ) ) },
       { "bridging/switchIntfConfig", at( { "switchIntfConfig" }, Value( std::move( intfs ) ) ) },
       { "interface/status/eth/vxlan",
@@ -82,7 +83,9 @@ Step Generator::first() {
 }
 
 Step Generator::last() {
-   return patch( at( { policy, "policy" }, Value() ) );
+   Value::Object document = noRoutedPolicy();
+   document.emplace_back( policy, at( { "policy" }, Value() ) );
+   return patch( Value( std::move( document ) ) );
 }
 
 Step Generator::next( Runner::Switch const & device ) {
@@ -92,6 +95,9 @@ Step Generator::next( Runner::Switch const & device ) {
    }
    if ( secondary_ && oneIn( 6 ) ) {
       return patch( roleChange() );
+   }
+   if ( below( 4 ) < routedQuarters_ ) {
+      return patch( routedChange( device ) );
    }
    switch ( below( 32 ) ) {
       case 0:
@@ -133,13 +139,31 @@ Step Generator::next( Runner::Switch const & device ) {
    }
 }
 
-Value Generator::flow( char kind ) {
-   Value::Object match{ { "vni", oneIn( 8 ) ? vni() : number( kind == 'e' ? 2 : 1 ) } };
+Value Generator::ownVni( std::string const & fragment, bool service ) {
+   if ( !orderly_ ) {
+      return vni();
+   }
+   return oneIn( 24 ) ? number( 16777216 )
+                      : number( ( fragment == "g"   ? 3
+                                  : fragment == "h" ? 5
+                                                    : 1 ) +
+                                service );
+}
+
+Value Generator::flow( std::string const & fragment, std::string const & name ) {
+   char const kind = name[0];
+   // The right VNIs are those of the first fragment, when no order is kept.
+   std::string const owner = orderly_ ? fragment : "f";
+   auto side = [&]( bool service ) {
+      return oneIn( 8 ) ? vni() : number( ( owner == "g" ? 3 : owner == "h" ? 5 : 1 ) + service );
+   };
+   Value::Object match{ { "vni", side( kind == 'e' ) } };
    Value::Object fields{
       { "interceptPoint", number( kind == 'e' || ( kind == 's' && oneIn( 2 ) ) ? 1 : 0 ) },
-      { "action", at( { "vni" }, oneIn( 8 ) ? vni() : number( kind == 'e' ? 1 : 2 ) ) } };
+      { "action", at( { "vni" }, side( kind != 'e' ) ) } };
    if ( kind == 'i' || oneIn( 3 ) ) {
-      match.emplace_back( "srcMac", Value( mac() ) );
+      match.emplace_back( "srcMac",
+                          Value( orderly_ ? "02:00:00:00:00:0" + name.substr( 1 ) : mac() ) );
    }
    if ( kind == 's' ) {
       fields.emplace_back( "serviceIntfKey", Value( oneOf( { "near", "far" } ) ) );
@@ -157,9 +181,9 @@ Value Generator::policyChange() {
       case 0:
          return at( { policy, "policy", "policyFragment", name }, Value() );
       case 1:
-         return inFragment( { "originalVni" }, vni() );
+         return inFragment( { "originalVni" }, ownVni( name, false ) );
       case 2:
-         return inFragment( { "serviceVni" }, vni() );
+         return inFragment( { "serviceVni" }, ownVni( name, true ) );
       case 3:
       case 4:
          return inFragment( { "serviceIntfSet", oneOf( { "near", "far" } ), "intf", intf() },
@@ -174,7 +198,7 @@ Value Generator::policyChange() {
                                     4 ) );
       default: {
          std::string const flowName = oneOf( { "i1", "i2", "i3", "e1", "e2", "s1" } );
-         return inFragment( { "flow", flowName }, orNull( flow( flowName[0] ), 4 ) );
+         return inFragment( { "flow", flowName }, orNull( flow( name, flowName ), 4 ) );
       }
    }
 }

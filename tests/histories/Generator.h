@@ -14,11 +14,15 @@ namespace Histories {
  * Makes the steps of one random history: what controllers, hardware and other agents do to a
  * switch, in no sensible order. The same seed makes the same history. It keeps away from what ends
  * the agent by design: unknown intercept points, a second tunnel interface, a resync begun by
- * another hand, a fid without VLAN.
+ * another hand, a fid without VLAN, a routed flow's priority or a member's VNI out of range.
+ *
+ * Seeds differ in how much of their policy is routed: from none to three quarters; and in how
+ * orderly it is: in half of them each fragment has VNIs of its own, and each flow a host.
  */
 class Generator {
  public:
-   explicit Generator( std::uint64_t seed ) : random_( seed ) {}
+   explicit Generator( std::uint64_t seed )
+      : random_( seed ), routedQuarters_( seed % 4 ), orderly_( seed / 4 % 2 ) {}
 
    /** The state before the agent's first step. */
    Runner::Step first();
@@ -46,7 +50,9 @@ class Generator {
    Value orNull( Value value, std::uint64_t chances );
 
    Value policyChange();
-   Value flow( char kind );
+   Value flow( std::string const & fragment, std::string const & name );
+   /** The VNI of one side of a fragment. */
+   Value ownVni( std::string const & fragment, bool service );
    Value hostChange();
    Value bridgingChange();
    Value mlagChange();
@@ -58,10 +64,28 @@ class Generator {
    Value gateChange();
    Runner::Step damage( Runner::Switch const & device );
 
+   // Routed policy, in RoutedGenerator.cpp.
+   std::string vrf() { return oneOf( { "red", "blue" } ); }
+   std::string group() { return oneOf( { "web", "db", "app" } ); }
+   std::string order() { return oneOf( { "1|9", "1|10", "2|0" } ); }
+   Value routedChange( Runner::Switch const & device );
+   Value routedFlow();
+   Value flowGroupChange();
+   Value groupSetChange();
+   Value groupTypeChange();
+   Value routedAnswer( Runner::Switch const & device );
+   static Value::Object noRoutedPolicy();
+
    std::mt19937_64 random_;
+   std::uint64_t const routedQuarters_;
+   bool const orderly_;
    bool gateOpen_ = true;
    bool secondary_ = false;
+   bool capable_ = true;
 };
+
+/** `value` as a member of members. */
+Kel::Value at( std::initializer_list< std::string > path, Kel::Value value );
 
 /** The steps as a scenario document that plays the history again. */
 std::string scenarioText( std::string const & name, std::vector< Runner::Step > const & steps );

@@ -2,14 +2,16 @@
 
 #include <map>
 #include <set>
-#include <sstream>
 
+#include "histories/Complaints.h"
+#include "histories/RoutedInvariants.h"
 #include "platform/kel/Dir.h"
 #include "platform/records/l2rib/HostInput.h"
 #include "platform/records/openflowtable/PinFlowHwConfig.h"
 #include "platform/records/qor/PolicyFragment.h"
 #include "platform/records/qor/PolicyFragmentStatus.h"
 #include "platform/records/qorclient/Status.h"
+#include "platform/records/vxlan/VniSviConfig.h"
 
 namespace Histories {
 
@@ -17,34 +19,28 @@ namespace {
 
 using Vip = QorClient::VniAndIntfForPolicyFragment;
 
-/** What the checks look at, and the place where they complain. */
-class Check {
+/** What the checks look at. */
+class Check : public Complaints {
  public:
    explicit Check( Runner::Switch const & device )
       : status( device.entity< QorClient::Status >( "qorclient/status" ) ),
         rules( device.entity< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qor" ) ),
+        routedRules( device.entity< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qorl3" ) ),
         policyStatus(
            device.entity< Qor::V1::QorPolicyFragmentStatus >( "qorclient/version1/policystatus" ) ),
         l2Rib( device.entity< L2Rib::HostInput >( "bridging/l2Rib/qor/hostInput" ) ),
+        requests( device.entity< Vxlan::VniSviConfig >( "vxlan/input/vniconfig/qor" ) ),
         policy( Kel::ptrCast< Qor::V1::QorPolicyFragment const >(
            device.entity< Kel::Dir >( "qor/version1/policy" )->entity( "policy" ) ) ) {}
 
-   template < class... Words >
-   void that( bool holds, Words const &... words ) {
-      if ( !holds ) {
-         std::ostringstream line;
-         ( line << ... << words );
-         broken.push_back( line.str() );
-      }
-   }
-
    Kel::Ptr< QorClient::Status const > const status;
    Kel::Ptr< OpenFlowTable::PinFlowHwConfig const > const rules;
+   Kel::Ptr< OpenFlowTable::PinFlowHwConfig const > const routedRules;
    Kel::Ptr< Qor::V1::QorPolicyFragmentStatus const > const policyStatus;
    Kel::Ptr< L2Rib::HostInput const > const l2Rib;
+   Kel::Ptr< Vxlan::VniSviConfig const > const requests;
    /** Null when there is none. */
    Kel::Ptr< Qor::V1::QorPolicyFragment const > const policy;
-   std::vector< std::string > broken;
 };
 
 /** warmHostRefCount is the count of warmHost by interface, and no count of zero stands. */
@@ -148,6 +144,33 @@ void checkEgressRules( Check & check ) {
    }
 }
 
+/** While there is policy, each VNI that is bound is asked for, and known by the VLAN that it has.
+ */
+void checkVnis( Check & check ) {
+   std::set< std::string > bound;
+   std::map< std::string, std::string > vlans;
+   if ( check.policy && check.status->active() ) {
+      auto const mapped = vlansOfVnis();
+      for ( auto const & binding : check.status->boundVniKeys() ) {
+         std::string const vni = Kel::textOf( binding.vni );
+         bound.insert( vni );
+         if ( auto const vlan = mapped.find( vni ); vlan != mapped.end() ) {
+            vlans.insert( *vlan );
+         }
+      }
+   }
+   std::set< std::string > asked;
+   for ( auto const & vni : check.requests->vniSviInfoKeys() ) {
+      asked.insert( Kel::textOf( vni ) );
+   }
+   check.same( asked, bound, "the VNIs that are asked for" );
+   std::map< std::string, std::string > known;
+   for ( auto const & [vni, vlan] : check.status->vlanForVni() ) {
+      known[Kel::textOf( vni )] = Kel::textOf( vlan );
+   }
+   check.that( known == vlans, "vlanForVni is not that of the tunnel interface" );
+}
+
 /** Each configured flow has a status row, and no other has. */
 void checkStatusRows( Check & check ) {
    if ( !check.policy || !check.status->active() ) {
@@ -179,6 +202,7 @@ std::vector< std::string > brokenInvariants( Runner::Switch const & device ) {
    checkRules( check );
    checkBindings( check );
    checkEgressRules( check );
+   checkVnis( check );
    checkStatusRows( check );
    return check.broken;
 }
@@ -203,6 +227,9 @@ std::vector< std::string > leftovers( Runner::Switch const & device ) {
       hosts += !row.key.mac.isZero();
    }
    none( hosts, "the L2 RIB's hosts" );
+   none( check.routedRules->flowEntryCount(), "the routed flowEntry" );
+   none( check.routedRules->trafficGroupCount(), "trafficGroup" );
+   none( check.routedRules->trafficEndPointCount(), "trafficEndPoint" );
    return check.broken;
 }
 

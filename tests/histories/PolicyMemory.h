@@ -1,0 +1,55 @@
+#pragma once
+
+#include <map>
+#include <set>
+#include <string>
+
+#include "runner/Switch.h"
+
+namespace Histories {
+
+/**
+ * Which fragments stand otherwise than a start would make them, since what the agent does depends
+ * on the past:
+ *
+ * - Flows that have, or had, one host: whichever goes takes the host's binding along.
+ * - VNIs that two fragments, or both sides of one, have or had, also on the way from one step to
+ *   the next: only the later of their events find their fragment.
+ * - A flow that isn't between its fragment's two VNIs: it hears nothing of another VNI's VLAN, and
+ *   loses its rules over that of a fragment's VNI that it doesn't use.
+ * - A set whose VNI went and came back as it was: the set stays down.
+ * - An interface that has left a set, on which a host of the fragment is known: its flow stays
+ *   without rules until the host moves.
+ * - An interface whose native VLAN is not the one that the rules of a host on it were built with:
+ *   a change between VLANs that the fragment doesn't use is not heeded, but seen by a start.
+ */
+class PolicyMemory {
+ public:
+   /** To be told of every step. */
+   void observe( Runner::Switch const & device );
+   /** Why a start may change the fragment's rules; empty when it may not. */
+   std::string unsettled( std::string const & fragment ) const;
+   /** The fragment has been away. */
+   bool hasGone( std::string const & fragment ) const { return gone_.contains( fragment ); }
+   /** The interface has left a set of the fragment. */
+   bool hasLeft( std::string const & fragment, std::string const & intf ) const;
+   /** Some host has been known on the interface. */
+   bool wasWarm( std::string const & intf ) const { return warm_.contains( intf ); }
+
+ private:
+   using Users = std::map< std::string, std::set< std::string > >;
+   void mark( Users const & before, Users const & after, char const * why );
+
+   Users hosts_;
+   Users vnis_;
+   /** The members of each fragment's sets, and all that ever left one. */
+   Users members_;
+   Users left_;
+   /** By fragment. */
+   Users lasting_;
+   Users present_;
+   std::set< std::string > gone_;
+   std::set< std::string > warm_;
+};
+
+}  // namespace Histories

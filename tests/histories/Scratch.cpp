@@ -1,0 +1,198 @@
+#include "histories/Scratch.h"
+
+#include <functional>
+#include <set>
+
+#include "histories/Complaints.h"
+#include "platform/corestore/ValueText.h"
+
+namespace Histories {
+
+namespace {
+
+using Kel::Value;
+
+/** The members of the object at the end of a path through objects. */
+Value::Object const & rowsOf( Value const & value,
+                              std::initializer_list< std::string_view > path ) {
+   static Value::Object const none;
+   Value const * found = &value;
+   for ( std::string_view const name : path ) {
+      found = found->member( name );
+      if ( !found ) {
+         return none;
+      }
+   }
+   auto const * rows = found->as< Value::Object >();
+   return rows ? *rows : none;
+}
+
+/** Compares two tables, but for the rows that are left out. */
+void compare( Complaints & complaints, Value::Object const & lived, Value::Object const & fresh,
+              auto const & isLeftOut ) {
+   std::map< std::string, std::pair< std::string, std::string > > rows;
+   for ( auto const & [key, value] : lived ) {
+      rows[key].first = Corestore::jsonLine( value );
+   }
+   for ( auto const & [key, value] : fresh ) {
+      rows[key].second = Corestore::jsonLine( value );
+   }
+   for ( auto const & [key, row] : rows ) {
+      complaints.that( row.first == row.second || isLeftOut( key ), key, " is ", row.first,
+                       ", from scratch ", row.second );
+   }
+}
+
+bool allows( Value const & state, std::string const & intf, std::string const & vlan ) {
+   for ( auto const & [name, list] :
+         rowsOf( state, { "bridging/input/dynvlan/allowedvlan/qor", "vlans" } ) ) {
+      if ( name == intf ) {
+         return ( "," + *list.as< std::string >() + "," ).find( "," + vlan + "," ) !=
+                std::string::npos;
+      }
+   }
+   return false;
+}
+
+}  // namespace
+
+Scratch::Scratch( Runner::Switch const & device, PolicyMemory policy, RoutedInvariants routed )
+   : state_( device.dump() ),
+     policy_( std::move( policy ) ),
+     routed_( std::move( routed ) ),
+     vlans_( vlansOfVnis() ) {
+   // Before anything else, and in a time when hosts that nobody asks for yet are kept.
+   Value::Object status{ { "resyncInProgress", Value( true ) } };
+   for ( char const * table : { "warmHost", "warmHostRefCount" } ) {
+      status.emplace_back( table, rowsOf( state_, { "qorclient/status", table } ) );
+   }
+   inputs_.emplace_back( "qorclient/status", Value( std::move( status ) ) );
+   for ( auto const & [path, entity] : *state_.as< Value::Object >() ) {
+      if ( path != "runner/clock" && path != "bridging/l2Rib/qor/hostInput" &&
+           !device.entityManager().isMountedForWrite( path ) ) {
+         inputs_.emplace_back( path, entity );
+      }
+   }
+}
+
+std::vector< std::string > Scratch::differences() const {
+   Runner::Switch device;
+   device.patch( Value( inputs_ ) );
+   Value const fresh = device.dump();
+   Complaints complaints;
+
+   // Of two VLANs with one VNI the agent uses neither, but the first after a start.
+   std::set< std::string > otherVnis;
+   std::set< std::string > otherVlans;
+   auto const freshVlans = vlansOfVnis();
+   for ( auto const * vlans : { &vlans_, &freshVlans } ) {
+      for ( auto const & [vni, vlan] : *vlans ) {
+         auto const & others = vlans == &vlans_ ? freshVlans : vlans_;
+         if ( auto const other = others.find( vni );
+              other == others.end() || other->second != vlan ) {
+            otherVnis.insert( vni );
+            otherVlans.insert( vlan );
+         }
+      }
+   }
+
+   auto routed = [&]( char const * table, auto const & isLeftOut ) {
+      compare( complaints, rowsOf( state_, { "pinflow/dyninput/qorl3", table } ),
+               rowsOf( fresh, { "pinflow/dyninput/qorl3", table } ),
+               [&]( auto const & key ) { return routed_.isUnsettled( key ) || isLeftOut( key ); } );
+   };
+   routed( "trafficGroup", []( auto const & ) { return false; } );
+   routed( "trafficEndPoint", [&]( std::string const & id ) {
+      std::string const rest = id.substr( 0, id.rfind( '|' ) );
+      return otherVlans.contains( rest.substr( rest.rfind( '|' ) + 1 ) );
+   } );
+   std::set< std::string > otherFlows;
+   for ( auto const & [vrf, fragment] :
+         rowsOf( state_, { "qorl3/version1/global/fragmentConfig" } ) ) {
+      for ( auto const & [order, group] : rowsOf( fragment, { "flowGroup" } ) ) {
+         for ( auto const & [name, flow] : rowsOf( group, { "flow" } ) ) {
+            Value const * match = flow.member( "match" );
+            Value const * vni = match ? match->member( "vni" ) : nullptr;
+            if ( vni && otherVnis.contains( Corestore::jsonLine( *vni ) ) ) {
+               otherFlows.insert( name );
+            }
+         }
+      }
+   }
+   routed( "flowEntry", [&]( auto const & name ) { return otherFlows.contains( name ); } );
+   // The datapath, by fragment.
+   auto const warm = std::pair( rowsOf( state_, { "qorclient/status", "warmHost" } ),
+                                rowsOf( fresh, { "qorclient/status", "warmHost" } ) );
+   auto placeOf = []( Value::Object const & hosts, std::string const & host ) {
+      for ( auto const & [key, intf] : hosts ) {
+         if ( key == host ) {
+            return Corestore::jsonLine( intf );
+         }
+      }
+      return std::string();
+   };
+   std::set< std::string > fragments;
+   std::set< std::string > otherFragments;
+   std::set< std::string > steady;
+   for ( auto const & [path, entity] :
+         rowsOf( state_, { "qor/version1/policy", "policy", "policyFragment" } ) ) {
+      if ( fresh.member( "qorclient/status" )->member( "active" ) ) {
+         fragments.insert( path );
+      }
+      if ( !policy_.unsettled( path ).empty() ) {
+         otherFragments.insert( path );
+      }
+      for ( bool const near : { false, true } ) {
+         Value const * vni = entity.member( near ? "serviceVni" : "originalVni" );
+         for ( auto const & [intf, value] :
+               rowsOf( entity, { "serviceIntfSet", near ? "near" : "far", "intf" } ) ) {
+            if ( vni && !policy_.hasLeft( path, intf ) ) {
+               steady.insert( Corestore::jsonLine( *vni ) + "|" + intf + "|" + path );
+            }
+         }
+         if ( vni && otherVnis.contains( Corestore::jsonLine( *vni ) ) ) {
+            otherFragments.insert( path );
+         }
+      }
+      for ( auto const & [flow, info] :
+            rowsOf( fresh, { "qorclient/status", "policyFragmentInfo", path, "flowInfo" } ) ) {
+         for ( auto const & [host, intf] : rowsOf( info, { "boundHost" } ) ) {
+            if ( placeOf( warm.first, host ) != placeOf( warm.second, host ) ) {
+               otherFragments.insert( path );
+            }
+         }
+      }
+   }
+   compare( complaints, rowsOf( state_, { "pinflow/dyninput/qor", "flowEntry" } ),
+            rowsOf( fresh, { "pinflow/dyninput/qor", "flowEntry" } ), [&]( auto const & name ) {
+               return otherFragments.contains( name.substr( 0, name.find_first_of( "_-" ) ) );
+            } );
+   // The bindings of a fragment outlive it until the next start of the datapath, those of a flow on
+   // an interface the host's stay there, and an interface that has left a set never has them again.
+   compare( complaints, rowsOf( state_, { "qorclient/status", "boundVni" } ),
+            rowsOf( fresh, { "qorclient/status", "boundVni" } ), [&]( auto const & binding ) {
+               auto const first = binding.find( '|' );
+               auto const last = binding.rfind( '|' );
+               std::string const fragment = binding.substr( last + 1 );
+               return ( first + 1 != last && !steady.contains( binding ) ) ||
+                      !fragments.contains( fragment ) || otherFragments.contains( fragment ) ||
+                      policy_.hasGone( fragment );
+            } );
+   // A VLAN is off an interface while a host of it is there, as it was when last looked at.
+   for ( std::string const & binding : steady ) {
+      auto const first = binding.find( '|' );
+      auto const last = binding.rfind( '|' );
+      std::string const intf = binding.substr( first + 1, last - first - 1 );
+      auto const vlan = freshVlans.find( binding.substr( 0, first ) );
+      std::string const fragment = binding.substr( last + 1 );
+      if ( vlan != freshVlans.end() && fragments.contains( fragment ) &&
+           !otherFragments.contains( fragment ) && !policy_.wasWarm( intf ) ) {
+         complaints.that(
+            allows( state_, intf, vlan->second ) == allows( fresh, intf, vlan->second ), "VLAN ",
+            vlan->second, " of ", binding, " is allowed otherwise" );
+      }
+   }
+   return complaints.broken;
+}
+
+}  // namespace Histories
