@@ -1,13 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdlib>
-#include <filesystem>
 
-#include "platform/corestore/ValueText.h"
 #include "platform/kel/Assert.h"
 #include "runner/Journal.h"
 #include "runner/Scenario.h"
+#include "scenarios/Documents.h"
 
 /*
  * Every document beside this file is a test: played as it stands, and once more with a restart of
@@ -35,33 +33,6 @@ void restartSettled( Switch & device, std::size_t step ) {
    } );
    device.restart();
    device.outputObserverIs( {} );
-}
-
-/** What differs between two states, a line each, since the states themselves fill many screens. */
-void listDifferences( Kel::Value const & plain, Kel::Value const & restarted,
-                      std::string const & pointer, std::string & list ) {
-   auto const * a = plain.as< Kel::Value::Object >();
-   auto const * b = restarted.as< Kel::Value::Object >();
-   if ( !a || !b ) {
-      if ( plain != restarted ) {
-         list += pointer + ": " + Corestore::jsonLine( plain ) + ", with restarts " +
-                 Corestore::jsonLine( restarted ) + "\n";
-      }
-      return;
-   }
-   auto memberOf = []( Kel::Value const & object, std::string const & name ) {
-      Kel::Value const * member = object.member( name );
-      return member ? *member : Kel::Value();
-   };
-   for ( auto const & member : *a ) {
-      listDifferences( member.second, memberOf( restarted, member.first ),
-                       pointer + Kel::pointerStep( member.first ), list );
-   }
-   for ( auto const & member : *b ) {
-      if ( !plain.member( member.first ) ) {
-         listDifferences( {}, member.second, pointer + Kel::pointerStep( member.first ), list );
-      }
-   }
 }
 
 /** The state at the end. Stops after a step that failed, since what follows builds on it. */
@@ -108,30 +79,11 @@ TEST_P( ScenariosTest, OutlivesRestarts ) {
    Kel::Value const plain = play( scenario, false );
    Kel::Value const restarted = play( scenario, true );
    if ( !HasFailure() ) {
-      std::string differences;
-      listDifferences( plain, restarted, "", differences );
-      EXPECT_EQ( differences, "" );
+      EXPECT_EQ( Scenarios::differences( plain, restarted ), "" );
    }
 }
 
-std::vector< std::filesystem::path > scenarios() {
-   std::vector< std::filesystem::path > files;
-   for ( auto const & entry : std::filesystem::directory_iterator( QORCLIENT_SCENARIOS ) ) {
-      if ( entry.path().extension() == ".json" ) {
-         files.push_back( entry.path() );
-      }
-   }
-   std::ranges::sort( files );
-   return files;
-}
-
-std::string testName( testing::TestParamInfo< std::filesystem::path > const & file ) {
-   std::string name = file.param.stem();
-   std::ranges::replace_if(
-      name, []( unsigned char c ) { return !std::isalnum( c ); }, '_' );
-   return name;
-}
-
-INSTANTIATE_TEST_SUITE_P( Documents, ScenariosTest, testing::ValuesIn( scenarios() ), testName );
+INSTANTIATE_TEST_SUITE_P( Documents, ScenariosTest, testing::ValuesIn( Scenarios::documents() ),
+                          Scenarios::testName );
 
 }  // namespace
