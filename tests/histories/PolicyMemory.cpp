@@ -74,6 +74,10 @@ void PolicyMemory::observe( Runner::Switch const & device ) {
             if ( Kel::textOf( installed ) != warm && hasLeft( name, warm ) ) {
                present_[name].insert( "service interface left" );
             }
+            if ( members.contains( "near|" + Kel::textOf( installed ) ) ||
+                 members.contains( "far|" + Kel::textOf( installed ) ) ) {
+               present_[name].insert( "service interface joined" );
+            }
             auto const intf = intfs->switchIntfConfig( installed );
             if ( intf && intf->trunkNativeVlan().value() != flowInfo->nativeVlan().value() ) {
                present_[name].insert( "native VLAN" );

@@ -20,6 +20,7 @@ namespace Histories {
  * - A set whose VNI went and came back as it was: the set stays down.
  * - An interface that has left a set, on which a host of the fragment is known: its flow stays
  *   without rules until the host moves.
+ * - An interface that has joined a set while a host's rules were there: they stay.
  * - An interface whose native VLAN is not the one that the rules of a host on it were built with:
  *   a change between VLANs that the fragment doesn't use is not heeded, but seen by a start.
  */
