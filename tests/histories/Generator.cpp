@@ -139,23 +139,14 @@ Step Generator::next( Runner::Switch const & device ) {
    }
 }
 
-Value Generator::ownVni( std::string const & fragment, bool service ) {
-   if ( !orderly_ ) {
-      return vni();
-   }
-   return oneIn( 24 ) ? number( 16777216 )
-                      : number( ( fragment == "g"   ? 3
-                                  : fragment == "h" ? 5
-                                                    : 1 ) +
-                                service );
+std::uint64_t Generator::firstVni( std::string const & fragment ) const {
+   return !orderly_ || fragment == "f" ? 1 : fragment == "g" ? 3 : 5;
 }
 
 Value Generator::flow( std::string const & fragment, std::string const & name ) {
    char const kind = name[0];
-   // The right VNIs are those of the first fragment, when no order is kept.
-   std::string const owner = orderly_ ? fragment : "f";
    auto side = [&]( bool service ) {
-      return oneIn( 8 ) ? vni() : number( ( owner == "g" ? 3 : owner == "h" ? 5 : 1 ) + service );
+      return oneIn( orderly_ ? 48 : 8 ) ? vni() : number( firstVni( fragment ) + service );
    };
    Value::Object match{ { "vni", side( kind == 'e' ) } };
    Value::Object fields{
@@ -175,19 +166,30 @@ Value Generator::flow( std::string const & fragment, std::string const & name ) 
 Value Generator::policyChange() {
    std::string const name = fragment();
    auto inFragment = [&]( std::initializer_list< std::string > path, Value value ) {
-      return at( { policy, "policy", "policyFragment", name }, at( path, std::move( value ) ) );
+      Value change = at( path, std::move( value ) );
+      if ( orderly_ && !change.member( "originalVni" ) && !change.member( "serviceVni" ) ) {
+         auto & members = *change.as< Value::Object >();
+         members.insert( members.begin(), { { "originalVni", number( firstVni( name ) ) },
+                                            { "serviceVni", number( firstVni( name ) + 1 ) } } );
+      }
+      return at( { policy, "policy", "policyFragment", name }, std::move( change ) );
    };
-   switch ( below( 12 ) ) {
+   std::uint64_t const kind = below( 12 );
+   bool const upsets = kind == 1 || kind == 2;
+   switch ( orderly_ && upsets && !oneIn( 12 ) ? 12 : kind ) {
       case 0:
-         return at( { policy, "policy", "policyFragment", name }, Value() );
+         return at( { policy, "policy", "policyFragment", name },
+                    orNull( Value( Value::Object{} ), orderly_ ? 3 : 1 ) );
       case 1:
-         return inFragment( { "originalVni" }, ownVni( name, false ) );
+         return inFragment( { "originalVni" }, vni() );
       case 2:
-         return inFragment( { "serviceVni" }, ownVni( name, true ) );
+         return inFragment( { "serviceVni" }, vni() );
       case 3:
       case 4:
-         return inFragment( { "serviceIntfSet", oneOf( { "near", "far" } ), "intf", intf() },
-                            orNull( Value( true ), 2 ) );
+         return inFragment(
+            { "serviceIntfSet", oneOf( { "near", "far" } ), "intf",
+              orderly_ && !oneIn( 12 ) ? oneOf( { "Ethernet3", "Ethernet4" } ) : intf() },
+            orNull( Value( true ), orderly_ ? 6 : 2 ) );
       case 5:
          return inFragment( { "serviceIntfSet", oneOf( { "near", "far", "other" } ) },
                             orNull( Value( Value::Object{} ), 2 ) );
@@ -208,7 +210,7 @@ Value Generator::hostChange() {
    for ( std::uint64_t n = 1 + below( 3 ); n != 0; --n ) {
       std::string const key =
          oneOf( { "100", "100", "101", "200", "201", "10", "20" } ) + "|" + mac();
-      Value row( Value::Object{ { "intf", Value( intf() ) },
+      Value row( Value::Object{ { "intf", Value( hostIntf() ) },
                                 { "entryType", number( oneIn( 8 ) ? 1 : 4 + below( 3 ) ) },
                                 { "moveCount", number( below( 100 ) ) } } );
       bool const twice =
@@ -280,8 +282,9 @@ Value Generator::vlanMapChange() {
    // Mostly each VLAN has a VNI of its own: of two on one VNI neither counts.
    std::string const id = vlan();
    std::uint64_t const own = id == "100" ? 1 : id == "200" ? 2 : id == "101" ? 3 : 4;
-   return at( { "interface/status/eth/vxlan", "vtiStatus", "Vxlan1", "vlanToVniMap", id },
-              orNull( at( { "vni" }, number( oneIn( 4 ) ? 1 + below( 4 ) : own ) ), 4 ) );
+   return at(
+      { "interface/status/eth/vxlan", "vtiStatus", "Vxlan1", "vlanToVniMap", id },
+      orNull( at( { "vni" }, number( oneIn( orderly_ ? 16 : 4 ) ? 1 + below( 4 ) : own ) ), 4 ) );
 }
 
 Value Generator::hardwareAnswer( Runner::Switch const & device ) {

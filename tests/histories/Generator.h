@@ -17,7 +17,8 @@ namespace Histories {
  * another hand, a fid without VLAN, a routed flow's priority or a member's VNI out of range.
  *
  * Seeds differ in how much of their policy is routed: from none to three quarters; and in how
- * orderly it is: in half of them each fragment has VNIs of its own, and each flow a host.
+ * orderly it is: in half of them each fragment has VNIs of its own, each flow a host, and services
+ * have interfaces to themselves.
  */
 class Generator {
  public:
@@ -51,8 +52,12 @@ class Generator {
 
    Value policyChange();
    Value flow( std::string const & fragment, std::string const & name );
-   /** The VNI of one side of a fragment. */
-   Value ownVni( std::string const & fragment, bool service );
+   /** The first of a fragment's two VNIs, when order is kept. */
+   std::uint64_t firstVni( std::string const & fragment ) const;
+   std::string hostIntf() {
+      return orderly_ && !oneIn( 12 ) ? oneOf( { "Ethernet1", "Ethernet2", "Port-Channel10" } )
+                                      : intf();
+   }
    Value hostChange();
    Value bridgingChange();
    Value mlagChange();

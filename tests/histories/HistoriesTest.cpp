@@ -72,8 +72,8 @@ class History {
       Runner::Scenario one;
       one.steps = { steps_.back() };
       Runner::playStep( device, one, 0 );
-      policy_.observe( device );
       bool const started = std::holds_alternative< Runner::RestartStep >( steps_.back() );
+      policy_.observe( device, started );
       return holds( Histories::brokenInvariants( device ) ) &&
              holds( routed_.broken( device, started ) );
    }

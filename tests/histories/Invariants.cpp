@@ -144,6 +144,21 @@ void checkEgressRules( Check & check ) {
    }
 }
 
+/** The rules of a service flow are on members of its set. */
+void checkServiceRules( Check & check ) {
+   for ( auto const & [fragment, info] : check.status->policyFragmentInfo() ) {
+      auto const config = check.policy ? check.policy->policyFragment( fragment ) : nullptr;
+      for ( auto const & [flow, flowInfo] : info->flowInfo() ) {
+         auto const set = config ? config->serviceIntfSet( flowInfo->serviceIntfKey() ) : nullptr;
+         for ( auto const & [key, rule] : flowInfo->ruleInfo() ) {
+            std::string const intf = Kel::textOf( key.inIntf ) + Kel::textOf( key.outIntf );
+            check.that( flowInfo->serviceIntfKey().empty() || ( set && set->intfHas( intf ) ),
+                        "service rule ", rule->ruleName(), " is on no member of its set" );
+         }
+      }
+   }
+}
+
 /** While there is policy, each VNI that is bound is asked for, and known by the VLAN that it has.
  */
 void checkVnis( Check & check ) {
@@ -202,6 +217,7 @@ std::vector< std::string > brokenInvariants( Runner::Switch const & device ) {
    checkRules( check );
    checkBindings( check );
    checkEgressRules( check );
+   checkServiceRules( check );
    checkVnis( check );
    checkStatusRows( check );
    return check.broken;

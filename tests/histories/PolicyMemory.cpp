@@ -9,7 +9,7 @@
 
 namespace Histories {
 
-void PolicyMemory::observe( Runner::Switch const & device ) {
+void PolicyMemory::observe( Runner::Switch const & device, bool started ) {
    auto const status = device.entity< QorClient::Status >( "qorclient/status" );
    auto const intfs = device.entity< Bridging::SwitchIntfConfigDir >( "bridging/switchIntfConfig" );
    auto const policy = Kel::ptrCast< Qor::V1::QorPolicyFragment const >(
@@ -73,6 +73,18 @@ void PolicyMemory::observe( Runner::Switch const & device ) {
             std::string const warm = Kel::textOf( status->warmHost( host ) );
             if ( Kel::textOf( installed ) != warm && hasLeft( name, warm ) ) {
                present_[name].insert( "service interface left" );
+            }
+            std::string const place =
+               name + "|" + flowName.stringValue() + "|" + Kel::textOf( host );
+            if ( Kel::textOf( installed ).empty() || !warm.empty() ) {
+               lost_.erase( place );
+            } else if ( started || lost_.contains( place ) ) {
+               lost_.insert( place );
+               present_[name].insert( "host lost" );
+            }
+            if ( members.contains( "near|" + Kel::textOf( installed ) ) ||
+                 members.contains( "far|" + Kel::textOf( installed ) ) ) {
+               present_[name].insert( "service interface joined" );
             }
             auto const intf = intfs->switchIntfConfig( installed );
             if ( intf && intf->trunkNativeVlan().value() != flowInfo->nativeVlan().value() ) {

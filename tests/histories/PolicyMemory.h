@@ -20,13 +20,15 @@ namespace Histories {
  * - A set whose VNI went and came back as it was: the set stays down.
  * - An interface that has left a set, on which a host of the fragment is known: its flow stays
  *   without rules until the host moves.
+ * - An interface that has joined a set while a host's rules were there: they stay.
+ * - A host that a start finds gone before it has read the host's flow: the rules stay.
  * - An interface whose native VLAN is not the one that the rules of a host on it were built with:
  *   a change between VLANs that the fragment doesn't use is not heeded, but seen by a start.
  */
 class PolicyMemory {
  public:
-   /** To be told of every step. */
-   void observe( Runner::Switch const & device );
+   /** To be told of every step. `started`: it began with a start of the agent. */
+   void observe( Runner::Switch const & device, bool started );
    /** Why a start may change the fragment's rules; empty when it may not. */
    std::string unsettled( std::string const & fragment ) const;
    /** The fragment has been away. */
@@ -48,6 +50,7 @@ class PolicyMemory {
    /** By fragment. */
    Users lasting_;
    Users present_;
+   std::set< std::string > lost_;
    std::set< std::string > gone_;
    std::set< std::string > warm_;
 };
