@@ -115,16 +115,21 @@ Vxlan::VniExtOrNone KelPolicyFragment::actionVni( Kel::String const & flowName )
    return convertVniToVniExt( policyFragment()->flow( flowName ).action.vni );
 }
 
+bool KelPolicyFragment::isVniBound( Vxlan::VniOrNone vni ) const {
+   return agentStatus()->vlanForVniHas( convertVniToVniExt( vni ) );
+}
+
 bool KelPolicyFragment::isMatchVniBound( Kel::String const & flowName ) const {
-   return agentStatus()->vlanForVniHas( matchVni( flowName ) );
+   return isVniBound( policyFragment()->flow( flowName ).match.vni );
 }
 
 bool KelPolicyFragment::isActionVniBound( Kel::String const & flowName ) const {
-   return agentStatus()->vlanForVniHas( actionVni( flowName ) );
+   return isVniBound( policyFragment()->flow( flowName ).action.vni );
 }
 
 bool KelPolicyFragment::areVnisBound( Kel::String const & flowName ) const {
-   return isMatchVniBound( flowName ) && isActionVniBound( flowName );
+   Qor::V1::PolicyFlowInfo const flowConfig = policyFragment()->flow( flowName );
+   return isVniBound( flowConfig.match.vni ) && isVniBound( flowConfig.action.vni );
 }
 
 void KelPolicyFragment::handleOriginalVni() {
