@@ -46,26 +46,43 @@ Kel::Ptr< Qor::V1::ServicePolicyFragmentStatus > KelPolicyFragment::fragmentStat
    return parent()->polFragStatus()->policyFragment( fragmentName() );
 }
 
-bool KelPolicyFragment::isServiceFlow( Kel::String const & flowName ) const {
+Kel::Ptr< QorClient::FlowInfo > KelPolicyFragment::readFlowInfo(
+   Kel::String const & flowName ) const {
    auto fragInfo = this->fragInfo();
    KEL_ASSERT( fragInfo, "QorClientDatapathV1" );
    auto flowInfo = fragInfo->flowInfo( flowName );
    KEL_ASSERT( flowInfo, "QorClientDatapathV1" );
-   return !flowInfo->serviceIntfKey().empty();
+   return flowInfo;
+}
+
+bool KelPolicyFragment::isServiceFlow( QorClient::FlowInfo const & info ) {
+   return !info.serviceIntfKey().empty();
+}
+
+bool KelPolicyFragment::isHostInterceptFlow( QorClient::FlowInfo const & info ) {
+   return !isServiceFlow( info ) && info.isInterceptIngress();
+}
+
+bool KelPolicyFragment::isHostEgressFlow( QorClient::FlowInfo const & info ) {
+   return !isServiceFlow( info ) && !info.isInterceptIngress();
+}
+
+bool KelPolicyFragment::isServiceFlow( Kel::String const & flowName ) const {
+   return isServiceFlow( *readFlowInfo( flowName ) );
 }
 
 bool KelPolicyFragment::isHostInterceptFlow( Kel::String const & flowName ) const {
-   return !isServiceFlow( flowName ) && flowInfo( flowName )->isInterceptIngress();
+   return isHostInterceptFlow( *readFlowInfo( flowName ) );
 }
 
 bool KelPolicyFragment::isHostEgressFlow( Kel::String const & flowName ) const {
-   return !isServiceFlow( flowName ) && !flowInfo( flowName )->isInterceptIngress();
+   return isHostEgressFlow( *readFlowInfo( flowName ) );
 }
 
 void KelPolicyFragment::forEachFlow( FlowClass flowClass, FlowOperation operation ) {
    if ( auto info = fragInfo() ) {
       for ( Kel::String const & flowName : info->flowInfoKeys() ) {
-         if ( ( this->*flowClass )( flowName ) ) {
+         if ( flowClass( *readFlowInfo( flowName ) ) ) {
             ( this->*operation )( flowName );
          }
       }

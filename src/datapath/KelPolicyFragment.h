@@ -75,10 +75,13 @@ class KelPolicyFragment : public Kel::StateMachine {
    Kel::Ptr< QorClient::FlowInfo > flowInfo( Kel::String const & flowName ) const;
    Kel::Ptr< Qor::V1::ServicePolicyFragmentStatus > fragmentStatus() const;
 
-   // Classification of a flow that was read. Each asserts that its records exist.
+   // Classification of a flow that was read. By name, each asserts that its records exist.
    bool isServiceFlow( Kel::String const & flowName ) const;
    bool isHostInterceptFlow( Kel::String const & flowName ) const;
    bool isHostEgressFlow( Kel::String const & flowName ) const;
+   static bool isServiceFlow( QorClient::FlowInfo const & info );
+   static bool isHostInterceptFlow( QorClient::FlowInfo const & info );
+   static bool isHostEgressFlow( QorClient::FlowInfo const & info );
 
    // Life.
    void createNestedReactors() override;
@@ -101,6 +104,8 @@ class KelPolicyFragment : public Kel::StateMachine {
    // Rule building.
    Kel::String getFlowRuleName( Kel::String const & flowName,
                                 QorClient::RuleKey const & ruleKey ) const;
+   static Kel::String getFlowRuleName( QorClient::FlowInfo const & info,
+                                       QorClient::RuleKey const & ruleKey );
    OpenFlowTable::TableType getTableType( Qor::V1::PolicyFlowInfo const & flowConfig ) const;
    /** The default match when what it needs is not there yet. */
    OpenFlowTable::Match buildMatch( Qor::V1::PolicyFlowInfo const & flowConfig,
@@ -139,6 +144,7 @@ class KelPolicyFragment : public Kel::StateMachine {
    void installHostInterceptFlow( Kel::String const & flowName );
    void removeHostInterceptFlow( Kel::String const & flowName );
    bool areHostsWarm( Kel::String const & flowName ) const;
+   bool areHostsWarm( QorClient::FlowInfo const & info ) const;
    bool areHostsWarmForAnyFlow() const;
    bool needsFlowInstallation( Kel::String const & flowName,
                                Bridging::MacVlanPair const & host ) const;
@@ -167,6 +173,7 @@ class KelPolicyFragment : public Kel::StateMachine {
    bool isMatchVniBound( Kel::String const & flowName ) const;
    bool isActionVniBound( Kel::String const & flowName ) const;
    bool areVnisBound( Kel::String const & flowName ) const;
+   bool isVniBound( Vxlan::VniOrNone vni ) const;
 
    // MAC inputs of the sets "near" and "far"; nothing for a set of another name.
    void createServiceIntfMacSm( Kel::Name const & intfType );
@@ -181,14 +188,18 @@ class KelPolicyFragment : public Kel::StateMachine {
    void setFlowRuleState( Kel::String const & flowName, Kel::String const & ruleName,
                           Qor::FlowState flowState );
    Kel::String getFlowWaitingDetails( Kel::String const & flowName ) const;
+   Kel::String getFlowWaitingDetails( Qor::V1::PolicyFlowInfo const & flowConfig,
+                                      QorClient::FlowInfo const & info ) const;
    Kel::String getFlowRejectedDetails( Kel::String const & flowName ) const;
 
  private:
    using FlowOperation = void ( KelPolicyFragment::* )( Kel::String const & flowName );
-   using FlowClass = bool ( KelPolicyFragment::* )( Kel::String const & flowName ) const;
+   using FlowClass = bool ( * )( QorClient::FlowInfo const & info );
    /** Runs an operation on each flow that was read and is of that class. */
    void forEachFlow( FlowClass flowClass, FlowOperation operation );
 
+   /** The record of a flow that was read; asserts that it exists. */
+   Kel::Ptr< QorClient::FlowInfo > readFlowInfo( Kel::String const & flowName ) const;
    void populateTransientStates( Kel::String const & flowName );
    void readFlow( Kel::String const & flowName, Qor::V1::PolicyFlowInfo const & flowConfig );
 

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "datapath/KelPolicyFragment.h"
 #include "datapath/PolicyFragmentSm.h"
@@ -20,13 +22,15 @@ namespace {
 /** Items of a list in words, few and fixed. */
 class Conditions {
  public:
-   void add( char const * text ) { texts_[count_++] = text; }
+   void add( std::string_view text ) { texts_[count_++] = text; }
    /** The items joined by ", " behind an opening; empty when there are none. */
    Kel::String joined( char const * opening ) const {
       if ( count_ == 0 ) {
          return {};
       }
-      std::string text( opening );
+      std::string text;
+      text.reserve( 512 );
+      text += opening;
       for ( std::size_t i = 0; i != count_; ++i ) {
          text += i == 0 ? "" : ", ";
          text += texts_[i];
@@ -35,7 +39,7 @@ class Conditions {
    }
 
  private:
-   std::array< char const *, 8 > texts_{};
+   std::array< std::string_view, 8 > texts_{};
    std::size_t count_ = 0;
 };
 
@@ -44,7 +48,14 @@ constexpr char const * waitingFor = "Waiting for: ";
 }  // namespace
 
 Kel::String KelPolicyFragment::getFlowWaitingDetails( Kel::String const & flowName ) const {
-   Qor::V1::PolicyFlowInfo const flowConfig = policyFragment()->flow( flowName );
+   return getFlowWaitingDetails( policyFragment()->flow( flowName ), *readFlowInfo( flowName ) );
+}
+
+Kel::String KelPolicyFragment::getFlowWaitingDetails( Qor::V1::PolicyFlowInfo const & flowConfig,
+                                                      QorClient::FlowInfo const & info ) const {
+   if ( !initialized() ) {
+      return {};
+   }
    Vxlan::VniOrNone const originalVni = policyFragment()->originalVni();
    Vxlan::VniOrNone const serviceVni = policyFragment()->serviceVni();
    auto vniCondition = [&]( Vxlan::VniOrNone vni, char const * neither ) {
@@ -53,39 +64,38 @@ Kel::String KelPolicyFragment::getFlowWaitingDetails( Kel::String const & flowNa
                                  : neither;
    };
    Conditions open;
-   if ( !isMatchVniBound( flowName ) ) {
+   if ( !isVniBound( flowConfig.match.vni ) ) {
       open.add( vniCondition( flowConfig.match.vni,
                               "Match VNI programmed (or to be programmed) and original/service VNI "
                               "to be the same" ) );
    }
-   if ( !isActionVniBound( flowName ) ) {
+   if ( !isVniBound( flowConfig.action.vni ) ) {
       open.add( vniCondition( flowConfig.action.vni,
                               "Action VNI programmed (or to be programmed) and original/service "
                               "VNI to be the same" ) );
    }
-   if ( isServiceFlow( flowName ) ) {
+   if ( isServiceFlow( info ) ) {
       auto const set = policyFragment()->serviceIntfSet( flowConfig.serviceIntfKey );
       if ( !set || set->intfCount() == 0 ) {
          open.add( "Service Interfaces to become available" );
       }
    }
-   if ( isHostInterceptFlow( flowName ) && !areHostsWarm( flowName ) ) {
+   if ( isHostInterceptFlow( info ) && !areHostsWarm( info ) ) {
       open.add( "Host to be learnt" );
    }
-   if ( isHostEgressFlow( flowName ) && !areHostsWarmForAnyFlow() ) {
+   if ( isHostEgressFlow( info ) && !areHostsWarmForAnyFlow() ) {
       open.add( "Host to be learnt" );
    }
-   auto const info = flowInfo( flowName );
-   if ( info->ruleInfoCount() == 0 ) {
+   if ( info.ruleInfoCount() == 0 ) {
       open.add( "PinFlow rule" );
    }
-   for ( auto const & [key, rule] : info->ruleInfo() ) {
+   for ( auto const & [key, rule] : info.ruleInfo() ) {
       if ( !pfHwStatus()->flowStatsHas( rule->ruleName() ) ) {
          open.add( "PinFlow status" );
          break;
       }
    }
-   return initialized() ? open.joined( waitingFor ) : Kel::String();
+   return open.joined( waitingFor );
 }
 
 Kel::String KelPolicyFragment::getFlowRejectedDetails( Kel::String const & flowName ) const {
@@ -103,19 +113,42 @@ Kel::String KelPolicyFragment::getFlowRejectedDetails( Kel::String const & flowN
    return reasons.empty() ? Kel::String( "Rejected because: " ) : reasons;
 }
 
+namespace {
+
+/** What stands of a flow that a state is proposed for. */
+struct ProposedFlow {
+   Kel::Ptr< QorClient::FlowInfo > info;
+   Qor::V1::PolicyFlowInfo config;
+   bool rejected;
+};
+
+/** Nothing for a flow of which there is nothing to report. */
+std::optional< ProposedFlow > proposedFlow( KelPolicyFragment const & polFrag,
+                                            Kel::String const & flowName, FlowState flowState ) {
+   if ( !polFrag.initialized() ) {
+      return {};
+   }
+   auto const fragment = polFrag.policyFragment();
+   auto const info = polFrag.flowInfo( flowName );
+   if ( !info || !fragment->flowHas( flowName ) || !polFrag.fragmentStatus() ) {
+      return {};
+   }
+   ProposedFlow flow{ info, fragment->flow( flowName ), false };
+   flow.rejected = flowState == FlowState::flowRejected || flow.config.match.vni.isNone() ||
+                   flow.config.action.vni.isNone();
+   return flow;
+}
+
+}  // namespace
+
 bool calculateQorFlowState( Kel::Ptr< KelPolicyFragment const > const & polFrag,
                             Kel::String const & flowName, FlowState & flowState,
                             Kel::String & details ) {
-   if ( !polFrag->initialized() ) {
+   auto const flow = proposedFlow( *polFrag, flowName, flowState );
+   if ( !flow ) {
       return false;
    }
-   if ( !polFrag->policyFragment()->flowHas( flowName ) || !polFrag->fragmentStatus() ||
-        !polFrag->flowInfo( flowName ) ) {
-      return false;
-   }
-   Qor::V1::PolicyFlowInfo const flowConfig = polFrag->policyFragment()->flow( flowName );
-   if ( flowState == FlowState::flowRejected || flowConfig.match.vni.isNone() ||
-        flowConfig.action.vni.isNone() ) {
+   if ( flow->rejected ) {
       FlowState const proposed = flowState;
       flowState = FlowState::flowRejected;
       details = polFrag->getFlowRejectedDetails( flowName );
@@ -123,7 +156,7 @@ bool calculateQorFlowState( Kel::Ptr< KelPolicyFragment const > const & polFrag,
                       " flowStateDetails: ", details );
       return true;
    }
-   details = polFrag->getFlowWaitingDetails( flowName );
+   details = polFrag->getFlowWaitingDetails( flow->config, *flow->info );
    if ( flowState != FlowState::flowInitial || details.view().starts_with( "Waiting" ) ) {
       return true;
    }
@@ -134,8 +167,11 @@ bool calculateQorFlowState( Kel::Ptr< KelPolicyFragment const > const & polFrag,
 
 void KelPolicyFragment::updateRuleState( Kel::String const & flowName, Kel::String const & ruleName,
                                          FlowState flowState ) {
+   // A rule has no words, so what its flow waits for matters only to a proposed 0.
+   auto const flow = proposedFlow( *this, flowName, flowState );
+   bool const stands = flow && !flow->rejected && flowState != FlowState::flowInitial;
    Kel::String details;
-   if ( calculateQorFlowState( this, flowName, flowState, details ) ) {
+   if ( stands || calculateQorFlowState( this, flowName, flowState, details ) ) {
       KEL_TRACE_INFO( " set flow rule state" );
       setFlowRuleState( flowName, ruleName, flowState );
       agentStatus()->ruleStateForRuleNameIs( ruleName, static_cast< std::uint32_t >( flowState ) );

@@ -1,5 +1,6 @@
 // Host flows: intercept rules where a host is learnt, egress rules wherever intercepted hosts are.
 
+#include "agent/QorClientUtils.h"
 #include "datapath/HostFdbStatus.h"
 #include "datapath/KelPolicyFragment.h"
 #include "datapath/PolicyFragmentSm.h"
@@ -10,6 +11,7 @@ KEL_TRACE_UNIT( "QorClientDatapathV1", "QorClient" )
 namespace QorClient::DatapathV1 {
 
 using Bridging::MacVlanPair;
+using QorClientUtils::convertVniToVniExt;
 using Wirekit::IntfId;
 
 void KelPolicyFragment::bindHostForHostInterceptFlow( Kel::String const & flowName ) {
@@ -159,21 +161,23 @@ void KelPolicyFragment::handleWarmHost( MacVlanPair const & host ) {
 
 bool KelPolicyFragment::areHostsWarm( Kel::String const & flowName ) const {
    auto const info = flowInfo( flowName );
-   if ( !info || info->boundHostCount() == 0 ) {
-      return false;
-   }
-   for ( MacVlanPair const & host : info->boundHostKeys() ) {
-      if ( !agentStatus()->warmHostHas( host ) ) {
+   return info && areHostsWarm( *info );
+}
+
+bool KelPolicyFragment::areHostsWarm( QorClient::FlowInfo const & info ) const {
+   auto const status = agentStatus();
+   for ( MacVlanPair const & host : info.boundHostKeys() ) {
+      if ( !status->warmHostHas( host ) ) {
          return false;
       }
    }
-   return true;
+   return info.boundHostCount() != 0;
 }
 
 bool KelPolicyFragment::areHostsWarmForAnyFlow() const {
-   if ( auto const info = fragInfo() ) {
-      for ( Kel::String const & flowName : info->flowInfoKeys() ) {
-         if ( isHostInterceptFlow( flowName ) && areHostsWarm( flowName ) ) {
+   if ( auto const fragment = fragInfo() ) {
+      for ( auto const & [flowName, info] : fragment->flowInfo() ) {
+         if ( isHostInterceptFlow( *info ) && areHostsWarm( *info ) ) {
             return true;
          }
       }
@@ -211,12 +215,14 @@ bool KelPolicyFragment::didHostMove( Kel::String const & flowName,
 }
 
 bool KelPolicyFragment::didVlanChange( Kel::String const & flowName ) const {
-   if ( !areVnisBound( flowName ) ) {
+   Qor::V1::PolicyFlowInfo const flowConfig = policyFragment()->flow( flowName );
+   if ( !isVniBound( flowConfig.match.vni ) || !isVniBound( flowConfig.action.vni ) ) {
       return true;
    }
    auto const info = flowInfo( flowName );
-   return info->matchVlan() != agentStatus()->vlanForVni( matchVni( flowName ) ) ||
-          info->rewriteVlan() != agentStatus()->vlanForVni( actionVni( flowName ) );
+   auto const status = agentStatus();
+   return info->matchVlan() != status->vlanForVni( convertVniToVniExt( flowConfig.match.vni ) ) ||
+          info->rewriteVlan() != status->vlanForVni( convertVniToVniExt( flowConfig.action.vni ) );
 }
 
 bool KelPolicyFragment::didNativeVlanChange( Kel::String const & flowName, IntfId intf ) const {
@@ -226,8 +232,9 @@ bool KelPolicyFragment::didNativeVlanChange( Kel::String const & flowName, IntfI
 }
 
 bool KelPolicyFragment::isServiceIntf( IntfId intf ) const {
+   Kel::String const intfName = intf.name();
    for ( auto const & [name, set] : policyFragment()->serviceIntfSet() ) {
-      if ( set->intfHas( intf.stringValue() ) ) {
+      if ( set->intfHas( intfName ) ) {
          return true;
       }
    }
@@ -299,7 +306,7 @@ void KelPolicyFragment::installHostEgressFlowOnAllIntfs( Kel::String const & flo
       return;
    }
    for ( auto const & [name, info] : fragInfo()->flowInfo() ) {
-      if ( isHostInterceptFlow( name ) ) {
+      if ( isHostInterceptFlow( *info ) ) {
          for ( auto const & [host, intf] : info->boundHost() ) {
             installHostEgressFlowOnIntf( flowName, intf );
          }

@@ -30,23 +30,26 @@ void KelPolicyFragment::publishFlowRule( Kel::String const & flowName,
    if ( !initialized() || flowInCleanupHas( flowName ) ) {
       return;
    }
-   auto info = flowInfo( flowName );
+   auto const fragment = fragInfo();
+   auto const info = fragment ? fragment->flowInfo( flowName ) : nullptr;
    if ( !info ) {
       KEL_TRACE_INFO( "Flow ", flowName, " has not been read yet, bailing out" );
       return;
    }
+   bool const isHostEgress = isHostEgressFlow( *info );
    Qor::V1::PolicyFlowInfo const flowConfig = policyFragment()->flow( flowName );
    OpenFlowTable::Match const match = buildMatch( flowConfig, ruleKey );
-   OpenFlowTable::Actions const actions =
-      buildAction( flowConfig, ruleKey, isHostEgressFlow( flowName ) );
+   OpenFlowTable::Actions const actions = buildAction( flowConfig, ruleKey, isHostEgress );
    OpenFlowTable::TableType const tableType = getTableType( flowConfig );
    if ( actions == OpenFlowTable::Actions() || match == OpenFlowTable::Match() ) {
       KEL_TRACE_INFO( "Match and/or Action don't have complete information" );
       return;
    }
-   Kel::String const ruleName = getFlowRuleName( flowName, ruleKey );
-   if ( pfHwConfig()->flowEntryHas( ruleName ) ) {
-      OpenFlowTable::FlowEntry const entry = pfHwConfig()->flowEntry( ruleName );
+   Kel::String const ruleName = getFlowRuleName( *info, ruleKey );
+   auto const table = pfHwConfig();
+   auto const status = agentStatus();
+   if ( table->flowEntryHas( ruleName ) ) {
+      OpenFlowTable::FlowEntry const entry = table->flowEntry( ruleName );
       if ( entry.match == match && entry.actions == actions ) {
          KEL_TRACE_INFO( "Identical rule", ruleName, "Match: ", match, " action: ", actions );
          return;
@@ -59,29 +62,28 @@ void KelPolicyFragment::publishFlowRule( Kel::String const & flowName,
    }
    auto rule = info->ruleInfoIs( ruleKey );
    rule->ruleNameIs( ruleName );
-   agentStatus()->flowNameForRuleNameIs( ruleName, flowName );
-   agentStatus()->fragmentNameForRuleNameIs( ruleName, fragmentName() );
+   status->flowNameForRuleNameIs( ruleName, flowName );
+   status->fragmentNameForRuleNameIs( ruleName, fragmentName() );
    KEL_TRACE_INFO( "Adding new rule ", ruleName, " to the flow ", flowName,
                    " and configuring pinflow rule ", ruleName );
    updateFlowState( flowName, Qor::FlowState::flowWaiting );
    updateRuleState( flowName, ruleName, Qor::FlowState::flowWaiting );
-   pfHwConfig()->flowEntryIs( ruleName, match, actions, OpenFlowTable::Priority( 0 ),
-                              OpenFlowTable::PriorityGroupType::normal, tableType, 0, 0.0, 0.0,
-                              false );
+   table->flowEntryIs( ruleName, match, actions, OpenFlowTable::Priority( 0 ),
+                       OpenFlowTable::PriorityGroupType::normal, tableType, 0, 0.0, 0.0, false );
    rule->publishedIs( true );
    rule->refCountIs( refCount );
    // What the rule was built with tells later whether a VLAN has changed.
    if ( isRuleVlan( match.vlanId ) ) {
       info->matchVlanIs( Bridging::VlanId( match.vlanId ) );
-      fragInfo()->vlanForVniIs( convertVniToVniExt( flowConfig.match.vni ),
-                                Bridging::VlanId( match.vlanId ) );
+      fragment->vlanForVniIs( convertVniToVniExt( flowConfig.match.vni ),
+                              Bridging::VlanId( match.vlanId ) );
    }
    if ( isRuleVlan( actions.vlanId ) ) {
       info->rewriteVlanIs( Bridging::VlanId( actions.vlanId ) );
-      fragInfo()->vlanForVniIs( convertVniToVniExt( flowConfig.action.vni ),
-                                Bridging::VlanId( actions.vlanId ) );
+      fragment->vlanForVniIs( convertVniToVniExt( flowConfig.action.vni ),
+                              Bridging::VlanId( actions.vlanId ) );
    }
-   if ( !isHostEgressFlow( flowName ) ) {
+   if ( !isHostEgress ) {
       configurePlatformForQor( flowName );
    }
    KEL_TRACE_RETURN();
@@ -98,22 +100,23 @@ void KelPolicyFragment::revokePublishedFlowRule( Kel::String const & flowName,
       KEL_TRACE_INFO( "Flow ", flowName, " has not been read yet, bailing out" );
       return;
    }
-   Kel::String const ruleName = getFlowRuleName( flowName, ruleKey );
-   auto rule = info->ruleInfo( ruleKey );
+   auto const rule = info->ruleInfo( ruleKey );
    if ( !rule ) {
       return;
    }
+   Kel::String const ruleName = getFlowRuleName( *info, ruleKey );
+   auto const status = agentStatus();
    if ( rule->published() ) {
       KEL_TRACE_INFO( "Un-Configuring pinflow rule ", ruleName );
       pfHwConfig()->flowEntryDel( ruleName );
-      if ( !isHostEgressFlow( flowName ) ) {
+      if ( !isHostEgressFlow( *info ) ) {
          unconfigurePlatformForQor( flowName );
       }
    }
    info->ruleInfoDel( ruleKey );
-   agentStatus()->flowNameForRuleNameDel( ruleName );
-   agentStatus()->fragmentNameForRuleNameDel( ruleName );
-   agentStatus()->ruleStateForRuleNameDel( ruleName );
+   status->flowNameForRuleNameDel( ruleName );
+   status->fragmentNameForRuleNameDel( ruleName );
+   status->ruleStateForRuleNameDel( ruleName );
    KEL_TRACE_RETURN();
 }
 
@@ -142,7 +145,7 @@ bool KelPolicyFragment::isFlowPublished( Kel::String const & flowName ) const {
 void KelPolicyFragment::removeFlowWithItsDependents( Kel::String const & flowName ) {
    KEL_TRACE_ENTRY( " flow: ", flowName );
    if ( auto info = flowInfo( flowName ) ) {
-      if ( isHostInterceptFlow( flowName ) ) {
+      if ( isHostInterceptFlow( *info ) ) {
          for ( auto const & [host, intf] : info->boundHost() ) {
             removeAllHostEgressFlowsFromIntf( intf );
          }

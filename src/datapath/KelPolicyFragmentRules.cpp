@@ -33,10 +33,15 @@ std::uint16_t ruleVlan( Bridging::VlanId vlan ) {
 
 Kel::String KelPolicyFragment::getFlowRuleName( Kel::String const & flowName,
                                                 QorClient::RuleKey const & ruleKey ) const {
+   return getFlowRuleName( *flowInfo( flowName ), ruleKey );
+}
+
+Kel::String KelPolicyFragment::getFlowRuleName( QorClient::FlowInfo const & info,
+                                                QorClient::RuleKey const & ruleKey ) {
    // The same key always gives the same name, which makes a second publication recognisable.
-   return Kel::String::concat(
-      { flowInfo( flowName )->rulePrefix(), "-from-", shortNameOrAny( ruleKey.inIntf ), "-to-",
-        shortNameOrAny( ruleKey.outIntf ), ruleKey.matchVlanTag ? "" : "-untagged" } );
+   return Kel::String::concat( { info.rulePrefix(), "-from-", shortNameOrAny( ruleKey.inIntf ),
+                                 "-to-", shortNameOrAny( ruleKey.outIntf ),
+                                 ruleKey.matchVlanTag ? "" : "-untagged" } );
 }
 
 OpenFlowTable::TableType KelPolicyFragment::getTableType(
@@ -56,10 +61,6 @@ OpenFlowTable::TableType KelPolicyFragment::getTableType(
 OpenFlowTable::Match KelPolicyFragment::buildMatch( Qor::V1::PolicyFlowInfo const & flowConfig,
                                                     QorClient::RuleKey const & ruleKey ) const {
    OpenFlowTable::Match match;
-   if ( flowConfig.interceptPoint == InterceptPoint::interceptIngress ) {
-      match.inIntfIs( ruleKey.inIntf, true );
-      match.matchFieldSet |= MatchField::inIntf;
-   }
    if ( !flowConfig.match.srcMac.isZero() ) {
       match.matchFieldSet |= MatchField::ethSrc;
       match.ethSrc = flowConfig.match.srcMac;
@@ -85,6 +86,10 @@ OpenFlowTable::Match KelPolicyFragment::buildMatch( Qor::V1::PolicyFlowInfo cons
          match.vlanIdMask = wholeVlan;
       }
       KEL_TRACE_INFO( "Matches on VLAN ", match.vlanId );
+   }
+   if ( flowConfig.interceptPoint == InterceptPoint::interceptIngress ) {
+      match.inIntfIs( ruleKey.inIntf, true );
+      match.matchFieldSet |= MatchField::inIntf;
    }
    KEL_TRACE( 7, " returning ", match );
    return match;

@@ -57,7 +57,7 @@ void KelPolicyFragment::installServiceFlowOnSet(
    if ( auto info = flowInfo( flowName ) ) {
       for ( QorClient::RuleKey const & ruleKey : info->ruleInfoKeys() ) {
          Wirekit::IntfId const intf = ruleKey.*side;
-         if ( intf && !intfSet->intfHas( intf.stringValue() ) ) {
+         if ( intf && !intfSet->intfHas( intf.name() ) ) {
             revokePublishedFlowRule( flowName, ruleKey );
          }
       }

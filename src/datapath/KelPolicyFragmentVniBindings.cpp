@@ -21,8 +21,8 @@ void KelPolicyFragment::bindVni( QorClient::VniAndIntfForPolicyFragment const & 
       return;
    }
    if ( auto info = fragInfo() ) {
-      std::uint32_t const count = info->boundVniHas( vip ) ? info->boundVni( vip ) + 1 : 1;
       bool const first = !info->boundVniHas( vip );
+      std::uint32_t const count = first ? 1 : info->boundVni( vip ) + 1;
       info->boundVniIs( vip, count );
       if ( first ) {
          agentStatus()->boundVniIs( vip, true );
@@ -45,13 +45,14 @@ void KelPolicyFragment::unbindVni( QorClient::VniAndIntfForPolicyFragment const 
    if ( !info ) {
       return;
    }
+   std::uint32_t count = 0;
    if ( info->boundVniHas( vip ) ) {
-      std::uint32_t const count = info->boundVni( vip ) - 1;
+      count = info->boundVni( vip ) - 1;
       info->boundVniIs( vip, count );
       KEL_TRACE_INFO( count, " flow(s) need vni ", vip.vni );
    }
    // One that was never counted leaves the agent's own bindings all the same.
-   if ( info->boundVni( vip ) == 0 ) {
+   if ( count == 0 ) {
       info->boundVniDel( vip );
       agentStatus()->boundVniDel( vip );
    }
@@ -115,16 +116,21 @@ Vxlan::VniExtOrNone KelPolicyFragment::actionVni( Kel::String const & flowName )
    return convertVniToVniExt( policyFragment()->flow( flowName ).action.vni );
 }
 
+bool KelPolicyFragment::isVniBound( Vxlan::VniOrNone vni ) const {
+   return agentStatus()->vlanForVniHas( convertVniToVniExt( vni ) );
+}
+
 bool KelPolicyFragment::isMatchVniBound( Kel::String const & flowName ) const {
-   return agentStatus()->vlanForVniHas( matchVni( flowName ) );
+   return isVniBound( policyFragment()->flow( flowName ).match.vni );
 }
 
 bool KelPolicyFragment::isActionVniBound( Kel::String const & flowName ) const {
-   return agentStatus()->vlanForVniHas( actionVni( flowName ) );
+   return isVniBound( policyFragment()->flow( flowName ).action.vni );
 }
 
 bool KelPolicyFragment::areVnisBound( Kel::String const & flowName ) const {
-   return isMatchVniBound( flowName ) && isActionVniBound( flowName );
+   Qor::V1::PolicyFlowInfo const flowConfig = policyFragment()->flow( flowName );
+   return isVniBound( flowConfig.match.vni ) && isVniBound( flowConfig.action.vni );
 }
 
 void KelPolicyFragment::handleOriginalVni() {

@@ -149,6 +149,10 @@ VlanId HostTrackerSm::getServiceVlan( VlanId oVlan ) const {
 
 bool HostTrackerSm::isServiceIntf( IntfId intf ) const {
    for ( auto const & [fragment, info] : agentStatus()->policyFragmentInfo() ) {
+      // A learnt host asks this of every fragment, and one with host flows alone has no set.
+      if ( info->serviceIntfSetInfoCount() == 0 ) {
+         continue;
+      }
       for ( auto const & [name, set] : info->serviceIntfSetInfo() ) {
          for ( VniAndIntfForPolicyFragment const & key : set->boundVniKeys() ) {
             if ( key.intfId == intf ) {

@@ -40,7 +40,9 @@ void GroupSm::deleteStaleEndPoints() {
    KEL_TRACE_INFO( "EndPoints present for PinFlow: ", pfHwConfig()->trafficEndPointCount(),
                    " and in Cache: ", wanted->trafficEndPointCount() );
    for ( auto const & [id, groupName] : pfHwConfig()->trafficEndPoint() ) {
-      if ( wanted->trafficEndPoint( id ) != groupName || !wanted->trafficEndPointHas( id ) ) {
+      // One that is not wanted has the empty name.
+      if ( wanted->trafficEndPoint( id ) != groupName ||
+           ( groupName.empty() && !wanted->trafficEndPointHas( id ) ) ) {
          KEL_TRACE_INFO( "Removing endPoint: ", id.stringValue() );
          pfHwConfig()->trafficEndPointDel( id );
       }

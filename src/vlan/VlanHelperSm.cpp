@@ -121,11 +121,14 @@ void VlanHelperSm::handleVlanToVniMap() {
 
 void VlanHelperSm::doUpdateDynAllowedVlans( Wirekit::IntfId intfId ) {
    KEL_TRACE_ENTRY( " intfId: ", intfId );
+   auto const status = agentStatus();
    std::string vlans;
-   for ( VniAndIntfForPolicyFragment const & key :
-         agentStatus()->boundVniKeys< BindingIntf >( intfId ) ) {
-      Bridging::VlanId const vlan = agentStatus()->vlanForVni( key.vni );
-      if ( agentStatus()->vlanForVniHas( key.vni ) && !skipAllowVlan( intfId, vlan ) ) {
+   vlans.reserve( status->boundVniCount< BindingIntf >( intfId ) * std::size( "4094" ) );
+   for ( VniAndIntfForPolicyFragment const & key : status->boundVniKeys< BindingIntf >( intfId ) ) {
+      Bridging::VlanId const vlan = status->vlanForVni( key.vni );
+      // A VNI without a VLAN has the default one.
+      bool const mapped = vlan != Bridging::VlanId() || status->vlanForVniHas( key.vni );
+      if ( mapped && !skipAllowVlan( intfId, vlan ) ) {
          if ( !vlans.empty() ) {
             vlans += ',';
          }

@@ -33,8 +33,9 @@ class IpGenAddr {
    constexpr Ip6Addr v6Addr() const { return v6Addr_; }
 
    constexpr std::size_t hash() const {
-      return hashOf( hashOf( v6Addr_.hash(), v4Addr_.bits() ),
-                     static_cast< std::uint64_t >( family_ ) );
+      // The address of the other family is zero.
+      return isV6() ? v6Addr_.hash()
+                    : hashOf( std::uint64_t{ v4Addr_.bits() } << 1 | std::uint64_t{ isV4() } );
    }
 
    std::string stringValue() const;

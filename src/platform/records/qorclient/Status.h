@@ -29,7 +29,8 @@ struct IntfAndVlan {
    Wirekit::IntfId intfId;
    Bridging::VlanId vlanId;
 
-   KEL_KEY_RECORD( IntfAndVlan, intfId, vlanId )
+   KEL_RECORD( IntfAndVlan, intfId, vlanId )
+   std::size_t hash() const { return intfId.hash() ^ vlanId.value(); }
 };
 struct HostPlace {
    IntfAndVlan operator()( Bridging::MacVlanPair const & host, Wirekit::IntfId intfId ) const {
