@@ -10,10 +10,10 @@
 #include <sstream>
 #include <string>
 
-#include "platform/corestore/EntityManager.h"
 #include "platform/corestore/SqliteStore.h"
 #include "platform/flashlog/Decode.h"
-#include "runner/MountPlan.h"
+#include "runner/Switch.h"
+#include "runner/tables/Tables.h"
 
 namespace {
 
@@ -47,11 +47,11 @@ class Lines final : public Corestore::Store {
 };
 
 void loadFrom( Corestore::Store & store ) {
-   Kel::Ptr< Orb::TaskScheduler > const scheduler(
-      new Orb::TaskScheduler( std::make_unique< Orb::VirtualTime >() ) );
-   Kel::Ptr< Corestore::EntityManager > const em( new Corestore::EntityManager( scheduler ) );
-   em->loadFrom( store );
-   Runner::createMountPlan( *em );
+   Runner::Switch const device( { .with = Runner::Switch::With::StateAlone, .initial = &store } );
+   for ( std::string const & table : Runner::tableNames() ) {
+      std::ostringstream text;
+      Runner::tableOf( table, device ).print( text );
+   }
 }
 
 }  // namespace

@@ -108,7 +108,9 @@ void play( Runner::Scenario const & scenario ) {
    }
    for ( std::string const & table : Runner::tableNames() ) {
       std::ostringstream text;
-      Runner::printTable( table, device, text );
+      Runner::TextTable const cells = Runner::tableOf( table, device );
+      cells.print( text );
+      cells.printJson( text );
    }
    device.dump();
 }

@@ -91,6 +91,21 @@ constexpr MountPoint plan[] = {
      &checkVni },
 };
 
+void checkEntries( Kel::Dir const & directory, MountPoint const & point ) {
+   for ( auto const & [name, entry] : directory.entity() ) {
+      try {
+         if ( &entry->fwkType() != &point.entryType() ) {
+            throw Kel::ValueError( std::string( "is no " ) + point.entryType().name );
+         }
+         if ( point.checkEntryName ) {
+            point.checkEntryName( name.view() );
+         }
+      } catch ( Kel::ValueError const & e ) {
+         throw e.below( name.view() );
+      }
+   }
+}
+
 constexpr auto pathOf = []( MountPoint const & point ) { return std::string_view( point.path ); };
 static_assert( std::ranges::is_sorted( plan, {}, pathOf ) );
 
@@ -107,7 +122,17 @@ MountPoint const * mountPoint( std::string_view path ) {
 
 void createMountPlan( Corestore::EntityManager & em ) {
    for ( MountPoint const & point : plan ) {
-      em.entityIs( point.path, point.type().name );
+      auto const entity = em.entityIs( point.path, point.type().name );
+      try {
+         if ( !entity ) {
+            throw Kel::ValueError( std::string( "is no " ) + point.type().name );
+         }
+         if ( point.entryType ) {
+            checkEntries( static_cast< Kel::Dir const & >( *entity ), point );
+         }
+      } catch ( Kel::ValueError const & e ) {
+         throw e.below( point.path );
+      }
    }
 }
 

@@ -25,7 +25,8 @@ std::span< MountPoint const > mountPlan();
 /** Null for a path that isn't in the plan. */
 MountPoint const * mountPoint( std::string_view path );
 
-/** Makes the entities that are not there yet. */
+/** Makes the entities that are not there yet. Throws Kel::ValueError when what stands there already
+ *  has another type than the plan's, entries of directories included. */
 void createMountPlan( Corestore::EntityManager & em );
 
 }  // namespace Runner

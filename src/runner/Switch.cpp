@@ -43,10 +43,30 @@ OutputChange outputChange( Corestore::Change const & change ) {
    return output;
 }
 
+Kel::Ptr< Clock > clockOf( Corestore::EntityManager & em ) {
+   constexpr char const * path = "runner/clock";
+   // A longer time has no room for the seconds in its digits.
+   constexpr Orb::Seconds longest = 1e12;
+   auto const entity = em.entityIs( path, Clock::kelType().name );
+   if ( !entity ) {
+      throw Kel::ValueError( "is no clock" ).below( path );
+   }
+   auto const clock = Kel::ptrCast< Clock >( entity );
+   if ( !( clock->now() >= 0 && clock->now() <= longest ) ) {
+      throw Kel::ValueError( "tells no time" ).below( "now" ).below( path );
+   }
+   return clock;
+}
+
 }  // namespace
 
 Switch::Switch( Setup setup ) : setup_( std::move( setup ) ) {
-   start( setup_.initial );
+   try {
+      start( setup_.initial );
+   } catch ( ... ) {
+      stop();
+      throw;
+   }
 }
 
 Switch::~Switch() {
@@ -60,7 +80,7 @@ void Switch::start( Corestore::Store * state ) {
       em_->loadFrom( *state );
    }
    createMountPlan( *em_ );
-   clock_ = Kel::ptrCast< Clock >( em_->entityIs( "runner/clock", Clock::kelType().name ) );
+   clock_ = clockOf( *em_ );
    scheduler_->advanceTo( clock_->now() );
    scheduler_->turnEndIs( [this] { endTurn(); } );
    observe();
@@ -75,7 +95,9 @@ void Switch::start( Corestore::Store * state ) {
 
 void Switch::stop() {
    // What the agent writes at its end is no part of what a killed process leaves.
-   em_->changeObserverIs( {} );
+   if ( em_ ) {
+      em_->changeObserverIs( {} );
+   }
    scheduler_->turnEndIs( {} );
    scheduler_->postedDelAll();
    simulated_.reset();
@@ -102,7 +124,12 @@ void Switch::endTurn() {
 
 void Switch::mutate( std::function< void() > const & mutator ) {
    ownChange_ = true;
-   mutator();
+   try {
+      mutator();
+   } catch ( ... ) {
+      ownChange_ = false;
+      throw;
+   }
    ownChange_ = false;
 }
 

@@ -98,7 +98,7 @@ TEST_P( KillTest, EndsAsIfNobodyHadKilledIt ) {
    Kel::Value const undisturbed = comparable( end, end );
    std::uint64_t const operations = run.operations();
 
-   std::uint64_t const wanted = numberOf( "QORCLIENT_KILLS", 20 );
+   std::uint64_t const wanted = numberOf( "QORCLIENT_KILLS", 25 );
    std::mt19937_64 random( numberOf( "QORCLIENT_SEED", 1 ) );
    std::uint64_t kills = 0;
    // A scenario in which a kill seldom meets a step that can bear it is given up after a while.
@@ -127,7 +127,7 @@ TEST_P( KillTest, EndsAsIfNobodyHadKilledIt ) {
                  "" )
          << "killed at" << instants;
    }
-   RecordProperty( "kills", std::to_string( kills ) );
+   EXPECT_GE( kills, wanted * 3 / 4 );
 }
 
 INSTANTIATE_TEST_SUITE_P( Documents, KillTest, testing::ValuesIn( Scenarios::documents() ),

@@ -83,6 +83,8 @@ std::set< std::string > flowEntries( Corestore::EntityManager const & em ) {
    return entries;
 }
 
+bool const * mayDie = nullptr;
+
 }  // namespace
 
 /** One process's part of the scenario. */
@@ -212,6 +214,13 @@ void KilledRun::child( Instant instant ) {
 template < class Watch >
 Ended KilledRun::process( Instant instant, Watch const & watch ) {
    progress_->operations = 0;
+   // Before the child is there, which may be asked to die at once.
+   mayDie = &progress_->mayDie;
+   std::signal( SIGUSR1, []( int ) {
+      if ( *mayDie ) {
+         ::kill( getpid(), SIGKILL );
+      }
+   } );
    pid_t const pid = fork();
    if ( pid == 0 ) {
       child( instant );
@@ -232,11 +241,10 @@ Ended KilledRun::processUntil( Instant instant ) {
 }
 
 Ended KilledRun::processFor( std::uint32_t microseconds ) {
-   return process( 0, [this, microseconds]( pid_t pid ) {
+   return process( 0, [microseconds]( pid_t pid ) {
       usleep( microseconds );
-      if ( progress_->mayDie ) {
-         ::kill( pid, SIGKILL );
-      }
+      // It knows itself whether it may die at that instant.
+      ::kill( pid, SIGUSR1 );
    } );
 }
 

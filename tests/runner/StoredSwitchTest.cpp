@@ -6,6 +6,7 @@
 
 #include "platform/corestore/EntityRows.h"
 #include "platform/corestore/ValueText.h"
+#include "platform/records/mlag/HostTable.h"
 #include "runner/Scenario.h"
 
 /* A switch whose state is kept by a store: what the store holds, and what a store does that fails.
@@ -91,6 +92,79 @@ TEST_F( StoredSwitchTest, HoldsExactlyWhatStandsAfterEachStep ) {
          ASSERT_EQ( rowsOf( store.saved ), rowsOf( whole ) ) << name << ", step " << step;
       }
    }
+}
+
+TEST_F( StoredSwitchTest, KeepsTheOrderOfWhatGoesAndComesBackInOneTurn ) {
+   FailingStore store;
+   Switch device( { .with = Switch::With::StateAlone, .store = &store } );
+   auto const patch = [&]( char const * text ) {
+      device.patch( Corestore::parseJson( text ) );
+      Corestore::MemoryStore whole;
+      device.entityManager().saveTo( whole );
+      EXPECT_EQ( rowsOf( store.saved ), rowsOf( whole ) );
+   };
+   auto const tableOf = [&]( auto const & change ) {
+      auto const table = Kel::ptrCast< Mlag::HostTable >(
+         device.entityManager().entityIs( "mlag/hostTable", Mlag::HostTable::kelType().name ) );
+      change( *table );
+      device.advance( 0 );
+   };
+   Mlag::HostEntryKey const a{ Bridging::VlanId( 1 ), {} };
+   Mlag::HostEntryKey const b{ Bridging::VlanId( 2 ), {} };
+   auto const set = [&]( Mlag::HostTable & table, Mlag::HostEntryKey const & key ) {
+      Mlag::HostEntry entry;
+      entry.key = key;
+      table.hostEntryIs( entry );
+   };
+   tableOf( [&]( Mlag::HostTable & table ) { set( table, a ); } );
+   tableOf( [&]( Mlag::HostTable & table ) {
+      table.hostEntryDel( a );
+      set( table, b );
+      set( table, a );
+   } );
+   tableOf( [&]( Mlag::HostTable & table ) {
+      table.hostEntryDel( b );
+      set( table, b );
+      table.hostEntryDel( b );
+   } );
+   // Entities below others, with odd names, made again with other content.
+   patch( R"({"qorclient/status":{"policyFragmentInfo":{"a/b~":{"flowInfo":{"":{"nativeVlan":7}}},
+      "a":{"flowInfo":{"b":{}}}}}})" );
+   patch( R"({"qorclient/status":{"policyFragmentInfo":{"a":null}}})" );
+   patch(
+      R"({"qorclient/status":{"policyFragmentInfo":{"a/b~":null,"a":{"flowInfo":{"c":{}}}}}})" );
+}
+
+TEST_F( StoredSwitchTest, RefusesRowsThatDoNotFit ) {
+   auto const refusal = []( Row const & row ) {
+      Corestore::MemoryStore store;
+      {
+         Switch device( { .with = Switch::With::StateAlone } );
+         device.entityManager().saveTo( store );
+      }
+      store.put( row );
+      try {
+         Switch device( { .initial = &store } );
+      } catch ( Kel::ValueError const & e ) {
+         return e.pointer() + ": " + e.what();
+      }
+      return std::string( "none" );
+   };
+   EXPECT_EQ( refusal( { "runner/clock", "now", "", "{" } ).substr( 0, 22 ),
+              "/runner~1clock/now/: n" );
+   EXPECT_EQ( refusal( { "runner/clock", "now", "", "1e300" } ),
+              "/runner~1clock/now: tells no time" );
+   EXPECT_EQ( refusal( { "runner/clock", "then", "", "1" } ),
+              "/runner~1clock/then/: unknown attribute then" );
+   EXPECT_EQ( refusal( { "", "", "runner/clock", "Mlag::Status" } ),
+              "/runner~1clock: is no clock" );
+   EXPECT_EQ( refusal( { "", "", "mlag/config", "Mlag::Status" } ),
+              "/mlag~1config: is no Mlag::Config" );
+   EXPECT_EQ(
+      refusal( { "qorl3/version1/global/fragmentConfig", "entity", "red", "\"Mlag::Status\"" } ),
+      "/qorl3~1version1~1global~1fragmentConfig/red: is no QorL3::V1::FragmentConfig" );
+   EXPECT_EQ( refusal( { "mlag/none", "now", "", "1" } ),
+              "/mlag~1none/now/: stands without its entity" );
 }
 
 TEST_F( StoredSwitchTest, GoesOnFromTheLastStepThatWasSaved ) {

@@ -94,12 +94,12 @@ void EntityManager::saveTo( Store & store ) const {
 void EntityManager::loadFrom( Store & store ) {
    // Entities by their paths in the store, so that a row finds its own at once.
    std::map< std::string, Kel::Ptr< Kel::Entity >, std::less<> > byPath;
-   store.load( [&]( Row const & row ) {
+   auto load = [&]( Row const & row ) {
       if ( row.path.empty() ) {
          Kel::TypeRecord const * type = Kel::typeNode( row.value );
          Kel::Ptr< Kel::Entity > root = type ? type->create( Kel::Name( row.key ) ) : nullptr;
          if ( !root ) {
-            throw Kel::ValueError( "unknown type " + row.value + " at " + row.key );
+            throw Kel::ValueError( "unknown type " + row.value );
          }
          entities_.emplace( row.key, root );
          byPath.emplace( row.key, root );
@@ -107,13 +107,20 @@ void EntityManager::loadFrom( Store & store ) {
       }
       auto entity = byPath.find( row.path );
       if ( entity == byPath.end() ) {
-         throw Kel::ValueError( "a row without its entity: " + row.path );
+         throw Kel::ValueError( "stands without its entity" );
       }
       applyRow( *entity->second, row );
       Kel::AttributeRecord const * attribute = entity->second->fwkType().attribute( row.attribute );
       if ( Kel::Ptr< Kel::Entity > child = attribute->child( *entity->second, row.key ) ) {
          byPath.emplace( row.path + Kel::pointerStep( row.attribute ) + Kel::pointerStep( row.key ),
                          child );
+      }
+   };
+   store.load( [&]( Row const & row ) {
+      try {
+         load( row );
+      } catch ( Kel::ValueError const & e ) {
+         throw e.below( row.key ).below( row.attribute ).below( row.path );
       }
    } );
 }

@@ -101,7 +101,8 @@ class EntityManager : public Kel::PtrInterface, private Kel::ChangeSink {
    void rowDamaged( Kel::Entity const & table, Kel::AttributeRecord const & attribute,
                     std::string const & key );
 
-   /** Adds what a store holds, which is not kept up to date after that. Throws Kel::ValueError. */
+   /** Adds what a store holds, which is not kept up to date after that. Throws Kel::ValueError,
+    * with path, attribute and key of the row as its pointer. */
    void loadFrom( Store & store );
    /** Writes everything that stands into a store, collections in their order. */
    void saveTo( Store & store ) const;

@@ -58,7 +58,12 @@ void applyRow( Kel::Entity & entity, Row const & row ) {
    if ( !attribute ) {
       throw Kel::ValueError( "unknown attribute " + row.attribute );
    }
-   Kel::Value const value = parseJson( row.value );
+   Kel::Value value;
+   try {
+      value = parseJson( row.value );
+   } catch ( TextError const & e ) {
+      throw Kel::ValueError( e.what() );
+   }
    if ( attribute->kind() == Kel::AttributeKind::Scalar ||
         attribute->kind() == Kel::AttributeKind::Map ) {
       attribute->write( entity, row.key, value );

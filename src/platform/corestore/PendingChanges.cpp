@@ -33,17 +33,24 @@ void PendingChanges::add( Kel::Entity const & entity, Kel::AttributeRecord const
    std::string const text = key ? attribute.keyText( key ) : std::string();
    if ( !attribute.has( entity, key ) ) {
       addAbsent( entity, attribute, text );
-   } else if ( Entry const entry{ &entity, &attribute, text }; !entries_.has( entry ) ) {
-      entries_.set( entry, false );
+      return;
+   }
+   Entry const entry{ &entity, &attribute, text };
+   Was const * const before = entries_.find( entry );
+   if ( before && *before == Was::Absent ) {
+      // It stands behind what has come meanwhile.
+      entries_.erase( entry );
+      entries_.set( entry, Was::Replaced );
+   } else if ( attribute.kind() == Kel::AttributeKind::Reference ) {
+      entries_.set( entry, Was::Replaced );
+   } else if ( !before ) {
+      entries_.set( entry, Was::Changed );
    }
 }
 
 void PendingChanges::addAbsent( Kel::Entity const & entity, Kel::AttributeRecord const & attribute,
                                 std::string const & key ) {
-   Entry const entry{ &entity, &attribute, key };
-   // If it comes back, it stands behind what came before.
-   entries_.erase( entry );
-   entries_.set( entry, true );
+   entries_.set( Entry{ &entity, &attribute, key }, Was::Absent );
 }
 
 void PendingChanges::writeTo( Store & store,
@@ -51,8 +58,8 @@ void PendingChanges::writeTo( Store & store,
    WrittenWhole whole;
    Kel::Entity const * last = nullptr;
    std::string path;
-   using Walk = Kel::MemberWalk< Kel::HashMap2018< Entry, bool > >;
-   for ( auto const & [entry, wasAbsent] : Walk( nullptr, entries_ ) ) {
+   using Walk = Kel::MemberWalk< Entries >;
+   for ( auto const & [entry, was] : Walk( nullptr, entries_ ) ) {
       Kel::Entity const & entity = *entry.entity;
       if ( !isHeld( entity ) || whole.covers( entity ) ) {
          continue;
@@ -62,7 +69,7 @@ void PendingChanges::writeTo( Store & store,
          path = storePath( entity );
       }
       auto const row = rowOf( entity, path, *entry.attribute, entry.key );
-      if ( wasAbsent || !row ) {
+      if ( was != Was::Changed || !row ) {
          store.del( path, entry.attribute->name(), entry.key );
       }
       if ( row ) {

@@ -33,8 +33,18 @@ class PendingChanges {
             std::hash< std::string >{}( key ) );
       }
    };
-   /** In the order in which they came to stand; true for one that was absent meanwhile. */
-   Kel::HashMap2018< Entry, bool > entries_;
+   enum class Was {
+      /** It stood all the time, or has come. */
+      Changed,
+      /** It is gone. */
+      Absent,
+      /** It was gone and has come back, or another entity has taken its place. */
+      Replaced
+   };
+   using Entries = Kel::HashMap2018< Entry, Was >;
+
+   /** In the order in which they came to stand. */
+   Entries entries_;
 };
 
 }  // namespace Corestore

@@ -6,8 +6,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -43,13 +41,21 @@ std::string columnText( sqlite3_stmt * statement, int column ) {
    return text ? std::string( reinterpret_cast< char const * >( text ), size ) : std::string();
 }
 
-/** The file's name for a database that is neither locked nor written, since nobody writes it. */
-std::string immutableName( std::string const & file ) {
-   std::string name = "file:";
-   for ( char c : file ) {
-      bool const special = c == '%' || c == '?' || c == '#';
-      constexpr char digits[] = "0123456789abcdef";
-      if ( special ) {
+/** The same file under a name that the database takes as it stands; it has names with a meaning of
+ *  their own, and would look for the journal beside a link. */
+std::string plainName( std::string const & file ) {
+   std::error_code error;
+   auto const absolute = std::filesystem::absolute( file, error );
+   auto const resolved = std::filesystem::weakly_canonical( absolute, error );
+   return error ? file : resolved.string();
+}
+
+/** The name for a database that is neither locked nor written, since nobody writes it. */
+std::string immutableName( std::string const & absolute ) {
+   std::string name = "file://";
+   for ( char c : absolute ) {
+      if ( c == '%' || c == '?' || c == '#' ) {
+         constexpr char digits[] = "0123456789abcdef";
          name += { '%', digits[c >> 4 & 15], digits[c & 15] };
       } else {
          name += c;
@@ -58,20 +64,43 @@ std::string immutableName( std::string const & file ) {
    return name + "?immutable=1";
 }
 
-/** Whether a process that was killed has left steps beside the file, which are read with it. */
-bool hasJournal( std::string const & file ) {
+std::string journalOf( std::string const & file ) {
+   return file + "-wal";
+}
+
+/** Makes the file, or takes an empty one over, for its owner alone: the database would let others
+ *  read it. A file with content is not opened, since its closing would undo this process's locks.
+ */
+void makePrivate( std::string const & path ) {
+   constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
+   int const fd = ::open( path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, ownerOnly );
+   struct stat status;
+   if ( fd != -1 ) {
+      ::close( fd );
+   } else if ( ::stat( path.c_str(), &status ) == 0 && S_ISREG( status.st_mode ) &&
+               status.st_size == 0 ) {
+      ::chmod( path.c_str(), ownerOnly );
+   }
+}
+
+bool stands( std::string const & file ) {
    std::error_code error;
-   auto const size = std::filesystem::file_size( file + "-wal", error );
-   return !error && size != 0;
+   return std::filesystem::exists( file, error );
 }
 
 }  // namespace
 
 SqliteStore::SqliteStore( std::string file, Mode mode ) : file_( std::move( file ) ) {
+   std::string const path = plainName( file_ );
+   bool const journal = stands( journalOf( path ) );
    try {
-      open( mode );
+      open( path, mode );
    } catch ( ... ) {
       close();
+      if ( !journal ) {
+         std::error_code ignored;
+         std::filesystem::remove( journalOf( path ), ignored );
+      }
       throw;
    }
 }
@@ -87,18 +116,14 @@ bool SqliteStore::isSuchFile( std::string const & file ) {
    return std::string_view( head, sizeof head ) == magic;
 }
 
-void SqliteStore::open( Mode mode ) {
+void SqliteStore::open( std::string const & path, Mode mode ) {
    if ( mode == Mode::write ) {
-      // Made here, since the database would let the whole group read it.
-      int const fd = ::open( file_.c_str(), O_CREAT | O_RDWR | O_CLOEXEC, S_IRUSR | S_IWUSR );
-      if ( fd == -1 ) {
-         throw StoreError( file_ + ": cannot be opened: " + std::strerror( errno ) );
-      }
-      ::close( fd );
+      makePrivate( path );
    }
-   bool const still = mode == Mode::read && !hasJournal( file_ );
+   // A journal belongs to a process that is at work or was killed; without one the file is at rest.
+   bool const still = mode == Mode::read && !stands( journalOf( path ) );
    int const flags = still ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI : SQLITE_OPEN_READWRITE;
-   if ( sqlite3_open_v2( still ? immutableName( file_ ).c_str() : file_.c_str(), &database_,
+   if ( sqlite3_open_v2( still ? immutableName( path ).c_str() : path.c_str(), &database_,
                          flags | SQLITE_OPEN_NOMUTEX, nullptr ) != SQLITE_OK ) {
       fail( "cannot be opened" );
    }

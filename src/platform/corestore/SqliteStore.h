@@ -45,7 +45,7 @@ class SqliteStore final : public Store {
  private:
    enum Statement { begin, commit, putRow, delRow, delEntity, delBelow, allRows, statements };
 
-   void open( Mode mode );
+   void open( std::string const & path, Mode mode );
    void verify();
    void createSchema();
    void prepare();

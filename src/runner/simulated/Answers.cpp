@@ -21,6 +21,8 @@ void Answers::due() {
       pending_.pop_front();
       work();
    }
+   // Work that asked for more may have armed it already.
+   scheduler_->disarm( *this );
    if ( !pending_.empty() ) {
       scheduler_->arm( *this, pending_.front().time );
    }

@@ -49,7 +49,13 @@ void FlowTableSm::handleInitialized() {
 
 void FlowTableSm::handleFlowEntry( Kel::Name const & name ) {
    if ( !pfHwConfig()->flowEntryHas( name ) ) {
-      answers()->soon( [this, name] { dropFlowEntry( name ); } );
+      // One that has come back by then is another entry.
+      answers()->soon( [this, name] {
+         dropFlowEntry( name );
+         if ( pfHwConfig()->flowEntryHas( name ) ) {
+            handleFlowEntry( name );
+         }
+      } );
    } else if ( !pfHwStatus()->flowStatsHas( name ) ) {
       answers()->later( [this, name] { answerFlowEntry( name ); } );
    }
@@ -57,8 +63,11 @@ void FlowTableSm::handleFlowEntry( Kel::Name const & name ) {
 
 void FlowTableSm::handleFlowEntry() {
    for ( Kel::Name const & name : pfHwStatus()->flowStatsKeys() ) {
-      dropFlowEntry( name );
+      if ( !pfHwConfig()->flowEntryHas( name ) ) {
+         dropFlowEntry( name );
+      }
    }
+   programRefused();
    for ( Kel::Name const & name : pfHwConfig()->flowEntryKeys() ) {
       handleFlowEntry( name );
    }
@@ -78,12 +87,13 @@ void FlowTableSm::answerFlowEntry( Kel::Name const & name ) {
 }
 
 void FlowTableSm::dropFlowEntry( Kel::Name const & name ) {
-   if ( pfHwConfig()->flowEntryHas( name ) ) {
-      return;
-   }
    programmed_.erase( name );
    refused_.erase( name );
    pfHwStatus()->flowStatsDel( name );
+   programRefused();
+}
+
+void FlowTableSm::programRefused() {
    using Walk = Kel::KeyWalk< Kel::HashMap2018< Kel::Name, Kel::Nothing > >;
    for ( Kel::Name const & waiting : Walk( this, refused_ ) ) {
       if ( programmed_.size() >= settings().flowCapacity ) {
@@ -101,37 +111,45 @@ void FlowTableSm::dropFlowEntry( Kel::Name const & name ) {
 
 void FlowTableSm::handleTrafficGroup( Kel::Name const & name ) {
    if ( !pfHwConfig()->trafficGroupHas( name ) ) {
-      answers()->soon( [this, name] { dropTrafficGroup( name ); } );
-   } else if ( !pfHwStatus()->trafficGroupStatusHas( name ) ) {
-      answers()->later( [this, name] {
+      answers()->soon( [this, name] {
+         pfHwStatus()->trafficGroupStatusDel( name );
          if ( pfHwConfig()->trafficGroupHas( name ) ) {
-            pfHwStatus()->trafficGroupStatusIs( name )->statusIs( TrafficStreamStatus::active );
+            handleTrafficGroup( name );
          }
       } );
+   } else if ( !pfHwStatus()->trafficGroupStatusHas( name ) ) {
+      answers()->later( [this, name] { answerTrafficGroup( name ); } );
    }
 }
 
 void FlowTableSm::handleTrafficGroup() {
    for ( Kel::Name const & name : pfHwStatus()->trafficGroupStatusKeys() ) {
-      dropTrafficGroup( name );
+      if ( !pfHwConfig()->trafficGroupHas( name ) ) {
+         pfHwStatus()->trafficGroupStatusDel( name );
+      }
    }
    for ( Kel::Name const & name : pfHwConfig()->trafficGroupKeys() ) {
       handleTrafficGroup( name );
    }
 }
 
-void FlowTableSm::dropTrafficGroup( Kel::Name const & name ) {
-   if ( !pfHwConfig()->trafficGroupHas( name ) ) {
-      pfHwStatus()->trafficGroupStatusDel( name );
+void FlowTableSm::answerTrafficGroup( Kel::Name const & name ) {
+   if ( pfHwConfig()->trafficGroupHas( name ) && !pfHwStatus()->trafficGroupStatusHas( name ) ) {
+      pfHwStatus()->trafficGroupStatusIs( name )->statusIs( TrafficStreamStatus::active );
    }
 }
 
 void FlowTableSm::handleTrafficEndPoint( TrafficStreamEndPointId const & id ) {
-   // One that only changes its group is answered anew as well.
-   if ( pfHwConfig()->trafficEndPointHas( id ) ) {
-      answers()->later( [this, id] { answerTrafficEndPoint( id ); } );
+   if ( !pfHwConfig()->trafficEndPointHas( id ) ) {
+      answers()->soon( [this, id] {
+         pfHwStatus()->trafficEndPointStatusDel( id );
+         if ( pfHwConfig()->trafficEndPointHas( id ) ) {
+            handleTrafficEndPoint( id );
+         }
+      } );
    } else {
-      answers()->soon( [this, id] { answerTrafficEndPoint( id ); } );
+      // One that only changes its group is answered anew as well.
+      answers()->later( [this, id] { answerTrafficEndPoint( id ); } );
    }
 }
 
@@ -150,7 +168,6 @@ void FlowTableSm::handleTrafficEndPoint() {
 
 void FlowTableSm::answerTrafficEndPoint( TrafficStreamEndPointId const & id ) {
    if ( !pfHwConfig()->trafficEndPointHas( id ) ) {
-      pfHwStatus()->trafficEndPointStatusDel( id );
       return;
    }
    Kel::String const group = pfHwConfig()->trafficEndPoint( id );

@@ -14,7 +14,7 @@ namespace Runner::Simulated {
  * The hardware's agent in small, for one flow table: answers each new flow entry, group and end
  * point with programmed, and drops the answer when the entry goes. Flow entries beyond the
  * capacity are refused, and programmed in the order of the refusals when others go. An entry that
- * has an answer already keeps it.
+ * is overwritten keeps its answer; one that goes and comes back is answered anew.
  */
 class FlowTableSm : public Kel::StateMachine {
    KEL_STATE_MACHINE( Runner::Simulated::FlowTableSm )
@@ -39,7 +39,8 @@ class FlowTableSm : public Kel::StateMachine {
  private:
    void answerFlowEntry( Kel::Name const & name );
    void dropFlowEntry( Kel::Name const & name );
-   void dropTrafficGroup( Kel::Name const & name );
+   void programRefused();
+   void answerTrafficGroup( Kel::Name const & name );
    void answerTrafficEndPoint( OpenFlowTable::TrafficStreamEndPointId const & id );
 
    std::set< Kel::Name > programmed_;

@@ -33,6 +33,7 @@ Kel::Ptr< Vxlan::VtiStatus > VlanGiverSm::vti() const {
 }
 
 void VlanGiverSm::give( Vxlan::VniExtOrNone vni ) {
+   waiting_.erase( vni );
    if ( !vniSviConfig()->vniSviInfoHas( vni ) ) {
       return;
    }
@@ -48,23 +49,20 @@ void VlanGiverSm::give( Vxlan::VniExtOrNone vni ) {
          return;
       }
    }
+   waiting_.set( vni, Kel::Nothing{} );
 }
 
 void VlanGiverSm::takeBack() {
-   bool freed = false;
    for ( auto const & [intf, tunnel] : vtiStatusDir()->vtiStatus() ) {
       for ( auto const & [vlan, mapped] : tunnel->vlanToVniMap() ) {
          if ( settings().inPool( vlan ) && mapped.source == Vxlan::VniSource::qor &&
               !vniSviConfig()->vniSviInfoHas( mapped.vni ) ) {
             tunnel->vlanToVniMapDel( vlan );
-            freed = true;
          }
       }
    }
-   if ( freed ) {
-      for ( Vxlan::VniExtOrNone const & vni : vniSviConfig()->vniSviInfoKeys() ) {
-         give( vni );
-      }
+   for ( Vxlan::VniExtOrNone const & vni : Kel::keysOf( waiting_ ) ) {
+      give( vni );
    }
 }
 

@@ -11,7 +11,7 @@ namespace Runner::Simulated {
 /**
  * The VXLAN agent in small: gives each VNI that is asked for a VLAN of the pool in the map of the
  * tunnel interface, and takes it back. A VNI that is mapped already, and VLANs outside the pool,
- * are left alone. A VNI for which no VLAN is left waits for one that comes back.
+ * are left alone. A VNI for which no VLAN is left waits for one that this agent takes back.
  */
 class VlanGiverSm : public Kel::StateMachine {
    KEL_STATE_MACHINE( Runner::Simulated::VlanGiverSm )
@@ -33,6 +33,9 @@ class VlanGiverSm : public Kel::StateMachine {
    Kel::Ptr< Vxlan::VtiStatus > vti() const;
    void give( Vxlan::VniExtOrNone vni );
    void takeBack();
+
+   /** In the order in which the pool was found empty. */
+   Kel::HashMap2018< Vxlan::VniExtOrNone, Kel::Nothing > waiting_;
 };
 
 }  // namespace Runner::Simulated

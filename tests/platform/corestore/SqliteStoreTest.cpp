@@ -10,6 +10,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <sstream>
 #include <vector>
 
@@ -44,9 +45,10 @@ class SqliteStoreTest : public testing::Test {
       text << std::ifstream( of, std::ios::binary ).rdbuf();
       return text.str();
    }
-   /** Why the file is refused, behind its name; checks that it is left as it was. */
+   /** Why the file is refused, behind its name; checks that the folder is left as it was. */
    std::string refusal( SqliteStore::Mode mode = SqliteStore::Mode::write ) const {
       std::string const before = bytes( file );
+      std::set< std::string > const namesBefore = names();
       std::string why = "not refused";
       try {
          SqliteStore store( file, mode );
@@ -56,7 +58,15 @@ class SqliteStoreTest : public testing::Test {
          why.erase( 0, file.size() + 2 );
       }
       EXPECT_EQ( bytes( file ), before );
+      EXPECT_EQ( names(), namesBefore );
       return why;
+   }
+   std::set< std::string > names() const {
+      std::set< std::string > found;
+      for ( auto const & entry : fs::directory_iterator( directory ) ) {
+         found.insert( entry.path().filename() );
+      }
+      return found;
    }
    /** Changes the file as another program would. */
    void edit( char const * sql ) const {
@@ -128,6 +138,33 @@ TEST_F( SqliteStoreTest, RefusesWhatIsNotItsOwnAndLeavesIt ) {
    EXPECT_THAT( refusal(), HasSubstr( "malformed" ) );
    std::ofstream( file ) << good;
    EXPECT_EQ( rows().size(), 1000U );
+}
+
+TEST_F( SqliteStoreTest, TakesFilesBehindLinksEmptyOnesAndAnyName ) {
+   std::ofstream( file ) << "";
+   fs::permissions( file, fs::perms::all );
+   fs::create_directory( directory / "links" );
+   fs::create_symlink( file, directory / "links/l.db" );
+   std::string const link = directory / "links/l.db";
+   SqliteStore store( link );
+   EXPECT_EQ( fs::status( file ).permissions(), fs::perms::owner_read | fs::perms::owner_write );
+   // Read while it is open, not yet and already written.
+   EXPECT_THROW( SqliteStore( link, SqliteStore::Mode::read ), StoreError );
+   store.put( { "", "", "a", "T" } );
+   store.flush();
+   EXPECT_THROW( SqliteStore( link, SqliteStore::Mode::read ), StoreError );
+
+   fs::current_path( directory );
+   for ( char const * name : { ":memory:", "file:x?mode=memory", "a%20b#c" } ) {
+      {
+         SqliteStore odd( name );
+         odd.put( { "", "", "a", "T" } );
+         odd.flush();
+      }
+      EXPECT_TRUE( fs::exists( directory / name ) );
+      SqliteStore odd( name, SqliteStore::Mode::read );
+      EXPECT_EQ( rowsOf( odd ).size(), 1U );
+   }
 }
 
 TEST_F( SqliteStoreTest, AFullDiskLosesNothingThatWasFlushed ) {
