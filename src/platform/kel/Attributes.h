@@ -103,8 +103,11 @@ class Map {
    }
    template < class GroupOf >
    static constexpr std::size_t indexOf() {
+      bool const here[] = { std::is_same_v< GroupOf, typename Index::Grouping >... };
       std::size_t at = 0;
-      ( ( std::is_same_v< GroupOf, typename Index::Grouping > || ( ++at, false ) ) || ... );
+      while ( !here[at] ) {
+         ++at;
+      }
       return at;
    }
 

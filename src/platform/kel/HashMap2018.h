@@ -109,12 +109,13 @@ class HashMap2018 {
 
    /** Takes the entry out and yields its value; nothing when absent. */
    std::optional< V > take( K const & key ) {
-      std::size_t position = rep_ ? rep_->find( key, spreadHash( key ) ) : absent;
+      std::size_t const hash = spreadHash( key );
+      std::size_t const position = rep_ ? rep_->find( key, hash ) : absent;
       if ( position == absent ) {
          return std::nullopt;
       }
       std::optional< V > value( std::move( rep_->entries[position].member->value ) );
-      rep_->erase( position );
+      rep_->erase( position, hash );
       return value;
    }
    bool erase( K const & key ) { return take( key ).has_value(); }
@@ -193,9 +194,9 @@ class HashMap2018 {
          }
       }
 
-      void erase( std::size_t position ) {
+      void erase( std::size_t position, std::size_t hash ) {
          if ( !slots.empty() ) {
-            deleteSlot( spreadHash( entries[position].member->key ), position );
+            deleteSlot( hash, position );
          }
          entries[position].member.reset();
          --live;

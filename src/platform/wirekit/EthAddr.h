@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <compare>
 #include <cstddef>
 #include <cstdint>
@@ -28,21 +29,24 @@ class EthAddr {
 
    constexpr Bytes const & bytes() const { return bytes_; }
    constexpr bool isZero() const { return *this == EthAddr(); }
-   constexpr std::size_t hash() const {
-      std::uint64_t bits = 0;
-      for ( std::uint8_t byte : bytes_ ) {
-         bits = bits << 8 | byte;
-      }
-      return hashOf( bits );
-   }
+   constexpr std::size_t hash() const { return hashOf( bits() ); }
 
    std::string stringValue() const;
    static std::optional< EthAddr > parse( std::string_view text );
 
-   friend constexpr bool operator==( EthAddr const &, EthAddr const & ) = default;
+   friend constexpr bool operator==( EthAddr const & a, EthAddr const & b ) {
+      return a.bits() == b.bits();
+   }
    friend constexpr auto operator<=>( EthAddr const &, EthAddr const & ) = default;
 
  private:
+   /** All bytes in one number; read so, since they are compared and hashed more than anything else.
+    */
+   constexpr std::uint64_t bits() const {
+      auto const parts = std::bit_cast< std::array< std::uint16_t, 3 > >( bytes_ );
+      return std::uint64_t{ parts[0] } << 32 | std::uint64_t{ parts[1] } << 16 | parts[2];
+   }
+
    Bytes bytes_{};
 };
 

@@ -74,12 +74,14 @@ std::optional< Ip4Addr > Ip4Addr::parse( std::string_view text ) {
 }
 
 std::string Ip6Addr::stringValue() const {
-   if ( word( 0 ) == 0 && word( 8 ) >> 32 == 0xffff ) {
-      return "::ffff:" + Ip4Addr( static_cast< std::uint32_t >( word( 8 ) ) ).stringValue();
-   }
    std::array< unsigned, 8 > groups;
    for ( std::size_t i = 0; i < groups.size(); ++i ) {
       groups[i] = static_cast< unsigned >( bytes_[2 * i] << 8 | bytes_[2 * i + 1] );
+   }
+   bool const mapped = std::all_of( groups.begin(), groups.begin() + 5,
+                                    []( unsigned group ) { return group == 0; } );
+   if ( mapped && groups[5] == 0xffff ) {
+      return "::ffff:" + Ip4Addr( groups[6] << 16 | groups[7] ).stringValue();
    }
    ZeroRun const run = longestZeroRun( groups );
    std::string text;

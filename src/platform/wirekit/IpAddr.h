@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <compare>
 #include <cstddef>
 #include <cstdint>
@@ -55,22 +56,22 @@ class Ip6Addr {
 
    constexpr Bytes const & bytes() const { return bytes_; }
    constexpr bool isZero() const { return *this == Ip6Addr(); }
-   constexpr std::size_t hash() const { return hashOf( hashOf( word( 0 ) ), word( 8 ) ); }
+   constexpr std::size_t hash() const {
+      Words const words = std::bit_cast< Words >( bytes_ );
+      return hashOf( hashOf( words[0] ), words[1] );
+   }
 
    std::string stringValue() const;
    static std::optional< Ip6Addr > parse( std::string_view text );
 
-   friend constexpr bool operator==( Ip6Addr const &, Ip6Addr const & ) = default;
+   friend constexpr bool operator==( Ip6Addr const & a, Ip6Addr const & b ) {
+      return std::bit_cast< Words >( a.bytes_ ) == std::bit_cast< Words >( b.bytes_ );
+   }
    friend constexpr auto operator<=>( Ip6Addr const &, Ip6Addr const & ) = default;
 
  private:
-   constexpr std::uint64_t word( std::size_t first ) const {
-      std::uint64_t bits = 0;
-      for ( std::size_t i = first; i < first + 8; ++i ) {
-         bits = bits << 8 | bytes_[i];
-      }
-      return bits;
-   }
+   /** Compared and hashed by words, since both happen more than anything else. */
+   using Words = std::array< std::uint64_t, 2 >;
 
    Bytes bytes_{};
 };
