@@ -17,16 +17,17 @@ namespace {
 constexpr char const * applicationId = "1364152899";
 constexpr char const * version = "1";
 
-/** Rows come back in the order of `position`, and so collections in theirs. */
+/** Rows come back in the order of `position`, and so collections in theirs. There is one tree, not
+ *  one of rows and one that leads to them, since what is written most is new rows. */
 constexpr char const * schema =
    "CREATE TABLE entry ("
-   " position INTEGER PRIMARY KEY, path TEXT NOT NULL, attribute TEXT NOT NULL,"
-   " key TEXT NOT NULL, value TEXT NOT NULL, UNIQUE ( path, attribute, key ) )";
+   " path TEXT NOT NULL, attribute TEXT NOT NULL, key TEXT NOT NULL, value TEXT NOT NULL,"
+   " position INTEGER NOT NULL, PRIMARY KEY ( path, attribute, key ) ) WITHOUT ROWID";
 
 constexpr char const * sql[] = {
    "BEGIN IMMEDIATE",
    "COMMIT",
-   ( "INSERT INTO entry ( path, attribute, key, value ) VALUES ( ?, ?, ?, ? )"
+   ( "INSERT INTO entry ( path, attribute, key, value, position ) VALUES ( ?, ?, ?, ?, ?5 )"
      " ON CONFLICT DO UPDATE SET value = excluded.value" ),
    "DELETE FROM entry WHERE path = ? AND attribute = ? AND key = ?",
    "DELETE FROM entry WHERE path = ?",
@@ -177,6 +178,7 @@ void SqliteStore::verify() {
 }
 
 void SqliteStore::prepare() {
+   lastPosition_ = std::stoll( "0" + ask( "SELECT max( position ) FROM entry" ) );
    static_assert( std::size( sql ) == statements );
    for ( std::size_t i = 0; i != statements; ++i ) {
       if ( sqlite3_prepare_v3( database_, sql[i], -1, SQLITE_PREPARE_PERSISTENT, &prepared_[i],
@@ -246,6 +248,7 @@ void SqliteStore::beginStep() {
 
 void SqliteStore::put( Row const & row ) {
    beginStep();
+   sqlite3_bind_int64( prepared_[putRow], 5, ++lastPosition_ );
    run( putRow, { row.path, row.attribute, row.key, row.value } );
 }
 

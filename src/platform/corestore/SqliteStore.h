@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <string>
 
 #include "platform/corestore/Store.h"
@@ -63,6 +64,8 @@ class SqliteStore final : public Store {
    sqlite3 * database_ = nullptr;
    std::array< sqlite3_stmt *, statements > prepared_{};
    bool stepOpen_ = false;
+   /** Numbers the rows; it only grows, and numbers may be left out. */
+   std::int64_t lastPosition_ = 0;
 };
 
 }  // namespace Corestore
