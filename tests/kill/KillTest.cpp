@@ -127,6 +127,7 @@ TEST_P( KillTest, EndsAsIfNobodyHadKilledIt ) {
                  "" )
          << "killed at" << instants;
    }
+   RecordProperty( "kills", std::to_string( kills ) );
    EXPECT_GE( kills, wanted / 2 );
 }
 
