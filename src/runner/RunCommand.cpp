@@ -63,8 +63,6 @@ void makeDirectory( std::string const & directory ) {
    }
 }
 
-}  // namespace
-
 Switch & switchOn( std::string const & stateFile, Switch::Setup setup ) {
    try {
       return *new Switch( std::move( setup ) );
@@ -72,6 +70,8 @@ Switch & switchOn( std::string const & stateFile, Switch::Setup setup ) {
       throw InputError( stateFile, e );
    }
 }
+
+}  // namespace
 
 int runScenario( RunOptions const & options ) {
    Scenario const scenario = readScenario( options.scenario );
