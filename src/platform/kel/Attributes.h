@@ -257,7 +257,8 @@ class KeyedValues : public Map< K, V > {
 
 /** Values by key: `x( key )` (the default when absent), `xHas( key )`, `xIs( key, value )`,
  *  `xDel( key )`, `xDelAll()`, and the walks `x()` over members and `xKeys()`. */
-#define KEL_MAP( K, V, attribute )                          \
+#define KEL_MAP( K, V, attribute ) KEL_MAP_OF( K, V, attribute, ::Kel::Map< K, V > )
+#define KEL_MAP_OF( K, V, attribute, ... )                  \
    V attribute( K const & key ) const {                     \
       return attribute##_.get( key );                       \
    }                                                        \
@@ -265,17 +266,11 @@ class KeyedValues : public Map< K, V > {
       attribute##_.set( *this, attribute##Id, key, value ); \
    }                                                        \
    KEL_COLLECTION( K, attribute )                           \
-   KEL_NOTIFYING( attribute, K, ::Kel::Map< K, V > )
+   KEL_NOTIFYING( attribute, K, __VA_ARGS__ )
 
 /** The same with indexes: `xCount< GroupOf >( group )`, and with one of keys the walk
  *  `xKeys< GroupOf >( group )`. */
 #define KEL_INDEXED_MAP( K, V, attribute, ... )                         \
-   V attribute( K const & key ) const {                                 \
-      return attribute##_.get( key );                                   \
-   }                                                                    \
-   void attribute##Is( K const & key, V const & value ) {               \
-      attribute##_.set( *this, attribute##Id, key, value );             \
-   }                                                                    \
    template < class GroupOf >                                           \
    std::size_t attribute##Count( auto const & group ) const {           \
       return attribute##_.template indexBy< GroupOf >().count( group ); \
@@ -284,8 +279,7 @@ class KeyedValues : public Map< K, V > {
    auto attribute##Keys( auto const & group ) const {                   \
       return attribute##_.template indexBy< GroupOf >().keys( group );  \
    }                                                                    \
-   KEL_COLLECTION( K, attribute )                                       \
-   KEL_NOTIFYING( attribute, K, ::Kel::Map< K, V, __VA_ARGS__ > )
+   KEL_MAP_OF( K, V, attribute, ::Kel::Map< K, V, __VA_ARGS__ > )
 
 /** The same for values that carry their key in `keyField`: `xIs( value )`. */
 #define KEL_VALUES( K, V, attribute, keyField )             \
