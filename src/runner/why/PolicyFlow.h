@@ -1,0 +1,62 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/records/openflowtable/HwStatus.h"
+#include "platform/records/qor/PolicyFragment.h"
+#include "platform/records/qorclient/Status.h"
+#include "runner/why/Chain.h"
+#include "runner/why/Flows.h"
+
+namespace Runner {
+
+/**
+ * A flow of the policy on its way to the hardware. Its source is one file a subject: its own (the
+ * flow, its VNIs, what is reported), Places (the interfaces and hosts that it hangs on) and Rules.
+ */
+class PolicyFlow {
+ public:
+   PolicyFlow( Switch const & device, FlowPlace const & place );
+
+   Chain take() const;
+
+ private:
+   bool isIngress() const {
+      return config_->interceptPoint == Qor::V1::InterceptPoint::interceptIngress;
+   }
+   std::optional< Bridging::VlanId > vlanOf( Vxlan::VniOrNone vni ) const;
+   bool isNative( Wirekit::IntfId intf, Bridging::VlanId vlan ) const;
+
+   /** The configuration, and whether the agent acts on it. False if there is none to follow. */
+   bool addFlow( Chain & chain ) const;
+   void addVni( Chain & chain, char const * name, Vxlan::VniOrNone vni ) const;
+   void addStatus( Chain & chain ) const;
+
+   // Places. The three that add what a kind of flow hangs on yield the rules that it wants then.
+   std::vector< QorClient::RuleKey > addServiceSet( Chain & chain ) const;
+   std::vector< QorClient::RuleKey > addHost( Chain & chain ) const;
+   std::vector< QorClient::RuleKey > addHostIntfs( Chain & chain ) const;
+   std::vector< std::string > otherCatchers( Bridging::MacVlanPair const & host ) const;
+   bool isServiceIntf( Wirekit::IntfId intf ) const;
+
+   // Rules.
+   /** The wanted rules in order, then whatever else stands for the flow. */
+   void addRules( Chain & chain, std::vector< QorClient::RuleKey > const & wanted ) const;
+   void addRule( Chain & chain, QorClient::RuleInfo const & rule ) const;
+   /** The rule that lets ARP through to the service, where the platform needs one. */
+   void addArp( Chain & chain ) const;
+   Kel::Ptr< OpenFlowTable::HwStatus const > hardware() const;
+
+   Switch const & device_;
+   FlowPlace const & place_;
+   Kel::Ptr< QorClient::Status const > agent_;
+   Kel::Ptr< Qor::V1::QorPolicyFragment const > policy_;
+   Kel::Ptr< Qor::V1::ServicePolicyFragment const > fragment_;
+   Kel::Ptr< QorClient::PolicyFragmentInfo const > fragmentInfo_;
+   Kel::Ptr< QorClient::FlowInfo const > info_;
+   std::optional< Qor::V1::PolicyFlowInfo > config_;
+};
+
+}  // namespace Runner
