@@ -25,7 +25,7 @@ class Chain {
    void missing( char const * name, std::string words ) { add( name, Finding::missing, words ); }
    /** Someone has refused, and it stays so until the policy changes. */
    void rejected( char const * name, std::string words ) { add( name, Finding::rejected, words ); }
-   /** What the flow's traffic needs and its rules don't wait for: a rejection goes before it. */
+   /** As `missing`, but no rejection waits for it: one that comes later goes before it. */
    void lacking( char const * name, std::string words ) { add( name, Finding::lacking, words ); }
    /** Worth knowing; the flow doesn't depend on it. */
    void note( char const * name, std::string words ) { add( name, Finding::note, words ); }

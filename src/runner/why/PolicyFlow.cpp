@@ -14,14 +14,6 @@ using Bridging::VlanId;
 using QorClientUtils::convertVniToVniExt;
 using Wirekit::IntfId;
 
-namespace {
-
-std::string vniWord( Vxlan::VniOrNone vni ) {
-   return vni.isNone() ? "none" : std::to_string( vni.value() );
-}
-
-}  // namespace
-
 PolicyFlow::PolicyFlow( Switch const & device, FlowPlace const & place )
    : device_( device ),
      place_( place ),

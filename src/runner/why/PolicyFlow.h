@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/records/openflowtable/HwStatus.h"
+#include "platform/records/openflowtable/PinFlowHwConfig.h"
 #include "platform/records/qor/PolicyFragment.h"
 #include "platform/records/qorclient/Status.h"
 #include "runner/why/Chain.h"
@@ -26,7 +27,11 @@ class PolicyFlow {
    bool isIngress() const {
       return config_->interceptPoint == Qor::V1::InterceptPoint::interceptIngress;
    }
+   static std::string vniWord( Vxlan::VniOrNone vni ) {
+      return vni.isNone() ? "none" : std::to_string( vni.value() );
+   }
    std::optional< Bridging::VlanId > vlanOf( Vxlan::VniOrNone vni ) const;
+   bool isHostEgress() const { return config_->serviceIntfKey.empty() && !isIngress(); }
    bool isNative( Wirekit::IntfId intf, Bridging::VlanId vlan ) const;
 
    /** The configuration, and whether the agent acts on it. False if there is none to follow. */
@@ -44,9 +49,18 @@ class PolicyFlow {
    // Rules.
    /** The wanted rules in order, then whatever else stands for the flow. */
    void addRules( Chain & chain, std::vector< QorClient::RuleKey > const & wanted ) const;
+   void addNoRule( Chain & chain, QorClient::RuleKey const & key ) const;
    void addRule( Chain & chain, QorClient::RuleInfo const & rule ) const;
+   /** The other flow to which the entry of that name belongs; empty if there is none: names of
+    *  fragments and flows may join to the same rule name. */
+   std::string otherOwner( Kel::String const & rule ) const;
+   /** What an entry has that the switch has changed since, in words that go on after its name;
+    *  empty if it is as it would be built now. */
+   std::string whyOutdated( QorClient::RuleKey const & key,
+                            OpenFlowTable::FlowEntry const & entry ) const;
    /** The rule that lets ARP through to the service, where the platform needs one. */
    void addArp( Chain & chain ) const;
+   Kel::Ptr< OpenFlowTable::PinFlowHwConfig const > flowTable() const;
    Kel::Ptr< OpenFlowTable::HwStatus const > hardware() const;
 
    Switch const & device_;

@@ -133,7 +133,7 @@ std::vector< RuleKey > PolicyFlow::addHostIntfs( Chain & chain ) const {
    for ( IntfId const intf : intfs ) {
       wanted.push_back( { {}, intf } );
       names.push_back( intf.shortName() +
-                       ( rewrite && isNative( intf, *rewrite ) ? " (untagged)" : "" ) );
+                       ( rewrite && isNative( intf, *rewrite ) ? " (its native VLAN)" : "" ) );
    }
    if ( catching == 0 ) {
       chain.missing( "hosts", "no flow of the fragment catches a host" );
