@@ -1,7 +1,6 @@
 #include "runner/why/PolicyFlow.h"
 
 #include "agent/QorClientUtils.h"
-#include "platform/records/bridging/SwitchIntfConfig.h"
 #include "platform/records/qor/PolicyFragmentStatus.h"
 #include "platform/records/vxlan/VniSviConfig.h"
 #include "runner/tables/Places.h"
@@ -40,6 +39,7 @@ Chain PolicyFlow::take() const {
                                                 : addHostIntfs( chain );
    }
    addRules( chain, wanted );
+   addBinding( chain, wanted );
    addArp( chain );
    addStatus( chain );
    return chain;
@@ -50,9 +50,13 @@ std::optional< VlanId > PolicyFlow::vlanOf( Vxlan::VniOrNone vni ) const {
    return agent_->vlanForVniHas( key ) ? std::optional( agent_->vlanForVni( key ) ) : std::nullopt;
 }
 
+Kel::Ptr< Bridging::Input::SwitchIntfConfig const > PolicyFlow::portOf( IntfId intf ) const {
+   return device_.entity< Bridging::SwitchIntfConfigDir >( "bridging/switchIntfConfig" )
+      ->switchIntfConfig( intf );
+}
+
 bool PolicyFlow::isNative( IntfId intf, VlanId vlan ) const {
-   auto const port = device_.entity< Bridging::SwitchIntfConfigDir >( "bridging/switchIntfConfig" )
-                        ->switchIntfConfig( intf );
+   auto const port = portOf( intf );
    return port && port->trunkNativeVlan() == vlan;
 }
 
@@ -86,25 +90,53 @@ void PolicyFlow::addVni( Chain & chain, char const * name, Vxlan::VniOrNone vni 
    if ( vni.isNone() ) {
       return;
    }
-   std::string const words = "VNI " + std::to_string( vni.value() );
-   bool const known = vni == fragment_->originalVni() || vni == fragment_->serviceVni();
-   std::string const role = vni == fragment_->originalVni()  ? " (original)"
-                            : vni == fragment_->serviceVni() ? " (service)"
-                                                             : "";
-   auto const key = convertVniToVniExt( vni );
-   if ( auto const vlan = vlanOf( vni ) ) {
-      chain.good( name, words + role + " is VLAN " + std::to_string( vlan->value() ) );
-   } else if ( !known ) {
-      chain.missing( name, words + " is neither the fragment's original VNI (" +
-                              vniWord( fragment_->originalVni() ) + ") nor its service VNI (" +
-                              vniWord( fragment_->serviceVni() ) + ")" );
-   } else if ( !device_.entity< Vxlan::VniSviConfig >( "vxlan/input/vniconfig/qor" )
-                   ->vniSviInfoHas( key ) ) {
-      chain.missing( name, words + role + " has no VLAN: the agent has not asked for it" );
-   } else {
-      chain.missing( name, words + role + " has no VLAN: it is asked for, " +
-                              vniWaits( device_, vni.value() ) );
+   // Only a flow that catches hosts is held back until both its VNIs have a VLAN.
+   bool const catchesHosts = config_->serviceIntfKey.empty() && isIngress();
+   if ( vni.value() == 0 && !catchesHosts ) {
+      chain.note( name, "VNI 0 asks for no VLAN" );
+      return;
    }
+   std::string const words = "VNI " + std::to_string( vni.value() ) +
+                             ( vni == fragment_->originalVni()  ? " (original)"
+                               : vni == fragment_->serviceVni() ? " (service)"
+                                                                : "" );
+   if ( auto const vlan = vlanOf( vni ) ) {
+      chain.good( name, words + " is VLAN " + std::to_string( vlan->value() ) );
+   } else if ( !isOfFragment( vni ) ) {
+      chain.missing( name, notOfFragment( vni ) );
+   } else if ( !device_.entity< Vxlan::VniSviConfig >( "vxlan/input/vniconfig/qor" )
+                   ->vniSviInfoHas( convertVniToVniExt( vni ) ) ) {
+      chain.missing( name, words + " has no VLAN: the agent has not asked for it" );
+   } else {
+      chain.missing( name,
+                     words + " has no VLAN: it is asked for, " + vniWaits( device_, vni.value() ) );
+   }
+}
+
+std::string PolicyFlow::notOfFragment( Vxlan::VniOrNone vni ) const {
+   return "VNI " + std::to_string( vni.value() ) + " is neither the fragment's original VNI (" +
+          vniWord( fragment_->originalVni() ) + ") nor its service VNI (" +
+          vniWord( fragment_->serviceVni() ) + ")";
+}
+
+std::string PolicyFlow::whyNotTold( Vxlan::VniOrNone vni ) const {
+   if ( vni.isNone() || !vlanOf( vni ) ) {
+      return "";
+   }
+   if ( !isOfFragment( vni ) ) {
+      return ": " + notOfFragment( vni ) + ", so the fragment isn't told of its VLAN";
+   }
+   std::vector< std::string > others;
+   for ( auto const & other : policy_->policyFragment() ) {
+      if ( other.key != place_.place &&
+           ( other.value->originalVni() == vni || other.value->serviceVni() == vni ) ) {
+         others.push_back( other.key.stringValue() );
+      }
+   }
+   return others.empty()
+             ? ""
+             : ": VNI " + std::to_string( vni.value() ) + " is also that of " + joined( others ) +
+                  ", and only the fragment that took it last is told of its VLAN";
 }
 
 void PolicyFlow::addStatus( Chain & chain ) const {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/records/bridging/SwitchIntfConfig.h"
 #include "platform/records/openflowtable/HwStatus.h"
 #include "platform/records/openflowtable/PinFlowHwConfig.h"
 #include "platform/records/qor/PolicyFragment.h"
@@ -32,24 +33,40 @@ class PolicyFlow {
    }
    std::optional< Bridging::VlanId > vlanOf( Vxlan::VniOrNone vni ) const;
    bool isHostEgress() const { return config_->serviceIntfKey.empty() && !isIngress(); }
+   Kel::Ptr< Bridging::Input::SwitchIntfConfig const > portOf( Wirekit::IntfId intf ) const;
    bool isNative( Wirekit::IntfId intf, Bridging::VlanId vlan ) const;
 
    /** The configuration, and whether the agent acts on it. False if there is none to follow. */
    bool addFlow( Chain & chain ) const;
    void addVni( Chain & chain, char const * name, Vxlan::VniOrNone vni ) const;
+   bool isOfFragment( Vxlan::VniOrNone vni ) const {
+      return vni == fragment_->originalVni() || vni == fragment_->serviceVni();
+   }
+   std::string notOfFragment( Vxlan::VniOrNone vni ) const;
+   /** ": " and why the fragment did not learn that a VNI has got a VLAN; empty if it did, as far as
+    *  the state tells, or if there is no VLAN. */
+   std::string whyNotTold( Vxlan::VniOrNone vni ) const;
    void addStatus( Chain & chain ) const;
 
    // Places. The three that add what a kind of flow hangs on yield the rules that it wants then.
    std::vector< QorClient::RuleKey > addServiceSet( Chain & chain ) const;
    std::vector< QorClient::RuleKey > addHost( Chain & chain ) const;
    std::vector< QorClient::RuleKey > addHostIntfs( Chain & chain ) const;
+   /** What keeps new rules for a host from an interface; empty if nothing does. */
+   std::string whyNotCaught( Wirekit::IntfId intf ) const;
    std::vector< std::string > otherCatchers( Bridging::MacVlanPair const & host ) const;
    bool isServiceIntf( Wirekit::IntfId intf ) const;
+   /** Frames reach a service interface in the VLANs that are bound there. The rules don't wait for
+    *  that, so that it comes after them. */
+   void addBinding( Chain & chain, std::vector< QorClient::RuleKey > const & wanted ) const;
 
    // Rules.
    /** The wanted rules in order, then whatever else stands for the flow. */
    void addRules( Chain & chain, std::vector< QorClient::RuleKey > const & wanted ) const;
    void addNoRule( Chain & chain, QorClient::RuleKey const & key ) const;
+   /** ": " and why a rule is missing though its VLANs are there; empty if the state doesn't tell.
+    */
+   std::string whyNoRule() const;
    void addRule( Chain & chain, QorClient::RuleInfo const & rule ) const;
    /** The other flow to which the entry of that name belongs; empty if there is none: names of
     *  fragments and flows may join to the same rule name. */

@@ -40,20 +40,33 @@ std::vector< RuleKey > PolicyFlow::addServiceSet( Chain & chain ) const {
       names.push_back( intf.shortName() +
                        ( vlans.empty() ? "" : " (allowed VLAN " + vlans + ")" ) );
    }
-   bool const isFar = name == "far";
    if ( names.empty() ) {
       chain.missing( "interfaces", "the set \"" + name + "\" has no interface" );
-   } else if ( !isFar && name != "near" ) {
-      chain.lacking( "interfaces", joined( names ) + ": no VNI is bound there, as \"" + name +
-                                      "\" is neither near nor far" );
-   } else if ( ( isFar ? fragment_->originalVni() : fragment_->serviceVni() ).isNone() ) {
-      chain.lacking( "interfaces", joined( names ) +
-                                      ": no VNI is bound there, as the fragment has no " +
-                                      ( isFar ? "original VNI" : "service VNI" ) );
    } else {
       chain.good( "interfaces", name + ": " + joined( names ) );
    }
    return wanted;
+}
+
+void PolicyFlow::addBinding( Chain & chain, std::vector< RuleKey > const & wanted ) const {
+   if ( wanted.empty() || config_->serviceIntfKey.empty() ) {
+      return;
+   }
+   std::string const name = config_->serviceIntfKey.stringValue();
+   bool const isFar = name == "far";
+   std::string why;
+   if ( !isFar && name != "near" ) {
+      why = "\"" + name + "\" is neither near nor far";
+   } else if ( ( isFar ? fragment_->originalVni() : fragment_->serviceVni() ).isNone() ) {
+      why = std::string( "the fragment has no " ) + ( isFar ? "original VNI" : "service VNI" );
+   } else {
+      return;
+   }
+   std::vector< std::string > names;
+   for ( RuleKey const & key : wanted ) {
+      names.push_back( ( key.inIntf ? key.inIntf : key.outIntf ).shortName() );
+   }
+   chain.lacking( "binding", joined( names ) + ": no VNI is bound there, as " + why );
 }
 
 std::vector< RuleKey > PolicyFlow::addHost( Chain & chain ) const {
@@ -66,31 +79,48 @@ std::vector< RuleKey > PolicyFlow::addHost( Chain & chain ) const {
    MacVlanPair const host{ config_->match.srcMac, *vlan };
    std::string const words = mac + " in VLAN " + std::to_string( vlan->value() );
    IntfId const intf = agent_->warmHost( host );
+   if ( !agent_->boundHostHas( host ) ) {
+      chain.missing( "host",
+                     words + " is not looked for by the agent" + whyNotTold( config_->match.vni ) );
+      return {};
+   }
+   if ( !intf ) {
+      chain.missing( "host", words + " is " + whyNotKnown( device_, host ) );
+      return {};
+   }
+   std::string const place = words + " is on " + intf.shortName();
+   RuleKey const tagged{ intf, {} };
+   RuleKey const untagged{ intf, {}, false };
+   std::string const trouble = whyNotCaught( intf );
+   if ( !trouble.empty() && info_ && info_->ruleInfo( tagged ) ) {
+      chain.note( "host", place + ", " + trouble + " by now: its rules stay as they are" );
+      return info_->ruleInfo( untagged ) ? std::vector{ tagged, untagged } : std::vector{ tagged };
+   }
+   if ( !trouble.empty() ) {
+      chain.missing( "host", place + ", " + trouble + ": not caught there" );
+      return {};
+   }
    auto const others = otherCatchers( host );
-   if ( intf && !others.empty() ) {
-      if ( info_ && info_->ruleInfoCount() != 0 ) {
+   if ( !others.empty() ) {
+      if ( info_ && info_->boundHost( host ) == intf ) {
          chain.note( "host", "it is the host of " + joined( others ) + " too" );
       } else {
          chain.missing( "host", mac + " is the host of " + joined( others ) +
                                    " too, and only the flow that was read last follows it" );
       }
    }
-   if ( !agent_->boundHostHas( host ) ) {
-      chain.missing( "host", words + " is not looked for by the agent" );
-   } else if ( !intf ) {
-      chain.missing( "host", words + " is " + whyNotKnown( device_, host ) );
-   } else if ( isServiceIntf( intf ) ) {
-      chain.missing( "host", words + " is on " + intf.shortName() +
-                                ", a service interface of the fragment: not caught there" );
-   } else if ( isNative( intf, *vlan ) ) {
-      chain.good( "host", words + " is on " + intf.shortName() +
-                             ", where that is native: also untagged frames" );
-      return { { intf, {} }, { intf, {}, false } };
-   } else {
-      chain.good( "host", words + " is on " + intf.shortName() );
-      return { { intf, {} } };
+   if ( isNative( intf, *vlan ) ) {
+      chain.good( "host", place + ", where that is native: also untagged frames" );
+      return { tagged, untagged };
    }
-   return {};
+   chain.good( "host", place );
+   return { tagged };
+}
+
+std::string PolicyFlow::whyNotCaught( IntfId intf ) const {
+   return isServiceIntf( intf ) ? "a service interface of the fragment"
+          : !portOf( intf )     ? "an interface without switchport configuration"
+                                : "";
 }
 
 std::vector< std::string > PolicyFlow::otherCatchers( MacVlanPair const & host ) const {
@@ -138,9 +168,8 @@ std::vector< RuleKey > PolicyFlow::addHostIntfs( Chain & chain ) const {
    if ( catching == 0 ) {
       chain.missing( "hosts", "no flow of the fragment catches a host" );
    } else if ( names.empty() ) {
-      chain.missing( "hosts",
-                     "none of the hosts that the fragment catches is known (waiting flows: " +
-                        std::to_string( catching ) + ")" );
+      chain.missing( "hosts", "none of the flows that catch hosts has a rule yet (waiting flows: " +
+                                 std::to_string( catching ) + ")" );
    } else {
       chain.good( "hosts", "caught on " + joined( names ) );
    }

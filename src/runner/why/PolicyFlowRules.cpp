@@ -57,7 +57,20 @@ void PolicyFlow::addNoRule( Chain & chain, RuleKey const & key ) const {
          return;
       }
    }
-   chain.missing( "rule", "there is no rule for frames that " + placeOf( key ) );
+   chain.missing( "rule", "there is no rule for frames that " + placeOf( key ) + whyNoRule() );
+}
+
+std::string PolicyFlow::whyNoRule() const {
+   auto const & match = config_->match;
+   if ( !isIngress() && match.vni.value() == 0 && match.srcMac.isZero() && match.dstMac.isZero() ) {
+      return ": the flow matches nothing";
+   }
+   if ( isHostEgress() ) {
+      return ": it is built when a flow that catches hosts is installed there";
+   }
+   // What catches a host was told of the match VNI, or would not have the host.
+   std::string const words = config_->serviceIntfKey.empty() ? "" : whyNotTold( match.vni );
+   return words.empty() ? whyNotTold( config_->action.vni ) : words;
 }
 
 void PolicyFlow::addRule( Chain & chain, QorClient::RuleInfo const & rule ) const {
