@@ -233,10 +233,16 @@ TEST_F( WhyTest, ARoutedFlowNamesTheFirstThingThatItLacks ) {
             {"web":{"bytes":[1,0,0]}}}}})",
           "waiting: group web has no member in VRF red" },
         { R"({"qorl3/version1/global/groupSetConfig":{"red":{"group":{"web":{"memberSet":{
+            "200":{}}}}}}})",
+          "waiting: group web has no member in VRF red" },
+        { R"({"qorl3/version1/global/groupSetConfig":{"red":{"group":{"web":{"memberSet":{
             "200":{"member":{"0|10.1.0.1|02:00:00:00:00:01":{}}}}}}}}})",
           "waiting: the hardware has not answered for group web" },
         { R"({"pinflow/pfHwStatusDir/dyninputstatus/qorl3":{
-            "trafficGroupStatus":{"web":{"status":0}},"flowStats":{"f":{"status":8}}}})",
+            "trafficGroupStatus":{"web":{"status":1}},"flowStats":{"f":{"status":8}}}})",
+          "rejected: the hardware does not take f: rejected (8)" },
+        { R"({"pinflow/pfHwStatusDir/dyninputstatus/qorl3":{
+            "trafficGroupStatus":{"web":{"status":0}}}})",
           "rejected: the hardware does not take f: rejected (8)" },
         { R"({"pinflow/pfHwStatusDir/dyninputstatus/qorl3":{"flowStats":{"f":{"status":1}}}})",
           "programmed, but group web, VNI 200 has no VLAN: Vx1 does not have it" },
@@ -247,6 +253,37 @@ TEST_F( WhyTest, ARoutedFlowNamesTheFirstThingThatItLacks ) {
             {"red|10.1.0.1|20|02:00:00:00:00:01":{"groupName":"web","status":0}}}})",
           "programmed" } } );
    EXPECT_EQ( summary( "red/idle" ), "rejected: the flow has no action" );
+}
+
+TEST_F( WhyTest, RoutedFlowsOfOneNameShareAnEntry ) {
+   expectAnswers(
+      { R"({"mgmt/controller/status":{"enabled":true,
+               "leaderServiceStatusDir":{"service":{"QorL3":{"enabled":true}}}},
+            "pinflow/pfHwStatusDir/dyninputstatus/qor":{"supported":true},
+            "interface/status/eth/vxlan":{"vtiStatus":{"Vxlan1":{"vlanToVniMap":
+               {"10":{"vni":100},"20":{"vni":200}}}}},
+            "qorl3/version1/global/fragmentConfig":{"red":{"flowGroup":{"1|0":{"flow":{
+               "f":{"enabled":true,"matchFieldSet":4,"match":{"vni":100},"actionFieldSet":8},
+               "g":{"enabled":true,"matchFieldSet":4,"match":{"vni":100},"actionFieldSet":8},
+               "named":{"enabled":true,"match":{"vni":200},"actionFieldSet":8}}}}}}})",
+        R"({"qorl3/version1/global/fragmentConfig":{"blue":{"flowGroup":{"1|0":{"flow":{
+               "f":{"enabled":true,"priority":7,"actionFieldSet":8}}}}}},
+            "pinflow/pfHwStatusDir/dyninputstatus/qorl3":{"flowStats":{"f":{"status":1}}}})" },
+      { { "blue/f",
+          "programmed, but VRF red has a flow of this name (preference 1, priority 0), and the "
+          "flow table one entry for both" },
+        { "red/f",
+          "waiting: VRF blue has a flow of this name (preference 1, priority 0), and the flow "
+          "table one entry for both" } } );
+   expectAnswers(
+      { R"({"interface/status/eth/vxlan":{"vtiStatus":{"Vxlan1":{"vlanToVniMap":
+               {"30":{"vni":100},"20":null}}}}})" },
+      { { "red/g",
+          "waiting: VNI 100 has no VLAN: Vx1 has it in VLAN 10, which the agent has not taken "
+          "up" },
+        { "red/named",
+          "waiting: VNI 200, which the flow names and does not match, has lost its VLAN: the entry "
+          "went with it" } } );
 }
 
 }  // namespace

@@ -22,10 +22,12 @@ char const * Chain::word( Finding finding ) {
    return "";
 }
 
+bool Chain::holds() const {
+   return std::ranges::all_of( links_, isGood );
+}
+
 std::string Chain::summary() const {
-   auto first = std::ranges::find_if( links_, []( Link const & link ) {
-      return link.finding != Finding::ok && link.finding != Finding::note;
-   } );
+   auto first = std::ranges::find_if_not( links_, isGood );
    if ( first == links_.end() ) {
       return "programmed";
    }

@@ -29,6 +29,8 @@ class Chain {
    void lacking( char const * name, std::string words ) { add( name, Finding::lacking, words ); }
    /** Worth knowing; the flow doesn't depend on it. */
    void note( char const * name, std::string words ) { add( name, Finding::note, words ); }
+   /** Whether no link so far lacks anything. */
+   bool holds() const;
    /** The hardware has a rule of the flow: what is missing concerns other rules or the traffic. */
    void inHardware() { inHardware_ = true; }
 
@@ -47,6 +49,9 @@ class Chain {
       std::string words;
    };
 
+   static bool isGood( Link const & link ) {
+      return link.finding == Finding::ok || link.finding == Finding::note;
+   }
    static char const * word( Finding finding );
    void add( char const * name, Finding finding, std::string & words ) {
       links_.push_back( { name, finding, std::move( words ) } );
