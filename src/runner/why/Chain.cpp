@@ -55,14 +55,13 @@ void Chain::print( std::ostream & out ) const {
    out << printable( summary() ) << '\n';
 }
 
-Kel::Value Chain::value() const {
+Kel::Value::Object Chain::members() const {
    Kel::Value::Array links;
    for ( Link const & link : links_ ) {
       links.emplace_back( Kel::Value::Object{
          { "link", link.name }, { "finding", word( link.finding ) }, { "words", link.words } } );
    }
-   return Kel::Value::Object{
-      { "flow", flow_ }, { "kind", kind_ }, { "links", links }, { "summary", summary() } };
+   return { { "flow", flow_ }, { "kind", kind_ }, { "links", links }, { "summary", summary() } };
 }
 
 }  // namespace Runner

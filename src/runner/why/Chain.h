@@ -39,7 +39,7 @@ class Chain {
    /** The flow, a line a link, the summary. */
    void print( std::ostream & out ) const;
    /** The same for programs. */
-   Kel::Value value() const;
+   Kel::Value::Object members() const;
 
  private:
    enum class Finding { ok, missing, rejected, lacking, note };
