@@ -1,6 +1,8 @@
 #include "runner/WhyCommand.h"
 
+#include <algorithm>
 #include <iostream>
+#include <iterator>
 
 #include "runner/tables/TextTable.h"
 #include "runner/tables/Words.h"
@@ -25,15 +27,29 @@ std::string someOf( std::vector< FlowPlace > const & flows ) {
    return names.empty() ? "none" : joined( names );
 }
 
+/** What tells flows apart that a person names alike: names may contain "/", and a VRF has several
+ *  groups of flows. */
+Kel::Value valueOf( FlowPlace const & flow, Chain const & chain ) {
+   bool const routed = flow.kind == FlowPlace::Kind::routed;
+   Kel::Value::Object value{ { routed ? "vrf" : "fragment", flow.place.stringValue() },
+                             { "name", flow.flow.stringValue() } };
+   if ( routed ) {
+      value.emplace_back( "preference", std::int64_t{ flow.order.preference } );
+      value.emplace_back( "group_priority", std::int64_t{ flow.order.priority } );
+   }
+   std::ranges::move( chain.members(), std::back_inserter( value ) );
+   return value;
+}
+
 }  // namespace
 
 int explainFlow( WhyOptions const & options ) {
    OpenedState const state = openState( options.source );
    std::vector< FlowPlace > const flows = flowsOf( state.device );
-   std::vector< Chain > chains;
+   std::vector< std::pair< FlowPlace const *, Chain > > chains;
    for ( FlowPlace const & flow : flows ) {
       if ( flow.flow.view() == options.flow || flowPath( flow.place, flow.flow ) == options.flow ) {
-         chains.push_back( chainOf( state.device, flow ) );
+         chains.emplace_back( &flow, chainOf( state.device, flow ) );
       }
    }
    if ( chains.empty() ) {
@@ -42,11 +58,11 @@ int explainFlow( WhyOptions const & options ) {
       return 2;
    }
    Kel::Value::Array values;
-   for ( Chain const & chain : chains ) {
+   for ( auto const & [flow, chain] : chains ) {
       if ( options.json ) {
-         values.push_back( chain.value() );
+         values.push_back( valueOf( *flow, chain ) );
       } else {
-         std::cout << ( &chain == &chains.front() ? "" : "\n" );
+         std::cout << ( flow == chains.front().first ? "" : "\n" );
          chain.print( std::cout );
       }
    }

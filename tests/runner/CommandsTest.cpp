@@ -173,7 +173,7 @@ TEST_F( CommandsTest, ShowTellsAnOperatorWhatStands ) {
    write( "state.json", R"({
       "qor/version1/policy":{"policy":{"policyFragment":{"web":{"flow":{
          "a":{"serviceIntfKey":"near"}, "b":{"match":{"srcMac":"02:00:00:00:00:01"}},
-         "c\u001b[2J":{"interceptPoint":1}}}}}},
+         "c\u001b[2J\u009b\u00a7":{"interceptPoint":1}}}}}},
       "qorclient/version1/policystatus":{"policyFragment":{"web":{"flowStatus":{
          "a":{"flowState":2}, "b":{"flowStateDetails":"Waiting for: Host to be learnt"},
          "old":{"flowState":3}}}}},
@@ -183,7 +183,7 @@ TEST_F( CommandsTest, ShowTellsAnOperatorWhatStands ) {
          "boundHost":{"02:00:00:00:00:01|100":true},
          "policyFragmentInfo":{"web":{"flowInfo":{
             "a":{"ruleInfo":{"Ethernet1||true":{"published":true},"Ethernet2||true":{}}},
-            "b":{"boundHost":{"02:00:00:00:00:01|100":""}}}}}},
+            "b":{"boundHost":{"02:00:00:00:00:01|100":""}},"kept":{}}}}},
       "pinflow/dyninput/qor":{"flowEntry":{"r":{"tableType":2,
          "match":{"matchFieldSet":265,"inIntf":["Ethernet1"],"vlanId":100,
             "ethSrc":"02:00:00:00:00:01","ethSrcMask":"ff:ff:ff:ff:ff:ff"},
@@ -192,11 +192,11 @@ TEST_F( CommandsTest, ShowTellsAnOperatorWhatStands ) {
       "bridging/status":{"fdbStatus":{"100|02:00:00:00:00:01":{"intf":"Ethernet7","moveCount":3}}}})" );
    EXPECT_EQ(
       run( "show flows --state state.json" ).text,
-      "FRAGMENT  FLOW   KIND            STATE         RULES  DETAILS\n"
-      "web       a      service near    programmed    1      -\n"
-      "web       b      intercept       initial       0      Waiting for: Host to be learnt\n"
-      "web       c?[2J  egress          not reported  0      -\n"
-      "web       old    not configured  rejected      0      -\n" );
+      "FRAGMENT  FLOW     KIND            STATE         RULES  DETAILS\n"
+      "web       a        service near    programmed    1      -\n"
+      "web       b        intercept       initial       0      Waiting for: Host to be learnt\n"
+      "web       c?[2J?§  egress          not reported  0      -\n"
+      "web       old      not configured  rejected      0      -\n" );
    EXPECT_EQ( run( "show rules --state state.json" ).text,
               "RULE  FLOW   TABLE      PRIORITY  HARDWARE      "
               "MATCH                                     ACTIONS\n"
@@ -229,9 +229,11 @@ TEST_F( CommandsTest, ShowTellsAnOperatorWhatStands ) {
                 testing::EndsWith( "\nwaiting: the controller client is not enabled\n" ) );
    Ended const unknown = run( "why x --state state.json" );
    EXPECT_EQ( unknown.code, 2 );
-   EXPECT_EQ( unknown.text, "no flow \"x\"; there are: web/a, web/b, web/c?[2J, web/old\n" );
+   EXPECT_EQ( unknown.text,
+              "no flow \"x\"; there are: web/a, web/b, web/c?[2J?§, web/kept, web/old\n" );
    EXPECT_THAT( run( "why web/old --json --state state.json" ).text,
-                HasSubstr( R"({"link":"status","finding":"rejected","words":)" ) );
+                testing::AllOf( HasSubstr( R"({"fragment":"web","name":"old","flow":"web/old",)" ),
+                                HasSubstr( R"({"link":"status","finding":"rejected",)" ) ) );
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include <map>
 
+#include "agent/QorClientUtils.h"
 #include "platform/records/qorclient/Status.h"
 #include "runner/tables/Places.h"
 #include "runner/tables/Tables.h"
@@ -58,9 +59,18 @@ std::map< std::pair< Wirekit::EthAddr, Vxlan::VniOrNone >, Flows > unplacedHosts
 }
 
 std::string whyUnplaced( QorClient::Status const & agent, Vxlan::VniOrNone vni ) {
-   return vni.isNone()      ? "rejected: no match VNI"
-          : !agent.active() ? "waiting: the agent is not active"
-                            : "waiting: VNI " + std::to_string( vni.value() ) + " has no VLAN";
+   if ( vni.isNone() ) {
+      return "rejected: no match VNI";
+   }
+   if ( !agent.active() ) {
+      return "waiting: the agent is not active";
+   }
+   std::string const words = "VNI " + std::to_string( vni.value() );
+   auto const key = QorClientUtils::convertVniToVniExt( vni );
+   return agent.vlanForVniHas( key )
+             ? "waiting: not looked for by the agent, though " + words + " is VLAN " +
+                  std::to_string( agent.vlanForVni( key ).value() )
+             : "waiting: " + words + " has no VLAN";
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <optional>
 
 #include "platform/kel/Dir.h"
+#include "platform/records/openflowtable/PinFlowHwConfig.h"
 #include "platform/records/qorl3/FragmentConfig.h"
 #include "platform/records/qorl3/FragmentStatus.h"
 #include "platform/records/qorl3/GroupSetConfig.h"
@@ -32,6 +33,19 @@ using Members = std::map< MemberPlace, std::optional< QorL3::V1::MemberStatus > 
 MemberPlace placeOf( Kel::Name const & vrf, Vxlan::VniOrNone vni,
                      QorL3::V1::MemberKey const & key ) {
    return { vrf.stringValue(), vni.value(), key.ip.stringValue(), key.mac.stringValue() };
+}
+
+/** The VLAN in which the agent has a member in the flow table. */
+std::optional< Bridging::VlanId > endPointVlan( Switch const & device, MemberPlace const & place ) {
+   auto const & [vrf, vni, ip, mac] = place;
+   auto const vlan = tunnelVlan( device, vni );
+   return vlan && device.entity< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qorl3" )
+                     ->trafficEndPointHas(
+                        { L3::VrfName( vrf ),
+                          Wirekit::IpGenAddr::parse( ip ).value_or( Wirekit::IpGenAddr() ), *vlan,
+                          Wirekit::EthAddr::parse( mac ).value_or( Wirekit::EthAddr() ) } )
+             ? vlan
+             : std::nullopt;
 }
 
 /** The groups that are configured or reported, each with its members. */
@@ -99,7 +113,7 @@ TextTable groupsTable( Switch const & device ) {
       }
       for ( auto const & [place, status] : members ) {
          auto const & [vrf, vni, ip, mac] = place;
-         auto const vlan = tunnelVlan( device, vni );
+         auto const vlan = endPointVlan( device, place );
          table.row( { group, typeState, vrf, vni,
                       vlan ? Cell( vlan->value() ) : Cell::insteadOf( "waiting" ), ip, mac,
                       status ? stateWord( status->state ) : "not reported",

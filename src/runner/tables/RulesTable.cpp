@@ -142,7 +142,7 @@ std::string tableWord( TableType type ) {
    return std::to_string( static_cast< std::uint32_t >( type ) );
 }
 
-/** The flow that each entry for routed traffic stands for: its name is the flow's. */
+/** The flows that each entry for routed traffic may stand for: its name is the flow's. */
 std::map< std::string, std::string > routedFlows( Switch const & device ) {
    std::map< std::string, std::string > flows;
    auto const dir = device.entity< Kel::Dir >( "qorl3/version1/global/fragmentConfig" );
@@ -150,7 +150,8 @@ std::map< std::string, std::string > routedFlows( Switch const & device ) {
       auto const fragment = Kel::ptrCast< QorL3::V1::FragmentConfig >( vrf.value );
       for ( auto const & group : fragment->flowGroup() ) {
          for ( auto const & flow : group.value->flow() ) {
-            flows[flow.key.stringValue()] = flowPath( vrf.key, flow.key );
+            std::string & paths = flows[flow.key.stringValue()];
+            paths += ( paths.empty() ? "" : ", " ) + flowPath( vrf.key, flow.key );
          }
       }
    }

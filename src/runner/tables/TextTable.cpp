@@ -45,6 +45,12 @@ Cell Cell::insteadOf( char const * word ) {
 std::string printable( std::string text ) {
    std::ranges::replace_if(
       text, []( char c ) { return ( c >= 0 && c < ' ' ) || c == '\x7f'; }, '?' );
+   // U+0080 to U+009F are control characters too.
+   for ( std::size_t at = 0; ( at = text.find( '\xc2', at ) ) != std::string::npos; ++at ) {
+      if ( at + 1 != text.size() && ( text[at + 1] & 0xe0 ) == 0x80 ) {
+         text.replace( at, 2, "?" );
+      }
+   }
    return text.empty() ? "-" : text;
 }
 

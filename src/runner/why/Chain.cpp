@@ -22,10 +22,12 @@ char const * Chain::word( Finding finding ) {
    return "";
 }
 
+bool Chain::holds() const {
+   return std::ranges::all_of( links_, isGood );
+}
+
 std::string Chain::summary() const {
-   auto first = std::ranges::find_if( links_, []( Link const & link ) {
-      return link.finding != Finding::ok && link.finding != Finding::note;
-   } );
+   auto first = std::ranges::find_if_not( links_, isGood );
    if ( first == links_.end() ) {
       return "programmed";
    }
@@ -53,14 +55,13 @@ void Chain::print( std::ostream & out ) const {
    out << printable( summary() ) << '\n';
 }
 
-Kel::Value Chain::value() const {
+Kel::Value::Object Chain::members() const {
    Kel::Value::Array links;
    for ( Link const & link : links_ ) {
       links.emplace_back( Kel::Value::Object{
          { "link", link.name }, { "finding", word( link.finding ) }, { "words", link.words } } );
    }
-   return Kel::Value::Object{
-      { "flow", flow_ }, { "kind", kind_ }, { "links", links }, { "summary", summary() } };
+   return { { "flow", flow_ }, { "kind", kind_ }, { "links", links }, { "summary", summary() } };
 }
 
 }  // namespace Runner

@@ -25,10 +25,12 @@ class Chain {
    void missing( char const * name, std::string words ) { add( name, Finding::missing, words ); }
    /** Someone has refused, and it stays so until the policy changes. */
    void rejected( char const * name, std::string words ) { add( name, Finding::rejected, words ); }
-   /** What the flow's traffic needs and its rules don't wait for: a rejection goes before it. */
+   /** As `missing`, but no rejection waits for it: one that comes later goes before it. */
    void lacking( char const * name, std::string words ) { add( name, Finding::lacking, words ); }
    /** Worth knowing; the flow doesn't depend on it. */
    void note( char const * name, std::string words ) { add( name, Finding::note, words ); }
+   /** Whether no link so far lacks anything. */
+   bool holds() const;
    /** The hardware has a rule of the flow: what is missing concerns other rules or the traffic. */
    void inHardware() { inHardware_ = true; }
 
@@ -37,7 +39,7 @@ class Chain {
    /** The flow, a line a link, the summary. */
    void print( std::ostream & out ) const;
    /** The same for programs. */
-   Kel::Value value() const;
+   Kel::Value::Object members() const;
 
  private:
    enum class Finding { ok, missing, rejected, lacking, note };
@@ -47,6 +49,9 @@ class Chain {
       std::string words;
    };
 
+   static bool isGood( Link const & link ) {
+      return link.finding == Finding::ok || link.finding == Finding::note;
+   }
    static char const * word( Finding finding );
    void add( char const * name, Finding finding, std::string & words ) {
       links_.push_back( { name, finding, std::move( words ) } );

@@ -4,6 +4,7 @@
 
 #include "platform/kel/Dir.h"
 #include "platform/records/qor/PolicyFragmentStatus.h"
+#include "platform/records/qorclient/Status.h"
 #include "platform/records/qorl3/FragmentConfig.h"
 #include "platform/records/qorl3/FragmentStatus.h"
 #include "runner/tables/Places.h"
@@ -39,6 +40,12 @@ std::vector< FlowPlace > flowsOf( Switch const & device ) {
       device.entity< Qor::V1::QorPolicyFragmentStatus >( "qorclient/version1/policystatus" );
    for ( auto const & fragment : statuses->policyFragment() ) {
       for ( auto const & flow : fragment.value->flowStatus() ) {
+         flows.insert( { FlowPlace::Kind::policy, fragment.key, flow.key, {} } );
+      }
+   }
+   auto const agent = device.entity< QorClient::Status >( "qorclient/status" );
+   for ( auto const & fragment : agent->policyFragmentInfo() ) {
+      for ( auto const & flow : fragment.value->flowInfo() ) {
          flows.insert( { FlowPlace::Kind::policy, fragment.key, flow.key, {} } );
       }
    }

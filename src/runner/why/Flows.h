@@ -10,7 +10,7 @@
 
 namespace Runner {
 
-/** A flow that is configured or reported. */
+/** A flow that is configured or reported, or of which the agent has kept something. */
 struct FlowPlace {
    enum class Kind { policy, routed };
    Kind kind;

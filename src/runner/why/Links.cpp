@@ -69,20 +69,36 @@ void addGate( Chain & chain, Switch const & device, bool routed ) {
    }
 }
 
-void addAnswer( Chain & chain, std::string const & rule, HardwareAnswer const & answer ) {
+std::string answerWords( std::string const & rule, HardwareAnswer const & answer ) {
    switch ( answer.kind ) {
       case HardwareAnswer::Kind::none:
-         chain.missing( "hardware", "the hardware has not answered for " + rule );
+         return "the hardware has not answered for " + rule;
+      case HardwareAnswer::Kind::inProgress:
+         return "the hardware is not done with " + rule + ": " + answer.words;
+      case HardwareAnswer::Kind::programmed:
+         return rule + ": programmed";
+      case HardwareAnswer::Kind::rejected:
+         return "the hardware does not take " + rule + ": " + answer.words;
+   }
+   return "";
+}
+
+void addAnswer( Chain & chain, std::string const & rule, HardwareAnswer const & answer ) {
+   std::string const words = answerWords( rule, answer );
+   switch ( answer.kind ) {
+      case HardwareAnswer::Kind::none:
+         // A flow of which the hardware has refused all that it has answered for is rejected.
+         chain.lacking( "hardware", words );
          break;
       case HardwareAnswer::Kind::inProgress:
-         chain.missing( "hardware", "the hardware is not done with " + rule + ": " + answer.words );
+         chain.missing( "hardware", words );
          break;
       case HardwareAnswer::Kind::programmed:
          chain.inHardware();
-         chain.good( "hardware", rule + ": programmed" );
+         chain.good( "hardware", words );
          break;
       case HardwareAnswer::Kind::rejected:
-         chain.rejected( "hardware", "the hardware does not take " + rule + ": " + answer.words );
+         chain.rejected( "hardware", words );
          break;
    }
 }

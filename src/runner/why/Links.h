@@ -11,7 +11,8 @@ namespace Runner {
  * of routed traffic need of the platform. */
 void addGate( Chain & chain, Switch const & device, bool routed );
 
-/** The link of the hardware's answer to one rule. */
+/** The hardware's answer to one rule, and the link of it. */
+std::string answerWords( std::string const & rule, HardwareAnswer const & answer );
 void addAnswer( Chain & chain, std::string const & rule, HardwareAnswer const & answer );
 
 /** Words for a VNI without a VLAN: how far its request has come. */

@@ -28,6 +28,15 @@ Kel::Ptr< T const > entryOf( Switch const & device, char const * path, Kel::Name
    return Kel::ptrCast< T const >( device.entity< Kel::Dir >( path )->entity( name ) );
 }
 
+/** A flow's configuration; absent if the flow is only reported. */
+std::optional< QorL3::V1::FlowConfig > configOf( Switch const & device, FlowPlace const & place ) {
+   auto const fragment = entryOf< QorL3::V1::FragmentConfig >(
+      device, "qorl3/version1/global/fragmentConfig", place.place );
+   auto const group = fragment ? fragment->flowGroup( place.order ) : nullptr;
+   return group && group->flowHas( place.flow ) ? std::optional( group->flow( place.flow ) )
+                                                : std::nullopt;
+}
+
 class RoutedFlow {
  public:
    RoutedFlow( Switch const & device, FlowPlace const & place )
@@ -35,12 +44,13 @@ class RoutedFlow {
         place_( place ),
         table_( device.entity< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qorl3" ) ),
         answers_( device.entity< OpenFlowTable::HwStatus >(
-           "pinflow/pfHwStatusDir/dyninputstatus/qorl3" ) ) {
-      auto const fragment = entryOf< QorL3::V1::FragmentConfig >(
-         device, "qorl3/version1/global/fragmentConfig", place.place );
-      auto const group = fragment ? fragment->flowGroup( place.order ) : nullptr;
-      if ( group && group->flowHas( place.flow ) ) {
-         config_ = group->flow( place.flow );
+           "pinflow/pfHwStatusDir/dyninputstatus/qorl3" ) ),
+        config_( configOf( device, place ) ) {
+      for ( FlowPlace const & other : flowsOf( device ) ) {
+         if ( other.kind == FlowPlace::Kind::routed && other.flow == place.flow && other != place &&
+              configOf( device, other ) ) {
+            twins_.push_back( other );
+         }
       }
    }
 
@@ -81,38 +91,35 @@ class RoutedFlow {
       } else {
          chain.good( "flow", "enabled, priority " + std::to_string( config_->priority ) );
       }
-      for ( FlowPlace const & other : flowsOf( device_ ) ) {
-         if ( other.kind == FlowPlace::Kind::routed && other.flow == place_.flow &&
-              other != place_ ) {
-            chain.note( "flow", "VRF " + other.place.stringValue() +
+      for ( FlowPlace const & twin : twins_ ) {
+         chain.lacking( "flow", "VRF " + twin.place.stringValue() +
                                    " has a flow of this name (preference " +
-                                   std::to_string( other.order.preference ) + ", priority " +
-                                   std::to_string( other.order.priority ) +
+                                   std::to_string( twin.order.preference ) + ", priority " +
+                                   std::to_string( twin.order.priority ) +
                                    "), and the flow table one entry for both" );
-         }
       }
       return true;
    }
 
    void addVni( Chain & chain ) const {
-      if ( !( config_->matchFieldSet & MatchField::vni ) ) {
-         return;
-      }
       std::uint32_t const vni = config_->match.vni.value();
       std::string const words = "VNI " + std::to_string( vni );
       auto const vlan = tunnelVlan( device_, vni );
-      if ( !vlan ) {
+      // All else that installs the flow is there.
+      bool const untold = chain.holds() && !table_->flowEntryHas( place_.flow );
+      if ( !( config_->matchFieldSet & MatchField::vni ) ) {
+         if ( untold && !vlan && config_->match.vni != QorL3::V1::Match().vni ) {
+            chain.missing( "match VNI", words + ", which the flow names and does not match, has " +
+                                           "lost its VLAN: the entry went with it" );
+         }
+      } else if ( !vlan || untold ) {
          chain.missing( "match VNI", words + " has no VLAN: " + vniWaits( device_, vni ) );
-         return;
-      }
-      std::string const number = std::to_string( vlan->value() );
-      auto const match = table_->flowEntry( place_.flow ).match;
-      if ( table_->flowEntryHas( place_.flow ) && match.vlanId != vlan->value() ) {
-         chain.missing( "match VNI", words + " is VLAN " + number +
+      } else if ( auto const entry = ownEntry(); entry && entry->match.vlanId != vlan->value() ) {
+         chain.missing( "match VNI", words + " is VLAN " + std::to_string( vlan->value() ) +
                                         " by now, and the entry matches VLAN " +
-                                        std::to_string( match.vlanId ) );
+                                        std::to_string( entry->match.vlanId ) );
       } else {
-         chain.good( "match VNI", words + " is VLAN " + number );
+         chain.good( "match VNI", words + " is VLAN " + std::to_string( vlan->value() ) );
       }
    }
 
@@ -127,7 +134,7 @@ class RoutedFlow {
       auto const answer = answers_->trafficGroupStatus( name );
       if ( !types || types->group( name ) == QorL3::V1::GroupType{} ) {
          chain.lacking( "group", group + " is not configured" );
-      } else if ( !members || members->memberSetCount() == 0 ) {
+      } else if ( !members || isEmpty( *members ) ) {
          chain.lacking( "group", group + " has no member in VRF " + place_.place.stringValue() );
       } else if ( !table_->trafficGroupHas( name ) ) {
          chain.lacking( "group", group + " is not in the flow table" );
@@ -135,7 +142,7 @@ class RoutedFlow {
          chain.lacking( "group", "the hardware has not answered for " + group );
       } else if ( answer->status() != OpenFlowTable::TrafficStreamStatus::active ) {
          bool const pending = answer->status() == OpenFlowTable::TrafficStreamStatus::pending;
-         chain.missing(
+         chain.lacking(
             "group", "the hardware " +
                         std::string( pending ? "is not done with " : "does not take " ) + group );
       } else {
@@ -146,6 +153,15 @@ class RoutedFlow {
             addMembers( chain, group, name, *memberSet.value );
          }
       }
+   }
+
+   static bool isEmpty( QorL3::V1::GroupMemberConfig const & group ) {
+      for ( auto const & memberSet : group.memberSet() ) {
+         if ( memberSet.value->memberCount() != 0 ) {
+            return false;
+         }
+      }
+      return true;
    }
 
    void addMembers( Chain & chain, std::string const & group, Kel::String const & name,
@@ -179,14 +195,49 @@ class RoutedFlow {
       }
    }
 
+   /** The flow's entry; absent if there is none or if it shows that another flow has written it. */
+   std::optional< OpenFlowTable::FlowEntry > ownEntry() const {
+      if ( !table_->flowEntryHas( place_.flow ) || ( !config_ && !twins_.empty() ) ) {
+         return std::nullopt;
+      }
+      auto const entry = table_->flowEntry( place_.flow );
+      return !config_ || isBuiltFrom( *config_, entry ) ? std::optional( entry ) : std::nullopt;
+   }
+   /** Of the match only whether there is a VLAN: which one may be out of date. */
+   static bool isBuiltFrom( QorL3::V1::FlowConfig const & config,
+                            OpenFlowTable::FlowEntry const & entry ) {
+      namespace Built = OpenFlowTable::ActionField;
+      OpenFlowTable::Actions actions;
+      if ( config.actionFieldSet & ActionField::leadingFlag ) {
+         actions.actionFieldSet |= Built::routedFlag;
+      }
+      if ( config.actionFieldSet & ActionField::nexthop ) {
+         actions.outputNexthopIs( config.action.nexthop, true );
+         actions.actionFieldSet |= Built::outputNexthop;
+      }
+      if ( config.actionFieldSet & ActionField::outputIntf ) {
+         actions.outputIntfIs( Wirekit::IntfId( config.action.outputIntf ), true );
+         actions.actionFieldSet |= Built::outputIntf;
+      }
+      if ( config.actionFieldSet & ActionField::trailingFlag ) {
+         actions.actionFieldSet |= Built::outputNormal;
+      }
+      bool const matchesVni = config.matchFieldSet & MatchField::vni;
+      bool const matchesVlan = entry.match.matchFieldSet & OpenFlowTable::MatchField::vlanId;
+      return config.enabled && matchesVni == matchesVlan && entry.actions == actions &&
+             entry.priority.value() == static_cast< std::int32_t >( config.priority );
+   }
+
    void addEntry( Chain & chain ) const {
       std::string const name = place_.flow.stringValue();
       if ( !table_->flowEntryHas( place_.flow ) ) {
          chain.missing( "entry", "the flow table has no entry " + name );
-         return;
+      } else if ( !ownEntry() ) {
+         chain.missing( "entry", "the entry " + name + " is not as this flow would have it" );
+      } else {
+         chain.good( "entry", name );
+         addAnswer( chain, name, routedAnswer( *answers_, place_.flow ) );
       }
-      chain.good( "entry", name );
-      addAnswer( chain, name, routedAnswer( *answers_, place_.flow ) );
    }
 
    void addStatus( Chain & chain ) const {
@@ -214,6 +265,8 @@ class RoutedFlow {
    Kel::Ptr< OpenFlowTable::PinFlowHwConfig const > table_;
    Kel::Ptr< OpenFlowTable::HwStatus const > answers_;
    std::optional< QorL3::V1::FlowConfig > config_;
+   /** The other configured flows of this name. */
+   std::vector< FlowPlace > twins_;
 };
 
 }  // namespace
