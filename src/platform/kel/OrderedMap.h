@@ -59,6 +59,10 @@ class OrderedMap {
       at->second.value = std::forward< U >( value );
       return true;
    }
+   template < class U >
+   void add( K const & key, U && value ) {
+      members_.try_emplace( key, Member{ key, std::forward< U >( value ) } );
+   }
    std::optional< V > take( K const & key ) {
       auto found = members_.find( key );
       if ( found == members_.end() ) {
