@@ -63,9 +63,19 @@ class HashMap2018 {
       Member const * member() const {
          return found_ ? map_->rep_->at( sequence_, position_ ) : nullptr;
       }
+      /** The entry that the cursor stands on, just after it was made or moved. */
+      Member const & current() const { return *map_->rep_->entries[position_].member; }
       void advance() {
          ++sequence_;
          ++position_;
+         // Between entries that stand side by side, the usual step.
+         if ( Rep const * const rep = map_->rep_.get() ) {
+            if ( position_ < rep->entries.size() &&
+                 rep->entries[position_].sequence == sequence_ && rep->entries[position_].member ) {
+               found_ = true;
+               return;
+            }
+         }
          settle();
       }
 

@@ -32,6 +32,7 @@ class OrderedMap {
          auto found = key_ ? map_->members_.find( *key_ ) : map_->members_.end();
          return found == map_->members_.end() ? nullptr : &found->second;
       }
+      Member const & current() const { return *member(); }
       void advance() {
          auto next = map_->members_.upper_bound( *key_ );
          key_ = next == map_->members_.end() ? std::nullopt : std::optional( next->first );
