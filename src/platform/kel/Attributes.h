@@ -78,6 +78,12 @@ class Map {
       return true;
    }
    void delAll( Notifier & owner, AttributeId id ) {
+      if constexpr ( sizeof...( Index ) == 0 ) {
+         if ( !owner.isWatched() ) {
+            members_.clear();
+            return;
+         }
+      }
       Ptr< Notifier > const hold( &owner );
       for ( K const & key : keysOf( members_ ) ) {
          del( owner, id, key );
@@ -136,7 +142,7 @@ class Children {
       Ptr< T > fresh( new T( key ) );
       prepare( *fresh );
       fresh->parentIs( &owner, id );
-      members_.set( key, fresh );
+      members_.add( key, fresh );
       owner.notify( id, &key );
       return fresh;
    }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
@@ -12,8 +13,9 @@ constexpr std::size_t mixHash( std::uint64_t value ) {
    return value ^ ( value >> 32 );
 }
 
+/** `b` is well spread; the result is so in its high bits. */
 constexpr std::size_t combineHash( std::size_t a, std::size_t b ) {
-   return mixHash( a ^ ( b + 0x7f4a7c15 + ( a << 6 ) ) );
+   return ( std::rotl( a, 29 ) ^ b ) * 0x9e3779b97f4a7c15;
 }
 
 /** The hash of a key: its own `hash()`, or the number mixed. */

@@ -27,7 +27,9 @@ struct Nothing {
  *
  * Entries stand in a dense array, each with a number that only grows; deletion leaves a gap, and
  * gaps are closed when they outnumber the entries. A cursor remembers the number that it stands
- * on, so that no move of the array can mislead it. Beyond a few entries an index is kept beside.
+ * on, so that no move of the array can mislead it. Beyond a few entries an index is kept beside;
+ * look-ups that follow the order of the entries, as those in a walk over another map do, find
+ * theirs without it.
  */
 template < class K, class V >
 class HashMap2018 {
@@ -48,7 +50,7 @@ class HashMap2018 {
       explicit Cursor( HashMap2018 const & map ) : map_( &map ) { settle(); }
       /** On the entry of that key; on the first entry when there is none. */
       Cursor( HashMap2018 const & map, K const & key ) : map_( &map ) {
-         std::size_t const at = map.rep_ ? map.rep_->find( key, spreadHash( key ) ) : absent;
+         std::size_t const at = map.rep_ ? map.rep_->find( key ) : absent;
          if ( at != absent ) {
             sequence_ = map.rep_->entries[at].sequence;
             position_ = at;
@@ -61,9 +63,19 @@ class HashMap2018 {
       Member const * member() const {
          return found_ ? map_->rep_->at( sequence_, position_ ) : nullptr;
       }
+      /** The entry that the cursor stands on, just after it was made or moved. */
+      Member const & current() const { return *map_->rep_->entries[position_].member; }
       void advance() {
          ++sequence_;
          ++position_;
+         // Between entries that stand side by side, the usual step.
+         if ( Rep const * const rep = map_->rep_.get() ) {
+            if ( position_ < rep->entries.size() &&
+                 rep->entries[position_].sequence == sequence_ && rep->entries[position_].member ) {
+               found_ = true;
+               return;
+            }
+         }
          settle();
       }
 
@@ -81,7 +93,7 @@ class HashMap2018 {
 
    /** Null when absent. Valid until the next change of the map. */
    V const * find( K const & key ) const {
-      std::size_t position = rep_ ? rep_->find( key, spreadHash( key ) ) : absent;
+      std::size_t const position = rep_ ? rep_->find( key ) : absent;
       return position == absent ? nullptr : &rep_->entries[position].member->value;
    }
    V * find( K const & key ) { return const_cast< V * >( std::as_const( *this ).find( key ) ); }
@@ -93,8 +105,8 @@ class HashMap2018 {
       if ( !rep_ ) {
          rep_ = std::make_unique< Rep >();
       }
-      std::size_t hash = spreadHash( key );
-      std::size_t position = rep_->find( key, hash );
+      std::size_t hash = 0;
+      std::size_t const position = rep_->find( key, hash );
       if ( position == absent ) {
          rep_->append( hash, Member{ key, V( std::forward< U >( value ) ) } );
          return true;
@@ -107,15 +119,24 @@ class HashMap2018 {
       return true;
    }
 
+   /** Adds an entry whose key is known to be absent. */
+   template < class U >
+   void add( K const & key, U && value ) {
+      if ( !rep_ ) {
+         rep_ = std::make_unique< Rep >();
+      }
+      rep_->append( rep_->slots.empty() ? 0 : spreadHash( key ),
+                    Member{ key, V( std::forward< U >( value ) ) } );
+   }
+
    /** Takes the entry out and yields its value; nothing when absent. */
    std::optional< V > take( K const & key ) {
-      std::size_t const hash = spreadHash( key );
-      std::size_t const position = rep_ ? rep_->find( key, hash ) : absent;
+      std::size_t const position = rep_ ? rep_->find( key ) : absent;
       if ( position == absent ) {
          return std::nullopt;
       }
       std::optional< V > value( std::move( rep_->entries[position].member->value ) );
-      rep_->erase( position, hash );
+      rep_->erase( position );
       return value;
    }
    bool erase( K const & key ) { return take( key ).has_value(); }
@@ -138,6 +159,8 @@ class HashMap2018 {
    struct Entry {
       std::uint64_t sequence;
       std::optional< Member > member;
+
+      bool holds( K const & key ) const { return member && member->key == key; }
    };
    /** High half: the hash; low half: position plus one, zero for a free slot. */
    using Slot = std::uint64_t;
@@ -150,6 +173,10 @@ class HashMap2018 {
       std::vector< Slot > slots;
       std::size_t live = 0;
       std::uint64_t nextSequence = 1;
+      /** Behind the entry that was found or appended last. */
+      mutable std::size_t next = 0;
+      /** Whether the last entry that was found is the same as the one before, or next to it. */
+      mutable bool inOrder = false;
 
       static Slot slotOf( std::size_t hash, std::size_t position ) {
          return ( hash & ~std::uint64_t{ 0xffffffff } ) | ( position + 1 );
@@ -157,46 +184,71 @@ class HashMap2018 {
       static bool sameHash( Slot slot, std::size_t hash ) { return ( slot ^ hash ) >> 32 == 0; }
       static std::size_t positionOf( Slot slot ) { return ( slot & 0xffffffff ) - 1; }
 
-      std::size_t find( K const & key, std::size_t hash ) const {
+      std::size_t find( K const & key ) const {
+         std::size_t hash;
+         return find( key, hash );
+      }
+      /** `hash` is set when the key is absent and there is an index. */
+      std::size_t find( K const & key, std::size_t & hash ) const {
          if ( slots.empty() ) {
             for ( std::size_t i = 0; i != entries.size(); ++i ) {
-               if ( entries[i].member && entries[i].member->key == key ) {
+               if ( entries[i].holds( key ) ) {
                   return i;
                }
             }
             return absent;
          }
-         std::size_t mask = slots.size() - 1;
+         if ( inOrder ) {
+            if ( next < entries.size() && entries[next].holds( key ) ) {
+               return next++;
+            }
+            if ( next != 0 && entries[next - 1].holds( key ) ) {
+               return next - 1;
+            }
+         }
+         hash = spreadHash( key );
+         std::size_t const position = findIndexed( key, hash );
+         if ( position != absent ) {
+            inOrder = position == next || position + 1 == next;
+            next = position + 1;
+         }
+         return position;
+      }
+      std::size_t findIndexed( K const & key, std::size_t hash ) const {
+         std::size_t const mask = slots.size() - 1;
          for ( std::size_t at = hash >> 32;; ++at ) {
-            Slot slot = slots[at & mask];
+            Slot const slot = slots[at & mask];
             if ( slot == 0 ) {
                return absent;
             }
-            if ( slot != deletedSlot && sameHash( slot, hash ) ) {
-               Entry const & entry = entries[positionOf( slot )];
-               if ( entry.member && entry.member->key == key ) {
-                  return positionOf( slot );
-               }
+            if ( slot != deletedSlot && sameHash( slot, hash ) &&
+                 entries[positionOf( slot )].holds( key ) ) {
+               return positionOf( slot );
             }
          }
       }
 
+      /** `hash` as `find` has set it. */
       void append( std::size_t hash, Member && member ) {
          if ( entries.size() == entries.capacity() && entries.size() - live > entries.size() / 4 ) {
             closeGaps();
          }
          entries.push_back( Entry{ nextSequence++, std::move( member ) } );
+         next = entries.size();
          ++live;
-         if ( !slots.empty() && entries.size() * 2 <= slots.size() ) {
+         if ( !slots.empty() ) {
+            if ( entries.size() * 2 > slots.size() ) {
+               growIndex();
+            }
             insertSlot( hash, entries.size() - 1 );
          } else if ( entries.size() > indexFrom ) {
             buildIndex();
          }
       }
 
-      void erase( std::size_t position, std::size_t hash ) {
+      void erase( std::size_t position ) {
          if ( !slots.empty() ) {
-            deleteSlot( hash, position );
+            deleteSlot( spreadHash( entries[position].member->key ), position );
          }
          entries[position].member.reset();
          --live;
@@ -210,6 +262,7 @@ class HashMap2018 {
          if ( entries.capacity() > 4 * ( live + indexFrom ) ) {
             entries.shrink_to_fit();
          }
+         next = 0;
          slots.clear();
          if ( entries.size() > indexFrom ) {
             buildIndex();
@@ -231,6 +284,17 @@ class HashMap2018 {
          }
       }
 
+      void growIndex() {
+         std::vector< Slot > const old =
+            std::exchange( slots, std::vector< Slot >( slots.size() * 2, 0 ) );
+         for ( Slot const slot : old ) {
+            if ( slot != 0 && slot != deletedSlot ) {
+               insertSlot( slot, positionOf( slot ) );
+            }
+         }
+      }
+
+      /** Of the hash the high half is read. */
       void insertSlot( std::size_t hash, std::size_t position ) {
          std::size_t mask = slots.size() - 1;
          std::size_t at = hash >> 32;

@@ -4,6 +4,7 @@
 #include <type_traits>
 #include <unordered_map>
 
+#include "platform/kel/HashMap2018.h"
 #include "platform/kel/Machine.h"
 
 namespace Kel {
@@ -16,21 +17,37 @@ class PartFilter final : public KeyFilter {
 
    explicit PartFilter( AttributeId attribute ) : attribute_( attribute ) {}
 
-   void add( Wanted const & part, Reactor & reactor ) { reactors_.emplace( part, &reactor ); }
+   void add( Wanted const & part, Reactor & reactor ) {
+      if ( first_.has( part ) ) {
+         others_.emplace( part, &reactor );
+      } else {
+         first_.add( part, &reactor );
+      }
+   }
    void remove( Wanted const & part, Reactor & reactor ) {
-      auto const [begin, end] = reactors_.equal_range( part );
-      reactors_.erase( std::find_if(
-         begin, end, [&]( auto const & wanting ) { return wanting.second == &reactor; } ) );
+      auto const [begin, end] = others_.equal_range( part );
+      if ( *first_.find( part ) != &reactor ) {
+         others_.erase( std::find_if(
+            begin, end, [&]( auto const & wanting ) { return wanting.second == &reactor; } ) );
+      } else if ( begin != end ) {
+         first_.set( part, begin->second );
+         others_.erase( begin );
+      } else {
+         first_.erase( part );
+      }
    }
 
    std::size_t next( void const * key, std::size_t from ) const override {
-      std::size_t found = none;
-      auto const [begin, end] =
-         reactors_.equal_range( Part{}( *static_cast< Key const * >( key ) ) );
-      for ( auto at = begin; at != end; ++at ) {
-         Reactor const & reactor = *at->second;
-         if ( reactor.position() >= from && reactor.interest() >> attribute_ & 1 ) {
-            found = std::min( found, reactor.position() );
+      auto const & part = Part{}( *static_cast< Key const * >( key ) );
+      Reactor * const * const first = first_.find( part );
+      if ( !first ) {
+         return none;
+      }
+      std::size_t found = positionFrom( **first, from );
+      if ( !others_.empty() ) {
+         auto const [begin, end] = others_.equal_range( part );
+         for ( auto at = begin; at != end; ++at ) {
+            found = std::min( found, positionFrom( *at->second, from ) );
          }
       }
       return found;
@@ -41,8 +58,15 @@ class PartFilter final : public KeyFilter {
       std::size_t operator()( Wanted const & part ) const { return hashOf( part ); }
    };
 
+   std::size_t positionFrom( Reactor const & reactor, std::size_t from ) const {
+      bool const isNext = reactor.position() >= from && reactor.interest() >> attribute_ & 1;
+      return isNext ? reactor.position() : none;
+   }
+
    AttributeId attribute_;
-   std::unordered_multimap< Wanted, Reactor *, Hash > reactors_;
+   /** One reactor for each part that is wanted; most parts have no other. */
+   HashMap2018< Wanted, Reactor * > first_;
+   std::unordered_multimap< Wanted, Reactor *, Hash > others_;
 };
 
 /** A reactor that hears only of the keys that it wants. `Tag` names the attribute. */

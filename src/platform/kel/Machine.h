@@ -371,7 +371,7 @@ class MachineMap {
    }
    Ptr< Machine > add( PtrInterface & owner, K const & key, Ptr< Machine > const & fresh ) {
       Ptr< PtrInterface > const hold( &owner );
-      members_.set( key, fresh );
+      members_.add( key, fresh );
       start( fresh );
       if ( find( key ) == fresh ) {
          fresh->hasNotificationActiveIs( true );

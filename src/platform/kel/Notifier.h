@@ -171,6 +171,8 @@ class Notifier : public PtrInterface {
    static void changeSinkIs( ChangeSink * sink ) { changeSink_ = sink; }
    static ChangeSink * changeSink() { return changeSink_; }
 
+   /** Whether anyone may be told of a change. */
+   bool isWatched() const { return changeSink_ || !notifiees_.empty(); }
    /** For the attributes: tells all that are interested. The change has been made before. */
    void notify( AttributeId attribute, void const * key = nullptr ) {
       if ( changeSink_ ) [[unlikely]] {

@@ -32,6 +32,7 @@ class OrderedMap {
          auto found = key_ ? map_->members_.find( *key_ ) : map_->members_.end();
          return found == map_->members_.end() ? nullptr : &found->second;
       }
+      Member const & current() const { return *member(); }
       void advance() {
          auto next = map_->members_.upper_bound( *key_ );
          key_ = next == map_->members_.end() ? std::nullopt : std::optional( next->first );
@@ -58,6 +59,10 @@ class OrderedMap {
       }
       at->second.value = std::forward< U >( value );
       return true;
+   }
+   template < class U >
+   void add( K const & key, U && value ) {
+      members_.try_emplace( key, Member{ key, std::forward< U >( value ) } );
    }
    std::optional< V > take( K const & key ) {
       auto found = members_.find( key );

@@ -37,8 +37,8 @@ class Walk {
     private:
       void load() {
          item_.reset();
-         if ( auto const * member = cursor_.member() ) {
-            item_.emplace( Yield{}( *member ) );
+         if ( cursor_ ) {
+            item_.emplace( Yield{}( cursor_.current() ) );
          }
       }
 

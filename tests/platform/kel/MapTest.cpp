@@ -154,6 +154,18 @@ TYPED_TEST( MapTest, RandomOperationsAndWalksAgainstAModel ) {
          ASSERT_EQ( value != nullptr, found != model.members.end() );
          ASSERT_TRUE( !value || *value == found->value );
          ASSERT_EQ( map.size(), model.members.size() );
+         // Look-ups and deletions that follow the order, as a walk over another map makes them.
+         auto at = static_cast< std::size_t >( below( 5 * range ) );
+         for ( std::size_t n = 0; n != 12 && at < model.members.size(); ++n ) {
+            auto const member = model.members[at];
+            int const * const stands = map.find( member.key );
+            ASSERT_TRUE( stands && *stands == member.value );
+            if ( below( 8 ) == 0 ) {
+               take( member.key );
+            } else {
+               at += static_cast< std::size_t >( below( 6 ) != 0 );
+            }
+         }
          if ( testing::Test::HasFatalFailure() ) {
             return;
          }
