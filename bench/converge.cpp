@@ -1,9 +1,8 @@
 // How long the agent takes to turn policy into rules, against writing the same records bare.
 //
-// Scale: fragments of 100 service flows through a near set of 10 interfaces, so 1,000 rules each.
-// The floor is what no agent could do without: the final records of a converged agent, collected
-// beforehand, written into fresh entities of the same types that nobody watches. Each benchmark
-// takes both in one run and prints the ratio as `vs_bare`.
+// The policy is that of NearPolicy.h. The floor is what no agent could do without: the final
+// records of a converged agent, collected beforehand, written into fresh entities of the same types
+// that nobody watches. Each benchmark takes both in one run and prints the ratio as `vs_bare`.
 
 #include <benchmark/benchmark.h>
 #include <malloc.h>
@@ -16,14 +15,13 @@
 #include <tuple>
 #include <vector>
 
+#include "NearPolicy.h"
 #include "agent/QorClientAgent.h"
 #include "platform/corestore/EntityManager.h"
 #include "platform/records/controllerclient/Status.h"
 #include "platform/records/openflowtable/PinFlowHwConfig.h"
-#include "platform/records/qor/PolicyFragment.h"
 #include "platform/records/qor/PolicyFragmentStatus.h"
 #include "platform/records/qorclient/Status.h"
-#include "platform/records/vxlan/VtiStatus.h"
 #include "platform/warden/CAgent.h"
 
 namespace {
@@ -45,8 +43,8 @@ std::size_t heapBytes() {
    return info.uordblks + info.hblkhd;
 }
 
-constexpr int flowsPerFragment = 100;
-constexpr int interfacesPerSet = 10;
+using Bench::flowsPerFragment;
+using Bench::interfacesPerSet;
 
 /** Inputs in a state database, and an agent that may be started on them any number of times. */
 class World {
@@ -54,38 +52,10 @@ class World {
    explicit World( int fragments )
       : scheduler_( new Orb::TaskScheduler( std::make_unique< Orb::VirtualTime >() ) ),
         em_( new Corestore::EntityManager( scheduler_ ) ) {
-      auto vti = entity< Vxlan::VtiStatusDir >( "interface/status/eth/vxlan" )
-                    ->vtiStatusIs( Wirekit::IntfId( "Vxlan1" ) );
       auto controller = entity< ControllerClient::Status >( "mgmt/controller/status" );
       controller->enabledIs( true );
       controller->leaderServiceStatusDirIs( "leader" )->serviceIs( "Qor" )->enabledIs( true );
-      auto policy = Kel::ptrCast< Qor::V1::QorPolicyFragment >(
-         entity< Kel::Dir >( "qor/version1/policy" )
-            ->createEntity( Qor::V1::QorPolicyFragment::kelType().name, "policy" ) );
-      for ( int f = 0; f != fragments; ++f ) {
-         auto const number = static_cast< std::uint32_t >( f );
-         Vxlan::VniOrNone const original( 10000 + number );
-         Vxlan::VniOrNone const service( 20000 + number );
-         mapVlan( *vti, 100 + number, original );
-         mapVlan( *vti, 2000 + number, service );
-         auto fragment = policy->policyFragmentIs( "fragment" + std::to_string( f ) );
-         fragment->originalVniIs( original );
-         fragment->serviceVniIs( service );
-         auto near = fragment->serviceIntfSetIs( "near" );
-         for ( int i = 1; i <= interfacesPerSet; ++i ) {
-            near->intfIs( "Ethernet" + std::to_string( i ), true );
-         }
-         for ( int i = 0; i != flowsPerFragment; ++i ) {
-            Qor::V1::PolicyFlowInfo flow;
-            flow.flowName = "flow" + std::to_string( i );
-            flow.serviceIntfKey = "near";
-            flow.match.vni = service;
-            flow.match.srcMac = Wirekit::EthAddr(
-               Wirekit::EthAddr::Bytes{ 2, 0, 0, 0, 0, static_cast< std::uint8_t >( i + 1 ) } );
-            flow.action.vni = original;
-            fragment->flowIs( flow );
-         }
-      }
+      Bench::writeNearPolicy( *em_, static_cast< std::uint32_t >( fragments ) );
    }
    ~World() { stop(); }
 
@@ -113,12 +83,6 @@ class World {
    }
 
  private:
-   static void mapVlan( Vxlan::VtiStatus & vti, std::uint32_t vlan, Vxlan::VniOrNone vni ) {
-      Vxlan::VniSourcePair pair;
-      pair.vni = Vxlan::VniExtOrNone( vni.value() );
-      vti.vlanToVniMapIs( Bridging::VlanId( static_cast< std::uint16_t >( vlan ) ), pair );
-   }
-
    Kel::Ptr< Orb::TaskScheduler > scheduler_;
    Kel::Ptr< Corestore::EntityManager > em_;
    Kel::Ptr< Warden::CAgent > agent_;
