@@ -70,8 +70,8 @@ class HashMap2018 {
          ++position_;
          // Between entries that stand side by side, the usual step.
          if ( Rep const * const rep = map_->rep_.get() ) {
-            if ( position_ < rep->entries.size() &&
-                 rep->entries[position_].sequence == sequence_ && rep->entries[position_].member ) {
+            if ( position_ < rep->entries.size() && rep->entries[position_].sequence == sequence_ &&
+                 rep->entries[position_].member ) {
                found_ = true;
                return;
             }
