@@ -82,7 +82,7 @@ OpenFlowTable::Match FlowGroupConfigSm::buildMatch( QorL3::V1::Match const & mat
 }
 
 OpenFlowTable::Actions FlowGroupConfigSm::buildActions( QorL3::V1::Action const & action,
-                                                        QorL3::V1::ActionFieldSet fieldSet ) const {
+                                                        QorL3::V1::ActionFieldSet fieldSet ) {
    namespace From = QorL3::V1::ActionField;
    namespace To = OpenFlowTable::ActionField;
    OpenFlowTable::Actions built;

@@ -51,8 +51,8 @@ class FlowGroupConfigSm : public Kel::StateMachine {
    OpenFlowTable::Match buildMatch( QorL3::V1::Match const & match,
                                     QorL3::V1::MatchFieldSet matchFieldSet ) const;
    /** The default for an empty field set. */
-   OpenFlowTable::Actions buildActions( QorL3::V1::Action const & action,
-                                        QorL3::V1::ActionFieldSet actionFieldSet ) const;
+   static OpenFlowTable::Actions buildActions( QorL3::V1::Action const & action,
+                                               QorL3::V1::ActionFieldSet actionFieldSet );
    /** Whether match, actions or priority of the entry are not those of the flow. */
    bool isFlowConfigModified( QorL3::V1::FlowConfig const & flowConfig,
                               OpenFlowTable::FlowEntry const & flowEntry ) const;

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <ostream>
 
-#include "platform/wirekit/Hash.h"
+#include "platform/kel/Hash.h"
 
 namespace Orb {
 
@@ -20,7 +20,7 @@ class Seqno32 {
    constexpr explicit Seqno32( Number value ) : value_( value ) {}
 
    constexpr Number value() const { return value_; }
-   constexpr std::size_t hash() const { return Wirekit::hashOf( value_ ); }
+   constexpr std::size_t hash() const { return Kel::mixHash( value_ ); }
 
    friend constexpr bool operator==( Seqno32, Seqno32 ) = default;
    friend constexpr std::partial_ordering operator<=>( Seqno32 a, Seqno32 b ) {

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/wirekit/Hash.h"
+#include "platform/kel/Hash.h"
 #include "platform/wirekit/TextValue.h"
 
 namespace Wirekit {
@@ -29,7 +29,7 @@ class EthAddr {
 
    constexpr Bytes const & bytes() const { return bytes_; }
    constexpr bool isZero() const { return *this == EthAddr(); }
-   constexpr std::size_t hash() const { return hashOf( bits() ); }
+   constexpr std::size_t hash() const { return Kel::mixHash( bits() ); }
 
    std::string stringValue() const;
    static std::optional< EthAddr > parse( std::string_view text );

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/wirekit/Hash.h"
+#include "platform/kel/Hash.h"
 #include "platform/wirekit/NameTable.h"
 #include "platform/wirekit/TextValue.h"
 
@@ -34,7 +34,7 @@ class IntfId {
    /** False for the empty name. */
    constexpr explicit operator bool() const { return index_ != 0; }
    /** Stable within the process only. */
-   constexpr std::size_t hash() const { return hashOf( index_ ); }
+   constexpr std::size_t hash() const { return Kel::mixHash( index_ ); }
 
    friend constexpr bool operator==( IntfId, IntfId ) = default;
    /** By name, byte by byte. */

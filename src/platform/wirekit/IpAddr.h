@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/wirekit/Hash.h"
+#include "platform/kel/Hash.h"
 #include "platform/wirekit/TextValue.h"
 
 namespace Wirekit {
@@ -29,7 +29,7 @@ class Ip4Addr {
 
    constexpr std::uint32_t bits() const { return bits_; }
    constexpr bool isZero() const { return bits_ == 0; }
-   constexpr std::size_t hash() const { return hashOf( bits_ ); }
+   constexpr std::size_t hash() const { return Kel::mixHash( bits_ ); }
 
    std::string stringValue() const;
    static std::optional< Ip4Addr > parse( std::string_view text );
@@ -58,7 +58,7 @@ class Ip6Addr {
    constexpr bool isZero() const { return *this == Ip6Addr(); }
    constexpr std::size_t hash() const {
       Words const words = std::bit_cast< Words >( bytes_ );
-      return hashOf( hashOf( words[0] ), words[1] );
+      return Kel::combineHash( Kel::mixHash( words[0] ), Kel::mixHash( words[1] ) );
    }
 
    std::string stringValue() const;

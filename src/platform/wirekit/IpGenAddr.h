@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/wirekit/Hash.h"
+#include "platform/kel/Hash.h"
 #include "platform/wirekit/IpAddr.h"
 #include "platform/wirekit/TextValue.h"
 
@@ -34,8 +34,9 @@ class IpGenAddr {
 
    constexpr std::size_t hash() const {
       // The address of the other family is zero.
-      return isV6() ? v6Addr_.hash()
-                    : hashOf( std::uint64_t{ v4Addr_.bits() } << 1 | std::uint64_t{ isV4() } );
+      return isV6()
+                ? v6Addr_.hash()
+                : Kel::mixHash( std::uint64_t{ v4Addr_.bits() } << 1 | std::uint64_t{ isV4() } );
    }
 
    std::string stringValue() const;
@@ -72,7 +73,9 @@ class IpGenPrefix {
    constexpr Ip6Addr v6Addr() const { return addr_.v6Addr(); }
    constexpr unsigned v6Prefix() const { return addr_.isV6() ? len_ : 0U; }
 
-   constexpr std::size_t hash() const { return hashOf( addr_.hash(), len_ ); }
+   constexpr std::size_t hash() const {
+      return Kel::combineHash( addr_.hash(), Kel::mixHash( len_ ) );
+   }
 
    std::string stringValue() const;
    static std::optional< IpGenPrefix > parse( std::string_view text );

@@ -8,7 +8,7 @@
 #include <ostream>
 
 #include "platform/kel/Exceptions.h"
-#include "platform/wirekit/Hash.h"
+#include "platform/kel/Hash.h"
 
 namespace Wirekit {
 
@@ -65,7 +65,9 @@ class RangedNumber {
       : RangedNumber( other.value() ) {}
 
    constexpr Number value() const { return value_; }
-   constexpr std::size_t hash() const { return hashOf( static_cast< std::uint64_t >( value_ ) ); }
+   constexpr std::size_t hash() const {
+      return Kel::mixHash( static_cast< std::uint64_t >( value_ ) );
+   }
 
    static constexpr RangedNumber none() requires hasNone { return RangedNumber( Range::none ); }
    constexpr bool isNone() const requires hasNone { return value_ == Range::none; }

@@ -1,6 +1,7 @@
 #include <map>
 #include <optional>
 
+#include "l3/TrafficEndPoint.h"
 #include "platform/kel/Dir.h"
 #include "platform/records/openflowtable/PinFlowHwConfig.h"
 #include "platform/records/qorl3/FragmentConfig.h"
@@ -28,7 +29,11 @@ void forEachEntry( Switch const & device, char const * path, F && f ) {
 
 /** A member's VRF, VNI, IP and MAC address. */
 using MemberPlace = std::tuple< std::string, std::uint32_t, std::string, std::string >;
-using Members = std::map< MemberPlace, std::optional< QorL3::V1::MemberStatus > >;
+struct Member {
+   QorL3::V1::MemberKey key;
+   std::optional< QorL3::V1::MemberStatus > status;
+};
+using Members = std::map< MemberPlace, Member >;
 
 MemberPlace placeOf( Kel::Name const & vrf, Vxlan::VniOrNone vni,
                      QorL3::V1::MemberKey const & key ) {
@@ -36,14 +41,13 @@ MemberPlace placeOf( Kel::Name const & vrf, Vxlan::VniOrNone vni,
 }
 
 /** The VLAN in which the agent has a member in the flow table. */
-std::optional< Bridging::VlanId > endPointVlan( Switch const & device, MemberPlace const & place ) {
-   auto const & [vrf, vni, ip, mac] = place;
+std::optional< Bridging::VlanId > endPointVlan( Switch const & device, std::string const & vrf,
+                                                std::uint32_t vni,
+                                                QorL3::V1::MemberKey const & key ) {
    auto const vlan = tunnelVlan( device, vni );
-   return vlan && device.entity< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qorl3" )
-                     ->trafficEndPointHas(
-                        { L3::VrfName( vrf ),
-                          Wirekit::IpGenAddr::parse( ip ).value_or( Wirekit::IpGenAddr() ), *vlan,
-                          Wirekit::EthAddr::parse( mac ).value_or( Wirekit::EthAddr() ) } )
+   auto const table = device.entity< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qorl3" );
+   return vlan && table->trafficEndPointHas(
+                     QorClientL3::V1::endPointIdOf( L3::VrfName( vrf ), key, *vlan ) )
              ? vlan
              : std::nullopt;
 }
@@ -70,7 +74,7 @@ std::map< std::string, Members > groupsOf( Switch const & device ) {
             Members & members = groups[group.key.stringValue()];
             for ( auto const & memberSet : group.value->memberSet() ) {
                for ( auto const & member : memberSet.value->member() ) {
-                  members[placeOf( vrf, memberSet.key, member.key )];
+                  members[placeOf( vrf, memberSet.key, member.key )].key = member.key;
                }
             }
          }
@@ -82,7 +86,7 @@ std::map< std::string, Members > groupsOf( Switch const & device ) {
             Members & members = groups[group.key.stringValue()];
             for ( auto const & memberSet : group.value->memberSet() ) {
                for ( auto const & status : memberSet.value->status() ) {
-                  members[placeOf( vrf, memberSet.key, status.key )] = status.value;
+                  members[placeOf( vrf, memberSet.key, status.key )] = { status.key, status.value };
                }
             }
          }
@@ -111,9 +115,10 @@ TextTable groupsTable( Switch const & device ) {
          table.row( { group, typeState, Cell(), Cell(), Cell(), Cell(), Cell(), Cell(),
                       type.detail.stringValue() } );
       }
-      for ( auto const & [place, status] : members ) {
+      for ( auto const & [place, member] : members ) {
          auto const & [vrf, vni, ip, mac] = place;
-         auto const vlan = endPointVlan( device, place );
+         auto const & status = member.status;
+         auto const vlan = endPointVlan( device, vrf, vni, member.key );
          table.row( { group, typeState, vrf, vni,
                       vlan ? Cell( vlan->value() ) : Cell::insteadOf( "waiting" ), ip, mac,
                       status ? stateWord( status->state ) : "not reported",

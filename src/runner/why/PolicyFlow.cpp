@@ -34,9 +34,9 @@ Chain PolicyFlow::take() const {
    if ( addFlow( chain ) ) {
       addVni( chain, "match VNI", config_->match.vni );
       addVni( chain, "action VNI", config_->action.vni );
-      wanted = !config_->serviceIntfKey.empty() ? addServiceSet( chain )
-               : isIngress()                    ? addHost( chain )
-                                                : addHostIntfs( chain );
+      wanted = isHostIngress()  ? addHost( chain )
+               : isHostEgress() ? addHostIntfs( chain )
+                                : addServiceSet( chain );
    }
    addRules( chain, wanted );
    addBinding( chain, wanted );
@@ -91,8 +91,7 @@ void PolicyFlow::addVni( Chain & chain, char const * name, Vxlan::VniOrNone vni 
       return;
    }
    // Only a flow that catches hosts is held back until both its VNIs have a VLAN.
-   bool const catchesHosts = config_->serviceIntfKey.empty() && isIngress();
-   if ( vni.value() == 0 && !catchesHosts ) {
+   if ( vni.value() == 0 && !isHostIngress() ) {
       chain.note( name, "VNI 0 asks for no VLAN" );
       return;
    }

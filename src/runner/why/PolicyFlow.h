@@ -33,6 +33,7 @@ class PolicyFlow {
    }
    std::optional< Bridging::VlanId > vlanOf( Vxlan::VniOrNone vni ) const;
    bool isHostEgress() const { return config_->serviceIntfKey.empty() && !isIngress(); }
+   bool isHostIngress() const { return config_->serviceIntfKey.empty() && isIngress(); }
    Kel::Ptr< Bridging::Input::SwitchIntfConfig const > portOf( Wirekit::IntfId intf ) const;
    bool isNative( Wirekit::IntfId intf, Bridging::VlanId vlan ) const;
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "datapath/KelPolicyFragment.h"
-
 #include "runner/tables/Words.h"
 #include "runner/why/Links.h"
 #include "runner/why/PolicyFlow.h"

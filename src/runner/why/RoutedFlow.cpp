@@ -1,5 +1,7 @@
 #include <optional>
 
+#include "l3/FlowGroupConfigSm.h"
+#include "l3/TrafficEndPoint.h"
 #include "platform/kel/Dir.h"
 #include "platform/records/openflowtable/PinFlowHwConfig.h"
 #include "platform/records/qorl3/FragmentConfig.h"
@@ -16,11 +18,10 @@ namespace Runner {
 namespace {
 
 namespace MatchField = QorL3::V1::MatchField;
-namespace ActionField = QorL3::V1::ActionField;
 
-constexpr QorL3::V1::ActionFieldSet knownActions = ActionField::leadingFlag | ActionField::nexthop |
-                                                   ActionField::outputIntf |
-                                                   ActionField::trailingFlag;
+OpenFlowTable::Actions actionsOf( QorL3::V1::FlowConfig const & flow ) {
+   return QorClientL3::V1::FlowGroupConfigSm::buildActions( flow.action, flow.actionFieldSet );
+}
 
 /** An entry of a directory; null when it isn't there. */
 template < class T >
@@ -86,7 +87,7 @@ class RoutedFlow {
                                    std::to_string( place_.order.priority ) );
       if ( !config_->enabled ) {
          chain.missing( "flow", "the controller has the flow disabled" );
-      } else if ( !( config_->actionFieldSet & knownActions ) ) {
+      } else if ( actionsOf( *config_ ) == OpenFlowTable::Actions{} ) {
          chain.rejected( "flow", "the flow has no action" );
       } else {
          chain.good( "flow", "enabled, priority " + std::to_string( config_->priority ) );
@@ -177,7 +178,7 @@ class RoutedFlow {
       std::string waiting;
       for ( auto const & member : members.member() ) {
          auto const status = answers_->trafficEndPointStatus(
-            { L3::VrfName( place_.place ), member.key.ip, *vlan, member.key.mac } );
+            QorClientL3::V1::endPointIdOf( L3::VrfName( place_.place ), member.key, *vlan ) );
          if ( status && status->groupName() == name &&
               status->status() == OpenFlowTable::TrafficStreamStatus::active ) {
             ++active;
@@ -206,25 +207,9 @@ class RoutedFlow {
    /** Of the match only whether there is a VLAN: which one may be out of date. */
    static bool isBuiltFrom( QorL3::V1::FlowConfig const & config,
                             OpenFlowTable::FlowEntry const & entry ) {
-      namespace Built = OpenFlowTable::ActionField;
-      OpenFlowTable::Actions actions;
-      if ( config.actionFieldSet & ActionField::leadingFlag ) {
-         actions.actionFieldSet |= Built::routedFlag;
-      }
-      if ( config.actionFieldSet & ActionField::nexthop ) {
-         actions.outputNexthopIs( config.action.nexthop, true );
-         actions.actionFieldSet |= Built::outputNexthop;
-      }
-      if ( config.actionFieldSet & ActionField::outputIntf ) {
-         actions.outputIntfIs( Wirekit::IntfId( config.action.outputIntf ), true );
-         actions.actionFieldSet |= Built::outputIntf;
-      }
-      if ( config.actionFieldSet & ActionField::trailingFlag ) {
-         actions.actionFieldSet |= Built::outputNormal;
-      }
       bool const matchesVni = config.matchFieldSet & MatchField::vni;
       bool const matchesVlan = entry.match.matchFieldSet & OpenFlowTable::MatchField::vlanId;
-      return config.enabled && matchesVni == matchesVlan && entry.actions == actions &&
+      return config.enabled && matchesVni == matchesVlan && entry.actions == actionsOf( config ) &&
              entry.priority.value() == static_cast< std::int32_t >( config.priority );
    }
 

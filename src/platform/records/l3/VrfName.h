@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/wirekit/Hash.h"
+#include "platform/kel/Hash.h"
 #include "platform/wirekit/NameTable.h"
 
 namespace L3 {
@@ -28,7 +28,7 @@ class VrfName {
    static std::optional< VrfName > parse( std::string_view text );
 
    /** Stable within the process only. */
-   constexpr std::size_t hash() const { return Wirekit::hashOf( index_ ); }
+   constexpr std::size_t hash() const { return Kel::mixHash( index_ ); }
 
    friend constexpr bool operator==( VrfName, VrfName ) = default;
    /** By name, byte by byte. */
