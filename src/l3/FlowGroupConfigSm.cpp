@@ -24,11 +24,13 @@ void FlowGroupConfigSm::handleFlow( Kel::String const & name ) {
    if ( !flowConfig ) {
       KEL_TRACE_INFO( "Flow ", name, " has been removed" );
       uninstallFlow( name );
+      KEL_TRACE_RETURN();
       return;
    }
    if ( !flowConfig.enabled ) {
       KEL_TRACE_INFO( "Flow ", name, " is not enabled" );
       uninstallFlow( name );
+      KEL_TRACE_RETURN();
       return;
    }
    if ( pfHwConfig()->flowEntryHas( name ) &&

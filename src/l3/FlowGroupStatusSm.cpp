@@ -29,6 +29,7 @@ void FlowGroupStatusSm::handleFlowStatus( Kel::String const & name ) {
       flowGroupStatus()->flowDel( name );
    }
    if ( !flowConfig ) {
+      KEL_TRACE_RETURN();
       return;
    }
    if ( flowStats ) {

@@ -20,6 +20,7 @@ void MemberSetConfigVniSm::handleMember( QorL3::V1::MemberKey const & key ) {
    if ( !initialized() ) {
       return;
    }
+   KEL_TRACE_ENTRY( "VRF: ", vrf(), " Group: ", groupName(), " VNI: ", vni(), " ip: ", key.ip );
    OpenFlowTable::TrafficStreamEndPointId const id = endPointIdOf( vrf(), key, vlan() );
    if ( memberSetConfig()->member( key ) == QorL3::V1::Member{} ) {
       KEL_TRACE_INFO( "VRF: ", vrf(), " Group: ", groupName(), " VNI: ", vni(),

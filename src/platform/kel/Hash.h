@@ -13,7 +13,8 @@ constexpr std::size_t mixHash( std::uint64_t value ) {
    return value ^ ( value >> 32 );
 }
 
-/** `b` is well spread; the result is so in its high bits. */
+/** The hash of a sequence: `a` is that of what stands before, 0 at its beginning, and `b` that of
+ *  the next element. (Two mixed numbers as they are would cancel out where both vary alike.) */
 constexpr std::size_t combineHash( std::size_t a, std::size_t b ) {
    return ( std::rotl( a, 29 ) ^ b ) * 0x9e3779b97f4a7c15;
 }

@@ -28,6 +28,8 @@ class Walk {
       explicit Iterator( Map const & map ) : cursor_( map ) { load(); }
       Item const & operator*() const { return *item_; }
       Iterator & operator++() {
+         // What it holds may end here, and change the map.
+         item_.reset();
          cursor_.advance();
          load();
          return *this;
@@ -36,7 +38,6 @@ class Walk {
 
     private:
       void load() {
-         item_.reset();
          if ( cursor_ ) {
             item_.emplace( Yield{}( cursor_.current() ) );
          }

@@ -58,7 +58,8 @@ class Ip6Addr {
    constexpr bool isZero() const { return *this == Ip6Addr(); }
    constexpr std::size_t hash() const {
       Words const words = std::bit_cast< Words >( bytes_ );
-      return Kel::combineHash( Kel::mixHash( words[0] ), Kel::mixHash( words[1] ) );
+      return Kel::combineHash( Kel::combineHash( 0, Kel::mixHash( words[0] ) ),
+                               Kel::mixHash( words[1] ) );
    }
 
    std::string stringValue() const;

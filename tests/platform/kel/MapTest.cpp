@@ -225,12 +225,49 @@ TEST( WalkTest, ItsOwnerAndWhatItYieldsStayForTheBody ) {
 }
 
 /** A value that does something as it goes, as a counted reference may. */
-TEST( HashMapTest, AValueThatGoesMeetsAMapThatIsWhole ) {
-   struct Last : Kel::PtrInterface {
-      explicit Last( std::function< void() > f ) : end( std::move( f ) ) {}
-      ~Last() override { end(); }
-      std::function< void() > end;
+struct Last : Kel::PtrInterface {
+   explicit Last( std::function< void() > f ) : end( std::move( f ) ) {}
+   ~Last() override { end(); }
+   std::function< void() > end;
+};
+
+/** The walk holds the last reference to what its body has deleted. */
+template < template < class, class > class AnyMap >
+void expectWalkBesideAnEnd() {
+   using Map = AnyMap< int, Ptr< Last > >;
+   Map map;
+   auto const eraseRange = [&]( int first, int last ) {
+      for ( int key = first; key != last; ++key ) {
+         map.erase( key );
+      }
    };
+   for ( int key = 0; key != 100; ++key ) {
+      map.set( key, Ptr< Last >( new Last( [&eraseRange, key] {
+                  // The next one goes too, then so many that gaps are closed.
+                  eraseRange( key + 1, key == 10 ? key + 2 : key == 20 ? key + 70 : key + 1 );
+               } ) ) );
+   }
+   std::vector< int > seen;
+   for ( auto const & [key, value] : Kel::MemberWalk< Map >( nullptr, map ) ) {
+      seen.push_back( key );
+      if ( key == 10 || key == 20 ) {
+         map.erase( key );
+      }
+   }
+   std::vector< int > expected;
+   for ( int key = 0; key != 100; ++key ) {
+      if ( key != 11 && ( key <= 20 || key >= 90 ) ) {
+         expected.push_back( key );
+      }
+   }
+   EXPECT_EQ( seen, expected );
+}
+TEST( WalkTest, WhatEndsBesideItMayChangeTheMap ) {
+   expectWalkBesideAnEnd< HashMap2018 >();
+   expectWalkBesideAnEnd< OrderedMap >();
+}
+
+TEST( HashMapTest, AValueThatGoesMeetsAMapThatIsWhole ) {
    using Map = HashMap2018< int, Ptr< Last > >;
    Map map;
    int ends = 0;

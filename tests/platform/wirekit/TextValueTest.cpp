@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -208,6 +209,18 @@ TEST( VrfName, limit ) {
    } catch ( Kel::RangeException const & e ) {
       EXPECT_STREQ( e.what(), "VrfName::bytes > VrfName::maxLength not allowed" );
    }
+}
+
+/** Networks and hosts that are counted up: the two halves of an address must not cancel out. */
+TEST( Ip6Addr, hashesInSequenceDiffer ) {
+   std::set< std::size_t > hashes;
+   for ( std::uint8_t network = 0; network != 100; ++network ) {
+      for ( std::uint8_t host = 0; host != 100; ++host ) {
+         hashes.insert(
+            Ip6Addr( { 0x20, 1, 0xd, 0xb8, 0, 0, 0, network, 0, 0, 0, 0, 0, 0, 0, host } ).hash() );
+      }
+   }
+   EXPECT_EQ( hashes.size(), 10'000u );
 }
 
 }  // namespace
