@@ -7,7 +7,7 @@ namespace Wirekit {
 std::string EthAddr::stringValue() const {
    static constexpr char digits[] = "0123456789abcdef";
    std::string text;
-   for ( std::uint8_t byte : bytes_ ) {
+   for ( std::uint8_t byte : bytes() ) {
       if ( !text.empty() ) {
          text += ':';
       }

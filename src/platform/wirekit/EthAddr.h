@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <bit>
 #include <compare>
 #include <cstddef>
 #include <cstdint>
@@ -21,33 +20,42 @@ class EthAddr {
 
    constexpr EthAddr() = default;
    /** Bytes as they stand on the wire. */
-   constexpr explicit EthAddr( Bytes const & bytes ) : bytes_( bytes ) {}
+   constexpr explicit EthAddr( Bytes const & bytes ) {
+      for ( std::size_t i = 0; i < bytes.size(); ++i ) {
+         groups_[i / 2] = static_cast< std::uint16_t >( groups_[i / 2] << 8 | bytes[i] );
+      }
+   }
 
    static constexpr EthAddr allOnes() {
       return EthAddr( Bytes{ 0xff, 0xff, 0xff, 0xff, 0xff, 0xff } );
    }
 
-   constexpr Bytes const & bytes() const { return bytes_; }
+   constexpr Bytes bytes() const {
+      Bytes bytes{};
+      for ( std::size_t i = 0; i < bytes.size(); ++i ) {
+         bytes[i] = static_cast< std::uint8_t >( groups_[i / 2] >> ( 8 - i % 2 * 8 ) );
+      }
+      return bytes;
+   }
    constexpr bool isZero() const { return *this == EthAddr(); }
-   constexpr std::size_t hash() const { return Kel::mixHash( bits() ); }
+   constexpr std::size_t hash() const {
+      return Kel::mixHash( std::uint64_t{ groups_[0] } << 32 | std::uint64_t{ groups_[1] } << 16 |
+                           groups_[2] );
+   }
 
    std::string stringValue() const;
    static std::optional< EthAddr > parse( std::string_view text );
 
    friend constexpr bool operator==( EthAddr const & a, EthAddr const & b ) {
-      return a.bits() == b.bits();
+      return ( ( a.groups_[0] ^ b.groups_[0] ) | ( a.groups_[1] ^ b.groups_[1] ) |
+               ( a.groups_[2] ^ b.groups_[2] ) ) == 0;
    }
    friend constexpr auto operator<=>( EthAddr const &, EthAddr const & ) = default;
 
  private:
-   /** All bytes in one number; read so, since they are compared and hashed more than anything else.
-    */
-   constexpr std::uint64_t bits() const {
-      auto const parts = std::bit_cast< std::array< std::uint16_t, 3 > >( bytes_ );
-      return std::uint64_t{ parts[0] } << 32 | std::uint64_t{ parts[1] } << 16 | parts[2];
-   }
-
-   Bytes bytes_{};
+   /** Two bytes each, the most significant first: addresses are compared and hashed more than they
+    *  are read out. */
+   std::array< std::uint16_t, 3 > groups_{};
 };
 
 }  // namespace Wirekit

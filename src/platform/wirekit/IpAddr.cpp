@@ -75,8 +75,9 @@ std::optional< Ip4Addr > Ip4Addr::parse( std::string_view text ) {
 
 std::string Ip6Addr::stringValue() const {
    std::array< unsigned, 8 > groups;
-   for ( std::size_t i = 0; i < groups.size(); ++i ) {
-      groups[i] = static_cast< unsigned >( bytes_[2 * i] << 8 | bytes_[2 * i + 1] );
+   for ( std::size_t i = 0; i < words_.size(); ++i ) {
+      groups[2 * i] = words_[i] >> 16;
+      groups[2 * i + 1] = words_[i] & 0xffff;
    }
    bool const mapped = std::all_of( groups.begin(), groups.begin() + 5,
                                     []( unsigned group ) { return group == 0; } );

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <bit>
 #include <compare>
 #include <cstddef>
 #include <cstdint>
@@ -49,32 +48,43 @@ using IpAddr = Ip4Addr;
 class Ip6Addr {
  public:
    using Bytes = std::array< std::uint8_t, 16 >;
+   /** The most significant first. */
+   using Words = std::array< std::uint32_t, 4 >;
 
    constexpr Ip6Addr() = default;
+   constexpr explicit Ip6Addr( Words const & words ) : words_( words ) {}
    /** Bytes as they stand on the wire. */
-   constexpr explicit Ip6Addr( Bytes const & bytes ) : bytes_( bytes ) {}
+   constexpr explicit Ip6Addr( Bytes const & bytes ) {
+      for ( std::size_t i = 0; i < bytes.size(); ++i ) {
+         words_[i / 4] = words_[i / 4] << 8 | bytes[i];
+      }
+   }
 
-   constexpr Bytes const & bytes() const { return bytes_; }
+   constexpr Words const & words() const { return words_; }
+   constexpr Bytes bytes() const {
+      Bytes bytes{};
+      for ( std::size_t i = 0; i < bytes.size(); ++i ) {
+         bytes[i] = static_cast< std::uint8_t >( words_[i / 4] >> ( 24 - i % 4 * 8 ) );
+      }
+      return bytes;
+   }
    constexpr bool isZero() const { return *this == Ip6Addr(); }
    constexpr std::size_t hash() const {
-      Words const words = std::bit_cast< Words >( bytes_ );
-      return Kel::combineHash( Kel::combineHash( 0, Kel::mixHash( words[0] ) ),
-                               Kel::mixHash( words[1] ) );
+      auto const half = [this]( std::size_t i ) {
+         return Kel::mixHash( std::uint64_t{ words_[i] } << 32 | words_[i + 1] );
+      };
+      return Kel::combineHash( Kel::combineHash( 0, half( 0 ) ), half( 2 ) );
    }
 
    std::string stringValue() const;
    static std::optional< Ip6Addr > parse( std::string_view text );
 
-   friend constexpr bool operator==( Ip6Addr const & a, Ip6Addr const & b ) {
-      return std::bit_cast< Words >( a.bytes_ ) == std::bit_cast< Words >( b.bytes_ );
-   }
+   friend constexpr bool operator==( Ip6Addr const &, Ip6Addr const & ) = default;
    friend constexpr auto operator<=>( Ip6Addr const &, Ip6Addr const & ) = default;
 
  private:
-   /** Compared and hashed by words, since both happen more than anything else. */
-   using Words = std::array< std::uint64_t, 2 >;
-
-   Bytes bytes_{};
+   /** Words rather than bytes: addresses are compared and hashed more than they are read out. */
+   Words words_{};
 };
 
 }  // namespace Wirekit

@@ -26,7 +26,7 @@ std::optional< unsigned > parseLen( std::string_view text ) {
 }  // namespace
 
 std::string IpGenAddr::stringValue() const {
-   return isV4() ? v4Addr_.stringValue() : isV6() ? v6Addr_.stringValue() : std::string();
+   return isV4() ? v4Addr().stringValue() : isV6() ? v6Addr().stringValue() : std::string();
 }
 
 std::optional< IpGenAddr > IpGenAddr::parse( std::string_view text ) {

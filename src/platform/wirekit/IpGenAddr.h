@@ -20,8 +20,8 @@ namespace Wirekit {
 class IpGenAddr {
  public:
    constexpr IpGenAddr() = default;
-   constexpr IpGenAddr( Ip4Addr addr ) : family_( Family::v4 ), v4Addr_( addr ) {}
-   constexpr IpGenAddr( Ip6Addr const & addr ) : family_( Family::v6 ), v6Addr_( addr ) {}
+   constexpr IpGenAddr( Ip4Addr addr ) : family_( Family::v4 ), words_{ addr.bits() } {}
+   constexpr IpGenAddr( Ip6Addr const & addr ) : family_( Family::v6 ), words_( addr.words() ) {}
 
    constexpr bool isV4() const { return family_ == Family::v4; }
    constexpr bool isV6() const { return family_ == Family::v6; }
@@ -29,28 +29,29 @@ class IpGenAddr {
    constexpr explicit operator bool() const { return family_ != Family::none; }
 
    /** The zero address if this isn't of that family. */
-   constexpr Ip4Addr v4Addr() const { return v4Addr_; }
-   constexpr Ip6Addr v6Addr() const { return v6Addr_; }
+   constexpr Ip4Addr v4Addr() const { return Ip4Addr( isV4() ? words_[0] : 0 ); }
+   constexpr Ip6Addr v6Addr() const { return isV6() ? Ip6Addr( words_ ) : Ip6Addr(); }
 
    constexpr std::size_t hash() const {
-      // The address of the other family is zero.
-      return isV6()
-                ? v6Addr_.hash()
-                : Kel::mixHash( std::uint64_t{ v4Addr_.bits() } << 1 | std::uint64_t{ isV4() } );
+      return isV6() ? v6Addr().hash()
+                    : Kel::mixHash( std::uint64_t{ words_[0] } << 1 | std::uint64_t{ isV4() } );
    }
 
    std::string stringValue() const;
    static std::optional< IpGenAddr > parse( std::string_view text );
 
-   friend constexpr bool operator==( IpGenAddr const &, IpGenAddr const & ) = default;
+   friend constexpr bool operator==( IpGenAddr const & a, IpGenAddr const & b ) {
+      return a.family_ == b.family_ && a.words_[0] == b.words_[0] &&
+             ( !a.isV6() || a.words_ == b.words_ );
+   }
    friend constexpr auto operator<=>( IpGenAddr const &, IpGenAddr const & ) = default;
 
  private:
    enum class Family : std::uint8_t { none, v4, v6 };
 
    Family family_ = Family::none;
-   Ip4Addr v4Addr_;
-   Ip6Addr v6Addr_;
+   /** An IPv4 address is the first word, with zeros behind. */
+   Ip6Addr::Words words_{};
 };
 
 /** A prefix of either family, "10.0.0.0/8" or "2001:db8::/32", or none (the default, empty text).
