@@ -182,10 +182,10 @@ void Agent::fetchEntities( Corestore::EntityManager const & em ) {
 }
 
 Agent::~Agent() {
-   // The service monitor clears the enable bit at its end. That must not close the gate, which
-   // would empty the outputs that the next start adopts.
+   // Machines clear at their end what they share with others: the enable bit, the VLANs of VNIs.
+   // None of the rest may react to that, or it would take back what the next start adopts.
    if ( Kel::Ptr< LaunchSm > gate = launchSm() ) {
-      gate->kelTakeNotificationsOff();
+      gate->hasNotificationActiveIs( false );
    }
    serviceMonitorRootSm_.del();
    launchSm_.del();

@@ -16,8 +16,9 @@ namespace QorClient {
  * and one of the agent's services are enabled; the presence of `rootSm` is its state. While it is
  * closed no policy state machine exists and the outputs are kept empty.
  *
- * It never looks into the policy. Its own end leaves the outputs as they are, but for those of the
- * routed side, whose machines take back at their end what they have published.
+ * It never looks into the policy. Its own end leaves the outputs as they are, but for what machines
+ * take back at theirs: those of the routed side all that they have published, `VlanHelperSm` the
+ * VNIs that it has asked for.
  */
 class LaunchSm : public Kel::StateMachine {
    KEL_STATE_MACHINE( QorClient::LaunchSm )

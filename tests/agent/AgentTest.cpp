@@ -3,8 +3,10 @@
 #include <filesystem>
 
 #include "agent/AgentFixture.h"
+#include "platform/corestore/ValueText.h"
 #include "platform/flashlog/Flashlog.h"
 #include "platform/records/l2rib/SourceDirEntry.h"
+#include "runner/StatePatch.h"
 
 namespace {
 
@@ -56,11 +58,20 @@ TEST_F( AgentTest, TheEndLeavesTheGatesOutputsAsTheyAre ) {
    start();
    enable();
    ASSERT_TRUE( agent->launchSm()->rootSm() );
+   Runner::applyState( *em, Corestore::parseJson( R"({
+      "interface/status/eth/vxlan":{"vtiStatus":{"Vxlan1":{"vlanToVniMap":{"10":{"vni":1},"20":{"vni":2}}}}},
+      "qor/version1/policy":{"policy":{"policyFragment":{"web":{"originalVni":1,"serviceVni":2,
+         "serviceIntfSet":{"near":{"intf":{"Ethernet1":true}}},
+         "flow":{"out":{"interceptPoint":0,"serviceIntfKey":"near","match":{"vni":2},"action":{"vni":1}}}}}}}})" ),
+                       []( auto const & mutator ) { mutator(); } );
+   auto const rules = at< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qor" );
+   ASSERT_EQ( rules->flowEntryCount(), 1 );
    auto const vxlanClients = at< Kel::Dir >( "vxlan/clientDir" );
    auto const status = at< QorClient::Status >( "qorclient/status" );
 
    agent = nullptr;
    EXPECT_TRUE( status->active() );
+   EXPECT_EQ( rules->flowEntryCount(), 1 );
    EXPECT_TRUE( vxlanClients->entityHas( "qor" ) );
    EXPECT_TRUE( at< OpenFlowTable::PlatformInitConfig >( "openflow/platformInitConfig" )
                    ->perVlanRoutingEnabled() );
