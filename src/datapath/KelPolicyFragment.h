@@ -106,6 +106,8 @@ class KelPolicyFragment : public Kel::StateMachine {
                                 QorClient::RuleKey const & ruleKey ) const;
    static Kel::String getFlowRuleName( QorClient::FlowInfo const & info,
                                        QorClient::RuleKey const & ruleKey );
+   /** Of the rule that lets ARP through to the service of a fragment. */
+   static Kel::String arpRuleName( Kel::String const & fragmentName );
    OpenFlowTable::TableType getTableType( Qor::V1::PolicyFlowInfo const & flowConfig ) const;
    /** The default match when what it needs is not there yet. */
    OpenFlowTable::Match buildMatch( Qor::V1::PolicyFlowInfo const & flowConfig,

@@ -13,15 +13,15 @@ namespace QorClient::DatapathV1 {
 
 namespace {
 
-Kel::String arpRuleName( Kel::String const & fragmentName ) {
-   return Kel::String::concat( { fragmentName, "-arp" } );
-}
-
 bool isRuleVlan( std::uint16_t vlan ) {
    return vlan >= 1 && vlan <= 4094;
 }
 
 }  // namespace
+
+Kel::String KelPolicyFragment::arpRuleName( Kel::String const & fragmentName ) {
+   return Kel::String::concat( { fragmentName, "-arp" } );
+}
 
 void KelPolicyFragment::publishFlowRule( Kel::String const & flowName,
                                          QorClient::RuleKey const & ruleKey ) {

@@ -13,7 +13,7 @@ namespace QorClient::DatapathV1 {
 using OpenFlowTable::FlowStatus;
 using Qor::FlowState;
 
-bool KelFlowStats::isFlowRejected( FlowStatus flowStatus ) const {
+bool KelFlowStats::isFlowRejected( FlowStatus flowStatus ) {
    switch ( static_cast< unsigned >( flowStatus ) ) {
       case 5:
       case 6:

@@ -34,7 +34,7 @@ class KelFlowStats : public Kel::StateMachine {
    /** The rule's name. */
    Kel::Name name() const { return flowStats()->name(); }
 
-   bool isFlowRejected( OpenFlowTable::FlowStatus flowStatus ) const;
+   static bool isFlowRejected( OpenFlowTable::FlowStatus flowStatus );
    bool isAnyFlowRuleProgrammed( Kel::String const & fragmentName,
                                  Kel::String const & flowName ) const;
    /** True also for a flow none of whose rules has an answer yet. */

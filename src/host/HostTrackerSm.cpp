@@ -129,10 +129,7 @@ std::uint32_t HostTrackerSm::getVidForFid( std::uint32_t fid ) {
 }
 
 HostKey HostTrackerSm::getHostKey( VlanId vid, Wirekit::EthAddr const & mac ) const {
-   Bridging::Fid const fid = bridgingConfig()->vidToFidMapHas( vid )
-                                ? bridgingConfig()->vidToFidMap( vid )
-                                : Bridging::Fid( vid.value() );
-   return { fid, mac };
+   return bridgingConfig()->hostKey( vid, mac );
 }
 
 VlanId HostTrackerSm::getServiceVlan( VlanId oVlan ) const {

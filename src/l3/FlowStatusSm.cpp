@@ -25,15 +25,15 @@ Kel::String unhandledText( FlowStatus flowStatus ) {
 
 }  // namespace
 
-bool FlowStatusSm::isFlowActive( FlowStatus flowStatus ) const {
+bool FlowStatusSm::isFlowActive( FlowStatus flowStatus ) {
    return flowStatus == FlowStatus::active;
 }
 
-bool FlowStatusSm::isFlowPending( FlowStatus flowStatus ) const {
+bool FlowStatusSm::isFlowPending( FlowStatus flowStatus ) {
    return flowStatus == FlowStatus::pending;
 }
 
-bool FlowStatusSm::isFlowError( FlowStatus flowStatus ) const {
+bool FlowStatusSm::isFlowError( FlowStatus flowStatus ) {
    switch ( static_cast< unsigned >( flowStatus ) ) {
       case 5:
       case 6:

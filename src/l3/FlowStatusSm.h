@@ -30,9 +30,9 @@ class FlowStatusSm : public Kel::StateMachine {
    Kel::String flowName() const { return flowConfig_.name; }
 
    // At most one of these is true; an answer for which none is counts as an error as well.
-   bool isFlowActive( OpenFlowTable::FlowStatus flowStatus ) const;
-   bool isFlowPending( OpenFlowTable::FlowStatus flowStatus ) const;
-   bool isFlowError( OpenFlowTable::FlowStatus flowStatus ) const;
+   static bool isFlowActive( OpenFlowTable::FlowStatus flowStatus );
+   static bool isFlowPending( OpenFlowTable::FlowStatus flowStatus );
+   static bool isFlowError( OpenFlowTable::FlowStatus flowStatus );
 
    void handleInitialized() override;
    void cleanup();

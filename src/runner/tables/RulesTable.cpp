@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <map>
 
+#include "datapath/KelPolicyFragment.h"
 #include "platform/kel/Dir.h"
 #include "platform/records/openflowtable/HwStatus.h"
 #include "platform/records/openflowtable/PinFlowHwConfig.h"
@@ -17,6 +18,7 @@ namespace {
 namespace MatchField = OpenFlowTable::MatchField;
 namespace ActionField = OpenFlowTable::ActionField;
 using OpenFlowTable::TableType;
+using QorClient::DatapathV1::KelPolicyFragment;
 
 /** Collects the words for the fields whose bit is set, and shows the bits without words. */
 class Words {
@@ -164,7 +166,7 @@ std::string policyFlow( QorClient::Status const & agent, Kel::Name const & rule 
       return flowPath( agent.fragmentNameForRuleName( rule ), agent.flowNameForRuleName( rule ) );
    }
    for ( auto const & users : agent.platformFlowRefCount() ) {
-      if ( rule.view() == users.key.stringValue() + "-arp" ) {
+      if ( rule == KelPolicyFragment::arpRuleName( users.key ) ) {
          return users.key.stringValue() + " (shared)";
       }
    }

@@ -1,15 +1,16 @@
 #include "runner/tables/Words.h"
 
-#include <algorithm>
-#include <initializer_list>
 #include <sstream>
+
+#include "datapath/PfHwStatusSm.h"
+#include "l3/FlowStatusSm.h"
 
 namespace Runner {
 
 namespace {
 
 HardwareAnswer answer( OpenFlowTable::HwStatus const & hardware, Kel::Name const & rule,
-                       std::initializer_list< std::uint32_t > rejections, bool othersRejected ) {
+                       bool ( *isRejection )( OpenFlowTable::FlowStatus ), bool othersRejected ) {
    using enum HardwareAnswer::Kind;
    auto const stats = hardware.flowStats( rule );
    if ( !stats ) {
@@ -23,7 +24,7 @@ HardwareAnswer answer( OpenFlowTable::HwStatus const & hardware, Kel::Name const
    if ( number == 1 ) {
       return { programmed, "programmed" };
    }
-   if ( std::ranges::find( rejections, number ) != rejections.end() ) {
+   if ( isRejection( stats->status() ) ) {
       return { rejected, "rejected" + inBrackets };
    }
    return othersRejected ? HardwareAnswer{ rejected, "unknown" + inBrackets }
@@ -78,11 +79,11 @@ std::string stateWord( QorL3::V1::State state ) {
 }
 
 HardwareAnswer policyAnswer( OpenFlowTable::HwStatus const & hardware, Kel::Name const & rule ) {
-   return answer( hardware, rule, { 5, 6, 7, 10 }, false );
+   return answer( hardware, rule, QorClient::DatapathV1::KelFlowStats::isFlowRejected, false );
 }
 
 HardwareAnswer routedAnswer( OpenFlowTable::HwStatus const & hardware, Kel::Name const & rule ) {
-   return answer( hardware, rule, { 5, 6, 7, 8, 10, 12, 13 }, true );
+   return answer( hardware, rule, QorClientL3::V1::FlowStatusSm::isFlowError, true );
 }
 
 }  // namespace Runner

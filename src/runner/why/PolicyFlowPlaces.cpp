@@ -2,6 +2,7 @@
 
 #include <set>
 
+#include "datapath/KelPolicyFragment.h"
 #include "platform/records/bridging/AllowedVlans.h"
 #include "runner/tables/Places.h"
 #include "runner/tables/Words.h"
@@ -12,15 +13,8 @@ namespace Runner {
 using Bridging::MacVlanPair;
 using Bridging::VlanId;
 using QorClient::RuleKey;
+using QorClient::DatapathV1::KelPolicyFragment;
 using Wirekit::IntfId;
-
-namespace {
-
-bool catchesHosts( QorClient::FlowInfo const & flow ) {
-   return flow.serviceIntfKey().empty() && flow.isInterceptIngress();
-}
-
-}  // namespace
 
 std::vector< RuleKey > PolicyFlow::addServiceSet( Chain & chain ) const {
    std::string const name = config_->serviceIntfKey.stringValue();
@@ -149,9 +143,9 @@ std::vector< RuleKey > PolicyFlow::addHostIntfs( Chain & chain ) const {
    std::size_t catching = 0;
    if ( fragmentInfo_ ) {
       for ( auto const & flow : fragmentInfo_->flowInfo() ) {
-         catching += catchesHosts( *flow.value );
+         catching += KelPolicyFragment::isHostInterceptFlow( *flow.value );
          for ( auto const & host : flow.value->boundHost() ) {
-            if ( catchesHosts( *flow.value ) && host.value ) {
+            if ( KelPolicyFragment::isHostInterceptFlow( *flow.value ) && host.value ) {
                intfs.insert( host.value );
             }
          }

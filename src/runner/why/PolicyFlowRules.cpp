@@ -149,7 +149,7 @@ void PolicyFlow::addArp( Chain & chain ) const {
    if ( !needed || !config_ || isHostEgress() ) {
       return;
    }
-   Kel::Name const rule( place_.place.stringValue() + "-arp" );
+   Kel::Name const rule = KelPolicyFragment::arpRuleName( place_.place );
    if ( !flowTable()->flowEntryHas( rule ) ) {
       chain.lacking( "ARP", "there is no rule for ARP in the service VLAN" );
       return;

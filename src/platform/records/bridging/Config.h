@@ -21,6 +21,11 @@ class Config : public Kel::NamedEntity {
    KEL_CHILDREN( VlanId, VlanConfig, vlanConfig )
    /** A VLAN that isn't listed has its own number as fid. */
    KEL_MAP( VlanId, Fid, vidToFidMap )
+
+   /** Where an address of a VLAN stands in the forwarding database. */
+   HostKey hostKey( VlanId vlan, Wirekit::EthAddr const & addr ) const {
+      return { vidToFidMapHas( vlan ) ? vidToFidMap( vlan ) : Fid( vlan.value() ), addr };
+   }
 };
 
 }  // namespace Bridging
