@@ -188,6 +188,11 @@ TEST_F( WhyTest, APolicyFlowIsNotTakenForMoreThanItIs ) {
         { "web/mid",
           "rejected: the hardware does not take web_mid-from-Et8-to-any: rejected (5)" } } );
    expectAnswers(
+      { R"({"pinflow/pfHwStatusDir/dyninputstatus/qor":{"flowStats":
+                     {"web_mid-from-Et7-to-any":{"status":0}}}})" },
+      { { "web/mid",
+          "waiting: the hardware is not done with web_mid-from-Et7-to-any: pending" } } );
+   expectAnswers(
       { R"({"pinflow/pfHwStatusDir/dyninputstatus/qor":{"flowStats":{"web-arp":{"status":1}}},
             "qor/version1/policy":{"policy":{"policyFragment":{"web":{"serviceVni":302}}}}})" },
       { { "web/b",

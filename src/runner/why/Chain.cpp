@@ -12,6 +12,7 @@ char const * Chain::word( Finding finding ) {
       case Finding::ok:
          return "ok";
       case Finding::missing:
+      case Finding::underWay:
       case Finding::lacking:
          return "missing";
       case Finding::rejected:
@@ -31,9 +32,15 @@ std::string Chain::summary() const {
    if ( first == links_.end() ) {
       return "programmed";
    }
-   auto const rejected = std::ranges::find( links_, Finding::rejected, &Link::finding );
-   if ( first->finding == Finding::lacking && rejected != links_.end() ) {
-      first = rejected;
+   auto const firstOf = [&]( Finding finding ) {
+      auto const found = std::ranges::find( links_, finding, &Link::finding );
+      return found == links_.end() ? first : found;
+   };
+   if ( first->finding == Finding::lacking ) {
+      first = firstOf( Finding::rejected );
+   }
+   if ( first->finding == Finding::rejected ) {
+      first = firstOf( Finding::underWay );
    }
    char const * const state = inHardware_                           ? "programmed, but "
                               : first->finding == Finding::rejected ? "rejected: "

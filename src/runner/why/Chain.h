@@ -23,6 +23,9 @@ class Chain {
    void good( char const * name, std::string words ) { add( name, Finding::ok, words ); }
    /** Something is missing that may still come. */
    void missing( char const * name, std::string words ) { add( name, Finding::missing, words ); }
+   /** As `missing`, for what the hardware is at work on: no refusal of another rule is the last
+    * word then. */
+   void underWay( char const * name, std::string words ) { add( name, Finding::underWay, words ); }
    /** Someone has refused, and it stays so until the policy changes. */
    void rejected( char const * name, std::string words ) { add( name, Finding::rejected, words ); }
    /** As `missing`, but no rejection waits for it: one that comes later goes before it. */
@@ -42,7 +45,7 @@ class Chain {
    Kel::Value::Object members() const;
 
  private:
-   enum class Finding { ok, missing, rejected, lacking, note };
+   enum class Finding { ok, missing, underWay, rejected, lacking, note };
    struct Link {
       char const * name;
       Finding finding;

@@ -91,7 +91,7 @@ void addAnswer( Chain & chain, std::string const & rule, HardwareAnswer const & 
          chain.lacking( "hardware", words );
          break;
       case HardwareAnswer::Kind::inProgress:
-         chain.missing( "hardware", words );
+         chain.underWay( "hardware", words );
          break;
       case HardwareAnswer::Kind::programmed:
          chain.inHardware();
