@@ -18,8 +18,8 @@ namespace QorClient {
  * `warmHost`, the interface on which each of them is reachable now, and `warmHostRefCount`, the
  * number of them on each interface.
  *
- * It never works on a table inside a notification: a change of the forwarding database or of the
- * MLAG peer's hosts is noted in a backlog, which a task of its own drains in slices. A host that
+ * A change of the forwarding database or of the MLAG peer's hosts is not worked on inside its
+ * notification: it is noted in a backlog, which a task of its own drains in slices. A host that
  * ages out of the tables stays where it was last known.
  */
 class HostTrackerSm : public Kel::StateMachine {

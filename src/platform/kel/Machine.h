@@ -231,7 +231,7 @@ Ptr< Machine > create( Inputs const &... inputs ) {
    return machine;
 }
 
-/** The name and texts of the first input that differs from those given; empty name for none. */
+/** The name and texts of the first input that differs from those given; null name for none. */
 struct DifferentInput {
    char const * name = nullptr;
    std::string given;
