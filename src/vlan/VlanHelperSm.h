@@ -27,6 +27,9 @@ class VlanHelperSm : public Kel::StateMachine {
    KEL_REACTOR( KelVtepInfo, VtepInfo const, vtepInfo,
                 KEL_ON( vniToVlanMap, handleVlanToVniMap ) KEL_ON( address, handleVtepAddr ) )
 
+   // Own state.
+   KEL_OWN( bool, initialized )
+
    // Operations.
    /** Computes the interface's list from nothing. It stands in the order of the bindings. */
    void doUpdateDynAllowedVlans( Wirekit::IntfId intfId );
@@ -44,8 +47,6 @@ class VlanHelperSm : public Kel::StateMachine {
    void handleVlanToVniMap();
    void handleVtepAddr();
    void handleInitialized() override;
-
-   KEL_OWN( bool, initialized )
 
  protected:
    void handleEnd() override { doCleanup(); }
