@@ -53,6 +53,7 @@ class ServiceMonitorSm : public Kel::StateMachine {
    KEL_CHILDREN_BY_KEY( Kel::Name, ServiceStatusSm, serviceStatusSm )
 
    // Operations.
+   /** Sets `qorEnabled`: whether one of the names that count is in the directory and enabled. */
    void computeServiceStatus();
    void cleanup();
 

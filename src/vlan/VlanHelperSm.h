@@ -38,6 +38,8 @@ class VlanHelperSm : public Kel::StateMachine {
    bool isBoundVni( Vxlan::VniExtOrNone vni ) const;
    /** A VLAN stays off an interface's list while a warm host of the VLAN is on the interface. */
    bool skipAllowVlan( Wirekit::IntfId intfId, Bridging::VlanId vlanId ) const;
+   /** Takes back the VNIs that were asked for, and forgets their VLANs; lists of interfaces stay.
+    */
    void doCleanup();
 
    // Handlers.
