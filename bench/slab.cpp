@@ -5,7 +5,6 @@
 #include <benchmark/benchmark.h>
 
 #include <array>
-#include <chrono>
 #include <cstdint>
 #include <cstring>
 #include <random>
@@ -13,6 +12,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "Measure.h"
 #include "platform/slab/SharedTable.h"
 
 namespace {
@@ -45,13 +45,13 @@ Row rowOf( std::uint64_t number ) {
 
 template < typename Read >
 double secondsFor( std::vector< std::uint64_t > const & keys, Read read ) {
-   auto const start = std::chrono::steady_clock::now();
-   for ( auto const key : keys ) {
-      Row row;
-      benchmark::DoNotOptimize( read( key, row ) );
-      benchmark::DoNotOptimize( row );
-   }
-   return std::chrono::duration< double >( std::chrono::steady_clock::now() - start ).count();
+   return Bench::timed( [&] {
+      for ( auto const key : keys ) {
+         Row row;
+         benchmark::DoNotOptimize( read( key, row ) );
+         benchmark::DoNotOptimize( row );
+      }
+   } );
 }
 
 /** The three kinds take turns, each with keys of its own, so that noise hits them alike and none
