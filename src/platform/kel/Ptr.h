@@ -1,7 +1,6 @@
 #pragma once
 
 #include <atomic>
-#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>

@@ -3,7 +3,6 @@
 #include <array>
 #include <cstdint>
 #include <span>
-#include <type_traits>
 
 #include "platform/kel/Notifier.h"
 

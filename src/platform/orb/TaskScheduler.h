@@ -6,7 +6,6 @@
 #include <limits>
 #include <map>
 #include <memory>
-#include <set>
 #include <utility>
 
 #include "platform/kel/Ptr.h"
