@@ -5,16 +5,26 @@
 
 #include "platform/corestore/EntityManager.h"
 #include "platform/kel/Dir.h"
+#include "platform/records/controllerclient/Status.h"
 #include "platform/records/qor/PolicyFragment.h"
 #include "platform/records/vxlan/VtiStatus.h"
 
-/* The policy that some benchmarks converge: fragments of 100 service flows through a near set of 10
- * interfaces, so 1,000 rules each, and the VLANs of their VNIs. */
+/* What some benchmarks start from: the controller's word that the agent is wanted, and the policy
+ * that they converge, which is fragments of 100 service flows through a near set of 10 interfaces,
+ * so 1,000 rules each, and the VLANs of their VNIs. */
 
 namespace Bench {
 
 inline constexpr int flowsPerFragment = 100;
 inline constexpr int interfacesPerSet = 10;
+
+/** Enables the client and its service. */
+inline void enable( Corestore::EntityManager & em ) {
+   auto const controller = Kel::ptrCast< ControllerClient::Status >(
+      em.entityIs( "mgmt/controller/status", ControllerClient::Status::kelType().name ) );
+   controller->enabledIs( true );
+   controller->leaderServiceStatusDirIs( "leader" )->serviceIs( "Qor" )->enabledIs( true );
+}
 
 inline void mapVlan( Vxlan::VtiStatus & vti, std::uint32_t vlan, Vxlan::VniOrNone vni ) {
    Vxlan::VniSourcePair pair;

@@ -5,20 +5,16 @@
 // that nobody watches. Each benchmark takes both in one run and prints the ratio as `vs_bare`.
 
 #include <benchmark/benchmark.h>
-#include <malloc.h>
 
-#include <chrono>
-#include <cstdlib>
-#include <functional>
 #include <memory>
 #include <string>
 #include <tuple>
 #include <vector>
 
+#include "Measure.h"
 #include "NearPolicy.h"
 #include "agent/QorClientAgent.h"
 #include "platform/corestore/EntityManager.h"
-#include "platform/records/controllerclient/Status.h"
 #include "platform/records/openflowtable/PinFlowHwConfig.h"
 #include "platform/records/qor/PolicyFragmentStatus.h"
 #include "platform/records/qorclient/Status.h"
@@ -26,25 +22,10 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-double secondsSince( Clock::time_point start ) {
-   return std::chrono::duration< double >( Clock::now() - start ).count();
-}
-
-double timed( std::function< void() > const & work ) {
-   Clock::time_point const start = Clock::now();
-   work();
-   return secondsSince( start );
-}
-
-std::size_t heapBytes() {
-   struct mallinfo2 const info = ::mallinfo2();
-   return info.uordblks + info.hblkhd;
-}
-
 using Bench::flowsPerFragment;
+using Bench::heapBytes;
 using Bench::interfacesPerSet;
+using Bench::timed;
 
 /** Inputs in a state database, and an agent that may be started on them any number of times. */
 class World {
@@ -52,9 +33,7 @@ class World {
    explicit World( int fragments )
       : scheduler_( new Orb::TaskScheduler( std::make_unique< Orb::VirtualTime >() ) ),
         em_( new Corestore::EntityManager( scheduler_ ) ) {
-      auto controller = entity< ControllerClient::Status >( "mgmt/controller/status" );
-      controller->enabledIs( true );
-      controller->leaderServiceStatusDirIs( "leader" )->serviceIs( "Qor" )->enabledIs( true );
+      Bench::enable( *em_ );
       Bench::writeNearPolicy( *em_, static_cast< std::uint32_t >( fragments ) );
    }
    ~World() { stop(); }
@@ -223,16 +202,16 @@ void coldConvergence( benchmark::State & state ) {
    double rules = 0;
    for ( auto _ : state ) {
       World world( static_cast< int >( state.range( 0 ) ) );
-      std::size_t const before = heapBytes();
+      double const before = heapBytes();
       double const seconds = timed( [&] { world.start(); } );
       state.counters["bytes_per_rule"] =
-         static_cast< double >( heapBytes() - before ) / static_cast< double >( world.rules() );
+         ( heapBytes() - before ) / static_cast< double >( world.rules() );
       FinalRecords const records( world );
       FinalRecords::Written written;
-      std::size_t const bareBefore = heapBytes();
+      double const bareBefore = heapBytes();
       bare += timed( [&] { written = records.writeBare(); } );
       state.counters["bare_bytes_per_rule"] =
-         static_cast< double >( heapBytes() - bareBefore ) / static_cast< double >( world.rules() );
+         ( heapBytes() - bareBefore ) / static_cast< double >( world.rules() );
       rules += static_cast< double >( world.rules() );
       ours += seconds;
       state.SetIterationTime( seconds );
@@ -337,8 +316,5 @@ BENCHMARK( oneInterfaceLeaving )
 }  // namespace
 
 int main( int argc, char ** argv ) {
-   // The trace file would be a second thing to measure; `frame` measures trace points.
-   ::setenv( "FLASHLOG_DISABLE", "1", 0 );
-   benchmark::Initialize( &argc, argv );
-   benchmark::RunSpecifiedBenchmarks();
+   Bench::runBenchmarks( argc, argv );
 }

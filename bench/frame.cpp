@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <random>
@@ -20,6 +19,7 @@
 #include <absl/container/flat_hash_map.h>
 #endif
 
+#include "Measure.h"
 #include "platform/flashlog/DualLog.h"
 #include "platform/kel/Entity.h"
 #include "platform/kel/HashMap2018.h"
@@ -34,16 +34,9 @@ class Stopwatch {
  public:
    template < class F >
    void run( F && f, std::size_t operations ) {
-      auto begin = std::chrono::steady_clock::now();
-      f();
-      std::chrono::duration< double, std::nano > took = std::chrono::steady_clock::now() - begin;
-      blocks_.push_back( took.count() / static_cast< double >( operations ) );
+      blocks_.push_back( Bench::timed( f ) * 1e9 / static_cast< double >( operations ) );
    }
-   double median() {
-      auto middle = blocks_.begin() + static_cast< std::ptrdiff_t >( blocks_.size() / 2 );
-      std::ranges::nth_element( blocks_, middle );
-      return *middle;
-   }
+   double median() const { return Bench::median( blocks_ ); }
 
  private:
    std::vector< double > blocks_;

@@ -3,21 +3,18 @@
 // burst, against the scheduler's slice; and the memory of a tracked host.
 
 #include <benchmark/benchmark.h>
-#include <malloc.h>
 
 #include <algorithm>
-#include <chrono>
-#include <cstdlib>
-#include <functional>
 #include <memory>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "Measure.h"
+#include "NearPolicy.h"
 #include "agent/QorClientAgent.h"
 #include "host/HostTrackerSm.h"
 #include "platform/corestore/EntityManager.h"
-#include "platform/records/controllerclient/Status.h"
 #include "platform/records/openflowtable/PinFlowHwConfig.h"
 #include "platform/records/qor/PolicyFragment.h"
 #include "platform/records/qor/PolicyFragmentStatus.h"
@@ -26,23 +23,13 @@
 
 namespace {
 
+using Bench::heapBytes;
+using Bench::timed;
 using Bridging::HostKey;
 using Bridging::MacVlanPair;
 using Bridging::VlanId;
 using Wirekit::EthAddr;
 using Wirekit::IntfId;
-using Clock = std::chrono::steady_clock;
-
-double timed( std::function< void() > const & work ) {
-   Clock::time_point const start = Clock::now();
-   work();
-   return std::chrono::duration< double >( Clock::now() - start ).count();
-}
-
-double heapBytes() {
-   struct mallinfo2 const info = ::mallinfo2();
-   return static_cast< double >( info.uordblks + info.hblkhd );
-}
 
 EthAddr macOf( std::uint32_t n ) {
    return EthAddr( EthAddr::Bytes{ 2, 0, std::uint8_t( n >> 24 ), std::uint8_t( n >> 16 ),
@@ -190,9 +177,7 @@ class World {
    explicit World( std::uint32_t fragments ) : fragments_( fragments ) {
       auto vti = entity< Vxlan::VtiStatusDir >( "interface/status/eth/vxlan" )
                     ->vtiStatusIs( IntfId( "Vxlan1" ) );
-      auto controller = entity< ControllerClient::Status >( "mgmt/controller/status" );
-      controller->enabledIs( true );
-      controller->leaderServiceStatusDirIs( "leader" )->serviceIs( "Qor" )->enabledIs( true );
+      Bench::enable( *em_ );
       auto intfDir = entity< Bridging::SwitchIntfConfigDir >( "bridging/switchIntfConfig" );
       for ( std::uint32_t i = 0; i != interfaces; ++i ) {
          intfDir->switchIntfConfigIs( intfOf( i ) );
@@ -248,11 +233,8 @@ class World {
    void fragmentIs( Qor::V1::QorPolicyFragment & policy, Vxlan::VtiStatus & vti, std::uint32_t f ) {
       Vxlan::VniOrNone const original( 10'000 + f );
       Vxlan::VniOrNone const service( 20'000 + f );
-      Vxlan::VniSourcePair pair;
-      pair.vni = Vxlan::VniExtOrNone( original.value() );
-      vti.vlanToVniMapIs( originalVlan( f ), pair );
-      pair.vni = Vxlan::VniExtOrNone( service.value() );
-      vti.vlanToVniMapIs( VlanId( static_cast< std::uint16_t >( 2000 + f ) ), pair );
+      Bench::mapVlan( vti, originalVlan( f ).value(), original );
+      Bench::mapVlan( vti, 2000 + f, service );
       auto vlan =
          entity< Bridging::Config >( "bridging/config" )->vlanConfigIs( originalVlan( f ) );
       for ( std::uint32_t i = 0; i != interfaces; ++i ) {
@@ -401,7 +383,5 @@ BENCHMARK( moves )->Arg( 1 )->Arg( 100 )->UseManualTime()->Iterations( 5 )->Unit
 }  // namespace
 
 int main( int argc, char ** argv ) {
-   ::setenv( "FLASHLOG_DISABLE", "1", 0 );
-   benchmark::Initialize( &argc, argv );
-   benchmark::RunSpecifiedBenchmarks();
+   Bench::runBenchmarks( argc, argv );
 }

@@ -6,38 +6,19 @@
  */
 
 #include <benchmark/benchmark.h>
-#include <malloc.h>
 
-#include <algorithm>
-#include <chrono>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "Measure.h"
 #include "l3/QorClientL3RootSm.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using Bench::heapBytes;
+using Bench::median;
+using Bench::timed;
 using Kel::Ptr;
-
-template < class F >
-double timed( F && work ) {
-   Clock::time_point const start = Clock::now();
-   work();
-   return std::chrono::duration< double >( Clock::now() - start ).count();
-}
-
-double median( std::vector< double > values ) {
-   auto const middle = values.begin() + static_cast< std::ptrdiff_t >( values.size() / 2 );
-   std::ranges::nth_element( values, middle );
-   return *middle;
-}
-
-std::size_t heapBytes() {
-   struct mallinfo2 const info = ::mallinfo2();
-   return info.uordblks + info.hblkhd;
-}
 
 struct Scale {
    unsigned vrfs = 64;
@@ -277,15 +258,15 @@ void converge( benchmark::State & state, Scale const & scale ) {
    double records = 1;
    for ( auto _ : state ) {
       World world( scale );
-      std::size_t const before = heapBytes();
+      double const before = heapBytes();
       cold.push_back( timed( [&] { world.start(); } ) );
       records = static_cast< double >( world.records() );
-      state.counters["bytes"] = static_cast< double >( heapBytes() - before ) / records;
+      state.counters["bytes"] = ( heapBytes() - before ) / records;
       FinalRecords const final( world.out );
       Outputs written;
-      std::size_t const bareBefore = heapBytes();
+      double const bareBefore = heapBytes();
       bare.push_back( timed( [&] { written = final.writeBare(); } ) );
-      state.counters["bare_bytes"] = static_cast< double >( heapBytes() - bareBefore ) / records;
+      state.counters["bare_bytes"] = ( heapBytes() - bareBefore ) / records;
       answers.push_back( timed( [&] { world.answerAll(); } ) );
       state.SetIterationTime( cold.back() );
 
@@ -346,8 +327,5 @@ BENCHMARK( oneAnswerAmongMany )->Iterations( 1 )->Unit( benchmark::kMillisecond 
 }  // namespace
 
 int main( int argc, char ** argv ) {
-   // The trace file would be a second thing to measure; `frame` measures trace points.
-   ::setenv( "FLASHLOG_DISABLE", "1", 0 );
-   benchmark::Initialize( &argc, argv );
-   benchmark::RunSpecifiedBenchmarks();
+   Bench::runBenchmarks( argc, argv );
 }

@@ -5,7 +5,6 @@
 #include <benchmark/benchmark.h>
 
 #include <array>
-#include <chrono>
 #include <cstdint>
 #include <cstring>
 #include <random>
@@ -13,6 +12,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "Measure.h"
 #include "platform/slab/SharedTable.h"
 
 namespace {
@@ -45,13 +45,13 @@ Row rowOf( std::uint64_t number ) {
 
 template < typename Read >
 double secondsFor( std::vector< std::uint64_t > const & keys, Read read ) {
-   auto const start = std::chrono::steady_clock::now();
-   for ( auto const key : keys ) {
-      Row row;
-      benchmark::DoNotOptimize( read( key, row ) );
-      benchmark::DoNotOptimize( row );
-   }
-   return std::chrono::duration< double >( std::chrono::steady_clock::now() - start ).count();
+   return Bench::timed( [&] {
+      for ( auto const key : keys ) {
+         Row row;
+         benchmark::DoNotOptimize( read( key, row ) );
+         benchmark::DoNotOptimize( row );
+      }
+   } );
 }
 
 /** The three kinds take turns, each with keys of its own, so that noise hits them alike and none
@@ -71,8 +71,9 @@ void checkedRead( benchmark::State & state ) {
    double unchecked = 0;
    double plain = 0;
    auto const drawn = [&]() -> auto const & {
-      for ( auto & key : keys )
+      for ( auto & key : keys ) {
          key = keyOf( random() % rowCount );
+      }
       return keys;
    };
    for ( auto _ : state ) {
@@ -105,14 +106,17 @@ BENCHMARK( checkedRead )->Arg( 1'000 )->Arg( 100'000 )->UseManualTime();
 void burst( benchmark::State & state ) {
    auto table = makeTable();
    for ( auto _ : state ) {
-      for ( std::uint64_t round : { 0U, 1U, 1U } )
-         for ( std::uint64_t i = 0; i < burstRows; ++i )
+      for ( std::uint64_t round : { 0U, 1U, 1U } ) {
+         for ( std::uint64_t i = 0; i < burstRows; ++i ) {
             table.put( bytes( keyOf( i ) ), rowOf( i + round ) );
+         }
+      }
       std::uint64_t key = 0;
       Row row;
       auto const keyOut = std::as_writable_bytes( std::span( &key, 1 ) );
-      for ( auto cursor = table.begin(); cursor.next( keyOut, row ); )
+      for ( auto cursor = table.begin(); cursor.next( keyOut, row ); ) {
          table.erase( bytes( key ) );
+      }
    }
    state.SetItemsProcessed( state.iterations() * static_cast< std::int64_t >( 5 * burstRows ) );
 }
@@ -122,8 +126,9 @@ BENCHMARK( burst )->Unit( benchmark::kMillisecond );
 
 int main( int argc, char ** argv ) {
    benchmark::Initialize( &argc, argv );
-   if ( benchmark::ReportUnrecognizedArguments( argc, argv ) )
+   if ( benchmark::ReportUnrecognizedArguments( argc, argv ) ) {
       return 1;
+   }
    benchmark::AddCustomContext( "table",
                                 "rows of 8 + 100 bytes in shared memory, capacity 262,144" );
    benchmark::AddCustomContext(

@@ -9,13 +9,12 @@
 #include <benchmark/benchmark.h>
 #include <sqlite3.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
-#include <functional>
 #include <string>
 #include <vector>
 
+#include "Measure.h"
 #include "NearPolicy.h"
 #include "platform/corestore/SqliteStore.h"
 #include "platform/corestore/ValueText.h"
@@ -24,13 +23,9 @@
 
 namespace {
 
-constexpr std::uint32_t fragments = 10;
+using Bench::timed;
 
-double timed( std::function< void() > const & work ) {
-   auto const start = std::chrono::steady_clock::now();
-   work();
-   return std::chrono::duration< double >( std::chrono::steady_clock::now() - start ).count();
-}
+constexpr std::uint32_t fragments = 10;
 
 /** A switch whose policy waits for the service to be enabled. */
 class World {
@@ -195,7 +190,5 @@ BENCHMARK( startOnAFile )->UseManualTime()->Unit( benchmark::kMillisecond );
 }  // namespace
 
 int main( int argc, char ** argv ) {
-   ::setenv( "FLASHLOG_DISABLE", "1", 0 );
-   benchmark::Initialize( &argc, argv );
-   benchmark::RunSpecifiedBenchmarks();
+   Bench::runBenchmarks( argc, argv );
 }

@@ -57,6 +57,9 @@ class PolicyFragmentDirSm : public Kel::StateMachine {
    KEL_GIVEN( Kel::Ptr< L2Rib::HostInput >, l2RibQorHostInput )
    KEL_GIVEN( Kel::Ptr< OpenFlowTable::HwStatus const >, ofHwStatus )
 
+   // Own state.
+   KEL_OWN( bool, initialized )
+
    // Children: present while "policy" is.
    KEL_CHILD( MlagSm, mlagSm )
    KEL_CHILD( HostTrackerSm, hostTrackerSm )
@@ -74,8 +77,6 @@ class PolicyFragmentDirSm : public Kel::StateMachine {
    void handlePolicyFragmentDirEntry( Kel::Name const & name );
    void handlePolicyFragmentDirEntry();
    void handleInitialized() override;
-
-   KEL_OWN( bool, initialized )
 };
 
 /** The top of the L2 policy tree, present while the gate is open. */
@@ -105,6 +106,7 @@ class RootSm : public Kel::StateMachine {
    KEL_GIVEN( Kel::Ptr< Orb::TaskScheduler >, scheduler )
    KEL_SINGLETON( LocalData, localData )
 
+   // Own state.
    KEL_OWN( bool, initialized )
 
    // Children.

@@ -14,7 +14,8 @@ namespace QorClient {
 /**
  * The gate: decides whether the agent does anything at all. It is open while the controller client
  * and one of the agent's services are enabled; the presence of `rootSm` is its state. While it is
- * closed no policy state machine exists and the outputs are kept empty.
+ * closed no policy state machine exists, and what the gate clears itself is kept empty; rules go
+ * with the machines that wrote them.
  *
  * It never looks into the policy. Its own end leaves the outputs as they are, but for what machines
  * take back at theirs: those of the routed side all that they have published, `VlanHelperSm` the
@@ -63,6 +64,9 @@ class LaunchSm : public Kel::StateMachine {
    KEL_SINGLETON_REACTOR( KelLocalData, LocalData const, localData,
                           KEL_ON( qorEnabled, handleQorEnabled ) )
 
+   // Own state.
+   KEL_OWN( bool, initialized )
+
    // Operations.
    bool isEnabled() const {
       return localData()->qorEnabled() && controllerClientStatus()->enabled();
@@ -80,8 +84,6 @@ class LaunchSm : public Kel::StateMachine {
    void handleQorEnabled();
    void handleQorL3();
    void handleInitialized() override;
-
-   KEL_OWN( bool, initialized )
 
  private:
    void openGate();

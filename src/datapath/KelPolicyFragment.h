@@ -118,8 +118,12 @@ class KelPolicyFragment : public Kel::StateMachine {
                                        bool isHostEgress ) const;
 
    // Rule publication.
+   /** Enters the rule in the books and the flow table; nothing while it is incomplete, or when an
+    *  equal entry stands. */
    void publishFlowRule( Kel::String const & flowName, QorClient::RuleKey const & ruleKey );
+   /** Takes the rule out of books and table, whoever else counts on it. */
    void revokePublishedFlowRule( Kel::String const & flowName, QorClient::RuleKey const & ruleKey );
+   /** The same for all rules of the flow, which is proposed as initial then. */
    void revokePublishedFlow( Kel::String const & flowName );
    bool isFlowPublished( Kel::String const & flowName ) const;
    /** A flow's rules and, for a host-intercept flow, the egress rules that it brought. */
@@ -148,6 +152,8 @@ class KelPolicyFragment : public Kel::StateMachine {
    bool areHostsWarm( Kel::String const & flowName ) const;
    bool areHostsWarm( QorClient::FlowInfo const & info ) const;
    bool areHostsWarmForAnyFlow() const;
+   /** Whether the flow's rules are missing, or built for another place or VLAN than the host's;
+    * never while the host has no place, or is on a service interface. */
    bool needsFlowInstallation( Kel::String const & flowName,
                                Bridging::MacVlanPair const & host ) const;
    bool didHostMove( Kel::String const & flowName, Bridging::MacVlanPair const & host ) const;
@@ -164,6 +170,7 @@ class KelPolicyFragment : public Kel::StateMachine {
    void removeAllHostEgressFlowsFromIntf( Wirekit::IntfId intf );
 
    // VNI bindings. "Bound" in the questions means mapped to a VLAN.
+   /** Counts a user of the binding; the first asks the agent for it, the last drops it. */
    void bindVni( QorClient::VniAndIntfForPolicyFragment const & vip );
    void unbindVni( QorClient::VniAndIntfForPolicyFragment const & vip );
    void bindVniForFlow( Kel::String const & flowName,
@@ -184,7 +191,9 @@ class KelPolicyFragment : public Kel::StateMachine {
 
    // Flow state.
    void updateFlowStateAll( Qor::FlowState flowState );
+   /** Reports what becomes of a proposed state (`calculateQorFlowState`). */
    void updateFlowState( Kel::String const & flowName, Qor::FlowState flowState );
+   /** The same for one rule; it has no words. */
    void updateRuleState( Kel::String const & flowName, Kel::String const & ruleName,
                          Qor::FlowState flowState );
    void setFlowRuleState( Kel::String const & flowName, Kel::String const & ruleName,

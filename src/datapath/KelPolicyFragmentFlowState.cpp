@@ -1,14 +1,11 @@
 // Flow state: what is reported to the controller, and in which words.
 
-#include <algorithm>
 #include <array>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 
 #include "datapath/KelPolicyFragment.h"
-#include "datapath/PolicyFragmentSm.h"
 #include "platform/flashlog/DualLog.h"
 
 KEL_TRACE_UNIT( "QorClientDatapathV1", "QorClient" )

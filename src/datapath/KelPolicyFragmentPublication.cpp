@@ -2,7 +2,6 @@
 
 #include "agent/QorClientUtils.h"
 #include "datapath/KelPolicyFragment.h"
-#include "datapath/PolicyFragmentSm.h"
 #include "platform/flashlog/DualLog.h"
 
 KEL_TRACE_UNIT( "QorClientDatapathV1", "QorClient" )

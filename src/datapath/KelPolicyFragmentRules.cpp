@@ -2,7 +2,6 @@
 
 #include "agent/QorClientUtils.h"
 #include "datapath/KelPolicyFragment.h"
-#include "datapath/PolicyFragmentSm.h"
 #include "platform/flashlog/DualLog.h"
 #include "platform/kel/Assert.h"
 
@@ -48,10 +47,10 @@ OpenFlowTable::TableType KelPolicyFragment::getTableType(
    Qor::V1::PolicyFlowInfo const & flowConfig ) const {
    switch ( flowConfig.interceptPoint ) {
       case InterceptPoint::interceptIngress:
-         KEL_TRACE( 7, " returning preLookup" );
+         KEL_TRACE( Kel::traceReturn, " returning preLookup" );
          return OpenFlowTable::TableType::preLookup;
       case InterceptPoint::interceptEgress:
-         KEL_TRACE( 7, " returning preTransmit" );
+         KEL_TRACE( Kel::traceReturn, " returning preTransmit" );
          return OpenFlowTable::TableType::preTransmit;
    }
    Kel::assertFail( "false && \"Unsupported intercept type\"", "QorClientDatapathV1", __LINE__,
@@ -91,7 +90,7 @@ OpenFlowTable::Match KelPolicyFragment::buildMatch( Qor::V1::PolicyFlowInfo cons
       match.inIntfIs( ruleKey.inIntf, true );
       match.matchFieldSet |= MatchField::inIntf;
    }
-   KEL_TRACE( 7, " returning ", match );
+   KEL_TRACE( Kel::traceReturn, " returning ", match );
    return match;
 }
 
@@ -127,7 +126,7 @@ OpenFlowTable::Actions KelPolicyFragment::buildAction( Qor::V1::PolicyFlowInfo c
    }
    KEL_TRACE_INFO( "Re-writes VLAN to ", vlan, ", drops tag for native vlan ",
                    dropTag ? "True" : "False" );
-   KEL_TRACE( 7, " returning ", actions );
+   KEL_TRACE( Kel::traceReturn, " returning ", actions );
    return actions;
 }
 

@@ -81,11 +81,11 @@ bool KelPolicyFragment::hasServiceFlowInterceptChanged( Kel::String const & flow
    for ( QorClient::RuleKey const & ruleKey : info->ruleInfoKeys() ) {
       if ( ingress ? bool( ruleKey.outIntf ) : bool( ruleKey.inIntf ) ) {
          KEL_TRACE_INFO( "Intercept point is changed" );
-         KEL_TRACE( 7, " returning true" );
+         KEL_TRACE( Kel::traceReturn, " returning true" );
          return true;
       }
    }
-   KEL_TRACE( 7, " returning false" );
+   KEL_TRACE( Kel::traceReturn, " returning false" );
    return false;
 }
 

@@ -52,7 +52,7 @@ class PolicyFragmentSm : public Kel::StateMachine {
 
    // Own state.
    /** The fragment that answers for a VNI, and the one that intercepts a host. Both are lost with
-    *  the process and filled again as flows are read. */
+    *  the process and filled again as fragments and flows are read. */
    KEL_OWN_MAP( Vxlan::VniExtOrNone, Kel::String, policyFragmentForVni )
    KEL_OWN_MAP( Bridging::MacVlanPair, Kel::String, policyFragmentForHost )
    /** The service VLAN last entered for a service VNI, so that it can be taken out again after the

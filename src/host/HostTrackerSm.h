@@ -18,8 +18,8 @@ namespace QorClient {
  * `warmHost`, the interface on which each of them is reachable now, and `warmHostRefCount`, the
  * number of them on each interface.
  *
- * It never works on a table inside a notification: a change of the forwarding database or of the
- * MLAG peer's hosts is noted in a backlog, which a task of its own drains in slices. A host that
+ * A change of the forwarding database or of the MLAG peer's hosts is not worked on inside its
+ * notification: it is noted in a backlog, which a task of its own drains in slices. A host that
  * ages out of the tables stays where it was last known.
  */
 class HostTrackerSm : public Kel::StateMachine {
@@ -57,10 +57,13 @@ class HostTrackerSm : public Kel::StateMachine {
    void processHostEntryBacklog( Mlag::HostEntryKey const & key );
    /** `vid` is a service VLAN, which is asserted once there is something to take up. */
    void addHostFromMlagHostTable( Bridging::VlanId vid, Wirekit::EthAddr const & mac );
+   /** Takes up a place of a bound host, or refuses it; one that is no place for it removes it. */
    void updateHostLocation( Bridging::MacVlanPair const & macVlan, Wirekit::IntfId newIntf );
    void addHost( Bridging::MacVlanPair const & macVlan, Wirekit::IntfId intfId );
+   /** Harmless for an unknown host, whose empty interface is then counted down. */
    void removeHost( Bridging::MacVlanPair const & macVlan );
    void warmHostRefCountDec( Wirekit::IntfId intfId );
+   /** Removes hosts that no flow intercepts any more. */
    void clearStaleWarmHosts();
    /** The service VLAN of an original VLAN; the VLAN itself when it has none. */
    Bridging::VlanId getServiceVlan( Bridging::VlanId oVlan ) const;

@@ -1,5 +1,6 @@
 #include "host/MlagSm.h"
 
+#include "agent/QorClientLocalTypes.h"
 #include "platform/flashlog/DualLog.h"
 
 KEL_TRACE_UNIT( "MlagSm", "QorClientMlag" )

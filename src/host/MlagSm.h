@@ -1,8 +1,7 @@
 #pragma once
 
-#include "agent/QorClientLocalTypes.h"
 #include "platform/kel/StateMachine.h"
-#include "platform/orb/Task.h"
+#include "platform/orb/Clock.h"
 #include "platform/records/bridging/AllowedVlans.h"
 #include "platform/records/mlag/Config.h"
 #include "platform/records/mlag/Status.h"

@@ -16,7 +16,7 @@ class ResyncSm : public Kel::StateMachine {
    KEL_GIVEN( Kel::Ptr< QorClient::Status >, status )
 
    // Own state.
-   static constexpr Kel::Seconds resyncPeriod = 300.0;
+   static constexpr Orb::Seconds resyncPeriod = 300.0;
    KEL_SINGLETON( LocalData, localData )
    KEL_TASK( KelResyncTask, Orb::TimerTask, resyncTask, handleResyncTask )
    KEL_OWN( bool, initialized )

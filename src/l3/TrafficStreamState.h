@@ -1,7 +1,6 @@
 #pragma once
 
 #include "platform/records/openflowtable/HwStatus.h"
-#include "platform/records/qorl3/State.h"
 
 namespace QorClientL3::V1 {
 

@@ -21,6 +21,9 @@ class CapabilitySm : public Kel::StateMachine {
                 platformTableSupport, KEL_ON( groupTable, handleTables ) )
    KEL_GIVEN( Kel::Ptr< QorCommon::V1::Capability >, capability )
 
+   // Own state.
+   KEL_OWN( bool, initialized )
+
    // Operations.
    void updateL3Support();
    void cleanup();
@@ -29,8 +32,6 @@ class CapabilitySm : public Kel::StateMachine {
    void handlePFSupported();
    void handleTables();
    void handleInitialized() override;
-
-   KEL_OWN( bool, initialized )
 
  protected:
    void handleEnd() override { cleanup(); }

@@ -22,6 +22,9 @@ class RootSm : public Kel::StateMachine {
    KEL_GIVEN( Kel::Ptr< Vxlan::VtiStatusDir const >, vtiStatusDir )
    KEL_SINGLETON( QorClient::LocalData, localData )
 
+   // Own state.
+   KEL_OWN( bool, initialized )
+
    // Children.
    KEL_CHILD( V1::CapabilitySm, capabilitySm )
    KEL_CHILD( QorClient::VlanToVniSm, vlanToVniSm )
@@ -31,8 +34,6 @@ class RootSm : public Kel::StateMachine {
 
    // Handlers.
    void handleInitialized() override;
-
-   KEL_OWN( bool, initialized )
 
  protected:
    void handleEnd() override { cleanup(); }

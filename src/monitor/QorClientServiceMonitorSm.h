@@ -44,13 +44,16 @@ class ServiceMonitorSm : public Kel::StateMachine {
                 leaderServiceStatusDir, KEL_ON( service, handleService ) )
    KEL_SINGLETON( LocalData, localData )
 
-   // Own state: the names that count.
+   // Own state.
+   /** The names that count. */
    KEL_OWN_SET( Kel::String, qorService )
+   KEL_OWN( bool, initialized )
 
    // Children: one for each of those services that is in the directory.
    KEL_CHILDREN_BY_KEY( Kel::Name, ServiceStatusSm, serviceStatusSm )
 
    // Operations.
+   /** Sets `qorEnabled`: whether one of the names that count is in the directory and enabled. */
    void computeServiceStatus();
    void cleanup();
 
@@ -58,8 +61,6 @@ class ServiceMonitorSm : public Kel::StateMachine {
    void handleService( Kel::Name const & name );
    void handleService();
    void handleInitialized() override;
-
-   KEL_OWN( bool, initialized )
 
  protected:
    void handleEnd() override { cleanup(); }
@@ -73,6 +74,9 @@ class ServiceMonitorRootSm : public Kel::StateMachine {
    KEL_REACTOR( KelControllerClientStatus, ControllerClient::Status const, controllerClientStatus,
                 KEL_ON( leaderServiceStatusDir, handleLeaderServiceStatusDir ) )
 
+   // Own state.
+   KEL_OWN( bool, initialized )
+
    // Children: present while there is a directory.
    KEL_CHILD( ServiceMonitorSm, serviceMonitorSm )
 
@@ -82,8 +86,6 @@ class ServiceMonitorRootSm : public Kel::StateMachine {
    // Handlers.
    void handleLeaderServiceStatusDir();
    void handleInitialized() override;
-
-   KEL_OWN( bool, initialized )
 
  protected:
    void handleEnd() override { cleanup(); }

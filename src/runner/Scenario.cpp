@@ -79,9 +79,7 @@ void forEachElement( Value const & value, F && f ) {
 }
 
 void readMember( Scenario & scenario, std::string const & name, Value const & value ) {
-   if ( name == "name" ) {
-      scenario.name = wanted< std::string >( value, "a text" );
-   } else if ( name == "note" ) {
+   if ( name == "name" || name == "note" ) {
       wanted< std::string >( value, "a text" );
    } else if ( name == "steps" ) {
       forEachElement( value,

@@ -33,7 +33,6 @@ using Step = std::variant< PatchStep, AdvanceStep, RestartStep, CorruptStep, Exp
 
 struct Scenario {
    std::string file;
-   std::string name;
    /** The other agents of the switch; none where the scenario speaks for them itself. */
    std::optional< Simulated::Settings > simulated;
    std::vector< Step > steps;

@@ -27,6 +27,9 @@ class VlanHelperSm : public Kel::StateMachine {
    KEL_REACTOR( KelVtepInfo, VtepInfo const, vtepInfo,
                 KEL_ON( vniToVlanMap, handleVlanToVniMap ) KEL_ON( address, handleVtepAddr ) )
 
+   // Own state.
+   KEL_OWN( bool, initialized )
+
    // Operations.
    /** Computes the interface's list from nothing. It stands in the order of the bindings. */
    void doUpdateDynAllowedVlans( Wirekit::IntfId intfId );
@@ -35,6 +38,8 @@ class VlanHelperSm : public Kel::StateMachine {
    bool isBoundVni( Vxlan::VniExtOrNone vni ) const;
    /** A VLAN stays off an interface's list while a warm host of the VLAN is on the interface. */
    bool skipAllowVlan( Wirekit::IntfId intfId, Bridging::VlanId vlanId ) const;
+   /** Takes back the VNIs that were asked for, and forgets their VLANs; lists of interfaces stay.
+    */
    void doCleanup();
 
    // Handlers.
@@ -44,8 +49,6 @@ class VlanHelperSm : public Kel::StateMachine {
    void handleVlanToVniMap();
    void handleVtepAddr();
    void handleInitialized() override;
-
-   KEL_OWN( bool, initialized )
 
  protected:
    void handleEnd() override { doCleanup(); }

@@ -25,6 +25,9 @@ class VtiStatusSm : public Kel::StateMachine {
                 KEL_ON( vlanToVniMap, handleVniToVlanMapRev ) KEL_ON( addr, handleAddr ) )
    KEL_SINGLETON( LocalData, localData )
 
+   // Own state.
+   KEL_OWN( bool, initialized )
+
    // Operations.
    Kel::Ptr< VtepInfo > vtepInfo() const { return localData()->vtepInfo(); }
    /** Takes back what was published; for the owner to call, the destructor does not. */
@@ -36,8 +39,6 @@ class VtiStatusSm : public Kel::StateMachine {
    void handleVniToVlanMapRev();
    void handleAddr();
    void handleInitialized() override;
-
-   KEL_OWN( bool, initialized )
 };
 
 /** Picks the one tunnel interface of the switch; a second one ends the process. */
@@ -47,6 +48,9 @@ class VlanToVniSm : public Kel::StateMachine {
    // Inputs.
    KEL_REACTOR( KelVtiStatusDir, Vxlan::VtiStatusDir const, vtiStatusDir,
                 KEL_ON( vtiStatus, handleVtiChanged ) )
+
+   // Own state.
+   KEL_OWN( bool, initialized )
 
    // Children: present while there is a tunnel interface.
    KEL_CHILD( VtiStatusSm, vtiStatusSm )
@@ -59,8 +63,6 @@ class VlanToVniSm : public Kel::StateMachine {
    void handleVtiChanged( Wirekit::IntfId const & intfId );
    void handleVtiChanged();
    void handleInitialized() override;
-
-   KEL_OWN( bool, initialized )
 };
 
 }  // namespace QorClient

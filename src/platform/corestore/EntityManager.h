@@ -19,6 +19,8 @@ namespace Corestore {
 
 class EntityManager;
 
+/** What became of a closed group. Here a mount succeeds or meets an entity of another type; the
+ *  other two belong to the real database. */
 enum class MountStatus {
    mountPending_ = 1,
    mountDenied_ = 2,
@@ -43,6 +45,7 @@ class Mounter : public Kel::NamedEntity {
    virtual void doMountsComplete( MountStatus status, Kel::Ptr< EntityManager > em ) = 0;
 };
 
+/** What one mounter asks for, and is told of in one call. */
 class MountGroup : public Kel::PtrInterface {
  public:
    MountGroup( EntityManager & em, Mounter & mounter ) : em_( em ), mounter_( &mounter ) {}

@@ -12,6 +12,7 @@ namespace Corestore {
  *  changed, it is written once, as it stands then. */
 class PendingChanges {
  public:
+   /** An entry that has changed, come or gone; `key` is null for an attribute without keys. */
    void add( Kel::Entity const & entity, Kel::AttributeRecord const & attribute, void const * key );
    /** An entry that is gone and was not told of. */
    void addAbsent( Kel::Entity const & entity, Kel::AttributeRecord const & attribute,

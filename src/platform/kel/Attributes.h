@@ -1,8 +1,6 @@
 #pragma once
 
-#include <functional>
 #include <optional>
-#include <string>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -10,10 +8,10 @@
 #include "platform/kel/Attribute.h"
 #include "platform/kel/AttributeRecords.h"
 #include "platform/kel/HashMap2018.h"
-#include "platform/kel/Machine.h"
 #include "platform/kel/MapIndex.h"
 #include "platform/kel/Notifier.h"
 #include "platform/kel/OrderedMap.h"
+#include "platform/kel/Triggers.h"
 #include "platform/kel/Walk.h"
 
 /*

@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <new>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -26,10 +25,10 @@ struct Nothing {
  * walk at the end. It must not outlive the map.
  *
  * Entries stand in a dense array, each with a number that only grows; deletion leaves a gap, and
- * gaps are closed when they outnumber the entries. A cursor remembers the number that it stands
- * on, so that no move of the array can mislead it. Beyond a few entries an index is kept beside;
- * look-ups that follow the order of the entries, as those in a walk over another map do, find
- * theirs without it.
+ * gaps are closed when an array that must grow has many, or when they are most of it. A cursor
+ * remembers the number that it stands on, so that no move of the array can mislead it. Beyond a
+ * few entries an index is kept beside; look-ups that follow the order of the entries, as those in
+ * a walk over another map do, find theirs without it.
  */
 template < class K, class V >
 class HashMap2018 {

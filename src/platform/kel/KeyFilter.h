@@ -5,7 +5,8 @@
 #include <unordered_map>
 
 #include "platform/kel/HashMap2018.h"
-#include "platform/kel/Machine.h"
+#include "platform/kel/Reactor.h"
+#include "platform/kel/Walk.h"
 
 namespace Kel {
 

@@ -7,8 +7,9 @@
 namespace Kel {
 
 /**
- * A map in ascending order of its keys, with the operations and cursor guarantees of HashMap2018:
- * a cursor goes on to the next larger key that stands at that moment.
+ * A map in ascending order of its keys, with the operations of HashMap2018 that collections of
+ * objects need, and its cursor guarantees: a cursor goes on to the next larger key that stands at
+ * that moment.
  */
 template < class K, class V >
 class OrderedMap {
@@ -44,22 +45,13 @@ class OrderedMap {
    };
 
    std::size_t size() const { return members_.size(); }
-   bool empty() const { return members_.empty(); }
    V const * find( K const & key ) const {
       auto found = members_.find( key );
       return found == members_.end() ? nullptr : &found->second.value;
    }
    bool has( K const & key ) const { return find( key ) != nullptr; }
 
-   template < class U >
-   bool set( K const & key, U && value ) {
-      auto [at, added] = members_.try_emplace( key, Member{ key, value } );
-      if ( added || at->second.value == value ) {
-         return added;
-      }
-      at->second.value = std::forward< U >( value );
-      return true;
-   }
+   /** Adds an entry whose key is known to be absent. */
    template < class U >
    void add( K const & key, U && value ) {
       members_.try_emplace( key, Member{ key, std::forward< U >( value ) } );
@@ -73,7 +65,6 @@ class OrderedMap {
       members_.erase( found );
       return value;
    }
-   bool erase( K const & key ) { return take( key ).has_value(); }
 
  private:
    std::map< K, Member > members_;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <atomic>
-#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
@@ -33,7 +32,7 @@ class PtrInterface {
          lastReferenceGone();
       }
    }
-   /** The number of references now held; for tests and assertions. */
+   /** The number of references now held. */
    std::uint32_t references() const { return word_ & countMask; }
    /** True while a dispatch on the stack works for the object; see InUse. */
    bool isInUse() const { return inUse_; }

@@ -3,7 +3,6 @@
 #include <array>
 #include <cstdint>
 #include <span>
-#include <type_traits>
 
 #include "platform/kel/Notifier.h"
 
@@ -59,13 +58,8 @@ class Reactor : public Notifiee {
    void notificationActiveIs( bool active );
    void doZombie( bool zombie );
 
-   /** A change of an attribute, as if the notifier told it. */
-   void onAttribute( AttributeId attribute, void const * key ) { tell( attribute, key ); }
-
    Ptr< Notifier const > const & watched() const { return notifier_; }
    TriggerTable const & table() const { return table_; }
-   bool isZombie() const { return zombie_; }
-   bool isNotificationActive() const { return active_; }
 
  private:
    std::uint64_t wanted() const { return active_ && !zombie_ ? table_.interest : 0; }

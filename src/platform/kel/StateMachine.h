@@ -1,9 +1,15 @@
 #pragma once
 
-#include <string_view>
+#include <cstddef>
+#include <type_traits>
+#include <utility>
 
+#include "platform/kel/HashMap2018.h"
 #include "platform/kel/KeyFilter.h"
-#include "platform/kel/Machine.h"
+#include "platform/kel/MachineChildren.h"
+#include "platform/kel/OrderedMap.h"
+#include "platform/kel/Triggers.h"
+#include "platform/kel/Walk.h"
 
 /*
  * How a state machine is declared.

@@ -1,13 +1,12 @@
 #pragma once
 
-#include <algorithm>
 #include <array>
 #include <charconv>
 #include <concepts>
 #include <cstdint>
 #include <limits>
 #include <optional>
-#include <sstream>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <tuple>

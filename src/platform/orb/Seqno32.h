@@ -10,8 +10,8 @@
 namespace Orb {
 
 /** A 32-bit counter that wraps, in serial-number order: a number is below the 2^31 - 1 that follow
-    it. Numbers exactly 2^31 apart are unordered, so neither is below the other. The order isn't
-    transitive: no key of an ordered map. */
+ *  it. Numbers exactly 2^31 apart are unordered, so neither is below the other. The order isn't
+ *  transitive: no key of an ordered map. */
 class Seqno32 {
  public:
    using Number = std::uint32_t;

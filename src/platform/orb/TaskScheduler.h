@@ -6,7 +6,6 @@
 #include <limits>
 #include <map>
 #include <memory>
-#include <set>
 #include <utility>
 
 #include "platform/kel/Ptr.h"
@@ -68,7 +67,8 @@ class TaskScheduler : public Kel::PtrInterface {
    /** Drops posted work, when those for whom it was posted go. */
    void postedDelAll() { posted_.clear(); }
 
-   /** One turn: posted work, a due timer or the first ready task. False when nothing is ready. */
+   /** Fires all due timers, which is a turn of its own, then runs one piece of posted work or the
+    *  first ready task. False when there was neither, whatever timers fired. */
    bool runOne();
    /** Turns until nothing is ready; time is not waited for. */
    void runReady();

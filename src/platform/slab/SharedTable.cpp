@@ -22,20 +22,24 @@ class Patience {
 
    /** Pauses before another attempt; false if there should be none. */
    bool wait() {
-      if ( ++attempts_ <= 64 )
+      if ( ++attempts_ <= 64 ) {
          return true;  // a row takes less than a microsecond to write
-      if ( writerDied_ )
+      }
+      if ( writerDied_ ) {
          return false;
+      }
       if ( !processAlive( writer_ ) ) {
          // It may have finished just before it ended: look once more.
          writerDied_ = true;
          return true;
       }
       auto const now = std::chrono::steady_clock::now();
-      if ( !deadline_ )
+      if ( !deadline_ ) {
          deadline_ = now + std::chrono::seconds( 1 );
-      if ( now >= *deadline_ )
+      }
+      if ( now >= *deadline_ ) {
          return false;
+      }
       timespec const pause = { 0, 20'000 };
       ::nanosleep( &pause, nullptr );
       return true;
@@ -49,10 +53,11 @@ class Patience {
 };
 
 std::uint32_t checked( char const * what, std::size_t value, std::size_t least, std::size_t most ) {
-   if ( value < least || value > most )
+   if ( value < least || value > most ) {
       Kel::throwRangeException( std::string( "Slab table: " ) + what + " " +
                                 std::to_string( value ) + " is not in " + std::to_string( least ) +
                                 " to " + std::to_string( most ) );
+   }
    return static_cast< std::uint32_t >( value );
 }
 
@@ -98,14 +103,16 @@ SharedTable::SharedTable( std::string const & name, std::uint32_t keyLength,
      capacity_( checkedCapacity() ),
      geometry_( keyLength, rowLength, capacity_ ),
      writer_( header().writer ) {
-   if ( segment_.size() < geometry_.size )
+   if ( segment_.size() < geometry_.size ) {
       throw Corruption( "Slab table " + name + ": the segment is shorter than its header says" );
+   }
 }
 
 std::uint32_t SharedTable::checkedCapacity() const {
    auto const require = [this]( bool sound, char const * reason ) {
-      if ( !sound )
+      if ( !sound ) {
          throw Corruption( "Slab table " + name() + ": " + reason );
+      }
    };
    require( segment_.size() >= sizeof( Layout::Header ) &&
                load( header().magic, std::memory_order_acquire ) == Layout::magic,
@@ -142,18 +149,21 @@ std::uint64_t * SharedTable::rowWords( std::size_t slot ) const {
 }
 
 void SharedTable::requireKey( Bytes key ) const {
-   if ( key.size() != keyLength_ )
+   if ( key.size() != keyLength_ ) {
       throw std::invalid_argument( "Slab table " + name() + ": a key of a wrong length" );
+   }
 }
 
 void SharedTable::requireRow( Bytes row ) const {
-   if ( row.size() != rowLength_ )
+   if ( row.size() != rowLength_ ) {
       throw std::invalid_argument( "Slab table " + name() + ": a row of a wrong length" );
+   }
 }
 
 void SharedTable::requireWriter() const {
-   if ( !writable() )
+   if ( !writable() ) {
       throw std::logic_error( "Slab table " + name() + ": a reader can't write" );
+   }
 }
 
 // Reading
@@ -177,9 +187,10 @@ void SharedTable::throwCorruption( Reading reading, std::size_t slot ) const {
       default:
          text += "the index refers to rows that can't be";
    }
-   if ( reading == Reading::Torn || reading == Reading::Rearranging )
+   if ( reading == Reading::Torn || reading == Reading::Rearranging ) {
       text +=
          processAlive( writer_ ) ? ", and the writer does not get on" : ", and the writer has died";
+   }
    throw Corruption( text );
 }
 
@@ -199,12 +210,14 @@ SharedTable::Reading SharedTable::settled( Attempt attempt ) const {
       if ( !Words::isOdd( arrangement ) ) {
          reading = attempt( arrangement );
          std::atomic_thread_fence( std::memory_order_acquire );
-         if ( load( header().arrangement ) != arrangement )
+         if ( load( header().arrangement ) != arrangement ) {
             reading = Reading::Rearranging;
+         }
       }
       bool const again = reading == Reading::Torn || reading == Reading::Rearranging;
-      if ( !again || !patience.wait() )
+      if ( !again || !patience.wait() ) {
          return reading;
+      }
    }
 }
 
@@ -212,8 +225,9 @@ SharedTable::Reading SharedTable::readRow( std::size_t slot, Bytes wanted, Mutab
                                            MutableBytes rowOut ) const {
    Layout::RowHeader const & from = row( slot );
    auto const sequence = load( from.sequence, std::memory_order_acquire );
-   if ( Words::isOdd( sequence ) )
+   if ( Words::isOdd( sequence ) ) {
       return Reading::Torn;
+   }
 
    auto const state = load( from.state );
    auto const checksum = load( from.checksum );
@@ -224,10 +238,12 @@ SharedTable::Reading SharedTable::readRow( std::size_t slot, Bytes wanted, Mutab
       Words::forEach( length, [&]( std::size_t i, std::size_t offset, std::size_t count ) {
          std::uint64_t const word = load( words[i] );
          digest.add( word );
-         if ( !out.empty() )
+         if ( !out.empty() ) {
             std::memcpy( out.data() + offset, &word, count );
-         if ( !compared.empty() )
+         }
+         if ( !compared.empty() ) {
             same = same && word == Words::at( compared, offset, count );
+         }
       } );
    };
    if ( state == Layout::Used ) {
@@ -236,12 +252,15 @@ SharedTable::Reading SharedTable::readRow( std::size_t slot, Bytes wanted, Mutab
    }
 
    std::atomic_thread_fence( std::memory_order_acquire );
-   if ( load( from.sequence ) != sequence )
+   if ( load( from.sequence ) != sequence ) {
       return Reading::Torn;
-   if ( !Layout::isRow( state ) )
+   }
+   if ( !Layout::isRow( state ) ) {
       return Reading::Absent;
-   if ( state != Layout::Used || digest.value() != checksum )
+   }
+   if ( state != Layout::Used || digest.value() != checksum ) {
       return Reading::Damaged;
+   }
    return same ? Reading::Found : Reading::Absent;
 }
 
@@ -250,18 +269,22 @@ SharedTable::Reading SharedTable::probe( Bytes key, MutableBytes rowOut,
    auto const hash = Words::digestOf( { key } );
    for ( std::size_t step = 0; step < geometry_.buckets; ++step ) {
       auto const entry = load( bucket( hash + step ), std::memory_order_acquire );
-      if ( entry == 0 )
+      if ( entry == 0 ) {
          return Reading::Absent;
-      if ( Layout::fingerprint( entry ) != Layout::fingerprint( hash ) )
+      }
+      if ( Layout::fingerprint( entry ) != Layout::fingerprint( hash ) ) {
          continue;
+      }
       slot = static_cast< std::uint32_t >( entry ) - 1U;
-      if ( slot >= geometry_.slots )
+      if ( slot >= geometry_.slots ) {
          return Reading::BadIndex;
+      }
       // A row that shows the key's fingerprint and is damaged counts as the key's: its key may be
       // what is damaged.
       auto const reading = readRow( slot, key, {}, rowOut );
-      if ( reading != Reading::Absent )
+      if ( reading != Reading::Absent ) {
          return reading;
+      }
    }
    return Reading::BadIndex;
 }
@@ -271,8 +294,9 @@ bool SharedTable::lookup( Bytes key, MutableBytes rowOut ) const {
    requireRow( rowOut );
    std::size_t slot = 0;
    auto const reading = settled( [&]( auto ) { return probe( key, rowOut, slot ); } );
-   if ( reading == Reading::Found || reading == Reading::Absent )
+   if ( reading == Reading::Found || reading == Reading::Absent ) {
       return reading == Reading::Found;
+   }
    throwCorruption( reading, slot );
 }
 
@@ -283,13 +307,16 @@ bool SharedTable::lookupUnchecked( Bytes key, MutableBytes rowOut ) const {
    for ( std::size_t step = 0; step < geometry_.buckets; ++step ) {
       auto const entry = load( bucket( hash + step ), std::memory_order_acquire );
       std::size_t const slot = static_cast< std::uint32_t >( entry ) - 1U;
-      if ( entry == 0 || slot >= geometry_.slots )
+      if ( entry == 0 || slot >= geometry_.slots ) {
          return false;
+      }
       if ( Layout::fingerprint( entry ) != Layout::fingerprint( hash ) ||
-           load( row( slot ).state ) != Layout::Used )
+           load( row( slot ).state ) != Layout::Used ) {
          continue;
-      if ( !Words::equal( keyWords( slot ), key ) )
+      }
+      if ( !Words::equal( keyWords( slot ), key ) ) {
          continue;
+      }
       Words::forEach( rowLength_, [&]( std::size_t i, std::size_t offset, std::size_t count ) {
          std::uint64_t const word = load( rowWords( slot )[i] );
          std::memcpy( rowOut.data() + offset, &word, count );
@@ -303,28 +330,33 @@ std::size_t SharedTable::firstSlotAfter( std::uint64_t insertion, std::size_t en
    std::size_t first = 0;
    while ( first < end ) {
       std::size_t const middle = first + ( end - first ) / 2;
-      if ( load( row( middle ).insertion ) <= insertion )
+      if ( load( row( middle ).insertion ) <= insertion ) {
          first = middle + 1;
-      else
+      } else {
          end = middle;
+      }
    }
    return first;
 }
 
 bool SharedTable::Cursor::next( MutableBytes keyOut, MutableBytes rowOut ) {
-   if ( !keyOut.empty() )
+   if ( !keyOut.empty() ) {
       table_->requireKey( keyOut );
-   if ( !rowOut.empty() )
+   }
+   if ( !rowOut.empty() ) {
       table_->requireRow( rowOut );
-   if ( finished_ )
+   }
+   if ( finished_ ) {
       return false;
+   }
 
    std::size_t slot = 0;
    std::uint64_t insertion = 0;
    auto const reading = table_->settled( [&]( std::uint64_t arrangement ) {
       std::size_t const end = load( table_->header().end, std::memory_order_acquire );
-      if ( end > table_->geometry_.slots )
+      if ( end > table_->geometry_.slots ) {
          return Reading::BadIndex;
+      }
       if ( arrangement != arrangement_ ) {
          slot_ = table_->firstSlotAfter( last_, end );
          arrangement_ = arrangement;
@@ -351,8 +383,9 @@ bool SharedTable::Cursor::next( MutableBytes keyOut, MutableBytes rowOut ) {
          slot_ = slot + 1;
          last_ = insertion;
    }
-   if ( reading != Reading::Found )
+   if ( reading != Reading::Found ) {
       table_->throwCorruption( reading, slot );
+   }
    return true;
 }
 

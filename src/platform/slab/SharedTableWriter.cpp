@@ -30,33 +30,39 @@ void SharedTable::rearrange( Change change ) {
    std::atomic_thread_fence( std::memory_order_release );
    // Emptying from each row's first bucket to the end of the run reaches every entry, without a
    // visit to the buckets that were never used.
-   for ( std::size_t slot = 0; slot < load( header().end ); ++slot )
-      for ( auto number = row( slot ).hash; load( bucket( number ) ) != 0; ++number )
+   for ( std::size_t slot = 0; slot < load( header().end ); ++slot ) {
+      for ( auto number = row( slot ).hash; load( bucket( number ) ) != 0; ++number ) {
          store( bucket( number ), std::uint64_t( 0 ) );
+      }
+   }
    change();
    store( header().arrangement, odd + 1, std::memory_order_release );
 }
 
 std::uint64_t SharedTable::storedChecksum( std::size_t slot ) const {
    Digest digest;
-   for ( std::size_t i = 0; i < geometry_.keyWords + geometry_.rowWords; ++i )
+   for ( std::size_t i = 0; i < geometry_.keyWords + geometry_.rowWords; ++i ) {
       digest.add( load( keyWords( slot )[i] ) );
+   }
    return digest.value();
 }
 
 std::optional< std::size_t > SharedTable::find( Bytes key, std::uint64_t hash ) const {
    for ( std::size_t step = 0;; ++step ) {
       auto const entry = load( bucket( hash + step ) );
-      if ( entry == 0 )
+      if ( entry == 0 ) {
          return std::nullopt;
+      }
       std::size_t const slot = static_cast< std::uint32_t >( entry ) - 1U;
       if ( Layout::fingerprint( entry ) != Layout::fingerprint( hash ) ||
-           !Layout::isRow( load( row( slot ).state ) ) )
+           !Layout::isRow( load( row( slot ).state ) ) ) {
          continue;
+      }
       // As in a reader's probe: a damaged row belongs to the key whose fingerprint it shows.
       if ( Words::equal( keyWords( slot ), key ) || load( row( slot ).state ) != Layout::Used ||
-           load( row( slot ).checksum ) != storedChecksum( slot ) )
+           load( row( slot ).checksum ) != storedChecksum( slot ) ) {
          return slot;
+      }
    }
 }
 
@@ -74,21 +80,24 @@ PutResult SharedTable::put( Bytes key, Bytes bytes ) {
    auto const hash = Words::digestOf( { key } );
    auto const checksum = Words::digestOf( { key, bytes } );
    auto const found = find( key, hash );
-   if ( found && holds( *found, key, bytes, checksum ) )
+   if ( found && holds( *found, key, bytes, checksum ) ) {
       return PutResult::Unchanged;
+   }
 
    auto const size = load( header().size );
-   if ( !found && size == capacity_ )
+   if ( !found && size == capacity_ ) {
       Kel::throwRangeException( "Slab table " + name() + " is full: it holds " +
                                 std::to_string( capacity_ ) + " rows" );
+   }
    if ( !found ) {
       // The insertions and deletions since the last time outnumber what this touches, or nearly so.
       // It is done early, so that a large table of few rows stays on few pages through any number
       // of changes.
       auto const end = load( header().end );
       if ( end == geometry_.slots || 2 * end >= load( header().buckets ) ||
-           end - size > std::uint64_t( size ) + 64 )
+           end - size > std::uint64_t( size ) + 64 ) {
          compact();
+      }
    }
 
    auto const slot = found ? *found : load( header().end );
@@ -103,11 +112,13 @@ PutResult SharedTable::put( Bytes key, Bytes bytes ) {
       store( to.checksum, checksum );
       store( to.state, std::uint32_t( Layout::Used ) );
       store( to.hash, hash );
-      if ( !found )
+      if ( !found ) {
          store( to.insertion, nextInsertion_++ );
+      }
    } );
-   if ( found )
+   if ( found ) {
       return PutResult::Changed;
+   }
    indexRow( slot );
    store( header().end, std::uint64_t( slot + 1 ), std::memory_order_release );
    store( header().size, size + 1 );
@@ -118,8 +129,9 @@ PutResult SharedTable::put( Bytes key, Bytes bytes ) {
 void SharedTable::indexRow( std::size_t slot ) {
    auto const hash = load( row( slot ).hash );
    auto number = hash;
-   while ( load( bucket( number ) ) != 0 )
+   while ( load( bucket( number ) ) != 0 ) {
       ++number;
+   }
    store( bucket( number ), ( Layout::fingerprint( hash ) << 32 ) | ( slot + 1 ),
           std::memory_order_release );
 }
@@ -128,8 +140,9 @@ bool SharedTable::erase( Bytes key ) {
    requireWriter();
    requireKey( key );
    auto const found = find( key, Words::digestOf( { key } ) );
-   if ( !found )
+   if ( !found ) {
       return false;
+   }
    writeRow( *found, []( Layout::RowHeader & to ) {
       store( to.state, std::uint32_t( Layout::Deleted ) );
    } );
@@ -140,10 +153,11 @@ bool SharedTable::erase( Bytes key ) {
 void SharedTable::clear() {
    requireWriter();
    rearrange( [this] {
-      for ( std::size_t slot = 0; slot < load( header().end ); ++slot )
+      for ( std::size_t slot = 0; slot < load( header().end ); ++slot ) {
          writeRow( slot, []( Layout::RowHeader & to ) {
             store( to.state, std::uint32_t( Layout::Free ) );
          } );
+      }
       store( header().end, std::uint64_t( 0 ) );
       store( header().size, std::uint32_t( 0 ) );
    } );
@@ -160,23 +174,27 @@ void SharedTable::compact() {
       std::size_t kept = 0;
       for ( std::size_t slot = 0; slot < end; ++slot ) {
          Layout::RowHeader const & from = row( slot );
-         if ( !Layout::isRow( load( from.state ) ) )
+         if ( !Layout::isRow( load( from.state ) ) ) {
             continue;
-         if ( kept != slot )
+         }
+         if ( kept != slot ) {
             writeRow( kept, [&]( Layout::RowHeader & to ) {
                store( to.state, load( from.state ) );
                store( to.insertion, load( from.insertion ) );
                store( to.checksum, load( from.checksum ) );  // damage moves along
                store( to.hash, load( from.hash ) );
-               for ( std::size_t i = 0; i < geometry_.keyWords + geometry_.rowWords; ++i )
+               for ( std::size_t i = 0; i < geometry_.keyWords + geometry_.rowWords; ++i ) {
                   store( keyWords( kept )[i], load( keyWords( slot )[i] ) );
+               }
             } );
+         }
          indexRow( kept++ );
       }
-      for ( std::size_t slot = kept; slot < end; ++slot )
+      for ( std::size_t slot = kept; slot < end; ++slot ) {
          writeRow( slot, []( Layout::RowHeader & to ) {
             store( to.state, std::uint32_t( Layout::Free ) );
          } );
+      }
       store( header().end, std::uint64_t( kept ) );
    } );
 }
@@ -185,10 +203,11 @@ bool SharedTable::corruptChecksum( Bytes key ) {
    requireWriter();
    requireKey( key );
    auto const found = find( key, Words::digestOf( { key } ) );
-   if ( found )
+   if ( found ) {
       writeRow( *found, [&]( Layout::RowHeader & to ) {
          store( to.checksum, ~storedChecksum( *found ) );
       } );
+   }
    return found.has_value();
 }
 

@@ -21,14 +21,14 @@ class TableEntity : public Kel::NamedEntity {
 
    /** A read found a damaged row and took it as absent. Each damage is told once. */
    void doCorruptionDetected( std::string const & message ) const;
-   /** What has been told since the last write. */
-   std::set< std::string > const & corruptions() const { return corruptions_; }
+   /** After a write the same damage is told again. */
    void corruptionsDel() { corruptions_.clear(); }
 
    /** Rows that the table can hold. A change moves the rows to a new table. */
    virtual void capacityIs( std::size_t rows ) = 0;
 
  private:
+   /** What has been told since the last write. */
    mutable std::set< std::string > corruptions_;
 };
 

@@ -68,8 +68,9 @@ struct Geometry {
         slots( capacity + capacity / 2 + 64 ),
         stride( sizeof( RowHeader ) + 8 * ( keyWords + rowWords ) ) {
       // At most half full, so that chains stay short and always end.
-      while ( buckets < 2 * slots )
+      while ( buckets < 2 * slots ) {
          buckets *= 2;
+      }
       rows = index + 8 * buckets;
       size = rows + slots * stride;
    }

@@ -29,10 +29,12 @@ void store( Word & word, Word value, std::memory_order order = std::memory_order
 template < typename Visit >
 void forEach( std::size_t length, Visit visit ) {
    std::size_t const whole = length / 8;
-   for ( std::size_t i = 0; i < whole; ++i )
+   for ( std::size_t i = 0; i < whole; ++i ) {
       visit( i, i * 8, std::size_t( 8 ) );
-   if ( length % 8 != 0 )
+   }
+   if ( length % 8 != 0 ) {
       visit( whole, whole * 8, length % 8 );
+   }
 }
 
 inline std::uint64_t at( std::span< std::byte const > bytes, std::size_t offset,
@@ -69,8 +71,9 @@ class Digest {
 
 inline std::uint64_t digestOf( std::initializer_list< std::span< std::byte const > > blobs ) {
    Digest digest;
-   for ( auto const & blob : blobs )
+   for ( auto const & blob : blobs ) {
       digest.add( blob );
+   }
    return digest.value();
 }
 

@@ -12,9 +12,11 @@
 
 namespace Wirekit {
 
-/** The name of an interface, in four bytes: it copies and compares as a number. Empty by default.
-
-    Names are kept for the life of the process, and so are the views of them. Any text is a name. */
+/**
+ * The name of an interface, in four bytes: it copies and compares as a number. Empty by default.
+ *
+ * Names are kept for the life of the process, and so are the views of them. Any text is a name.
+ */
 class IntfId {
  public:
    constexpr IntfId() = default;
@@ -25,7 +27,7 @@ class IntfId {
    std::string stringValue() const { return std::string( name() ); }
 
    /** The first two letters and all from the first digit on, "Et3/1"; the long name if it has no
-       digit. Only letters ahead of the digit count. */
+    *  digit. Only letters ahead of the digit count. */
    std::string_view shortNameView() const;
    std::string shortName() const { return std::string( shortNameView() ); }
 

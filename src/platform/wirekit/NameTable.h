@@ -11,10 +11,12 @@
 
 namespace Wirekit {
 
-/** Names kept once, so that a number of four bytes stands for one.
-
-    Names are never removed: numbers and views stay good for the life of the table. Any thread may
-    enter names and read those whose numbers it has. */
+/**
+ * Names kept once, so that a number of four bytes stands for one.
+ *
+ * Names are never removed: numbers and views stay good for the life of the table. Any thread may
+ * enter names and read those whose numbers it has.
+ */
 class NameTable {
  public:
    using Index = std::uint32_t;

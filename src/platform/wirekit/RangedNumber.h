@@ -12,18 +12,20 @@
 
 namespace Wirekit {
 
-/** A number that can't hold a value outside its range.
-
-    Range is a tag that describes it:
-    - `Number`, the integer type that stores it; `min`, `max`; `initial`, the default value;
-    - `text`, the message of the range exception; left out where every Number is valid;
-    - `none`, the number that stands for "no value", in an or-none type only, and with it `Plain`,
-      the tag of the type without it;
-    - `Family`, a type that all numbers of one meaning share: only those convert into each other.
-
-    Conversion from a type without none is implicit where its whole range fits, and explicit and
-    checked otherwise. From an or-none type it goes to its plain type only, explicit and checked:
-    a none would turn into an ordinary number anywhere else. */
+/**
+ * A number that can't hold a value outside its range.
+ *
+ * Range is a tag that describes it:
+ * - `Number`, the integer type that stores it; `min`, `max`; `initial`, the default value;
+ * - `text`, the message of the range exception; left out where every Number is valid;
+ * - `none`, the number that stands for "no value", in an or-none type only, and with it `Plain`,
+ *   the tag of the type without it;
+ * - `Family`, a type that all numbers of one meaning share: only those convert into each other.
+ *
+ * Conversion from a type without none is implicit where its whole range fits, and explicit and
+ * checked otherwise. From an or-none type it goes to its plain type only, explicit and checked:
+ * a none would turn into an ordinary number anywhere else.
+ */
 template < typename Range >
 class RangedNumber {
    template < typename Other >

@@ -9,9 +9,11 @@
 
 namespace Wirekit {
 
-/** A value that is written as text, and for which parse( stringValue() ) is the identity.
-
-    parse takes the whole text or nothing: it yields nullopt for any text that is no such value. */
+/**
+ * A value that is written as text, and for which parse( stringValue() ) is the identity.
+ *
+ * parse takes the whole text or nothing: it yields nullopt for any text that is no such value.
+ */
 template < typename T >
 concept TextValue = std::equality_comparable< T > &&
    requires( T const value, std::string_view text ) {

@@ -1,7 +1,6 @@
 #include "runner/simulated/Settings.h"
 
 #include <charconv>
-#include <cmath>
 
 #include "runner/Document.h"
 

@@ -21,9 +21,9 @@ using OpenFlowTable::TableType;
 using QorClient::DatapathV1::KelPolicyFragment;
 
 /** Collects the words for the fields whose bit is set, and shows the bits without words. */
-class Words {
+class FieldWords {
  public:
-   explicit Words( std::uint64_t mask ) : mask_( mask ) {}
+   explicit FieldWords( std::uint64_t mask ) : mask_( mask ) {}
 
    template < class Text >
    void add( std::uint64_t bit, Text text ) {
@@ -86,14 +86,14 @@ std::string masked( Wirekit::Ip6Addr const & address, Wirekit::Ip6Addr const & m
 }
 
 std::string matchWords( OpenFlowTable::Match const & match ) {
-   Words words( match.matchFieldSet );
+   FieldWords words( match.matchFieldSet );
    words.add( MatchField::inIntf, [&] { return "in" + names( match.inIntf ); } );
    words.add( MatchField::vlanId, [&] { return "VLAN " + std::to_string( match.vlanId ); } );
    words.add( MatchField::ethSrc,
               [&] { return "from " + masked( match.ethSrc, match.ethSrcMask ); } );
    words.add( MatchField::ethDst,
               [&] { return "to " + masked( match.ethDst, match.ethDstMask ); } );
-   words.add( MatchField::ethType, [&] { return "type " + Words::hex( match.ethType ); } );
+   words.add( MatchField::ethType, [&] { return "type " + FieldWords::hex( match.ethType ); } );
    words.add( MatchField::arp, [] { return std::string( "ARP" ); } );
    words.add( MatchField::routed, [] { return std::string( "routed" ); } );
    words.add( MatchField::srcGroup, [&] { return "from group " + match.srcGroup.stringValue(); } );
@@ -113,7 +113,7 @@ std::string matchWords( OpenFlowTable::Match const & match ) {
 }
 
 std::string actionWords( OpenFlowTable::Actions const & actions ) {
-   Words words( actions.actionFieldSet );
+   FieldWords words( actions.actionFieldSet );
    words.add( ActionField::vlanId,
               [&] { return "rewrite to VLAN " + std::to_string( actions.vlanId ); } );
    words.add( ActionField::dropTag, [] { return std::string( "drop tag" ); } );

@@ -7,7 +7,6 @@
 #include "platform/records/qorl3/FragmentConfig.h"
 #include "platform/records/qorl3/FragmentStatus.h"
 #include "platform/records/qorl3/GroupSetConfig.h"
-#include "platform/records/qorl3/GroupSetStatus.h"
 #include "platform/records/qorl3/GroupType.h"
 #include "runner/tables/Places.h"
 #include "runner/why/Flows.h"

@@ -300,7 +300,7 @@ TEST_F( DeliveryTest, RandomChangesDuringVisits ) {
       }
       for ( int write = 1; write != 12; ++write ) {
          quiet.on.clear();
-         Log expected, told;
+         Log told;
          std::vector< std::string > standing;
          for ( auto const & machine : there ) {
             std::string const name = machine->name().stringValue();

@@ -36,13 +36,12 @@ TEST_F( MapIndexTest, TellsWhatAWalkOfAllMembersWould ) {
    std::mt19937 random( 7 );
    for ( int step = 0; step != 3000; ++step ) {
       int const key = static_cast< int >( random() % 40 );
-      switch ( random() % 64 ) {
-         case 0:
-            ledger->itemDelAll();
-            break;
-         default:
-            random() % 3 ? ledger->itemIs( key, static_cast< int >( random() % 5 ) )
-                         : static_cast< void >( ledger->itemDel( key ) );
+      if ( random() % 64 == 0 ) {
+         ledger->itemDelAll();
+      } else if ( random() % 3 ) {
+         ledger->itemIs( key, static_cast< int >( random() % 5 ) );
+      } else {
+         ledger->itemDel( key );
       }
       std::vector< int > keys[4];
       std::size_t odd = 0;

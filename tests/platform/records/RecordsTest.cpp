@@ -1,37 +1,15 @@
 #include <gtest/gtest.h>
 
-#include <sstream>
 #include <vector>
 
-#include "platform/kel/Dir.h"
-#include "platform/records/bridging/AllowedVlans.h"
-#include "platform/records/bridging/Config.h"
-#include "platform/records/bridging/SwitchIntfConfig.h"
-#include "platform/records/controllerclient/Status.h"
+#include "platform/records/bridging/MacVlanPair.h"
 #include "platform/records/l2rib/Host.h"
-#include "platform/records/l2rib/SourceDirEntry.h"
-#include "platform/records/mlag/Config.h"
 #include "platform/records/mlag/HostTable.h"
-#include "platform/records/mlag/Status.h"
-#include "platform/records/mlagp2p/Status.h"
-#include "platform/records/openflowtable/HwStatus.h"
-#include "platform/records/openflowtable/PinFlowHwConfig.h"
-#include "platform/records/openflowtable/PlatformConfig.h"
-#include "platform/records/qor/PolicyFragment.h"
-#include "platform/records/qor/PolicyFragmentStatus.h"
-#include "platform/records/qorclient/Status.h"
-#include "platform/records/qorcommon/Capability.h"
+#include "platform/records/qorclient/RuleKey.h"
+#include "platform/records/qorclient/VniAndIntfForPolicyFragment.h"
 #include "platform/records/qorl3/FragmentConfig.h"
-#include "platform/records/qorl3/FragmentStatus.h"
 #include "platform/records/qorl3/GroupSetConfig.h"
-#include "platform/records/qorl3/GroupSetStatus.h"
 #include "platform/records/qorl3/GroupType.h"
-#include "platform/records/routing/VirtualRouterMacStatus.h"
-#include "platform/records/slab/SlabFdbStatus.h"
-#include "platform/records/vxlan/VniSviConfig.h"
-#include "platform/records/vxlan/VtiStatus.h"
-#include "platform/records/vxlan/VxlanClientConfig.h"
-#include "platform/records/vxlancontroller/VniFdbStatusV2.h"
 
 using Kel::Value;
 using Wirekit::IntfId;
@@ -50,47 +28,6 @@ Wirekit::EthAddr eth( std::string_view text ) {
 }
 Wirekit::IpGenAddr ip( std::string_view text ) {
    return *Wirekit::IpGenAddr::parse( text );
-}
-
-template < class T >
-void expectType( char const * name ) {
-   auto const * type = Kel::typeNode( name );
-   ASSERT_TRUE( type ) << name;
-   EXPECT_EQ( type, &T::kelType() );
-   EXPECT_TRUE( Kel::ptrCast< T >( type->create( "x" ) ) ) << name;
-}
-
-// Entities come into being by these names: at their mount, in their directory, from a document.
-TEST( Records, AllTypesOfTheStoreAreFoundByName ) {
-   expectType< Qor::V1::QorPolicyFragment >( "Qor::V1::QorPolicyFragment" );
-   expectType< Qor::V1::QorPolicyFragmentStatus >( "Qor::V1::QorPolicyFragmentStatus" );
-   expectType< QorClient::Status >( "QorClient::Status" );
-   expectType< MlagP2p::QorClient::Status >( "MlagP2p::QorClient::Status" );
-   expectType< Vxlan::VniSviConfig >( "Vxlan::VniSviConfig" );
-   expectType< Vxlan::VtiStatusDir >( "Vxlan::VtiStatusDir" );
-   expectType< Vxlan::VxlanClientConfig >( "Vxlan::VxlanClientConfig" );
-   expectType< Bridging::Config >( "Bridging::Config" );
-   expectType< Bridging::SwitchIntfConfigDir >( "Bridging::SwitchIntfConfigDir" );
-   expectType< Bridging::Input::AllowedVlans >( "Bridging::Input::AllowedVlans" );
-   expectType< OpenFlowTable::PinFlowHwConfig >( "OpenFlowTable::PinFlowHwConfig" );
-   expectType< OpenFlowTable::PlatformInitConfig >( "OpenFlowTable::PlatformInitConfig" );
-   expectType< OpenFlowTable::HwStatus >( "OpenFlowTable::HwStatus" );
-   expectType< OpenFlowTable::PlatformTableSupport >( "OpenFlowTable::PlatformTableSupport" );
-   expectType< ControllerClient::Status >( "ControllerClient::Status" );
-   expectType< Mlag::Config >( "Mlag::Config" );
-   expectType< Mlag::Status >( "Mlag::Status" );
-   expectType< Mlag::HostTable >( "Mlag::HostTable" );
-   expectType< Routing::Fhrp::VirtualRouterMacStatus >( "Routing::Fhrp::VirtualRouterMacStatus" );
-   expectType< VxlanController::VniFdbStatusV2 >( "VxlanController::VniFdbStatusV2" );
-   expectType< L2Rib::SourceDirEntry >( "L2Rib::SourceDirEntry" );
-   expectType< QorCommon::V1::Capability >( "QorCommon::V1::Capability" );
-   expectType< QorL3::V1::GroupTypeConfig >( "QorL3::V1::GroupTypeConfig" );
-   expectType< QorL3::V1::GroupTypeStatus >( "QorL3::V1::GroupTypeStatus" );
-   expectType< QorL3::V1::GroupSetConfig >( "QorL3::V1::GroupSetConfig" );
-   expectType< QorL3::V1::GroupSetStatus >( "QorL3::V1::GroupSetStatus" );
-   expectType< QorL3::V1::FragmentConfig >( "QorL3::V1::FragmentConfig" );
-   expectType< QorL3::V1::FragmentStatus >( "QorL3::V1::FragmentStatus" );
-   expectType< Kel::Dir >( "Kel::Dir" );
 }
 
 TEST( Records, KeysHaveOneText ) {

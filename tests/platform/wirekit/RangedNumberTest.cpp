@@ -7,14 +7,13 @@
 #include <string>
 #include <vector>
 
-#include "platform/orb/Seqno32.h"
 #include "platform/records/bridging/VlanId.h"
 #include "platform/records/openflowtable/Priority.h"
 #include "platform/records/vxlan/Vni.h"
 
 namespace {
 
-using Bridging::VlanId, Bridging::VlanIdOrNone, OpenFlowTable::Priority, Orb::Seqno32;
+using Bridging::VlanId, Bridging::VlanIdOrNone, OpenFlowTable::Priority;
 using Vxlan::Vni, Vxlan::VniExt, Vxlan::VniExtOrNone, Vxlan::VniOrNone;
 
 template < typename Make >
@@ -95,19 +94,6 @@ TEST( RangedNumber, conversions ) {
               "VniOrNone::value < 0 or > 0x1000000 not allowed" );
    EXPECT_EQ( VlanId( VlanIdOrNone( 7 ) ).value(), 7 );
    EXPECT_TRUE( VlanId( 7 ) == VlanIdOrNone( 7 ) && VlanIdOrNone() < VlanId( 1 ) );
-}
-
-TEST( Seqno32, ordersAcrossTheWrap ) {
-   struct {
-      std::uint32_t lower, higher;
-   } const pairs[] = { { 0, 1 },          { 0xffffffff, 0 }, { 0xfffffff0, 0x10 },
-                       { 1, 0x80000000 }, { 0x80000001, 0 }, { 0x7fffffff, 0x80000000 } };
-   for ( auto const & [lower, higher] : pairs ) {
-      EXPECT_TRUE( Seqno32( lower ) < Seqno32( higher ) ) << lower << " " << higher;
-      EXPECT_FALSE( Seqno32( higher ) < Seqno32( lower ) ) << lower << " " << higher;
-   }
-   Seqno32 const zero, opposite( 0x80000000 );
-   EXPECT_FALSE( zero < zero || zero < opposite || opposite < zero || zero == opposite );
 }
 
 }  // namespace

@@ -12,9 +12,11 @@
 
 namespace L3 {
 
-/** The name of a VRF, at most `maxLength` bytes, in four bytes. Empty by default.
-
-    Names are kept for the life of the process, and so are the views of them. */
+/**
+ * The name of a VRF, at most `maxLength` bytes, in four bytes. Empty by default.
+ *
+ * Names are kept for the life of the process, and so are the views of them.
+ */
 class VrfName {
  public:
    static constexpr std::size_t maxLength = 100;

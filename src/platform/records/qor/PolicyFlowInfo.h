@@ -22,7 +22,7 @@ inline std::ostream & operator<<( std::ostream & out, InterceptPoint point ) {
       { { interceptIngress, "interceptIngress" }, { interceptEgress, "interceptEgress" } } );
 }
 
-/** What a flow matches. Only the addresses and the VNI are acted on; the rest is compared. */
+/** What a flow matches. Only the MAC addresses and the VNI are acted on; the rest is compared. */
 struct MatchFields {
    /** Zero for any; the host of a flow that intercepts one. */
    Wirekit::EthAddr srcMac;

@@ -5,7 +5,7 @@
 #include <csignal>
 #include <stdexcept>
 
-#include "TraceSupport.h"
+#include "platform/flashlog/TraceSupport.h"
 #include "platform/kel/StandardError.h"
 
 KEL_TRACE_UNIT( "AssertTest", "AssertTestHandle" )
