@@ -10,11 +10,7 @@
 namespace Runner {
 
 Kel::Value::Object const & objectOf( Kel::Value const & value ) {
-   auto const * object = value.as< Kel::Value::Object >();
-   if ( !object ) {
-      throw Kel::ValueError( std::string( "wants an object, not " ) + value.kindName() );
-   }
-   return *object;
+   return wanted< Kel::Value::Object >( value, "an object" );
 }
 
 double secondsOf( Kel::Value const & value ) {

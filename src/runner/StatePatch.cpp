@@ -116,7 +116,7 @@ void applyState( Corestore::EntityManager const & em, Value const & document,
    Patcher patcher( mutate );
    for ( auto const & member : objectOf( document ) ) {
       MountPoint const & point = *mountPoint( member.first );
-      Kel::Ptr< Entity > entity = em.entities().find( member.first )->second;
+      Kel::Ptr< Entity > const entity = em.standing( member.first );
       if ( member.second.isNull() ) {
          patcher.clear( *entity );
       } else if ( point.entryType ) {

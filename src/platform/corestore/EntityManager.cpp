@@ -54,13 +54,16 @@ MountStatus EntityManager::mount( Mount const & mount ) {
 }
 
 Kel::Ptr< Kel::Entity const > EntityManager::getEntity( std::string_view path ) const {
+   return standing( path );
+}
+
+Kel::Ptr< Kel::Entity > EntityManager::standing( std::string_view path ) const {
    auto found = entities_.find( path );
    return found == entities_.end() ? nullptr : found->second;
 }
 
 Kel::Ptr< Kel::Entity > EntityManager::getWritableEntity( std::string_view path ) const {
-   auto found = entities_.find( path );
-   return found == entities_.end() || !isMountedForWrite( path ) ? nullptr : found->second;
+   return isMountedForWrite( path ) ? standing( path ) : nullptr;
 }
 
 bool EntityManager::isMountedForWrite( std::string_view path ) const {
