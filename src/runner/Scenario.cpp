@@ -123,11 +123,11 @@ struct Player {
    std::size_t number;
 
    std::vector< Unmet > operator()( PatchStep const & step ) const {
-      device.patch( step.document );
+      at( "patch", [&] { device.patch( step.document ); } );
       return {};
    }
    std::vector< Unmet > operator()( AdvanceStep const & step ) const {
-      device.advance( step.seconds );
+      at( "advance", [&] { device.advance( step.seconds ); } );
       return {};
    }
    std::vector< Unmet > operator()( RestartStep const & ) const {
@@ -151,6 +151,16 @@ struct Player {
          one.pointer.insert( 0, stepPointer( number, "expect" ) );
       }
       return unmet;
+   }
+
+   /** What does not fit what stands is told with its place in the scenario. */
+   template < class F >
+   void at( char const * member, F && f ) const {
+      try {
+         f();
+      } catch ( ValueError const & e ) {
+         throw InputError( scenario.file, stepPointer( number, member ) + e.pointer(), e.what() );
+      }
    }
 };
 

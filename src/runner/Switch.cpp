@@ -127,6 +127,7 @@ void Switch::mutate( std::function< void() > const & mutator ) {
 
 void Switch::patch( Kel::Value const & document ) {
    checkState( document );
+   checkRoom( *em_, document );
    // A turn of its own, so that it is saved whole.
    scheduler_->post( [&] {
       applyState( *em_, document, [this]( auto const & mutator ) { mutate( mutator ); } );
@@ -135,7 +136,11 @@ void Switch::patch( Kel::Value const & document ) {
 }
 
 void Switch::advance( Orb::Seconds seconds ) {
-   scheduler_->advanceTo( scheduler_->now() + seconds );
+   Orb::Seconds const until = scheduler_->now() + seconds;
+   if ( until > latest ) {
+      throw Kel::ValueError( "takes the clock beyond 1000000000000 seconds" );
+   }
+   scheduler_->advanceTo( until );
    endTurn();
 }
 
