@@ -90,7 +90,7 @@ void readMember( Scenario & scenario, std::string const & name, Value const & va
       scenario.simulated = Simulated::readSettings( value );
    } else if ( name == "noRestartAfter" ) {
       forEachElement( value, [&]( Value const & step ) {
-         scenario.noRestartAfter.insert( wanted< std::uint64_t >( step, "a step's number" ) );
+         scenario.noRestartAfter.insert( wanted< std::uint64_t >( step, "a whole number from 0" ) );
       } );
    } else if ( name == "noRestartWhy" ) {
       scenario.noRestartWhy = wanted< std::string >( value, "a text" );
