@@ -145,8 +145,10 @@ void SqliteStore::open( std::string const & path, Mode mode ) {
                          flags | SQLITE_OPEN_NOMUTEX, nullptr ) != SQLITE_OK ) {
       fail( "cannot be opened" );
    }
-   if ( mode == Mode::write && sqlite3_db_readonly( database_, "main" ) ) {
-      throw StoreError( file_ + ": cannot be written: it is read-only" );
+   if ( !still && sqlite3_db_readonly( database_, "main" ) ) {
+      throw StoreError( file_ + ( mode == Mode::write
+                                     ? ": cannot be written: it is read-only"
+                                     : ": cannot be read: it is read-only, and has a journal" ) );
    }
    // A file that turns out to be damaged or another's must not be tidied up when it is closed.
    sqlite3_db_config( database_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr );
