@@ -1,3 +1,4 @@
+#include <csignal>
 #include <cstdlib>
 #include <iostream>
 
@@ -7,6 +8,8 @@
 
 int main( int argc, char ** argv ) {
    Kel::installTerminateHandler();
+   // Whoever reads the output may leave before its end; that is told below.
+   std::signal( SIGPIPE, SIG_IGN );
    int const code = Runner::runCommandLine( argc, argv );
    std::cout.flush();
    if ( !std::cout ) {

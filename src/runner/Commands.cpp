@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <charconv>
 #include <iostream>
+#include <system_error>
 
 #include "platform/corestore/Store.h"
 #include "platform/flashlog/Decode.h"
@@ -50,10 +51,17 @@ void setTraces( std::vector< std::string > const & traces ) {
    }
 }
 
+/** An empty name would stand for an option that wasn't given. */
+std::string someName( std::string const & name ) {
+   return name.empty() ? "a name is empty" : "";
+}
+
 void addSource( CLI::App & command, StateSource & from, bool & json ) {
    CLI::Option_group & source = *command.add_option_group( "source" );
-   source.add_option( "--scenario", from.scenario, "Play it and look at its end" );
-   source.add_option( "--state", from.state, "Look at a state document or the file of a run" );
+   source.add_option( "--scenario", from.scenario, "Play it and look at its end" )
+      ->check( someName );
+   source.add_option( "--state", from.state, "Look at a state document or the file of a run" )
+      ->check( someName );
    source.require_option( 1 );
    command.add_flag( "--json", json, "Write JSON" );
 }
@@ -63,11 +71,15 @@ void addCommands( CLI::App & app, Arguments & arguments ) {
 
    CLI::App & run = *app.add_subcommand( "run", "Play a scenario" );
    run.add_option( "SCENARIO", arguments.run.scenario )->required();
-   run.add_option( "--state", arguments.run.state, "Keep the state in a file and go on from it" );
-   run.add_option( "--dump", arguments.run.dump, "Write the final state (-: standard output)" );
+   run.add_option( "--state", arguments.run.state, "Keep the state in a file and go on from it" )
+      ->check( someName );
+   run.add_option( "--dump", arguments.run.dump, "Write the final state (-: standard output)" )
+      ->check( someName );
    run.add_option( "--dump-each", arguments.run.dumpEach, "Write the state after each step" )
-      ->option_text( "DIR" );
-   run.add_option( "--journal", arguments.run.journal, "Write the agent's changes, one a line" );
+      ->option_text( "DIR" )
+      ->check( someName );
+   run.add_option( "--journal", arguments.run.journal, "Write the agent's changes, one a line" )
+      ->check( someName );
    run.add_option( "--trace", arguments.traces, "Text trace on standard error" )
       ->option_text( "LEVEL|HANDLE=LEVEL ..." )
       ->allow_extra_args( false )
@@ -109,14 +121,15 @@ int runCommand( std::string const & name, Arguments const & arguments ) {
    } else if ( name == "graph" ) {
       printGraph( std::cout );
    } else {
-      try {
-         Flashlog::decode( arguments.traceFile, std::cout );
-      } catch ( Flashlog::DecodeError const & e ) {
-         std::cerr << e.what() << std::endl;
-         return exitBadInput;
-      }
+      Flashlog::decode( arguments.traceFile, std::cout );
    }
    return exitDone;
+}
+
+/** Names in it come from outside: it stays one line. */
+int refused( std::exception const & error ) {
+   std::cerr << printable( error.what() ) << std::endl;
+   return exitBadInput;
 }
 
 }  // namespace
@@ -134,11 +147,15 @@ int runCommandLine( int argc, char const * const * argv ) {
    try {
       return runCommand( app.get_subcommands().front()->get_name(), arguments );
    } catch ( InputError const & e ) {
-      std::cerr << e.what() << std::endl;
+      return refused( e );
    } catch ( Corestore::StoreError const & e ) {
-      std::cerr << e.what() << std::endl;
+      return refused( e );
+   } catch ( Flashlog::DecodeError const & e ) {
+      return refused( e );
+   } catch ( std::system_error const & e ) {
+      // Shared memory that is full or cannot be written.
+      return refused( e );
    }
-   return exitBadInput;
 }
 
 }  // namespace Runner

@@ -10,11 +10,7 @@
 namespace Runner {
 
 Kel::Value::Object const & objectOf( Kel::Value const & value ) {
-   auto const * object = value.as< Kel::Value::Object >();
-   if ( !object ) {
-      throw Kel::ValueError( std::string( "wants an object, not " ) + value.kindName() );
-   }
-   return *object;
+   return wanted< Kel::Value::Object >( value, "an object" );
 }
 
 double secondsOf( Kel::Value const & value ) {
@@ -34,11 +30,13 @@ double secondsOf( Kel::Value const & value ) {
 
 Kel::Value readDocument( std::string const & file ) {
    std::ifstream in( file, std::ios::binary );
-   if ( !in ) {
-      throw InputError( file, "", std::string( "cannot be read: " ) + std::strerror( errno ) );
-   }
    std::ostringstream text;
    text << in.rdbuf();
+   // Reading on tells an error from the end: a folder can be opened, and not read.
+   in.peek();
+   if ( !in.is_open() || in.bad() ) {
+      throw InputError( file, "", std::string( "cannot be read: " ) + std::strerror( errno ) );
+   }
    return parseDocument( file, text.view() );
 }
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/kel/Value.h"
+#include "platform/kel/ValueTraits.h"
 
 namespace Runner {
 
@@ -32,7 +32,7 @@ template < class T >
 T const & wanted( Kel::Value const & value, char const * what ) {
    T const * typed = value.as< T >();
    if ( !typed ) {
-      throw Kel::ValueError( std::string( "wants " ) + what + ", not " + value.kindName() );
+      Kel::Detail::failKind( what, value );
    }
    return *typed;
 }

@@ -88,7 +88,7 @@ void readMember( Scenario & scenario, std::string const & name, Value const & va
       scenario.simulated = Simulated::readSettings( value );
    } else if ( name == "noRestartAfter" ) {
       forEachElement( value, [&]( Value const & step ) {
-         scenario.noRestartAfter.insert( wanted< std::uint64_t >( step, "a step's number" ) );
+         scenario.noRestartAfter.insert( wanted< std::uint64_t >( step, "a whole number from 0" ) );
       } );
    } else if ( name == "noRestartWhy" ) {
       scenario.noRestartWhy = wanted< std::string >( value, "a text" );
@@ -121,11 +121,11 @@ struct Player {
    std::size_t number;
 
    std::vector< Unmet > operator()( PatchStep const & step ) const {
-      device.patch( step.document );
+      at( "patch", [&] { device.patch( step.document ); } );
       return {};
    }
    std::vector< Unmet > operator()( AdvanceStep const & step ) const {
-      device.advance( step.seconds );
+      at( "advance", [&] { device.advance( step.seconds ); } );
       return {};
    }
    std::vector< Unmet > operator()( RestartStep const & ) const {
@@ -149,6 +149,16 @@ struct Player {
          one.pointer.insert( 0, stepPointer( number, "expect" ) );
       }
       return unmet;
+   }
+
+   /** What does not fit what stands is told with its place in the scenario. */
+   template < class F >
+   void at( char const * member, F && f ) const {
+      try {
+         f();
+      } catch ( ValueError const & e ) {
+         throw InputError( scenario.file, stepPointer( number, member ) + e.pointer(), e.what() );
+      }
    }
 };
 

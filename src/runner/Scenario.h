@@ -52,7 +52,8 @@ Scenario readScenario( std::string const & file );
 Scenario scenarioOf( std::string const & file, Kel::Value const & document );
 
 /** Plays one step. Yields what an expectation found otherwise, with pointers inside the scenario's
- *  file. Throws InputError for a row to damage that isn't there. */
+ *  file. Throws InputError for a row to damage that isn't there, a table without room and a time
+ *  that no clock tells. */
 std::vector< Unmet > playStep( Switch & device, Scenario const & scenario, std::size_t step );
 
 /** "FILE: pointer: wanted this, found that". */

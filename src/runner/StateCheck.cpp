@@ -58,13 +58,10 @@ void checkAttribute( Kel::AttributeRecord const & attribute, Value const & value
 }
 
 void checkTypeName( MountPoint const & point, Value const & value ) {
-   std::string const * name = value.as< std::string >();
-   if ( !name ) {
-      throw ValueError( std::string( "wants a text, not " ) + value.kindName() );
-   }
-   if ( *name != point.entryType().name ) {
-      throw ValueError( ( Kel::typeNode( *name ) ? "type " : "unknown type " ) + *name +
-                        ", wants " + point.entryType().name );
+   auto const & name = wanted< std::string >( value, "a text" );
+   if ( name != point.entryType().name ) {
+      throw ValueError( ( Kel::typeNode( name ) ? "type " : "unknown type " ) + name + ", wants " +
+                        point.entryType().name );
    }
 }
 
@@ -116,14 +113,10 @@ void checkRow( std::string_view path, std::string_view attributeName, Value cons
       MountPoint const & point = mountPointOf( path );
       below( attributeName, [&] {
          Kel::AttributeRecord const & attribute = attributeOf( point.type(), attributeName );
-         std::string const * text = key.as< std::string >();
          if ( attribute.kind() != AttributeKind::Map ) {
             throw ValueError( "is no table" );
          }
-         if ( !text ) {
-            throw ValueError( std::string( "wants a key, not " ) + key.kindName() );
-         }
-         attribute.checkKey( *text );
+         attribute.checkKey( wanted< std::string >( key, "a key" ) );
       } );
    } );
 }

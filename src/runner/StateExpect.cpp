@@ -145,7 +145,7 @@ std::vector< Unmet > compareState( Corestore::EntityManager const & em, Value co
    Comparison comparison;
    for ( auto const & member : objectOf( document ) ) {
       MountPoint const & point = *mountPoint( member.first );
-      Entity const & entity = *em.entities().find( member.first )->second;
+      Entity const & entity = *em.standing( member.first );
       std::string const pointer = Kel::pointerStep( member.first );
       if ( member.second.isNull() ) {
          comparison.compareEmpty( entity, pointer );

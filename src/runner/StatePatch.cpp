@@ -1,5 +1,6 @@
 #include "runner/StatePatch.h"
 
+#include "platform/slab/Table.h"
 #include "runner/Document.h"
 #include "runner/MountPlan.h"
 
@@ -109,14 +110,45 @@ class Patcher {
    Mutate const & mutate_;
 };
 
+void checkRoomFor( Value const & rows, Slab::TableEntity const & table,
+                   AttributeRecord const & attribute ) {
+   std::size_t room = table.room();
+   if ( rows.isNull() || objectOf( rows ).size() <= room ) {
+      return;
+   }
+   for ( auto const & row : objectOf( rows ) ) {
+      bool const stands = attribute.read( table, row.first ).has_value();
+      if ( row.second.isNull() ) {
+         room += stands;
+      } else if ( !stands && room-- == 0 ) {
+         throw Kel::ValueError( "finds the table full" ).below( row.first );
+      }
+   }
+}
+
 }  // namespace
+
+void checkRoom( Corestore::EntityManager const & em, Value const & document ) {
+   for ( auto const & member : objectOf( document ) ) {
+      auto const table = Kel::ptrCast< Slab::TableEntity const >( em.getEntity( member.first ) );
+      if ( table && !member.second.isNull() ) {
+         for ( auto const & rows : objectOf( member.second ) ) {
+            below( member.first, [&] {
+               below( rows.first, [&] {
+                  checkRoomFor( rows.second, *table, *table->fwkType().attribute( rows.first ) );
+               } );
+            } );
+         }
+      }
+   }
+}
 
 void applyState( Corestore::EntityManager const & em, Value const & document,
                  Mutate const & mutate ) {
    Patcher patcher( mutate );
    for ( auto const & member : objectOf( document ) ) {
       MountPoint const & point = *mountPoint( member.first );
-      Kel::Ptr< Entity > entity = em.entities().find( member.first )->second;
+      Kel::Ptr< Entity > const entity = em.standing( member.first );
       if ( member.second.isNull() ) {
          patcher.clear( *entity );
       } else if ( point.entryType ) {

@@ -10,6 +10,10 @@ namespace Runner {
 /** Runs one mutator call, with whatever must be done around it. */
 using Mutate = std::function< void( std::function< void() > const & mutator ) >;
 
+/** Throws Kel::ValueError, with its place, when a checked document adds more rows to a table in
+ *  shared memory than there is room for. */
+void checkRoom( Corestore::EntityManager const & em, Kel::Value const & document );
+
 /**
  * Applies a checked document as a JSON merge patch, in its own order, by one mutator call per
  * change. A new entity gets its scalars before it is announced, and the rest after that. Null for

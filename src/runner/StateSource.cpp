@@ -5,6 +5,7 @@
 #include "platform/corestore/SqliteStore.h"
 #include "runner/Document.h"
 #include "runner/Scenario.h"
+#include "runner/tables/TextTable.h"
 
 namespace Runner {
 
@@ -38,7 +39,7 @@ OpenedState ofScenario( std::string const & file ) {
    auto & device = *new Switch( { .simulated = scenario.simulated } );
    for ( std::size_t step = 0; step != scenario.steps.size(); ++step ) {
       for ( Unmet const & unmet : playStep( device, scenario, step ) ) {
-         std::cerr << describe( scenario, unmet ) << std::endl;
+         std::cerr << printable( describe( scenario, unmet ) ) << std::endl;
          met = false;
       }
    }

@@ -11,18 +11,12 @@ namespace {
 
 using Kel::AttributeKind;
 
-std::string pathOf( Kel::Entity const & entity ) {
-   if ( !entity.parent() ) {
-      return entity.keyName();
-   }
-   std::string path = pathOf( *entity.parent() ) + "/" + entity.parentAttrName();
-   auto const & attribute = *entity.parent()->fwkType().attributes()[entity.parentAttribute()];
-   return attribute.kind() == AttributeKind::Reference ? path : path + "/" + entity.keyName();
-}
+/** A later time has no room for the seconds in its digits. */
+constexpr Orb::Seconds latest = 1e12;
 
 OutputChange outputChange( Corestore::Change const & change ) {
    Kel::AttributeRecord const & attribute = change.attribute;
-   OutputChange output{ pathOf( change.entity ), attribute.name(), {}, {}, true };
+   OutputChange output{ change.entity.fullName(), attribute.name(), {}, {}, true };
    std::string key;
    if ( change.key ) {
       output.key = key = attribute.keyText( change.key );
@@ -45,14 +39,12 @@ OutputChange outputChange( Corestore::Change const & change ) {
 
 Kel::Ptr< Clock > clockOf( Corestore::EntityManager & em ) {
    constexpr char const * path = "runner/clock";
-   // A longer time has no room for the seconds in its digits.
-   constexpr Orb::Seconds longest = 1e12;
    auto const entity = em.entityIs( path, Clock::kelType().name );
    if ( !entity ) {
       throw Kel::ValueError( "is no clock" ).below( path );
    }
    auto const clock = Kel::ptrCast< Clock >( entity );
-   if ( !( clock->now() >= 0 && clock->now() <= longest ) ) {
+   if ( !( clock->now() >= 0 && clock->now() <= latest ) ) {
       throw Kel::ValueError( "tells no time" ).below( "now" ).below( path );
    }
    return clock;
@@ -135,6 +127,7 @@ void Switch::mutate( std::function< void() > const & mutator ) {
 
 void Switch::patch( Kel::Value const & document ) {
    checkState( document );
+   checkRoom( *em_, document );
    // A turn of its own, so that it is saved whole.
    scheduler_->post( [&] {
       applyState( *em_, document, [this]( auto const & mutator ) { mutate( mutator ); } );
@@ -143,13 +136,17 @@ void Switch::patch( Kel::Value const & document ) {
 }
 
 void Switch::advance( Orb::Seconds seconds ) {
-   scheduler_->advanceTo( scheduler_->now() + seconds );
+   Orb::Seconds const until = scheduler_->now() + seconds;
+   if ( until > latest ) {
+      throw Kel::ValueError( "takes the clock beyond 1000000000000 seconds" );
+   }
+   scheduler_->advanceTo( until );
    endTurn();
 }
 
 bool Switch::corrupt( std::string const & path, std::string const & table,
                       std::string const & key ) {
-   Kel::Entity & entity = *em_->entities().find( path )->second;
+   Kel::Entity & entity = *em_->standing( path );
    Kel::AttributeRecord const & attribute = *entity.fwkType().attribute( table );
    bool const damaged = attribute.corrupt( entity, key );
    if ( damaged ) {

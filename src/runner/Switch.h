@@ -61,7 +61,8 @@ class Switch {
    /** Checks a state document and applies it as a merge patch. Throws Kel::ValueError, with nothing
     *  changed, when it does not fit. */
    void patch( Kel::Value const & document );
-   /** Moves the clock; timers fire in order on the way. */
+   /** Moves the clock; timers fire in order on the way. Throws Kel::ValueError, with nothing
+    *  changed, for a time that no clock tells. */
    void advance( Orb::Seconds seconds );
    /** Kills the agent and starts a new one on the state as it was saved; the clock goes on. */
    void restart();

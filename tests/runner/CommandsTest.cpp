@@ -113,6 +113,16 @@ TEST_F( CommandsTest, BadInputIsOneLineAndExitCode2 ) {
    EXPECT_EQ( refused( R"({"steps":[],"noRestartAfter":[0]})" ),
               "s.json: /: wants a member \"noRestartWhy\" with \"noRestartAfter\"\n" );
 
+   EXPECT_EQ( refused( R"({"steps":[],"noRestartAfter":[-1]})" ),
+              "s.json: /noRestartAfter/0: wants a whole number from 0, not a number\n" );
+   EXPECT_EQ( refused( R"({"steps":[],"switch":{"flowCapacity":1e3}})" ),
+              "s.json: /switch/flowCapacity: wants a whole number from 0, not a number\n" );
+   EXPECT_EQ( refused( R"({"steps":[{"patch":{"mlag/sta\ntus\u001b[2J":{}}}]})" ),
+              "s.json: /steps/0/patch/mlag~1sta?tus?[2J: unknown path\n" );
+
+   write( "s.json", R"({"steps":[{"expect":{"qorclient/status":{"vlanForVni":{"1":1},
+      "policyFragmentInfo":{"a\n\u001b":{}}}}}]})" );
+   EXPECT_THAT( run( "run s.json" ).text, HasSubstr( "policyFragmentInfo/a??: wanted {}, " ) );
    write( "s.json",
           R"({"steps":[{"corrupt":{"bridging/status":{"fdbStatus":"7|02:00:00:00:00:01"}}}]})" );
    EXPECT_EQ( run( "run s.json" ).text,
@@ -121,8 +131,43 @@ TEST_F( CommandsTest, BadInputIsOneLineAndExitCode2 ) {
    write( "state.json", R"({"mlag/status":1})" );
    EXPECT_EQ( run( "show flows --state state.json" ).text,
               "state.json: /mlag~1status: wants an object, not a number\n" );
+   EXPECT_EQ( run( "check ." ).text, ".: /: cannot be read: Is a directory\n" );
    EXPECT_EQ( run( "check missing.json" ).text,
               "missing.json: /: cannot be read: No such file or directory\n" );
+}
+
+TEST_F( CommandsTest, RunShowsTheFlowsThatThereAre ) {
+   fs::path const examples = fs::path( QORCLIENT_SCENARIOS ) / "../../examples";
+   std::string const routed = run( "run " + ( examples / "routed-policy.json" ).string() ).text;
+   EXPECT_THAT( routed, testing::StartsWith( "VRF " ) );
+   EXPECT_THAT( routed, testing::Not( HasSubstr( "none" ) ) );
+   write( "s.json", R"({"steps":[]})" );
+   EXPECT_EQ( run( "run s.json" ).text, "FRAGMENT  FLOW  KIND  STATE  RULES  DETAILS\nnone\n" );
+}
+
+TEST_F( CommandsTest, WhatTheStateHasNoRoomForEndsTheRunAtItsStep ) {
+   std::string late = R"({"steps":[)";
+   for ( int n = 0; n != 1000; ++n ) {
+      late += R"({"advance":1e9},)";
+   }
+   write( "s.json", late + R"({"advance":1},{"patch":{"mlag/status":{"mlagState":1}}}]})" );
+   EXPECT_EQ( run( "run s.json --state s.db" ).text,
+              "s.json: /steps/1000/advance: takes the clock beyond 1000000000000 seconds\n" );
+   EXPECT_EQ( run( "show flows --state s.db" ).code, 0 );
+
+   std::string hosts;
+   for ( int n = 0; n <= 16384; ++n ) {
+      char mac[18];
+      std::snprintf( mac, sizeof mac, "02:00:00:00:%02x:%02x", n / 256, n % 256 );
+      hosts += ( n ? R"(,")" : "\"" ) + std::string( mac ) + R"(|1":{})";
+   }
+   std::string const patch = R"({"bridging/l2Rib/qor/hostInput":{"host":{)" + hosts + "}}}";
+   std::string const why =
+      "/bridging~1l2Rib~1qor~1hostInput/host/02:00:00:00:40:00|1: finds the table full\n";
+   write( "s.json", R"({"steps":[{"patch":)" + patch + "}]}" );
+   EXPECT_EQ( run( "run s.json" ).text, "s.json: /steps/0/patch" + why );
+   write( "state.json", patch );
+   EXPECT_EQ( run( "show hosts --state state.json" ).text, "state.json: " + why );
 }
 
 /** After a wanted change: `qorclient graph > tests/runner/wiring.dot`. */
@@ -147,7 +192,22 @@ TEST_F( CommandsTest, AStateFileIsGoneOnFrom ) {
    EXPECT_EQ( run( "show flows --state s.db" ).code, 0 );
    EXPECT_EQ( std::distance( fs::directory_iterator( directory ), fs::directory_iterator() ), 3 );
 
+   // What is read is not written over, by whatever name.
+   std::string const saved = read( "s.db" );
+   fs::create_symlink( "s.db", directory / "link" );
+   for ( char const * outputs :
+         { "--dump s.db", "--journal link", "--journal ./b.json", "--dump b.json" } ) {
+      Ended const refused = run( std::string( "run b.json --state s.db " ) + outputs );
+      EXPECT_EQ( refused.code, 2 ) << outputs;
+      EXPECT_THAT( refused.text, HasSubstr( "cannot be written: it is the s" ) );
+   }
+   EXPECT_EQ( run( "run a.json --state new --journal new" ).code, 2 );
+   EXPECT_EQ( read( "s.db" ), saved );
+
    fs::resize_file( directory / "s.db", 5000 );
+   write( "journal", "earlier" );
+   EXPECT_EQ( run( "run a.json --state s.db --journal journal" ).code, 2 );
+   EXPECT_EQ( read( "journal" ), "earlier" );
    for ( char const * command : { "run a.json --state s.db", "show flows --state s.db" } ) {
       Ended const refused = run( command );
       EXPECT_EQ( refused.code, 2 );
@@ -164,7 +224,7 @@ TEST_F( CommandsTest, UsageErrorsExitWith2 ) {
          { "", "play s.json", "run", "run s.json --trace 10", "run s.json --trace =", "show flows",
            "why", "why a", "show colors --scenario s.json",
            "show flows --scenario s.json --state s.json", "run s.json --dump missing/end.json",
-           "decode s.json" } ) {
+           "run s.json --state ''", "decode s.json" } ) {
       EXPECT_EQ( run( arguments ).code, 2 ) << arguments;
    }
 }
@@ -211,6 +271,9 @@ TEST_F( CommandsTest, ShowTellsAnOperatorWhatStands ) {
               "70   100      no         web on Et3/1\n"
               "71   waiting  no         web\n" );
    EXPECT_THAT( run( "show l3flows --state state.json" ).text, HasSubstr( "none\n" ) );
+   EXPECT_THAT(
+      run( "--help | cat state.json | " QORCLIENT_PROGRAM " show vnis --state /dev/stdin" ).text,
+      HasSubstr( "waiting  no         web\n" ) );
    EXPECT_EQ( run( "show vnis --json --state state.json" ).text,
               R"([
   {"vni":70,"vlan":100,"requested":false,"bound_by":["web on Et3/1"]},

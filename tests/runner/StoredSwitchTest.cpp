@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <malloc.h>
 
@@ -136,13 +137,20 @@ TEST_F( StoredSwitchTest, KeepsTheOrderOfWhatGoesAndComesBackInOneTurn ) {
 }
 
 TEST_F( StoredSwitchTest, RefusesRowsThatDoNotFit ) {
-   auto const refusal = []( Row const & row ) {
+   auto const refusal = []( Row const & row, int more = 0 ) {
       Corestore::MemoryStore store;
       {
          Switch device( { .with = Switch::With::StateAlone } );
          device.entityManager().saveTo( store );
       }
       store.put( row );
+      for ( int n = 0; n != more; ++n ) {
+         std::string const text = std::to_string( 100'000 + n );
+         store.put( { row.path, row.attribute,
+                      "02:00:00:" + text.substr( 0, 2 ) + ":" + text.substr( 2, 2 ) + ":" +
+                         text.substr( 4 ) + "|1",
+                      row.value } );
+      }
       try {
          Switch device( { .initial = &store } );
       } catch ( Kel::ValueError const & e ) {
@@ -151,11 +159,11 @@ TEST_F( StoredSwitchTest, RefusesRowsThatDoNotFit ) {
       return std::string( "none" );
    };
    EXPECT_EQ( refusal( { "runner/clock", "now", "", "{" } ).substr( 0, 22 ),
-              "/runner~1clock/now/: n" );
+              "/runner~1clock/now: no" );
    EXPECT_EQ( refusal( { "runner/clock", "now", "", "1e300" } ),
               "/runner~1clock/now: tells no time" );
    EXPECT_EQ( refusal( { "runner/clock", "then", "", "1" } ),
-              "/runner~1clock/then/: unknown attribute then" );
+              "/runner~1clock/then: unknown attribute then" );
    EXPECT_EQ( refusal( { "", "", "runner/clock", "Mlag::Status" } ),
               "/runner~1clock: is no clock" );
    EXPECT_EQ( refusal( { "", "", "mlag/config", "Mlag::Status" } ),
@@ -164,7 +172,21 @@ TEST_F( StoredSwitchTest, RefusesRowsThatDoNotFit ) {
       refusal( { "qorl3/version1/global/fragmentConfig", "entity", "red", "\"Mlag::Status\"" } ),
       "/qorl3~1version1~1global~1fragmentConfig/red: is no QorL3::V1::FragmentConfig" );
    EXPECT_EQ( refusal( { "mlag/none", "now", "", "1" } ),
-              "/mlag~1none/now/: stands without its entity" );
+              "/mlag~1none/now: stands without its entity" );
+   EXPECT_EQ( refusal( { "", "", "x/y", "No::Type" } ), "/x~1y: unknown type No::Type" );
+   EXPECT_EQ( refusal( { "qorclient/status", "policyFragmentInfo", "f", "\"Mlag::Status\"" } ),
+              "/qorclient~1status/policyFragmentInfo/f: "
+              "wants type QorClient::PolicyFragmentInfo, not \"Mlag::Status\"" );
+   std::string const longName( 64, 'x' );
+   EXPECT_EQ( refusal( { "bridging/status", "fdbStatus", "7|02:00:00:00:00:01",
+                         "{\"intf\":\"" + longName + "\"}" } ),
+              "/bridging~1status/fdbStatus/7|02:00:00:00:00:01: "
+              "interface name longer than 63 bytes: " +
+                 longName );
+   EXPECT_THAT(
+      refusal( { "bridging/l2Rib/qor/hostInput", "host", "02:00:00:00:00:01|1", "{}" }, 16384 ),
+      testing::ContainsRegex( "^/bridging~1l2Rib~1qor~1hostInput/host/"
+                              "02:00:00:11:63:83.1: .* is full: it holds 16384 rows$" ) );
 }
 
 TEST_F( StoredSwitchTest, GoesOnFromTheLastStepThatWasSaved ) {

@@ -10,6 +10,7 @@
 #include "platform/records/mlag/Config.h"
 #include "platform/records/qor/PolicyFragment.h"
 #include "platform/records/qorclient/Status.h"
+#include "platform/slab/Table.h"
 #include "runner/Journal.h"
 #include "runner/MountPlan.h"
 
@@ -188,6 +189,32 @@ TEST_F( SwitchTest, DamagedRowIsAbsentUntilItIsWritten ) {
    EXPECT_FALSE( device.corrupt( "mlag/hostTable", "hostEntry", "7|02:00:00:00:00:01" ) );
 }
 
+TEST_F( SwitchTest, AFullTableTakesNoPatchThatNeedsMoreRoom ) {
+   constexpr char const * path = "bridging/l2Rib/qor/hostInput";
+   auto const table = Kel::ptrCast< Slab::TableEntity >( device.entityManager().standing( path ) );
+   table->capacityIs( 2 );
+   auto const hosts = [&]( std::string const & members ) {
+      return refusal(
+         ( R"({"mlag/status":{"mlagState":1},"bridging/l2Rib/qor/hostInput":{"host":{)" + members +
+           "}}}" )
+            .c_str() );
+   };
+   std::string const a = R"("02:00:00:00:00:0a|1":)";
+   std::string const b = R"("02:00:00:00:00:0b|1":)";
+   std::string const c = R"("02:00:00:00:00:0c|1":)";
+   EXPECT_EQ( hosts( a + "{}," + b + "{}," + c + "{}" ),
+              "/bridging~1l2Rib~1qor~1hostInput/host/02:00:00:00:00:0c|1: finds the table full" );
+   EXPECT_EQ( at( "mlag/status" ), "{}" );
+   EXPECT_EQ( hosts( a + "{}," + b + "{}" ), "none" );
+   EXPECT_NE( hosts( b + "{}," + c + "{}," + a + "null" ), "none" );
+   EXPECT_EQ( hosts( a + "null," + b + "{}," + c + "{}" ), "none" );
+   // What does not fit a smaller table stays in the one that there is.
+   EXPECT_THROW( table->capacityIs( 1 ), Kel::RangeException );
+   EXPECT_EQ( hosts( a + "{}," + b + "null" ).substr( 0, 5 ), "/brid" );
+   table->capacityIs( 3 );
+   EXPECT_EQ( hosts( a + "{}," + b + "{}," + c + "{}" ), "none" );
+}
+
 /** Stands for an agent: writes its output when its input changes. */
 class CopySm : public Kel::StateMachine {
    KEL_LOCAL_STATE_MACHINE( CopySm )
@@ -267,6 +294,7 @@ TEST_F( SwitchTest, NewEntityIsAnnouncedWithItsScalarsAlone ) {
 TEST_F( SwitchTest, RestartKeepsTimeAndTheOrderOfCollections ) {
    patch( R"({"bridging/config":{"vidToFidMap":{"9":1,"3":1,"5":1}}})" );
    device.advance( 2.5 );
+   EXPECT_THROW( device.advance( 1e12 ), Kel::ValueError );
    device.restart();
    EXPECT_EQ( device.scheduler().now(), 2.5 );
    EXPECT_EQ( at( "bridging/config" ), R"({"vidToFidMap":{"9":1,"3":1,"5":1}})" );

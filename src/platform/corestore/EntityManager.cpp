@@ -54,13 +54,16 @@ MountStatus EntityManager::mount( Mount const & mount ) {
 }
 
 Kel::Ptr< Kel::Entity const > EntityManager::getEntity( std::string_view path ) const {
+   return standing( path );
+}
+
+Kel::Ptr< Kel::Entity > EntityManager::standing( std::string_view path ) const {
    auto found = entities_.find( path );
    return found == entities_.end() ? nullptr : found->second;
 }
 
 Kel::Ptr< Kel::Entity > EntityManager::getWritableEntity( std::string_view path ) const {
-   auto found = entities_.find( path );
-   return found == entities_.end() || !isMountedForWrite( path ) ? nullptr : found->second;
+   return isMountedForWrite( path ) ? standing( path ) : nullptr;
 }
 
 bool EntityManager::isMountedForWrite( std::string_view path ) const {
@@ -117,10 +120,19 @@ void EntityManager::loadFrom( Store & store ) {
       }
    };
    store.load( [&]( Row const & row ) {
+      auto const at = [&row]( Kel::ValueError error ) {
+         for ( std::string const * part : { &row.key, &row.attribute, &row.path } ) {
+            error = part->empty() ? error : error.below( *part );
+         }
+         return error;
+      };
       try {
          load( row );
       } catch ( Kel::ValueError const & e ) {
-         throw e.below( row.key ).below( row.attribute ).below( row.path );
+         throw at( e );
+      } catch ( std::runtime_error const & e ) {
+         // A table has no room for the row, or its type is not made by name.
+         throw at( Kel::ValueError( e.what() ) );
       }
    } );
 }

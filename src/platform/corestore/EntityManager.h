@@ -81,6 +81,9 @@ class EntityManager : public Kel::PtrInterface, private Kel::ChangeSink {
 
    /** The entity at a path, to read; null when there is none. */
    Kel::Ptr< Kel::Entity const > getEntity( std::string_view path ) const;
+   /** The entity at a path, whatever its mount; for the platform's own side. Null when there is
+    *  none. */
+   Kel::Ptr< Kel::Entity > standing( std::string_view path ) const;
    /** The entity at a path, for a writer; null when there is none or it is mounted to be read. */
    Kel::Ptr< Kel::Entity > getWritableEntity( std::string_view path ) const;
 

@@ -70,9 +70,14 @@ void applyRow( Kel::Entity & entity, Row const & row ) {
       return;
    }
    std::string const * typeName = value.as< std::string >();
-   Kel::TypeRecord const * type = typeName ? Kel::typeNode( *typeName ) : nullptr;
-   if ( !type && attribute->kind() == Kel::AttributeKind::Directory ) {
-      throw Kel::ValueError( "unknown type in " + row.value );
+   Kel::TypeRecord const * type = attribute->elementType();
+   if ( attribute->kind() == Kel::AttributeKind::Directory ) {
+      type = typeName ? Kel::typeNode( *typeName ) : nullptr;
+      if ( !type ) {
+         throw Kel::ValueError( "unknown type in " + row.value );
+      }
+   } else if ( !typeName || *typeName != type->name ) {
+      throw Kel::ValueError( std::string( "wants type " ) + type->name + ", not " + row.value );
    }
    attribute->childIs( entity, row.key, type, []( Kel::Entity & ) {} );
 }

@@ -6,6 +6,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -69,24 +72,25 @@ std::string journalOf( std::string const & file ) {
    return file + "-wal";
 }
 
-/** Makes the file, or takes an empty one over, for its owner alone: the database would let others
- *  read it. A file with content is not opened, since its closing would undo this process's locks.
- */
-void makePrivate( std::string const & path ) {
-   constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
+constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
+
+/** Makes the file if there is none, since the database would let others read it. One that stands is
+ *  not opened: its closing would undo this process's locks. */
+void makeFile( std::string const & path ) {
    int const fd = ::open( path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, ownerOnly );
-   struct stat status;
    if ( fd != -1 ) {
       ::close( fd );
-   } else if ( ::stat( path.c_str(), &status ) == 0 && S_ISREG( status.st_mode ) &&
-               status.st_size == 0 ) {
-      ::chmod( path.c_str(), ownerOnly );
    }
 }
 
 bool stands( std::string const & file ) {
    std::error_code error;
    return std::filesystem::exists( file, error );
+}
+
+bool isEmpty( std::string const & file ) {
+   std::error_code error;
+   return std::filesystem::file_size( file, error ) == 0 && !error;
 }
 
 }  // namespace
@@ -113,34 +117,54 @@ SqliteStore::~SqliteStore() {
 bool SqliteStore::isSuchFile( std::string const & file ) {
    constexpr std::string_view magic( "SQLite format 3\0", 16 );
    char head[magic.size()] = {};
+   std::error_code error;
+   // The head of a pipe would be missing to whoever reads it next.
+   if ( !std::filesystem::is_regular_file( file, error ) ) {
+      return false;
+   }
    std::ifstream( file, std::ios::binary ).read( head, sizeof head );
-   return std::string_view( head, sizeof head ) == magic;
+   return std::string_view( head, sizeof head ) == magic || isEmpty( file );
 }
 
 void SqliteStore::open( std::string const & path, Mode mode ) {
+   if ( std::error_code error;
+        stands( path ) && !std::filesystem::is_regular_file( path, error ) ) {
+      throw StoreError( file_ + ": is no regular file" );
+   }
+   if ( isEmpty( path ) && stands( journalOf( path ) ) ) {
+      throw StoreError( file_ + ": is damaged: it is empty, and its journal is not" );
+   }
    if ( mode == Mode::write ) {
-      makePrivate( path );
+      makeFile( path );
    }
    // A journal belongs to a process that is at work or was killed; without one the file is at rest.
-   bool const still = mode == Mode::read && !stands( journalOf( path ) );
+   bool const still =
+      mode == Mode::read && !stands( journalOf( path ) ) && !stands( path + "-journal" );
    int const flags = still ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI : SQLITE_OPEN_READWRITE;
    if ( sqlite3_open_v2( still ? immutableName( path ).c_str() : path.c_str(), &database_,
                          flags | SQLITE_OPEN_NOMUTEX, nullptr ) != SQLITE_OK ) {
       fail( "cannot be opened" );
    }
+   if ( !still && sqlite3_db_readonly( database_, "main" ) ) {
+      throw StoreError( file_ + ( mode == Mode::write
+                                     ? ": cannot be written: it is read-only"
+                                     : ": cannot be read: it is read-only, and has a journal" ) );
+   }
    // A file that turns out to be damaged or another's must not be tidied up when it is closed.
    sqlite3_db_config( database_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr );
    // One process at a time; it then needs no file of shared memory either.
    execute( "PRAGMA locking_mode = EXCLUSIVE" );
-   bool const empty =
-      ask( "SELECT count( * ) FROM sqlite_master" ) == "0" && ask( "PRAGMA application_id" ) == "0";
-   if ( mode == Mode::write && empty ) {
+   if ( ask( "PRAGMA page_count" ) == "0" ) {
+      if ( mode == Mode::read ) {
+         throw StoreError( file_ + ": holds no state yet" );
+      }
       createSchema();
    }
    verify();
    if ( mode == Mode::write ) {
-      if ( sqlite3_db_readonly( database_, "main" ) ) {
-         throw StoreError( file_ + ": cannot be written: it is read-only" );
+      makePrivate( path );
+      if ( ask( "PRAGMA journal_mode = WAL" ) != "wal" ) {
+         fail( "cannot be made a journalled file" );
       }
       // Every step survives the process; only a loss of power may take the last ones.
       execute( "PRAGMA synchronous = NORMAL" );
@@ -152,10 +176,8 @@ void SqliteStore::open( std::string const & path, Mode mode ) {
    prepare();
 }
 
+// Before there is a journal, so that the file is a state from its first byte on, even alone.
 void SqliteStore::createSchema() {
-   if ( ask( "PRAGMA journal_mode = WAL" ) != "wal" ) {
-      fail( "cannot be made a journalled file" );
-   }
    execute( "BEGIN IMMEDIATE" );
    execute( schema );
    execute( ( std::string( "PRAGMA application_id = " ) + applicationId ).c_str() );
@@ -171,14 +193,33 @@ void SqliteStore::verify() {
       throw StoreError( file_ + ": has version " + found + ", this program knows version " +
                         version );
    }
+   if ( ask( "SELECT group_concat( sql, ';' ) FROM sqlite_master" ) != schema ) {
+      throw StoreError( file_ + ": is damaged: it has other tables than the state of a switch" );
+   }
    if ( std::string found = ask( "PRAGMA quick_check( 1 )" ); found != "ok" ) {
       std::ranges::replace( found, '\n', ' ' );
       throw StoreError( file_ + ": is damaged: " + found );
    }
 }
 
+void SqliteStore::makePrivate( std::string const & path ) {
+   for ( std::string const & name : { path, journalOf( path ) } ) {
+      if ( ::chmod( name.c_str(), ownerOnly ) != 0 && errno != ENOENT ) {
+         throw StoreError( file_ +
+                           ": cannot be kept for its owner alone: " + std::strerror( errno ) );
+      }
+   }
+}
+
 void SqliteStore::prepare() {
-   lastPosition_ = std::stoll( "0" + ask( "SELECT max( position ) FROM entry" ) );
+   // Texts come behind all numbers, so that one that is no position shows here.
+   std::string const last = ask( "SELECT coalesce( max( position ), 0 ) FROM entry" );
+   constexpr std::int64_t highest = std::int64_t{ 1 } << 62;
+   auto const [end, error] =
+      std::from_chars( last.data(), last.data() + last.size(), lastPosition_ );
+   if ( error != std::errc{} || end != last.data() + last.size() || lastPosition_ > highest ) {
+      throw StoreError( file_ + ": is damaged: a row has the position " + last );
+   }
    static_assert( std::size( sql ) == statements );
    for ( std::size_t i = 0; i != statements; ++i ) {
       if ( sqlite3_prepare_v3( database_, sql[i], -1, SQLITE_PREPARE_PERSISTENT, &prepared_[i],
@@ -270,8 +311,11 @@ void SqliteStore::flush() {
 
 void SqliteStore::fail( char const * what ) {
    int const code = sqlite3_errcode( database_ );
-   std::string const reason =
-      code == SQLITE_BUSY ? "in use by another process" : sqlite3_errmsg( database_ );
+   int const system = sqlite3_system_errno( database_ );
+   std::string const reason = code == SQLITE_BUSY ? "in use by another process"
+                              : code == SQLITE_CANTOPEN && system != 0
+                                 ? std::strerror( system )
+                                 : sqlite3_errmsg( database_ );
    if ( stepOpen_ ) {
       stepOpen_ = false;
       sqlite3_exec( database_, "ROLLBACK", nullptr, nullptr, nullptr );

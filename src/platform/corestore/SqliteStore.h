@@ -21,20 +21,21 @@ namespace Corestore {
 class SqliteStore final : public Store {
  public:
    enum class Mode {
-      /** Makes the file if there is none, readable for its owner alone. */
+      /** Makes the file if there is none; it becomes its owner's alone. */
       write,
       /** Leaves the file and its folder as they are; nothing may be put or deleted. */
       read
    };
 
-   /** Throws StoreError when the file cannot be used: it is not there (to read), in use, damaged,
-    *  of another version or of another kind. Such a file is left as it is. */
+   /** Throws StoreError when the file cannot be used: it is not there or empty (to read), read-only
+    *  (to write), in use, damaged, of another version or of another kind. Such a file is left as it
+    *  is. */
    explicit SqliteStore( std::string file, Mode mode = Mode::write );
    ~SqliteStore() override;
    SqliteStore( SqliteStore const & ) = delete;
    SqliteStore & operator=( SqliteStore const & ) = delete;
 
-   /** Whether the file begins as those of this kind do. */
+   /** Whether the file begins as those of this kind do, or has no content yet. */
    static bool isSuchFile( std::string const & file );
 
    void load( std::function< void( Row const & ) > const & row ) override;
@@ -49,6 +50,8 @@ class SqliteStore final : public Store {
    void open( std::string const & path, Mode mode );
    void verify();
    void createSchema();
+   /** Also the journal, if there is one: it takes what is written from now on. */
+   void makePrivate( std::string const & path );
    void prepare();
    /** Runs SQL that yields nothing. */
    void execute( char const * sql );

@@ -18,10 +18,10 @@ std::string Entity::fullName() const {
    if ( !parent_ ) {
       return keyName();
    }
-   std::string name = parent_->fullName() + "/" + parentAttrName();
-   std::string key = keyName();
+   std::string const path = parent_->fullName() + "/" + parentAttrName();
+   AttributeRecord const & attribute = *parent_->fwkType().attributes()[parentAttribute_];
    // A reference needs no key, since it holds one entity at most.
-   return key == parentAttrName() ? name : name + "/" + key;
+   return attribute.kind() == AttributeKind::Reference ? path : path + "/" + keyName();
 }
 
 char const * Entity::parentAttrName() const {

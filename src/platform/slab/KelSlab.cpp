@@ -16,8 +16,7 @@ void Mount::doMount( Kel::String const & path, Kel::String const & type, MountIn
 }
 
 Kel::Ptr< Kel::Entity > Mount::getEntity( Kel::String const & path ) const {
-   auto found = em_->entities().find( path.view() );
-   return found == em_->entities().end() ? nullptr : found->second;
+   return em_->standing( path.view() );
 }
 
 }  // namespace KelSlab

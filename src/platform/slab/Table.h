@@ -24,8 +24,11 @@ class TableEntity : public Kel::NamedEntity {
    /** After a write the same damage is told again. */
    void corruptionsDel() { corruptions_.clear(); }
 
-   /** Rows that the table can hold. A change moves the rows to a new table. */
+   /** Rows that the table can hold. A change moves the rows to a new table. Throws RangeException,
+    *  with nothing changed, when they don't fit. */
    virtual void capacityIs( std::size_t rows ) = 0;
+   /** New rows that there is room for. */
+   virtual std::size_t room() const = 0;
 
  private:
    /** What has been told since the last write. */
@@ -132,21 +135,26 @@ class Table {
       if ( rows == capacity_ ) {
          return;
       }
-      capacity_ = rows;
-      std::unique_ptr< SharedTable > old = std::move( shared_ );
-      if ( old ) {
-         for ( Member const & member : Walk( &owner, *old ) ) {
-            shared( owner ).put( Encoded< K >( member.key ), Encoded< R >( member.value ) );
+      if ( shared_ ) {
+         auto fresh = make( owner, rows );
+         for ( Member const & member : Walk( &owner, *shared_ ) ) {
+            fresh->put( Encoded< K >( member.key ), Encoded< R >( member.value ) );
          }
+         shared_ = std::move( fresh );
       }
+      capacity_ = rows;
    }
+   std::size_t room() const { return capacity_ - size(); }
 
  private:
+   static std::unique_ptr< SharedTable > make( TableEntity const & owner, std::size_t capacity ) {
+      return std::unique_ptr< SharedTable >( new SharedTable(
+         SharedTable::create( processSegmentName( owner.keyName() ), encodedSize< K >(),
+                              encodedSize< R >(), capacity ) ) );
+   }
    SharedTable & shared( TableEntity const & owner ) const {
       if ( !shared_ ) {
-         shared_.reset( new SharedTable( SharedTable::create( processSegmentName( owner.keyName() ),
-                                                              encodedSize< K >(),
-                                                              encodedSize< R >(), capacity_ ) ) );
+         shared_ = make( owner, capacity_ );
       }
       return *shared_;
    }
@@ -263,6 +271,9 @@ auto recordOf( char const * name, Table< K, R, capacity > Owner::*member ) {
    }                                                                           \
    void capacityIs( std::size_t rows ) override {                              \
       attribute##_.capacityIs( *this, rows );                                  \
+   }                                                                           \
+   std::size_t room() const override {                                         \
+      return attribute##_.room();                                              \
    }                                                                           \
    static constexpr ::Kel::AttributeId attribute##Id = __COUNTER__ - kelFirst; \
    using Kel_##attribute = ::Kel::AttributeTag< attribute##Id, K >;            \

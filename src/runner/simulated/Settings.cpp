@@ -44,7 +44,7 @@ Settings readSettings( Value const & value ) {
             readPool( settings, member.second );
          } else if ( member.first == "flowCapacity" ) {
             settings.flowCapacity =
-               wanted< std::uint64_t >( member.second, "a number of flow entries" );
+               wanted< std::uint64_t >( member.second, "a whole number from 0" );
          } else if ( member.first == "answerAfter" ) {
             settings.answerAfter = secondsOf( member.second );
          } else {

@@ -6,7 +6,7 @@ namespace {
 
 template < class T >
 Kel::Ptr< T > entityOf( Corestore::EntityManager const & em, char const * path ) {
-   return Kel::ptrCast< T >( em.entities().find( path )->second );
+   return Kel::ptrCast< T >( em.standing( path ) );
 }
 
 }  // namespace

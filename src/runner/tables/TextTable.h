@@ -37,6 +37,7 @@ class TextTable {
 
    /** As many cells as there are headings. */
    void row( std::vector< Cell > cells ) { rows_.push_back( std::move( cells ) ); }
+   bool empty() const { return rows_.empty(); }
    /** Headings alone, then "none", when there are no rows. */
    void print( std::ostream & out ) const;
    /** A JSON array, one object on a line for each row; its members are named by the headings, in

@@ -68,6 +68,25 @@ class SqliteStoreTest : public testing::Test {
       }
       return found;
    }
+   /** Why the file is refused in a process that has made itself ready so. */
+   template < class F >
+   std::string refusalInChild( F && ready ) const {
+      pid_t const child = fork();
+      if ( child == 0 ) {
+         std::ofstream why( directory / "why" );
+         ready();
+         try {
+            SqliteStore store( file );
+            why << "not refused";
+         } catch ( StoreError const & e ) {
+            why << std::string_view( e.what() ).substr( file.size() + 2 );
+         }
+         why.close();
+         _exit( 0 );
+      }
+      waitpid( child, nullptr, 0 );
+      return bytes( directory / "why" );
+   }
    /** Changes the file as another program would. */
    void edit( char const * sql ) const {
       sqlite3 * database = nullptr;
@@ -118,6 +137,13 @@ TEST_F( SqliteStoreTest, RefusesWhatIsNotItsOwnAndLeavesIt ) {
    fs::remove( file );
    edit( "create table t ( a )" );
    EXPECT_EQ( refusal(), "is a database, but not the state of a switch" );
+   edit( "drop table t" );
+   for ( auto mode : { SqliteStore::Mode::read, SqliteStore::Mode::write } ) {
+      EXPECT_EQ( refusal( mode ), "is a database, but not the state of a switch" );
+   }
+   fs::remove( file );
+   fs::create_directory( file );
+   EXPECT_EQ( refusal(), "is no regular file" );
    fs::remove( file );
    {
       SqliteStore store( file );
@@ -130,6 +156,17 @@ TEST_F( SqliteStoreTest, RefusesWhatIsNotItsOwnAndLeavesIt ) {
    std::string const good = bytes( file );
    edit( "pragma user_version = 2" );
    EXPECT_EQ( refusal(), "has version 2, this program knows version 1" );
+   for ( auto const & [sql, why] :
+         { std::pair( "update entry set position = 'x1' where key = '7'",
+                      "is damaged: a row has the position x1" ),
+           { "update entry set position = 9223372036854775807 where key = '7'",
+             "is damaged: a row has the position 9223372036854775807" },
+           { "alter table entry rename to e; create view entry as select * from e",
+             "is damaged: it has other tables than the state of a switch" } } ) {
+      std::ofstream( file ) << good;
+      edit( sql );
+      EXPECT_EQ( refusal(), why );
+   }
    // Damage in the middle, and a file cut short.
    std::ofstream( file ) << std::string( good ).replace( 9000, 4000, 4000, '\x7f' );
    EXPECT_THAT( refusal(), HasSubstr( "damaged" ) );
@@ -138,6 +175,51 @@ TEST_F( SqliteStoreTest, RefusesWhatIsNotItsOwnAndLeavesIt ) {
    EXPECT_THAT( refusal(), HasSubstr( "malformed" ) );
    std::ofstream( file ) << good;
    EXPECT_EQ( rows().size(), 1000U );
+}
+
+TEST_F( SqliteStoreTest, TellsWhyAFileCannotBeOpenedOrWritten ) {
+   file = directory / "none/s.db";
+   EXPECT_EQ( refusal(), "cannot be opened: No such file or directory" );
+   file = directory / "s.db";
+   { SqliteStore store( file ); }
+   fs::permissions( file, fs::perms::owner_read );
+   EXPECT_EQ( refusalInChild( [this] {
+                 fs::permissions( directory, fs::perms::all );
+                 if ( geteuid() == 0 ) {
+                    constexpr uid_t nobody = 65534;
+                    chown( file.c_str(), nobody, nobody ) == 0 && setuid( nobody );
+                 }
+              } ),
+              "cannot be written: it is read-only" );
+}
+
+TEST_F( SqliteStoreTest, IsAStateFromItsFirstByteOn ) {
+   std::ofstream( file ) << "";
+   EXPECT_EQ( refusal( SqliteStore::Mode::read ), "holds no state yet" );
+   // As a process leaves it that is killed while it makes the tables: half there, with a journal.
+   refusalInChild( [this] {
+      sqlite3 * database = nullptr;
+      sqlite3_open( file.c_str(), &database );
+      sqlite3_exec( database,
+                    "pragma cache_size = 1; begin; create table t ( a );"
+                    "insert into t select zeroblob( 9000 ) from json_each( '[1,2,3,4,5,6,7,8]' )",
+                    nullptr, nullptr, nullptr );
+      _exit( 0 );
+   } );
+   EXPECT_GT( fs::file_size( file ), 0U );
+   EXPECT_TRUE( fs::exists( file + "-journal" ) );
+   {
+      SqliteStore store( file );
+      store.put( { "", "", "a", "T" } );
+      store.flush();
+      // What a copy without the journal holds is an earlier state.
+      fs::copy_file( file, directory / "copy.db" );
+   }
+   file = directory / "copy.db";
+   EXPECT_EQ( rows().size(), 0U );
+   std::ofstream( file ) << "";
+   std::ofstream( file + "-wal" ) << "steps";
+   EXPECT_EQ( refusal(), "is damaged: it is empty, and its journal is not" );
 }
 
 TEST_F( SqliteStoreTest, TakesFilesBehindLinksEmptyOnesAndAnyName ) {
@@ -161,7 +243,9 @@ TEST_F( SqliteStoreTest, TakesFilesBehindLinksEmptyOnesAndAnyName ) {
          odd.put( { "", "", "a", "T" } );
          odd.flush();
       }
-      EXPECT_TRUE( fs::exists( directory / name ) );
+      fs::permissions( name, fs::perms::all );
+      { SqliteStore again( name ); }
+      EXPECT_EQ( fs::status( name ).permissions(), fs::perms::owner_read | fs::perms::owner_write );
       SqliteStore odd( name, SqliteStore::Mode::read );
       EXPECT_EQ( rowsOf( odd ).size(), 1U );
    }

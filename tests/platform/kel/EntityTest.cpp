@@ -71,6 +71,7 @@ TEST_F( EntityTest, ChildEntitiesAreMadeOnceAndKnowTheirPlace ) {
    Ptr< Box > b = rack->boxIs( "b" );
    EXPECT_EQ( b->name(), "b" );
    EXPECT_FALSE( rack->boxHas( "b" ) );
+   EXPECT_EQ( rack->boxIs( "box" )->fullName(), "rack/box/box" );
    // So is one whose whole family goes.
    script.on = { { "box c", [&] {
                      machine->rackDel();
@@ -108,7 +109,7 @@ TEST_F( EntityTest, AReferenceHoldsOneEntityOrNone ) {
    Ptr< Box > other = newBox( "other" );
    rack->bestIs( other );
    EXPECT_FALSE( best->parent() );
-   EXPECT_EQ( other->fullName(), "rack/best/other" );
+   EXPECT_EQ( other->fullName(), "rack/best" );
    rack->bestDel();
    rack->bestDel();
    EXPECT_EQ( script.take(), ( Log{ "best", "best" } ) );
