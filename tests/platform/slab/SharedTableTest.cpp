@@ -496,7 +496,8 @@ TEST( SegmentNames, OnlySegmentsOfDeadProcessesAreSweptUp ) {
    std::string const dead = "/qorclient-" + std::to_string( child ) + "-";
    auto const foreign = make( dead + "x-left", 8 );  // not a name of ours
 
-   EXPECT_GE( Slab::removeAbandonedSegments(), 1U );
+   // Another process that starts meanwhile may do it first.
+   Slab::removeAbandonedSegments();
    EXPECT_TRUE( exists( own ) );
    EXPECT_TRUE( exists( foreign.name() ) );
    for ( unsigned i = 0; i < 100; ++i )
