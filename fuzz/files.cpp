@@ -5,24 +5,28 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
 
+#include "Shown.h"
 #include "platform/corestore/SqliteStore.h"
 #include "platform/flashlog/Decode.h"
 #include "runner/Switch.h"
-#include "runner/tables/Tables.h"
 
 namespace {
 
-/** The input as a file, under a name of this process's own. */
-std::string fileOf( std::string_view bytes ) {
-   static std::string const name = "/dev/shm/qorclient-fuzz-" + std::to_string( getpid() );
-   std::ofstream( name, std::ios::binary ) << bytes;
-   return name;
-}
+/** The input as a file, under a name of this process's own, for as long as this lives. */
+class File {
+ public:
+   explicit File( std::string_view bytes ) { std::ofstream( name, std::ios::binary ) << bytes; }
+   ~File() { std::filesystem::remove( name ); }
+   File( File const & ) = delete;
+   File & operator=( File const & ) = delete;
+
+   std::string const name = "/dev/shm/qorclient-fuzz-" + std::to_string( getpid() );
+};
 
 /** Rows out of lines: the four fields of a row have tabs in between. */
 class Lines final : public Corestore::Store {
@@ -48,10 +52,7 @@ class Lines final : public Corestore::Store {
 
 void loadFrom( Corestore::Store & store ) {
    Runner::Switch const device( { .with = Runner::Switch::With::StateAlone, .initial = &store } );
-   for ( std::string const & table : Runner::tableNames() ) {
-      std::ostringstream text;
-      Runner::tableOf( table, device ).print( text );
-   }
+   Fuzz::showAll( device );
 }
 
 }  // namespace
@@ -61,10 +62,11 @@ extern "C" int LLVMFuzzerTestOneInput( std::uint8_t const * data, std::size_t si
    try {
       if ( input.starts_with( 'D' ) ) {
          std::ostringstream text;
-         Flashlog::decode( fileOf( input.substr( 1 ) ), text );
+         File const file( input.substr( 1 ) );
+         Flashlog::decode( file.name, text );
       } else if ( input.starts_with( 'S' ) ) {
-         Corestore::SqliteStore store( fileOf( input.substr( 1 ) ),
-                                       Corestore::SqliteStore::Mode::read );
+         File const file( input.substr( 1 ) );
+         Corestore::SqliteStore store( file.name, Corestore::SqliteStore::Mode::read );
          loadFrom( store );
       } else if ( input.starts_with( 'R' ) ) {
          Lines lines( input.substr( 1 ) );

@@ -8,12 +8,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <set>
 #include <sstream>
 
 #include "platform/corestore/SqliteStore.h"
 #include "platform/corestore/ValueText.h"
-#include "platform/records/openflowtable/PinFlowHwConfig.h"
 #include "platform/slab/Segment.h"
 
 namespace Kill {
@@ -22,7 +20,6 @@ namespace {
 
 constexpr int finishedCode = 0;
 constexpr int failedCode = 3;
-constexpr char const * flowTables[] = { "pinflow/dyninput/qor", "pinflow/dyninput/qorl3" };
 
 std::string textOf( std::string const & file ) {
    std::ostringstream text;
@@ -68,21 +65,6 @@ class DeadlyStore final : public Corestore::Store {
    bool const & mayDie_;
 };
 
-/** The flow entries of both tables, each with its table's path before it. */
-std::set< std::string > flowEntries( Corestore::EntityManager const & em ) {
-   std::set< std::string > entries;
-   for ( char const * path : flowTables ) {
-      auto const table =
-         Kel::ptrCast< OpenFlowTable::PinFlowHwConfig const >( em.getEntity( path ) );
-      if ( table ) {
-         for ( Kel::Name const & name : table->flowEntryKeys() ) {
-            entries.insert( std::string( path ) + " " + name.stringValue() );
-         }
-      }
-   }
-   return entries;
-}
-
 bool const * mayDie = nullptr;
 
 }  // namespace
@@ -90,26 +72,15 @@ bool const * mayDie = nullptr;
 /** One process's part of the scenario. */
 class KilledRun::Player {
  public:
-   Player( Runner::Scenario const & scenario, Progress & progress, Corestore::Store & store )
+   /** `journal` names the file to which the changes of flow entries are added. */
+   Player( Runner::Scenario const & scenario, Progress & progress, Corestore::Store & store,
+           std::string const & journal )
       : scenario_( scenario ),
         progress_( progress ),
-        before_( entriesIn( store ) ),
+        journal_( journal, std::ios::app ),
         device_( { .observer = [this]( auto const & change ) { note( change ); },
                    .simulated = scenario.simulated,
                    .store = &store } ) {}
-
-   /** What the start has withdrawn and wants all the same; empty for nothing. */
-   std::string withdrawn() {
-      std::set< std::string > const now = flowEntries( device_.entityManager() );
-      std::string list;
-      for ( std::string const & entry : deleted_ ) {
-         if ( before_.contains( entry ) && now.contains( entry ) ) {
-            list += " " + entry;
-         }
-      }
-      device_.outputObserverIs( {} );
-      return list;
-   }
 
    void play() {
       while ( progress_.step != scenario_.steps.size() ) {
@@ -122,18 +93,11 @@ class KilledRun::Player {
    std::string state() const { return Corestore::jsonSorted( device_.dump() ); }
 
  private:
-   static std::set< std::string > entriesIn( Corestore::Store & store ) {
-      std::set< std::string > entries;
-      store.load( [&]( Corestore::Row const & row ) {
-         if ( row.attribute == "flowEntry" ) {
-            entries.insert( row.path + " " + row.key );
-         }
-      } );
-      return entries;
-   }
    void note( Runner::OutputChange const & change ) {
-      if ( change.deleted && change.attribute == std::string_view( "flowEntry" ) ) {
-         deleted_.insert( change.path + " " + *change.key );
+      if ( change.attribute == std::string_view( "flowEntry" ) ) {
+         // Out at once: the process may be killed.
+         journal_ << progress_.step << " " << change.deleted << " " << change.path << " "
+                  << *change.key << std::endl;
       }
    }
    void playStep( std::size_t number ) {
@@ -166,8 +130,7 @@ class KilledRun::Player {
 
    Runner::Scenario const & scenario_;
    Progress & progress_;
-   std::set< std::string > const before_;
-   std::set< std::string > deleted_;
+   std::ofstream journal_;
    Runner::Switch device_;
 };
 
@@ -195,13 +158,10 @@ void KilledRun::child( Instant instant ) {
    try {
       Corestore::SqliteStore file( directory_ + "/s.db" );
       DeadlyStore store( file, instant, progress_->operations, progress_->mayDie );
-      Player player( scenario_, *progress_, store );
-      why = player.withdrawn();
-      if ( why.empty() ) {
-         player.play();
-         std::ofstream( directory_ + "/state" ) << player.state();
-         code = finishedCode;
-      }
+      Player player( scenario_, *progress_, store, directory_ + "/journal" );
+      player.play();
+      std::ofstream( directory_ + "/state" ) << player.state();
+      code = finishedCode;
    } catch ( std::exception const & e ) {
       why = e.what();
    }
@@ -250,6 +210,16 @@ Ended KilledRun::processFor( std::uint32_t microseconds ) {
 
 std::string KilledRun::finalState() const {
    return textOf( directory_ + "/state" );
+}
+
+std::vector< FlowChange > KilledRun::flowChanges() const {
+   std::vector< FlowChange > changes;
+   std::ifstream journal( directory_ + "/journal" );
+   for ( FlowChange one;
+         journal >> one.step >> one.deleted && std::getline( journal >> std::ws, one.entry ); ) {
+      changes.push_back( one );
+   }
+   return changes;
 }
 
 std::string KilledRun::failure() const {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "runner/Scenario.h"
 
@@ -13,6 +14,14 @@ using Instant = std::uint64_t;
 
 /** How a process ended. */
 enum class Ended { Finished, Killed, Failed };
+
+/** A change of a flow entry; a start counts to the step in which the process before it died. */
+struct FlowChange {
+   std::uint64_t step;
+   bool deleted;
+   /** The table's path and the entry's name. */
+   std::string entry;
+};
 
 /**
  * A scenario that is played in processes which are killed, each of which goes on from the file that
@@ -40,7 +49,9 @@ class KilledRun {
    std::uint64_t operations() const { return progress_->operations; }
    /** The final state, once a process has finished. */
    std::string finalState() const;
-   /** Why a process failed: what its agent withdrew, or could not do. */
+   /** What the agents have done to their flow tables since the beginning, in order. */
+   std::vector< FlowChange > flowChanges() const;
+   /** Why a process failed. */
    std::string failure() const;
 
  private:

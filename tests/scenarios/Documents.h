@@ -10,15 +10,17 @@
 
 #include "platform/corestore/ValueText.h"
 
-/* The scenario documents beside this file, each of which is a test of its own. */
+/* The scenario documents beside this file and the examples, each of which is a test of its own. */
 
 namespace Scenarios {
 
 inline std::vector< std::filesystem::path > documents() {
    std::vector< std::filesystem::path > files;
-   for ( auto const & entry : std::filesystem::directory_iterator( QORCLIENT_SCENARIOS ) ) {
-      if ( entry.path().extension() == ".json" ) {
-         files.push_back( entry.path() );
+   for ( char const * folder : { QORCLIENT_SCENARIOS, QORCLIENT_SCENARIOS "/../../examples" } ) {
+      for ( auto const & entry : std::filesystem::directory_iterator( folder ) ) {
+         if ( entry.path().extension() == ".json" ) {
+            files.push_back( entry.path() );
+         }
       }
    }
    std::ranges::sort( files );

@@ -8,8 +8,8 @@
 #include "scenarios/Documents.h"
 
 /*
- * Every document beside this file is a test: played as it stands, and once more with a restart of
- * the agent after each step that can bear one, which must not change the outcome.
+ * Every document beside this file, and every example, is a test: played as it stands, and once more
+ * with a restart of the agent after each step that can bear one, which must not change the outcome.
  */
 
 namespace {

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <deque>
 #include <functional>
+#include <map>
 
 #include "platform/orb/TaskScheduler.h"
 
@@ -31,6 +33,32 @@ class Answers : public Kel::PtrInterface, private Orb::Timer {
    Kel::Ptr< Orb::TaskScheduler > scheduler_;
    Orb::Seconds delay_;
    std::deque< Pending > pending_;
+};
+
+/** Who waits for an answer, by key. One that goes and comes back waits anew. It lives as long as
+ * the scheduler runs. */
+template < class Key >
+class Askers {
+ public:
+   /** Has the answer given later, unless the key waits for it already. */
+   void ask( Answers & answers, Key const & key, std::function< void() > answer ) {
+      auto const [asker, isNew] = serials_.try_emplace( key, last_ + 1 );
+      if ( isNew ) {
+         answers.later( [this, key, serial = ++last_, answer = std::move( answer )] {
+            auto const waiting = serials_.find( key );
+            if ( waiting != serials_.end() && waiting->second == serial ) {
+               serials_.erase( waiting );
+               answer();
+            }
+         } );
+      }
+   }
+   /** The key is gone, and what it has asked for isn't given. */
+   void forget( Key const & key ) { serials_.erase( key ); }
+
+ private:
+   std::uint64_t last_ = 0;
+   std::map< Key, std::uint64_t > serials_;
 };
 
 }  // namespace Runner::Simulated

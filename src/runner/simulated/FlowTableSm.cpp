@@ -49,6 +49,7 @@ void FlowTableSm::handleInitialized() {
 
 void FlowTableSm::handleFlowEntry( Kel::Name const & name ) {
    if ( !pfHwConfig()->flowEntryHas( name ) ) {
+      entriesAsking_.forget( name );
       // One that has come back by then is another entry.
       answers()->soon( [this, name] {
          dropFlowEntry( name );
@@ -57,7 +58,7 @@ void FlowTableSm::handleFlowEntry( Kel::Name const & name ) {
          }
       } );
    } else if ( !pfHwStatus()->flowStatsHas( name ) ) {
-      answers()->later( [this, name] { answerFlowEntry( name ); } );
+      entriesAsking_.ask( *answers(), name, [this, name] { answerFlowEntry( name ); } );
    }
 }
 
@@ -111,6 +112,7 @@ void FlowTableSm::programRefused() {
 
 void FlowTableSm::handleTrafficGroup( Kel::Name const & name ) {
    if ( !pfHwConfig()->trafficGroupHas( name ) ) {
+      groupsAsking_.forget( name );
       answers()->soon( [this, name] {
          pfHwStatus()->trafficGroupStatusDel( name );
          if ( pfHwConfig()->trafficGroupHas( name ) ) {
@@ -118,7 +120,7 @@ void FlowTableSm::handleTrafficGroup( Kel::Name const & name ) {
          }
       } );
    } else if ( !pfHwStatus()->trafficGroupStatusHas( name ) ) {
-      answers()->later( [this, name] { answerTrafficGroup( name ); } );
+      groupsAsking_.ask( *answers(), name, [this, name] { answerTrafficGroup( name ); } );
    }
 }
 
@@ -141,6 +143,7 @@ void FlowTableSm::answerTrafficGroup( Kel::Name const & name ) {
 
 void FlowTableSm::handleTrafficEndPoint( TrafficStreamEndPointId const & id ) {
    if ( !pfHwConfig()->trafficEndPointHas( id ) ) {
+      endPointsAsking_.forget( id );
       answers()->soon( [this, id] {
          pfHwStatus()->trafficEndPointStatusDel( id );
          if ( pfHwConfig()->trafficEndPointHas( id ) ) {
@@ -149,7 +152,7 @@ void FlowTableSm::handleTrafficEndPoint( TrafficStreamEndPointId const & id ) {
       } );
    } else {
       // One that only changes its group is answered anew as well.
-      answers()->later( [this, id] { answerTrafficEndPoint( id ); } );
+      endPointsAsking_.ask( *answers(), id, [this, id] { answerTrafficEndPoint( id ); } );
    }
 }
 

@@ -43,6 +43,9 @@ class FlowTableSm : public Kel::StateMachine {
    void answerTrafficGroup( Kel::Name const & name );
    void answerTrafficEndPoint( OpenFlowTable::TrafficStreamEndPointId const & id );
 
+   Askers< Kel::Name > entriesAsking_;
+   Askers< Kel::Name > groupsAsking_;
+   Askers< OpenFlowTable::TrafficStreamEndPointId > endPointsAsking_;
    std::set< Kel::Name > programmed_;
    /** In the order of the refusals. */
    Kel::HashMap2018< Kel::Name, Kel::Nothing > refused_;

@@ -12,8 +12,10 @@ void VlanGiverSm::handleInitialized() {
 
 void VlanGiverSm::handleVniSviInfo( Vxlan::VniExtOrNone const & vni ) {
    if ( vniSviConfig()->vniSviInfoHas( vni ) ) {
-      answers()->later( [this, vni] { give( vni ); } );
+      asking_.ask( *answers(), vni, [this, vni] { give( vni ); } );
    } else {
+      asking_.forget( vni );
+      waiting_.erase( vni );
       answers()->soon( [this] { takeBack(); } );
    }
 }

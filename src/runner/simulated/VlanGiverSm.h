@@ -34,6 +34,7 @@ class VlanGiverSm : public Kel::StateMachine {
    void give( Vxlan::VniExtOrNone vni );
    void takeBack();
 
+   Askers< Vxlan::VniExtOrNone > asking_;
    /** In the order in which the pool was found empty. */
    Kel::HashMap2018< Vxlan::VniExtOrNone, Kel::Nothing > waiting_;
 };
