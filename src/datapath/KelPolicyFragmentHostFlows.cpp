@@ -71,6 +71,8 @@ void KelPolicyFragment::cleanupBoundHostForFlow( Kel::String const & flowName ) 
    auto const info = flowInfo( flowName );
    if ( info && isHostInterceptFlow( flowName ) ) {
       for ( MacVlanPair const & host : info->boundHostKeys() ) {
+         // Of two flows with one host, the one that goes takes the host's binding, of which there
+         // is one, along: the other hears of the host again when it is read anew.
          info->boundHostDel( host );
          agentStatus()->boundHostDel( host );
          flowForHostDel( host );

@@ -183,7 +183,8 @@ void KelPolicyFragment::configurePlatformForQor( Kel::String const & flowName ) 
    } else {
       Vxlan::VniOrNone const serviceVni = policyFragment()->serviceVni();
       if ( !agentStatus()->vlanForVniHas( convertVniToVniExt( serviceVni ) ) ) {
-         // No count is taken, and a later drop finds none.
+         // No count is taken; the rule's drop gives one back all the same, that of another rule if
+         // one has been counted since.
          KEL_TRACE_INFO( fragmentName(), " will not be configured as serviceVni ", serviceVni,
                          " is not mapped to any vlan" );
          return;
@@ -197,6 +198,8 @@ void KelPolicyFragment::configurePlatformForQor( Kel::String const & flowName ) 
 void KelPolicyFragment::unconfigurePlatformForQor( Kel::String const & flowName ) {
    KEL_TRACE_ENTRY( " flow: ", flowName );
    if ( !ofHwStatus()->arpRuleRequired() ) {
+      // A need that ends before the last rule goes leaves the ARP rule and its count as they stand:
+      // it is looked at only as rules come and go.
       KEL_TRACE_INFO( "ARP forwarding rule not needed" );
       return;
    }

@@ -172,6 +172,8 @@ void KelPolicyFragment::takeOverVni(
       }
       return;
    }
+   // A VNI leads to one fragment: of two that have it, the later one alone hears of it, and of VNIs
+   // that are swapped, the one that is given up second leads nowhere.
    parent()->policyFragmentForVniIs( convertVniToVniExt( wanted ), fragmentName() );
    ( fragmentStatus().ptr()->*store )( wanted );
    if ( wanted != known ) {

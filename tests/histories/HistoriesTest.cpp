@@ -75,7 +75,7 @@ class History {
       Runner::playStep( device, one, 0 );
       bool const started = std::holds_alternative< Runner::RestartStep >( steps_.back() );
       policy_.observe( device, started );
-      return holds( Histories::brokenInvariants( device ) ) &&
+      return holds( Histories::brokenInvariants( device, policy_ ) ) &&
              holds( routed_.broken( device, started ) );
    }
    /**

@@ -62,8 +62,10 @@ void checkWarmHosts( Check & check ) {
 /** A published rule has its entry and its names, and neither stands without it. */
 void checkRules( Check & check ) {
    std::set< std::string > known;
-   for ( auto const & [fragment, info] : check.status->policyFragmentInfo() ) {
+   for ( auto const & fragment : check.status->platformFlowRefCountKeys() ) {
       known.insert( fragment.stringValue() + "-arp" );
+   }
+   for ( auto const & [fragment, info] : check.status->policyFragmentInfo() ) {
       for ( auto const & [flow, flowInfo] : info->flowInfo() ) {
          for ( auto const & [key, rule] : flowInfo->ruleInfo() ) {
             Kel::String const name = rule->ruleName();
@@ -87,6 +89,26 @@ void checkRules( Check & check ) {
    checkKnown( check.status->flowNameForRuleNameKeys(), "flowNameForRuleName" );
    checkKnown( check.status->fragmentNameForRuleNameKeys(), "fragmentNameForRuleName" );
    checkKnown( check.status->ruleStateForRuleNameKeys(), "ruleStateForRuleName" );
+}
+
+/**
+ * A fragment's ARP rule is counted at most once for each of its rules: one that came while the
+ * service VNI had no VLAN took no count, and gives one back. In a history the need for ARP rules
+ * stays as it is: one that ended before the last rule went would leave rule and count.
+ */
+void checkArpRules( Check & check ) {
+   for ( auto const & [fragment, count] : check.status->platformFlowRefCount() ) {
+      std::size_t rules = 0;
+      if ( auto const info = check.status->policyFragmentInfo( fragment ) ) {
+         for ( auto const & [flow, flowInfo] : info->flowInfo() ) {
+            rules += flowInfo->ruleInfoCount();
+         }
+      }
+      check.that( count != 0 && count <= rules, "ARP rule of ", fragment, " is counted ", count,
+                  ", of rules ", rules );
+      check.that( check.rules->flowEntryHas( fragment.stringValue() + "-arp" ), "ARP rule of ",
+                  fragment, " is counted and missing" );
+   }
 }
 
 /**
@@ -144,16 +166,21 @@ void checkEgressRules( Check & check ) {
    }
 }
 
-/** The rules of a service flow are on members of its set. */
-void checkServiceRules( Check & check ) {
+/**
+ * The rules of a service flow are on members of its set, unless the set has been down: then a flow
+ * that is written anew has its rules all the same, and nobody hears of an interface that leaves.
+ */
+void checkServiceRules( Check & check, PolicyMemory const & past ) {
    for ( auto const & [fragment, info] : check.status->policyFragmentInfo() ) {
+      bool const hadSetDown = past.hadSetDown( fragment.stringValue() );
       auto const config = check.policy ? check.policy->policyFragment( fragment ) : nullptr;
       for ( auto const & [flow, flowInfo] : info->flowInfo() ) {
          auto const set = config ? config->serviceIntfSet( flowInfo->serviceIntfKey() ) : nullptr;
          for ( auto const & [key, rule] : flowInfo->ruleInfo() ) {
             std::string const intf = Kel::textOf( key.inIntf ) + Kel::textOf( key.outIntf );
-            check.that( flowInfo->serviceIntfKey().empty() || ( set && set->intfHas( intf ) ),
-                        "service rule ", rule->ruleName(), " is on no member of its set" );
+            check.that(
+               flowInfo->serviceIntfKey().empty() || hadSetDown || ( set && set->intfHas( intf ) ),
+               "service rule ", rule->ruleName(), " is on no member of its set" );
          }
       }
    }
@@ -211,13 +238,15 @@ void checkStatusRows( Check & check ) {
 
 }  // namespace
 
-std::vector< std::string > brokenInvariants( Runner::Switch const & device ) {
+std::vector< std::string > brokenInvariants( Runner::Switch const & device,
+                                             PolicyMemory const & past ) {
    Check check( device );
    checkWarmHosts( check );
    checkRules( check );
+   checkArpRules( check );
    checkBindings( check );
    checkEgressRules( check );
-   checkServiceRules( check );
+   checkServiceRules( check, past );
    checkVnis( check );
    checkStatusRows( check );
    return check.broken;

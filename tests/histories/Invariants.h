@@ -3,12 +3,14 @@
 #include <string>
 #include <vector>
 
+#include "histories/PolicyMemory.h"
 #include "runner/Switch.h"
 
 namespace Histories {
 
-/** What must hold after every step and doesn't, one line each. */
-std::vector< std::string > brokenInvariants( Runner::Switch const & device );
+/** What must hold after every step and doesn't, one line each. `past` has been told of the step. */
+std::vector< std::string > brokenInvariants( Runner::Switch const & device,
+                                             PolicyMemory const & past );
 
 /** What must hold, beside that, once all policy has been withdrawn. */
 std::vector< std::string > leftovers( Runner::Switch const & device );

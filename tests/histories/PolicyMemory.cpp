@@ -45,6 +45,9 @@ void PolicyMemory::observe( Runner::Switch const & device, bool started ) {
          auto const vni = setName == "far"    ? fragment->originalVni()
                           : setName == "near" ? fragment->serviceVni()
                                               : Vxlan::VniOrNone{};
+         if ( setName != "other" && info && !info->serviceIntfSetInfoHas( setName ) ) {
+            setDown_.insert( name );
+         }
          if ( !vni.isNone() && info && !info->serviceIntfSetInfoHas( setName ) ) {
             present_[name].insert( "set down" );
          }

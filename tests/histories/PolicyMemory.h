@@ -38,6 +38,9 @@ class PolicyMemory {
    /** Some host has been known on the interface. */
    bool wasWarm( std::string const & intf ) const { return warm_.contains( intf ); }
 
+   /** A set of the fragment has been down. */
+   bool hadSetDown( std::string const & fragment ) const { return setDown_.contains( fragment ); }
+
  private:
    using Users = std::map< std::string, std::set< std::string > >;
    void mark( Users const & before, Users const & after, char const * why );
@@ -53,6 +56,7 @@ class PolicyMemory {
    std::set< std::string > lost_;
    std::set< std::string > gone_;
    std::set< std::string > warm_;
+   std::set< std::string > setDown_;
 };
 
 }  // namespace Histories

@@ -27,6 +27,41 @@ Value::Object const & rowsOf( Value const & value,
    return rows ? *rows : none;
 }
 
+/**
+ * What a fragment's flows are reported as, by flow. The words are those of the moment in which the
+ * flow was last looked at: while a VNI lacks its VLAN, nothing makes them anew over hosts and
+ * interfaces, and those of an egress flow never over the hosts of others. `unheard` gets the flows
+ * of which the report depends on the order of answers: one is owed to some rule, or was when that
+ * rule went, or the one that stands is older than the rule, which nobody tells again.
+ */
+Value::Object reportsOf( Value const & state, std::string const & fragment,
+                         std::set< std::string > & unheard ) {
+   Value::Object reports;
+   for ( auto const & [flow, row] : rowsOf(
+            state,
+            { "qorclient/version1/policystatus", "policyFragment", fragment, "flowStatus" } ) ) {
+      std::string words = *row.member( "flowStateDetails" )->as< std::string >();
+      std::string const number = Corestore::jsonLine( *row.member( "flowState" ) );
+      if ( words.ends_with( "PinFlow status" ) || ( number == "1" && words.empty() ) ) {
+         unheard.insert( flow );
+      }
+      auto leaveOut = [&words]( std::string_view condition ) {
+         if ( auto const place = words.find( condition ); place != std::string::npos ) {
+            words.erase( place, condition.size() );
+         }
+      };
+      bool const lacksVlan = words.find( "to be mapped to a VLAN" ) != std::string::npos;
+      if ( lacksVlan || flow.starts_with( 'e' ) ) {
+         leaveOut( "Host to be learnt, " );
+      }
+      if ( lacksVlan ) {
+         leaveOut( "Service Interfaces to become available, " );
+      }
+      reports.emplace_back( flow, Value( number + " " + words ) );
+   }
+   return reports;
+}
+
 /** Compares two tables, but for the rows that are left out. */
 void compare( Complaints & complaints, Value::Object const & lived, Value::Object const & fresh,
               auto const & isLeftOut ) {
@@ -68,8 +103,14 @@ Scratch::Scratch( Runner::Switch const & device, PolicyMemory policy, RoutedInva
    }
    inputs_.emplace_back( "qorclient/status", Value( std::move( status ) ) );
    for ( auto const & [path, entity] : *state_.as< Value::Object >() ) {
-      if ( path != "runner/clock" && path != "bridging/l2Rib/qor/hostInput" &&
-           !device.entityManager().isMountedForWrite( path ) ) {
+      if ( path == "pinflow/pfHwStatusDir/dyninputstatus/qor" ) {
+         Value::Object capability = *entity.as< Value::Object >();
+         std::erase_if( capability,
+                        []( auto const & member ) { return member.first == "flowStats"; } );
+         inputs_.emplace_back( path, Value( std::move( capability ) ) );
+         answers_.emplace_back( path, entity );
+      } else if ( path != "runner/clock" && path != "bridging/l2Rib/qor/hostInput" &&
+                  !device.entityManager().isMountedForWrite( path ) ) {
          inputs_.emplace_back( path, entity );
       }
    }
@@ -78,6 +119,8 @@ Scratch::Scratch( Runner::Switch const & device, PolicyMemory policy, RoutedInva
 std::vector< std::string > Scratch::differences() const {
    Runner::Switch device;
    device.patch( Value( inputs_ ) );
+   // The hardware answers for what stands already.
+   device.patch( Value( answers_ ) );
    Value const fresh = device.dump();
    Complaints complaints;
 
@@ -167,6 +210,17 @@ std::vector< std::string > Scratch::differences() const {
             rowsOf( fresh, { "pinflow/dyninput/qor", "flowEntry" } ), [&]( auto const & name ) {
                return otherFragments.contains( name.substr( 0, name.find_first_of( "_-" ) ) );
             } );
+   for ( std::string const & fragment : fragments ) {
+      if ( !otherFragments.contains( fragment ) ) {
+         std::set< std::string > unheard;
+         auto const reports = reportsOf( state_, fragment, unheard );
+         compare( complaints, reports, reportsOf( fresh, fragment, unheard ),
+                  [&]( auto const & flow ) { return unheard.contains( flow ); } );
+      }
+   }
+   // What is offered to the L2 RIB is left out: machines take back all of a VLAN, whoever of them
+   // has offered it, and offer again only over the next change of their own inputs.
+   //
    // The bindings of a fragment outlive it until the next start of the datapath, those of a flow on
    // an interface the host's stay there, and an interface that has left a set never has them again.
    compare( complaints, rowsOf( state_, { "qorclient/status", "boundVni" } ),

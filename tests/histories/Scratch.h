@@ -28,6 +28,8 @@ class Scratch {
    RoutedInvariants const routed_;
    std::map< std::string, std::string > const vlans_;
    Kel::Value::Object inputs_;
+   /** What the hardware has answered for the rules, which it does when they stand. */
+   Kel::Value::Object answers_;
 };
 
 }  // namespace Histories
