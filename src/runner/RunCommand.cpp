@@ -116,8 +116,16 @@ void checkOutputs( RunOptions const & options, std::size_t steps ) {
       if ( sameFile( output, options.scenario ) ) {
          throw InputError( output, "", "cannot be written: it is the scenario" );
       }
-      if ( !options.state.empty() && sameFile( output, options.state ) ) {
-         throw InputError( output, "", "cannot be written: it is the state file" );
+      if ( options.state.empty() ) {
+         continue;
+      }
+      std::error_code error;
+      std::string const state =
+         std::filesystem::weakly_canonical( std::filesystem::absolute( options.state ), error );
+      for ( char const * part : { "", "-wal", "-journal" } ) {
+         if ( sameFile( output, state + part ) ) {
+            throw InputError( output, "", "cannot be written: it is the state file" );
+         }
       }
    }
 }
@@ -135,10 +143,6 @@ Switch & switchOn( std::string const & stateFile, Switch::Setup setup ) {
 int runScenario( RunOptions const & options ) {
    Scenario const scenario = readScenario( options.scenario );
    checkOutputs( options, scenario.steps.size() );
-   std::optional< Corestore::SqliteStore > store;
-   if ( !options.state.empty() ) {
-      store.emplace( options.state );
-   }
    if ( !options.dumpEach.empty() ) {
       makeDirectory( options.dumpEach );
    }
@@ -161,6 +165,10 @@ int runScenario( RunOptions const & options ) {
          beginJournal();
          journal->write( journalLine( step, change ) + "\n" );
       };
+   }
+   std::optional< Corestore::SqliteStore > store;
+   if ( !options.state.empty() ) {
+      store.emplace( options.state );
    }
 
    // Never destroyed: at the end of the process the state stays as it is.

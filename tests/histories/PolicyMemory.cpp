@@ -26,6 +26,7 @@ void PolicyMemory::observe( Runner::Switch const & device, bool started ) {
    for ( char const * name : { "f", "g", "h" } ) {
       if ( members_.contains( name ) && !( policy && policy->policyFragmentHas( name ) ) ) {
          gone_.insert( name );
+         setDown_.erase( name );
          members_.erase( name );
       }
    }

@@ -117,8 +117,8 @@ TEST_P( KillTest, EndsAsIfNobodyHadKilledIt ) {
    std::uint64_t const seed = numberOf( "QORCLIENT_KILL_SEED", 1 );
    std::mt19937_64 random( seed );
    std::uint64_t kills = 0;
-   // A scenario in which a kill seldom meets a step that can bear it is given up after a while.
-   for ( std::uint64_t attempts = 0; kills < wanted && attempts < 8 * wanted; ) {
+   // In some scenarios a kill seldom meets a step that can bear it.
+   for ( std::uint64_t attempts = 0; kills < wanted && attempts < 32 * wanted; ) {
       run.begin();
       std::string instants = "\nseed " + std::to_string( seed ) + ", killed at";
       Kill::Ended ended = Kill::Ended::Killed;

@@ -195,13 +195,15 @@ TEST_F( CommandsTest, AStateFileIsGoneOnFrom ) {
    // What is read is not written over, by whatever name.
    std::string const saved = read( "s.db" );
    fs::create_symlink( "s.db", directory / "link" );
-   for ( char const * outputs :
-         { "--dump s.db", "--journal link", "--journal ./b.json", "--dump b.json" } ) {
+   for ( char const * outputs : { "--dump s.db", "--dump s.db-wal", "--journal link",
+                                  "--journal ./b.json", "--dump b.json" } ) {
       Ended const refused = run( std::string( "run b.json --state s.db " ) + outputs );
       EXPECT_EQ( refused.code, 2 ) << outputs;
       EXPECT_THAT( refused.text, HasSubstr( "cannot be written: it is the s" ) );
    }
    EXPECT_EQ( run( "run a.json --state new --journal new" ).code, 2 );
+   EXPECT_EQ( run( "run a.json --state new --journal missing/j" ).code, 2 );
+   EXPECT_FALSE( fs::exists( directory / "new" ) );
    EXPECT_EQ( read( "s.db" ), saved );
 
    fs::resize_file( directory / "s.db", 5000 );

@@ -75,12 +75,14 @@ std::string journalOf( std::string const & file ) {
 constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
 
 /** Makes the file if there is none, since the database would let others read it. One that stands is
- *  not opened: its closing would undo this process's locks. */
-void makeFile( std::string const & path ) {
+ *  not opened: its closing would undo this process's locks. Zero, or why it cannot be made. */
+int makeFile( std::string const & path ) {
    int const fd = ::open( path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, ownerOnly );
-   if ( fd != -1 ) {
-      ::close( fd );
+   if ( fd == -1 ) {
+      return errno == EEXIST ? 0 : errno;
    }
+   ::close( fd );
+   return 0;
 }
 
 bool stands( std::string const & file ) {
@@ -131,11 +133,11 @@ void SqliteStore::open( std::string const & path, Mode mode ) {
         stands( path ) && !std::filesystem::is_regular_file( path, error ) ) {
       throw StoreError( file_ + ": is no regular file" );
    }
-   if ( isEmpty( path ) && stands( journalOf( path ) ) ) {
-      throw StoreError( file_ + ": is damaged: it is empty, and its journal is not" );
+   if ( ( !stands( path ) || isEmpty( path ) ) && stands( journalOf( path ) ) ) {
+      throw StoreError( file_ + ": is damaged: its journal stands alone" );
    }
-   if ( mode == Mode::write ) {
-      makeFile( path );
+   if ( int const error = mode == Mode::write ? makeFile( path ) : 0 ) {
+      throw StoreError( file_ + ": cannot be made: " + std::strerror( error ) );
    }
    // A journal belongs to a process that is at work or was killed; without one the file is at rest.
    bool const still =
@@ -158,6 +160,7 @@ void SqliteStore::open( std::string const & path, Mode mode ) {
       if ( mode == Mode::read ) {
          throw StoreError( file_ + ": holds no state yet" );
       }
+      makePrivate( path );
       createSchema();
    }
    verify();

@@ -152,6 +152,7 @@ void FlowTableSm::handleTrafficEndPoint( TrafficStreamEndPointId const & id ) {
       } );
    } else {
       // One that only changes its group is answered anew as well.
+      endPointsAsking_.forget( id );
       endPointsAsking_.ask( *answers(), id, [this, id] { answerTrafficEndPoint( id ); } );
    }
 }

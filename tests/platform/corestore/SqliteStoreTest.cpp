@@ -179,18 +179,21 @@ TEST_F( SqliteStoreTest, RefusesWhatIsNotItsOwnAndLeavesIt ) {
 
 TEST_F( SqliteStoreTest, TellsWhyAFileCannotBeOpenedOrWritten ) {
    file = directory / "none/s.db";
-   EXPECT_EQ( refusal(), "cannot be opened: No such file or directory" );
+   EXPECT_EQ( refusal(), "cannot be made: No such file or directory" );
    file = directory / "s.db";
    { SqliteStore store( file ); }
    fs::permissions( file, fs::perms::owner_read );
-   EXPECT_EQ( refusalInChild( [this] {
-                 fs::permissions( directory, fs::perms::all );
-                 if ( geteuid() == 0 ) {
-                    constexpr uid_t nobody = 65534;
-                    chown( file.c_str(), nobody, nobody ) == 0 && setuid( nobody );
-                 }
-              } ),
-              "cannot be written: it is read-only" );
+   std::string const refused = refusalInChild( [this] {
+      fs::permissions( directory, fs::perms::all );
+      if ( geteuid() == 0 ) {
+         constexpr uid_t nobody = 65534;
+         chown( file.c_str(), nobody, nobody ) == 0 && setuid( nobody );
+      }
+   } );
+   if ( refused.ends_with( "Permission denied" ) ) {
+      GTEST_SKIP() << "the folder of the tests is closed to other users";
+   }
+   EXPECT_EQ( refused, "cannot be written: it is read-only" );
 }
 
 TEST_F( SqliteStoreTest, IsAStateFromItsFirstByteOn ) {
@@ -219,7 +222,10 @@ TEST_F( SqliteStoreTest, IsAStateFromItsFirstByteOn ) {
    EXPECT_EQ( rows().size(), 0U );
    std::ofstream( file ) << "";
    std::ofstream( file + "-wal" ) << "steps";
-   EXPECT_EQ( refusal(), "is damaged: it is empty, and its journal is not" );
+   EXPECT_EQ( refusal(), "is damaged: its journal stands alone" );
+   fs::remove( file );
+   EXPECT_EQ( refusal(), "is damaged: its journal stands alone" );
+   EXPECT_TRUE( fs::exists( file + "-wal" ) );
 }
 
 TEST_F( SqliteStoreTest, TakesFilesBehindLinksEmptyOnesAndAnyName ) {
