@@ -112,18 +112,15 @@ void checkOutputs( RunOptions const & options, std::size_t steps ) {
    for ( std::size_t step = 0; step != steps && !options.dumpEach.empty(); ++step ) {
       outputs.push_back( dumpName( options, step ) );
    }
+   std::vector< std::string > const stateFiles =
+      options.state.empty() ? std::vector< std::string >()
+                            : Corestore::SqliteStore::filesOf( options.state );
    for ( std::string const & output : outputs ) {
       if ( sameFile( output, options.scenario ) ) {
          throw InputError( output, "", "cannot be written: it is the scenario" );
       }
-      if ( options.state.empty() ) {
-         continue;
-      }
-      std::error_code error;
-      std::string const state =
-         std::filesystem::weakly_canonical( std::filesystem::absolute( options.state ), error );
-      for ( char const * part : { "", "-wal", "-journal" } ) {
-         if ( sameFile( output, state + part ) ) {
+      for ( std::string const & file : stateFiles ) {
+         if ( sameFile( output, file ) ) {
             throw InputError( output, "", "cannot be written: it is the state file" );
          }
       }

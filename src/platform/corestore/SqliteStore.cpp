@@ -72,6 +72,11 @@ std::string journalOf( std::string const & file ) {
    return file + "-wal";
 }
 
+/** The journal of the time in which the file is made. */
+std::string firstJournalOf( std::string const & file ) {
+   return file + "-journal";
+}
+
 constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
 
 /** Makes the file if there is none, since the database would let others read it. One that stands is
@@ -128,6 +133,11 @@ bool SqliteStore::isSuchFile( std::string const & file ) {
    return std::string_view( head, sizeof head ) == magic || isEmpty( file );
 }
 
+std::vector< std::string > SqliteStore::filesOf( std::string const & file ) {
+   std::string const path = plainName( file );
+   return { path, journalOf( path ), firstJournalOf( path ) };
+}
+
 void SqliteStore::open( std::string const & path, Mode mode ) {
    if ( std::error_code error;
         stands( path ) && !std::filesystem::is_regular_file( path, error ) ) {
@@ -141,7 +151,7 @@ void SqliteStore::open( std::string const & path, Mode mode ) {
    }
    // A journal belongs to a process that is at work or was killed; without one the file is at rest.
    bool const still =
-      mode == Mode::read && !stands( journalOf( path ) ) && !stands( path + "-journal" );
+      mode == Mode::read && !stands( journalOf( path ) ) && !stands( firstJournalOf( path ) );
    int const flags = still ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI : SQLITE_OPEN_READWRITE;
    if ( sqlite3_open_v2( still ? immutableName( path ).c_str() : path.c_str(), &database_,
                          flags | SQLITE_OPEN_NOMUTEX, nullptr ) != SQLITE_OK ) {

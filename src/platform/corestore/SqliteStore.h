@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "platform/corestore/Store.h"
 
@@ -37,6 +38,8 @@ class SqliteStore final : public Store {
 
    /** Whether the file begins as those of this kind do, or has no content yet. */
    static bool isSuchFile( std::string const & file );
+   /** The file by its plain name, and the journals that may stand beside it. */
+   static std::vector< std::string > filesOf( std::string const & file );
 
    void load( std::function< void( Row const & ) > const & row ) override;
    void put( Row const & row ) override;
