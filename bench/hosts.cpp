@@ -74,7 +74,7 @@ struct Tracker {
       for ( std::uint32_t n = 0; n != rows; ++n ) {
          fdb->fdbStatusIs( keyOf( n ), { intf, local, 0 } );
       }
-      tracker = Kel::create< QorClient::HostTrackerSm >( fdb, config, intfs, peerHosts, status );
+      tracker = QorClient::hostTrackerSmFactory( fdb, config, intfs, peerHosts, status );
       scheduler->runReady();
    }
    ~Tracker() {

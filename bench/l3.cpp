@@ -103,9 +103,9 @@ class World {
    }
 
    void start() {
-      root_ = Kel::create< QorClientL3::V1::RootSm >( groupTypes_, out.groupTypeStatus, groupSets_,
-                                                      out.groupSetStatusDir, fragments_,
-                                                      out.fragmentStatusDir, out.table, hardware );
+      root_ = QorClientL3::V1::rootSmFactory( groupTypes_, out.groupTypeStatus, groupSets_,
+                                              out.groupSetStatusDir, fragments_,
+                                              out.fragmentStatusDir, out.table, hardware );
    }
    void stop() { root_ = nullptr; }
 

@@ -78,6 +78,7 @@ class PolicyFragmentDirSm : public Kel::StateMachine {
    void handlePolicyFragmentDirEntry();
    void handleInitialized() override;
 };
+KEL_FACTORY( policyFragmentDirSmFactory, PolicyFragmentDirSm )
 
 /** The top of the L2 policy tree, present while the gate is open. */
 class RootSm : public Kel::StateMachine {
@@ -121,5 +122,6 @@ class RootSm : public Kel::StateMachine {
    // Handlers.
    void handleInitialized() override;
 };
+KEL_FACTORY( rootSmFactory, RootSm )
 
 }  // namespace QorClient

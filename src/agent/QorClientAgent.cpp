@@ -108,16 +108,16 @@ void Agent::doMountsComplete( Corestore::MountStatus status,
    mountSlabTables( em );
    announceHostTable( *em );
    fetchEntities( *em );
-   serviceMonitorRootSm_.isOf( *this, mgmtControllerStatus_ );
-   launchSm_.isOf( *this, mgmtControllerStatus_, agentStatus_, vxlanClientDir_, polFragDir_,
-                   slabBridgingStatus_, bridgingConfig_, switchIntfConfigDir_, polFragStatus_,
-                   pfHwConfig_, pfHwStatus_, capability_, platformTableSupport_, vniSviConfig_,
-                   vtiStatusDir_, dynAllowedVlans_, dynAllowedVlans_->trunkGroup( trunkGroupName ),
-                   mlagConfig_, mlagHostTable_, platformInitConfig_, fhrpGlideMacStatus_,
-                   nimbusVniBaseDir_, l2RibQorHostInput_, ofHwStatus_, mlagPluginStatus_,
-                   mlagStatus_, scheduler(), groupTypeConfigDir_, groupTypeStatus_,
-                   groupSetConfigDir_, groupSetStatusDir_, fragmentConfigDir_, fragmentStatusDir_,
-                   pfHwConfigL3_, pfHwStatusL3_ );
+   serviceMonitorRootSm_.is( *this, mgmtControllerStatus_ );
+   launchSm_.is( *this, mgmtControllerStatus_, agentStatus_, vxlanClientDir_, polFragDir_,
+                 slabBridgingStatus_, bridgingConfig_, switchIntfConfigDir_, polFragStatus_,
+                 pfHwConfig_, pfHwStatus_, capability_, platformTableSupport_, vniSviConfig_,
+                 vtiStatusDir_, dynAllowedVlans_, dynAllowedVlans_->trunkGroup( trunkGroupName ),
+                 mlagConfig_, mlagHostTable_, platformInitConfig_, fhrpGlideMacStatus_,
+                 nimbusVniBaseDir_, l2RibQorHostInput_, ofHwStatus_, mlagPluginStatus_, mlagStatus_,
+                 scheduler(), groupTypeConfigDir_, groupTypeStatus_, groupSetConfigDir_,
+                 groupSetStatusDir_, fragmentConfigDir_, fragmentStatusDir_, pfHwConfigL3_,
+                 pfHwStatusL3_ );
    KEL_TRACE_RETURN();
 }
 

@@ -76,5 +76,6 @@ class Agent : public Warden::CAgent {
    Kel::Child< ServiceMonitorRootSm > serviceMonitorRootSm_;
    Kel::Child< LaunchSm > launchSm_;
 };
+KEL_FACTORY( agentFactory, Agent )
 
 }  // namespace QorClient

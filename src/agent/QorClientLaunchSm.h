@@ -89,5 +89,6 @@ class LaunchSm : public Kel::StateMachine {
    void openGate();
    void closeGate();
 };
+KEL_FACTORY( launchSmFactory, LaunchSm )
 
 }  // namespace QorClient

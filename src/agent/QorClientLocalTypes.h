@@ -46,7 +46,7 @@ class LocalData : public Kel::NamedEntity {
    Kel::Ptr< VtepInfo > vtepInfoIs();
    void vtepInfoDel();
 
-   static constexpr Kel::AttributeId vtepInfoId = __COUNTER__ - kelFirst;
+   KEL_NEXT_ATTRIBUTE( vtepInfoId )
    using Kel_vtepInfo = Kel::AttributeTag< vtepInfoId, void >;
    // Not an entity, so documents see nothing of it.
    static auto kelAttribute( Kel::Index< vtepInfoId > ) {
@@ -57,5 +57,6 @@ class LocalData : public Kel::NamedEntity {
    Kel::Ptr< Orb::TaskScheduler > scheduler_;
    Kel::Ptr< VtepInfo > vtepInfo_;
 };
+KEL_FACTORY( localDataFactory, LocalData )
 
 }  // namespace QorClient

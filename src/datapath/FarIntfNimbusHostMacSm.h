@@ -61,5 +61,6 @@ class FarIntfNimbusHostMacSm : public ServiceIntfMacSm {
    // The inverse of `interceptedHost`, so that a change of a flow's status need not walk it.
    Kel::HashMap2018< Kel::String, std::vector< Bridging::MacVlanPair > > hostsOfFlow_;
 };
+KEL_FACTORY( farIntfNimbusHostMacSmFactory, FarIntfNimbusHostMacSm )
 
 }  // namespace QorClient::DatapathV1

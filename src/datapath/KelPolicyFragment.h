@@ -37,7 +37,7 @@ class KelPolicyFragment : public Kel::StateMachine {
                 KEL_ON( originalVni, handleOriginalVni ) KEL_ON( serviceVni, handleServiceVni )
                    KEL_ON( flow, handleFlow ) KEL_ON( serviceIntfSet, handleServiceIntfSet )
                       KEL_ON( grCookie, handleGrCookie ) )
-   KEL_GIVEN( PolicyFragmentSm *, parent )
+   KEL_OWNER( PolicyFragmentSm, parent )
 
    // Own state.
    KEL_OWN( bool, initialized )

@@ -19,7 +19,7 @@ class KelServiceIntfSet : public Kel::StateMachine {
    // Inputs.
    KEL_REACTOR( KelIntfSet, Qor::V1::ServiceIntfSet const, serviceIntfSet,
                 KEL_ON( intf, handleIntf ) )
-   KEL_GIVEN( KelPolicyFragment *, parent )
+   KEL_OWNER( KelPolicyFragment, parent )
 
    // Own state.
    KEL_OWN( bool, initialized )

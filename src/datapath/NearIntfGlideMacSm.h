@@ -24,5 +24,6 @@ class NearIntfGlideMacSm : public ServiceIntfMacSm {
    void handleInitialized() override;
    void handleGlideMac();
 };
+KEL_FACTORY( nearIntfGlideMacSmFactory, NearIntfGlideMacSm )
 
 }  // namespace QorClient::DatapathV1

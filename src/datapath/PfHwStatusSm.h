@@ -23,7 +23,7 @@ class KelFlowStats : public Kel::StateMachine {
    // Inputs.
    KEL_REACTOR( KelStats, OpenFlowTable::FlowStats const, flowStats,
                 KEL_ON( status, handleStatus ) )
-   KEL_GIVEN( PfHwStatusSm *, pfHwStatusSm )
+   KEL_OWNER( PfHwStatusSm, pfHwStatusSm )
 
    // Own state.
    KEL_OWN( bool, initialized )
@@ -87,5 +87,6 @@ class PfHwStatusSm : public Kel::StateMachine {
  protected:
    void handleEnd() override { doCleanup(); }
 };
+KEL_FACTORY( pfHwStatusSmFactory, PfHwStatusSm )
 
 }  // namespace QorClient::DatapathV1

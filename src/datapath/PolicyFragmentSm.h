@@ -96,5 +96,6 @@ class PolicyFragmentSm : public Kel::StateMachine {
    /** The fragment that a map names; traces and yields null when there is none. */
    Kel::Ptr< KelPolicyFragment > routedFragment( Kel::String const & fragmentName ) const;
 };
+KEL_FACTORY( policyFragmentSmFactory, PolicyFragmentSm )
 
 }  // namespace QorClient::DatapathV1

@@ -26,5 +26,6 @@ class PolicyGrCookieSm : public Kel::StateMachine {
    void handleInterceptInfo();
    void handleIsServiceVtep();
 };
+KEL_FACTORY( policyGrCookieSmFactory, PolicyGrCookieSm )
 
 }  // namespace QorClient

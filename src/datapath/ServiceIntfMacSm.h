@@ -46,5 +46,6 @@ class ServiceIntfMacSm : public Kel::StateMachine {
    Bridging::VlanIdOrNone presentVlan() const;
    Wirekit::IntfId presentIntf() const;
 };
+KEL_FACTORY( serviceIntfMacSmFactory, ServiceIntfMacSm )
 
 }  // namespace QorClient::DatapathV1

@@ -98,5 +98,6 @@ class HostTrackerSm : public Kel::StateMachine {
    Kel::HashMap2018< std::uint32_t, Bridging::VlanId > vidForFid_;
    bool vidForFidKnown_ = false;
 };
+KEL_FACTORY( hostTrackerSmFactory, HostTrackerSm )
 
 }  // namespace QorClient

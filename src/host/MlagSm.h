@@ -38,6 +38,7 @@ class MlagSm : public Kel::StateMachine {
    void handleInitialized() override;
    void handlePeerLinkIntf();
 };
+KEL_FACTORY( mlagSmFactory, MlagSm )
 
 /**
  * While this switch is the secondary of its pair: copies the peer's warm hosts into this switch's,
@@ -74,5 +75,6 @@ class QorClientMlagPluginCopySm : public Kel::StateMachine {
    void handleMlagState();
    void cleanupWarmHostTable();
 };
+KEL_FACTORY( qorClientMlagPluginCopySmFactory, QorClientMlagPluginCopySm )
 
 }  // namespace QorClient

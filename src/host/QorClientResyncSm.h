@@ -25,5 +25,6 @@ class ResyncSm : public Kel::StateMachine {
    void handleInitialized() override;
    void handleResyncTask();
 };
+KEL_FACTORY( resyncSmFactory, ResyncSm )
 
 }  // namespace QorClient

@@ -12,5 +12,6 @@ class CachedFlowConfig : public Kel::NamedEntity {
 
    void flowIs( Kel::String const & name ) { flowIs( name, true ); }
 };
+KEL_FACTORY( cachedFlowConfigFactory, CachedFlowConfig )
 
 }  // namespace QorClientL3::V1

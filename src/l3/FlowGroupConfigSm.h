@@ -65,5 +65,6 @@ class FlowGroupConfigSm : public Kel::StateMachine {
  protected:
    void handleEnd() override { cleanup(); }
 };
+KEL_FACTORY( flowGroupConfigSmFactory, FlowGroupConfigSm )
 
 }  // namespace QorClientL3::V1

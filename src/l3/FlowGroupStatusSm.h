@@ -48,5 +48,6 @@ class FlowGroupStatusSm : public Kel::StateMachine {
  protected:
    void handleEnd() override { cleanup(); }
 };
+KEL_FACTORY( flowGroupStatusSmFactory, FlowGroupStatusSm )
 
 }  // namespace QorClientL3::V1

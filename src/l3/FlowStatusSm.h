@@ -43,5 +43,6 @@ class FlowStatusSm : public Kel::StateMachine {
  protected:
    void handleEnd() override { cleanup(); }
 };
+KEL_FACTORY( flowStatusSmFactory, FlowStatusSm )
 
 }  // namespace QorClientL3::V1

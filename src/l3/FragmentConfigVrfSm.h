@@ -32,5 +32,6 @@ class FragmentConfigVrfSm : public Kel::StateMachine {
  protected:
    void handleEnd() override { cleanup(); }
 };
+KEL_FACTORY( fragmentConfigVrfSmFactory, FragmentConfigVrfSm )
 
 }  // namespace QorClientL3::V1

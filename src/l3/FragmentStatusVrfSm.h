@@ -32,5 +32,6 @@ class FragmentStatusVrfSm : public Kel::StateMachine {
  protected:
    void handleEnd() override { cleanup(); }
 };
+KEL_FACTORY( fragmentStatusVrfSmFactory, FragmentStatusVrfSm )
 
 }  // namespace QorClientL3::V1

@@ -45,5 +45,6 @@ class GroupMemberConfigSm : public Kel::StateMachine {
    /** Removes the end points of a VNI, if there are any. */
    void deleteMemberSet( Vxlan::VniExt vni );
 };
+KEL_FACTORY( groupMemberConfigSmFactory, GroupMemberConfigSm )
 
 }  // namespace QorClientL3::V1

@@ -32,5 +32,6 @@ class GroupMemberStatusSm : public Kel::StateMachine {
  protected:
    void handleEnd() override { cleanup(); }
 };
+KEL_FACTORY( groupMemberStatusSmFactory, GroupMemberStatusSm )
 
 }  // namespace QorClientL3::V1

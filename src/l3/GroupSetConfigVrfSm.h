@@ -43,5 +43,6 @@ class GroupSetConfigVrfSm : public Kel::StateMachine {
                         Kel::Ptr< QorL3::V1::MemberSetConfig const > const & memberSet,
                         Bridging::VlanIdOrNone vlan );
 };
+KEL_FACTORY( groupSetConfigVrfSmFactory, GroupSetConfigVrfSm )
 
 }  // namespace QorClientL3::V1

@@ -31,5 +31,6 @@ class GroupSetStatusVrfSm : public Kel::StateMachine {
  protected:
    void handleEnd() override { cleanup(); }
 };
+KEL_FACTORY( groupSetStatusVrfSmFactory, GroupSetStatusVrfSm )
 
 }  // namespace QorClientL3::V1

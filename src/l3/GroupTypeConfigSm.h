@@ -31,5 +31,6 @@ class GroupTypeConfigSm : public Kel::StateMachine {
  protected:
    void handleEnd() override { cleanup(); }
 };
+KEL_FACTORY( groupTypeConfigSmFactory, GroupTypeConfigSm )
 
 }  // namespace QorClientL3::V1

@@ -39,6 +39,7 @@ class PerGroupTypeStatusSm : public Kel::StateMachine {
  protected:
    void handleEnd() override { cleanup(); }
 };
+KEL_FACTORY( perGroupTypeStatusSmFactory, PerGroupTypeStatusSm )
 
 /**
  * The state of the traffic groups: a PerGroupTypeStatusSm for each that the hardware reports,
@@ -67,5 +68,6 @@ class GroupTypeStatusSm : public Kel::StateMachine {
  protected:
    void handleEnd() override { cleanup(); }
 };
+KEL_FACTORY( groupTypeStatusSmFactory, GroupTypeStatusSm )
 
 }  // namespace QorClientL3::V1

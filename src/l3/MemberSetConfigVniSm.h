@@ -40,5 +40,6 @@ class MemberSetConfigVniSm : public Kel::StateMachine {
  protected:
    void handleEnd() override { cleanup(); }
 };
+KEL_FACTORY( memberSetConfigVniSmFactory, MemberSetConfigVniSm )
 
 }  // namespace QorClientL3::V1

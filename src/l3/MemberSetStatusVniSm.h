@@ -51,6 +51,7 @@ class MemberStatusSm : public Kel::StateMachine {
  protected:
    void handleEnd() override { cleanup(); }
 };
+KEL_FACTORY( memberStatusSmFactory, MemberStatusSm )
 
 struct VrfOf {
    L3::VrfName operator()( OpenFlowTable::TrafficStreamEndPointId const & endPoint ) const {
@@ -103,5 +104,6 @@ class MemberSetStatusVniSm : public Kel::StateMachine {
  protected:
    void handleEnd() override { cleanup(); }
 };
+KEL_FACTORY( memberSetStatusVniSmFactory, MemberSetStatusVniSm )
 
 }  // namespace QorClientL3::V1

@@ -11,7 +11,7 @@ namespace QorClientL3::V1 {
 void FragmentSm::handleInitialized() {
    KEL_TRACE_ENTRY();
    initializedIs( true );
-   cachedFlowConfigIs( new CachedFlowConfig( "cachedFlowConfig" ) );
+   cachedFlowConfigIs( cachedFlowConfigFactory( "cachedFlowConfig" ) );
    handleFragmentConfigDir();
    deleteStaleFlows();
    cachedFlowConfig()->flowDelAll();

@@ -42,5 +42,6 @@ class FragmentSm : public Kel::StateMachine {
  private:
    void deleteStaleFlows();
 };
+KEL_FACTORY( fragmentSmFactory, FragmentSm )
 
 }  // namespace QorClientL3::V1

@@ -13,7 +13,7 @@ void GroupSm::handleInitialized() {
    initializedIs( true );
    deleteStaleGroups();
    handleGroupTypeConfigDir();
-   cachedPfHwConfigIs( new OpenFlowTable::PinFlowHwConfig( "cachedPfHwConfig" ) );
+   cachedPfHwConfigIs( OpenFlowTable::pinFlowHwConfigFactory( "cachedPfHwConfig" ) );
    handleGroupSetConfigDir();
    deleteStaleEndPoints();
    cachedPfHwConfig()->trafficEndPointDelAll();

@@ -56,5 +56,6 @@ class GroupSm : public Kel::StateMachine {
    void deleteStaleGroups();
    void deleteStaleEndPoints();
 };
+KEL_FACTORY( groupSmFactory, GroupSm )
 
 }  // namespace QorClientL3::V1

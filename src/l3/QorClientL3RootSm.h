@@ -33,5 +33,6 @@ class RootSm : public Kel::StateMachine {
  protected:
    void handleEnd() override { cleanup(); }
 };
+KEL_FACTORY( rootSmFactory, RootSm )
 
 }  // namespace QorClientL3::V1

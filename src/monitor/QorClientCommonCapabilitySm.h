@@ -36,5 +36,6 @@ class CapabilitySm : public Kel::StateMachine {
  protected:
    void handleEnd() override { cleanup(); }
 };
+KEL_FACTORY( capabilitySmFactory, CapabilitySm )
 
 }  // namespace QorClientCommon::V1

@@ -38,5 +38,6 @@ class RootSm : public Kel::StateMachine {
  protected:
    void handleEnd() override { cleanup(); }
 };
+KEL_FACTORY( rootSmFactory, RootSm )
 
 }  // namespace QorClientCommon

@@ -34,6 +34,7 @@ class ServiceStatusSm : public Kel::StateMachine {
    // Handlers.
    void handleEnabled();
 };
+KEL_FACTORY( serviceStatusSmFactory, ServiceStatusSm )
 
 /** Watches one service directory. At its end no service counts as enabled. */
 class ServiceMonitorSm : public Kel::StateMachine {
@@ -65,6 +66,7 @@ class ServiceMonitorSm : public Kel::StateMachine {
  protected:
    void handleEnd() override { cleanup(); }
 };
+KEL_FACTORY( serviceMonitorSmFactory, ServiceMonitorSm )
 
 /** Follows the leader's directory as it comes and goes. */
 class ServiceMonitorRootSm : public Kel::StateMachine {
@@ -90,5 +92,6 @@ class ServiceMonitorRootSm : public Kel::StateMachine {
  protected:
    void handleEnd() override { cleanup(); }
 };
+KEL_FACTORY( serviceMonitorRootSmFactory, ServiceMonitorRootSm )
 
 }  // namespace QorClient

@@ -9,5 +9,6 @@ class Clock : public Kel::NamedEntity {
    KEL_ENTITY( Runner::Clock )
    KEL_SCALAR( double, now )
 };
+KEL_FACTORY( clockFactory, Clock )
 
 }  // namespace Runner

@@ -10,7 +10,7 @@ namespace Runner {
 
 void printGraph( std::ostream & out ) {
    std::set< std::string > edges;
-   for ( Kel::MachineType const * machine : Kel::machineTypes() ) {
+   for ( Kel::TypeRecord const * machine : Kel::machineTypes() ) {
       // Those that play the rest of a switch are no part of the agent.
       if ( std::string_view( machine->name ).starts_with( "Runner::" ) ) {
          continue;

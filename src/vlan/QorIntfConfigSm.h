@@ -38,6 +38,7 @@ class QorIntfConfigSm : public Kel::StateMachine {
    void handleInitialized() override;
    void handleTrunkNativeVlan();
 };
+KEL_FACTORY( qorIntfConfigSmFactory, QorIntfConfigSm )
 
 /** Removes and installs the fragment's host-intercept flows that have a host on the interface, once
  *  for each such host. */

@@ -53,5 +53,6 @@ class VlanHelperSm : public Kel::StateMachine {
  protected:
    void handleEnd() override { doCleanup(); }
 };
+KEL_FACTORY( vlanHelperSmFactory, VlanHelperSm )
 
 }  // namespace QorClient

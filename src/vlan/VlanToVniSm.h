@@ -40,6 +40,7 @@ class VtiStatusSm : public Kel::StateMachine {
    void handleAddr();
    void handleInitialized() override;
 };
+KEL_FACTORY( vtiStatusSmFactory, VtiStatusSm )
 
 /** Picks the one tunnel interface of the switch; a second one ends the process. */
 class VlanToVniSm : public Kel::StateMachine {
@@ -64,5 +65,6 @@ class VlanToVniSm : public Kel::StateMachine {
    void handleVtiChanged();
    void handleInitialized() override;
 };
+KEL_FACTORY( vlanToVniSmFactory, VlanToVniSm )
 
 }  // namespace QorClient

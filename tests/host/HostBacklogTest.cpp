@@ -55,7 +55,7 @@ class HostBacklogTest : public testing::Test {
          config->vlanConfigIs( vlan )->intfIs( intf, true );
          intfs->switchIntfConfigIs( intf );
       }
-      tracker = Kel::create< QorClient::HostTrackerSm >( fdb, config, intfs, peerHosts, status );
+      tracker = QorClient::hostTrackerSmFactory( fdb, config, intfs, peerHosts, status );
       scheduler->runReady();
       observer = Kel::create< Observer >( status );
       neighbour = Kel::create< Neighbour >( scheduler );

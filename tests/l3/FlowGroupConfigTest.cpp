@@ -22,7 +22,7 @@ class FlowGroupConfigTest : public testing::Test {
 
    Kel::Ptr< QorClient::VtepInfo > vtepInfo{ new QorClient::VtepInfo };
    Kel::Ptr< OpenFlowTable::PinFlowHwConfig > table{ new OpenFlowTable::PinFlowHwConfig( "t" ) };
-   Kel::Ptr< FlowGroupConfigSm > machine = Kel::create< FlowGroupConfigSm >(
+   Kel::Ptr< FlowGroupConfigSm > machine = flowGroupConfigSmFactory(
       L3::VrfName( "red" ), Kel::Ptr( new QorL3::V1::FlowGroupConfig( { 1, 1 } ) ), table,
       Kel::Ptr( new QorClientL3::V1::CachedFlowConfig( "c" ) ), vtepInfo );
 };

@@ -58,7 +58,7 @@ TEST_F( RemapTest, EndPointsLeaveTheOldVlanBeforeTheyComeInTheNew ) {
       member.ip = Wirekit::IpGenAddr::parse( ip ).value();
       set->memberIs( member );
    }
-   auto machine = Kel::create< QorClientL3::V1::GroupMemberConfigSm >(
+   auto machine = QorClientL3::V1::groupMemberConfigSmFactory(
       Kel::String( "web" ), config, L3::VrfName( "red" ), table, vtepInfo );
    std::string const mac = "|00:00:00:00:00:00";
    EXPECT_EQ( take(), ( Log{ "+ red|10.0.0.1|10" + mac, "+ red|10.0.0.2|10" + mac } ) );
@@ -80,7 +80,7 @@ TEST_F( RemapTest, AFlowKeepsItsVlanUntilItIsHandledAgain ) {
    flow.actionFieldSet = QorL3::V1::ActionField::leadingFlag;
    flow.enabled = true;
    config->flowIs( flow );
-   auto machine = Kel::create< QorClientL3::V1::FlowGroupConfigSm >(
+   auto machine = QorClientL3::V1::flowGroupConfigSmFactory(
       L3::VrfName( "red" ), config, table, Ptr( new QorClientL3::V1::CachedFlowConfig( "cache" ) ),
       vtepInfo );
    EXPECT_EQ( take(), Log{ "+ f 10" } );
@@ -103,9 +103,9 @@ TEST_F( RemapTest, NoVrfHasANameOfMoreThan100Bytes ) {
       };
       auto start = [&] {
          Ptr< Kel::Dir > const status( new Kel::Dir( "status" ) );
-         Kel::create< QorClientL3::V1::FragmentSm >( dir( QorL3::V1::FragmentConfig::kelType() ),
-                                                     status, table, hardware );
-         Kel::create< QorClientL3::V1::GroupSm >(
+         QorClientL3::V1::fragmentSmFactory( dir( QorL3::V1::FragmentConfig::kelType() ), status,
+                                             table, hardware );
+         QorClientL3::V1::groupSmFactory(
             Ptr( new Kel::Dir( "types" ) ), Ptr( new QorL3::V1::GroupTypeStatus( "status" ) ),
             dir( QorL3::V1::GroupSetConfig::kelType() ), status, table, hardware );
       };

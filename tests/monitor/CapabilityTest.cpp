@@ -12,7 +12,7 @@ TEST( CapabilityTest, EachSourceHasItsBitsAndTheRestIsKept ) {
       new QorCommon::V1::Capability( "capability" ) );
    capability->featureIs( 1 | 4 );
 
-   auto machine = Kel::create< QorClientCommon::V1::CapabilitySm >( hwStatus, tables, capability );
+   auto machine = QorClientCommon::V1::capabilitySmFactory( hwStatus, tables, capability );
    EXPECT_EQ( capability->feature(), 1u );
    hwStatus->supportedIs( true );
    EXPECT_EQ( capability->feature(), 1u | 2u | 8u );

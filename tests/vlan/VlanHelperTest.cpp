@@ -23,7 +23,7 @@ VniAndIntfForPolicyFragment binding( VniExtOrNone::Number vni, IntfId intf,
 class VlanHelperTest : public testing::Test {
  protected:
    void start() {
-      machine = Kel::create< QorClient::VlanHelperSm >( status, vnis, allowed, trunkGroup, vtep );
+      machine = QorClient::vlanHelperSmFactory( status, vnis, allowed, trunkGroup, vtep );
    }
    void bind( VniAndIntfForPolicyFragment const & key ) { status->boundVniIs( key, true ); }
    void mapIs( VniExt::Number vni, VlanId::Number vlan ) {

@@ -23,7 +23,7 @@ class VlanToVniTest : public testing::Test {
    void mapIs( VlanId::Number vlan, VniExtOrNone::Number vni ) {
       vti()->vlanToVniMapIs( VlanId( vlan ), { VniExtOrNone( vni ), {} } );
    }
-   void start() { machine = Kel::create< QorClient::VlanToVniSm >( dir ); }
+   void start() { machine = QorClient::vlanToVniSmFactory( dir ); }
 
    using Numbers = std::map< unsigned, unsigned >;
    Numbers vlans() const {

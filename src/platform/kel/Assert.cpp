@@ -45,28 +45,30 @@ std::string typeName( std::type_info const & type ) {
 }
 
 [[noreturn]] void handleTerminate() {
-   std::string text = "Terminated without an exception.\n";
+   std::string text = "Terminated without an exception.";
    if ( auto const current = std::current_exception() ) {
       try {
          std::rethrow_exception( current );
       } catch ( std::exception const & e ) {
-         text = "Uncaught exception " + typeName( typeid( e ) ) + ": " + e.what() + '\n';
+         text = "Uncaught exception " + typeName( typeid( e ) ) + ": " + e.what();
       } catch ( ... ) {
-         text =
-            "Uncaught exception of type " + typeName( *abi::__cxa_current_exception_type() ) + '\n';
+         text = "Uncaught exception of type " + typeName( *abi::__cxa_current_exception_type() );
       }
    }
-   writeStandardError( text );
-   flushAndAbort();
+   endWithText( text );
 }
 
 }  // namespace
 
+void endWithText( std::string const & text ) {
+   writeStandardError( text + '\n' );
+   flushAndAbort();
+}
+
 void assertFail( char const * expression, char const * sourceUnit, unsigned line,
                  char const * prettyFunction ) {
-   writeStandardError( std::string( sourceUnit ) + ':' + std::to_string( line ) + ": " +
-                       prettyFunction + ": Assertion `" + expression + "' failed.\n" );
-   flushAndAbort();
+   endWithText( std::string( sourceUnit ) + ':' + std::to_string( line ) + ": " + prettyFunction +
+                ": Assertion `" + expression + "' failed." );
 }
 
 void installTerminateHandler() {

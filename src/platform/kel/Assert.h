@@ -2,12 +2,16 @@
 
 #include <functional>
 #include <list>
+#include <string>
 
 namespace Kel {
 
 /** Says on standard error which invariant broke and where, runs the flush hooks and aborts. */
 [[noreturn]] void assertFail( char const * expression, char const * sourceUnit, unsigned line,
                               char const * prettyFunction );
+
+/** Says a line on standard error, runs the flush hooks and aborts. */
+[[noreturn]] void endWithText( std::string const & text );
 
 /** From now on an uncaught exception is told on standard error with its type and text, then the
  * flush hooks run and the process aborts. */

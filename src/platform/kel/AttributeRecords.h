@@ -221,10 +221,14 @@ template < class T >
 AttributeRecords const & attributeRecords() {
    static AttributeRecords const records = [] {
       AttributeRecords list;
-      forEachAttribute< T >( [&]( auto const & record ) {
-         auto copy = std::make_unique< std::remove_cvref_t< decltype( record ) > >( record );
-         copy->idIs( static_cast< AttributeId >( list.size() ) );
-         list.push_back( std::move( copy ) );
+      forEachAttribute< T >( [&]< class Attribute >( Attribute const & attribute ) {
+         if constexpr ( std::is_base_of_v< AttributeRecord, Attribute > ) {
+            list.push_back( std::make_unique< Attribute >( attribute ) );
+         } else {
+            list.push_back(
+               std::make_unique< decltype( attribute.record() ) >( attribute.record() ) );
+         }
+         list.back()->idIs( static_cast< AttributeId >( list.size() - 1 ) );
       } );
       return list;
    }();
@@ -232,11 +236,11 @@ AttributeRecords const & attributeRecords() {
 }
 
 template < class T >
-Ptr< Entity > createNamed( [[maybe_unused]] Name const & name ) {
+Ptr< Entity > createNamed( Name const & name ) {
    if constexpr ( std::is_convertible_v< T *, Entity * > && std::is_constructible_v< T, Name > ) {
       return Ptr< Entity >( new T( name ) );
    } else {
-      return nullptr;
+      return createNothing( name );
    }
 }
 

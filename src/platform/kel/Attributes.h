@@ -67,11 +67,17 @@ class Map {
    }
    bool del( Notifier & owner, AttributeId id, K const & given ) {
       K const key = given;
-      std::optional< V > const old = members_.take( key );
-      if ( !old ) {
-         return false;
+      if constexpr ( sizeof...( Index ) == 0 ) {
+         if ( !members_.erase( key ) ) {
+            return false;
+         }
+      } else {
+         std::optional< V > const old = members_.take( key );
+         if ( !old ) {
+            return false;
+         }
+         std::apply( [&]( auto &... index ) { ( index.leave( key, *old ), ... ); }, indexes_ );
       }
-      std::apply( [&]( auto &... index ) { ( index.leave( key, *old ), ... ); }, indexes_ );
       owner.notify( id, &key );
       return true;
    }
@@ -213,17 +219,17 @@ class KeyedValues : public Map< K, V > {
 }  // namespace Kel
 
 /** What every attribute of a notifier declares: number, tag, record and storage. */
-#define KEL_NOTIFYING( attribute, Key, ... )                                   \
-   static constexpr ::Kel::AttributeId attribute##Id = __COUNTER__ - kelFirst; \
-   static_assert( attribute##Id < ::Kel::attributeLimit );                     \
-   using Kel_##attribute = ::Kel::AttributeTag< attribute##Id, Key >;          \
-   static auto kelAttribute( ::Kel::Index< attribute##Id > ) {                 \
-      return ::Kel::recordOf( #attribute, &KelSelf::attribute##_ );            \
-   }                                                                           \
-                                                                               \
- private:                                                                      \
-   __VA_ARGS__ attribute##_;                                                   \
-                                                                               \
+#define KEL_NOTIFYING( attribute, Key, ... )                          \
+   KEL_NEXT_ATTRIBUTE( attribute##Id )                                \
+   static_assert( attribute##Id < ::Kel::attributeLimit );            \
+   using Kel_##attribute = ::Kel::AttributeTag< attribute##Id, Key >; \
+   static auto kelAttribute( ::Kel::Index< attribute##Id > ) {        \
+      return ::Kel::notifying( #attribute, &KelSelf::attribute##_ );  \
+   }                                                                  \
+                                                                      \
+ private:                                                             \
+   __VA_ARGS__ attribute##_;                                          \
+                                                                      \
  public:
 
 /** A value: `x()`, `xIs( value )`. */

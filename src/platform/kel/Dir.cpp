@@ -20,14 +20,15 @@ Ptr< Entity > Dir::entity( Name const & name ) const {
 
 Ptr< Entity > Dir::createEntity( Name const & typeName, Name const & name,
                                  std::function< void( Entity & ) > const & prepare ) {
-   if ( Ptr< Entity > standing = entity( name ) ) {
-      return standing;
-   }
-   TypeRecord const * type = typeNode( typeName );
-   Ptr< Entity > fresh = type ? type->create( name ) : nullptr;
-   if ( !fresh ) {
+   TypeRecord const * const type = typeNode( typeName );
+   Ptr< Entity > const standing = entity( name );
+   Ptr< Entity > const fresh = type && !standing ? type->create( name ) : nullptr;
+   if ( !type || ( !standing && !fresh ) ) {
       throw NoTypeNodeException( "unable to find type " + typeName.stringValue() +
                                  " to create entity" );
+   }
+   if ( standing ) {
+      return standing;
    }
    if ( prepare ) {
       prepare( *fresh );

@@ -10,7 +10,7 @@ class Dir : public NamedEntity {
    using NamedEntity::NamedEntity;
    KEL_TYPE_RECORD( Kel::Dir )
 
-   static constexpr AttributeId entityId = __COUNTER__ - kelFirst;
+   KEL_NEXT_ATTRIBUTE( entityId )
    using Kel_entity = AttributeTag< entityId, Name >;
    class EntityRecord;
    static EntityRecord kelAttribute( Index< entityId > );

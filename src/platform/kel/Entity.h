@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <string>
 
 #include "platform/kel/Attributes.h"
@@ -16,6 +17,7 @@
  *      KEL_MAP( Bridging::MacVlanPair, Wirekit::IntfId, warmHost )
  *      KEL_CHILDREN( Kel::String, PolicyFragmentInfo, policyFragmentInfo )
  *   };
+ *   KEL_FACTORY( statusFactory, Status )
  *
  * Each line gives the named operations of the attribute and its entry in the type record.
  */
@@ -71,6 +73,12 @@ class NamedEntity : public KeyedEntity< Name > {
    using KeyedEntity::KeyedEntity;
    Name name() const { return kelKey(); }
 };
+
+/** An entity that the caller holds; it takes its key. */
+template < std::derived_from< Entity > T, class... Inputs >
+Ptr< T > create( Inputs const &... inputs ) {
+   return Ptr< T >( new T( inputs... ) );
+}
 
 /** The singleton of a class of named entities, made when it is first asked for. */
 template < class T >

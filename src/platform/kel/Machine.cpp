@@ -1,33 +1,6 @@
 #include "platform/kel/Machine.h"
 
-#include <algorithm>
-#include <string_view>
-
 namespace Kel {
-
-namespace {
-
-auto & machineRegistry() {
-   static std::vector< MachineType const & (*)() > registry;
-   return registry;
-}
-
-}  // namespace
-
-bool machineTypeIs( MachineType const & ( *type )() ) {
-   machineRegistry().push_back( type );
-   return true;
-}
-
-std::vector< MachineType const * > machineTypes() {
-   std::vector< MachineType const * > types;
-   for ( auto type : machineRegistry() ) {
-      types.push_back( &type() );
-   }
-   std::ranges::sort( types, {},
-                      []( MachineType const * type ) -> std::string_view { return type->name; } );
-   return types;
-}
 
 void StateMachine::hasNotificationActiveIs( bool active ) {
    if ( active == hasNotificationActive() ) {
@@ -56,6 +29,7 @@ void StateMachine::handleZeroRef() noexcept {
    newRef();
    handleEnd();
    kelDoZombieReactors( true );
+   ending_ = true;
    kelMembers( MemberOp::DropReactors );
    kelMembers( MemberOp::DropChildren );
    delete this;

@@ -1,13 +1,15 @@
 #pragma once
 
+#include <concepts>
 #include <functional>
+#include <memory>
 #include <tuple>
 #include <type_traits>
 #include <utility>
-#include <vector>
 
 #include "platform/kel/Attribute.h"
 #include "platform/kel/Reactor.h"
+#include "platform/kel/TypeRecord.h"
 
 /*
  * What every state machine has in common: construction, activation, the zombie rule and tear-down.
@@ -34,24 +36,13 @@ enum class MemberOp {
    DropChildren
 };
 
-/** What is known of a class of machines without one of it. */
-struct MachineType {
-   char const * name;
-   /** Calls the function for each trigger table, in declaration order. */
-   void ( *forEachTable )( std::function< void( TriggerTable const & ) > const & );
-};
-
-/** Registers a class of machines at load time. */
-bool machineTypeIs( MachineType const & ( *type )() );
-/** All registered classes, by name. */
-std::vector< MachineType const * > machineTypes();
-
 /** The base of every state machine: reacts to what its inputs tell, owns its children. It is made
- * by its owner, or by `create`. */
+ * by its owner, or by its factory. */
 class StateMachine : public PtrInterface {
  public:
-   static void kelAttribute( NoAttribute );
-   virtual MachineType const & machineType() const = 0;
+   KEL_ATTRIBUTE_ROOT()
+   /** The class's type record: its name, attributes and trigger tables. */
+   virtual TypeRecord const & fwkType() const = 0;
 
    /** Sets the flag, then that of the reactors, then that of the children. */
    void hasNotificationActiveIs( bool active ) override;
@@ -59,6 +50,11 @@ class StateMachine : public PtrInterface {
    void kelTakeNotificationsOff();
    /** A zombie is reached by no further notification. */
    void kelDoZombieReactors( bool zombie );
+
+   /** The machine that a nested reactor belongs to; null for others, and when it has gone. */
+   virtual StateMachine * kelOwner() const { return nullptr; }
+   /** True once the machine lets go of what it owns; what it makes from then on it doesn't keep. */
+   bool kelIsEnding() const { return ending_; }
 
    /** The machine's first run: it catches up with what its inputs held before. */
    virtual void handleInitialized() {}
@@ -73,6 +69,50 @@ class StateMachine : public PtrInterface {
    virtual void handleEnd() {}
 
    void handleZeroRef() noexcept final;
+
+ private:
+   bool ending_ = false;
+};
+
+/** Runs `f` and keeps the machine meanwhile, and all to which it belongs. */
+template < class F >
+void duringOwners( StateMachine & machine, F const & f ) {
+   InUse::during( machine, [&] {
+      if ( StateMachine * const outer = machine.kelOwner() ) {
+         duringOwners( *outer, f );
+      } else {
+         f();
+      }
+   } );
+}
+
+/** The tie between an owner and its nested reactors, cut when the owner goes. */
+struct OwnerTie : PtrInterface {
+   explicit OwnerTie( StateMachine & machine ) : owner( &machine ) {}
+   StateMachine * owner;
+};
+
+/** A nested reactor's pointer to its owner, which doesn't keep it; null when the owner has gone. */
+template < class Owner >
+class OwnerPtr {
+ public:
+   OwnerPtr() = default;
+   OwnerPtr( Ptr< OwnerTie > tie ) : tie_( std::move( tie ) ) {}
+
+   StateMachine * machine() const { return tie_ ? tie_->owner : nullptr; }
+   Owner * ptr() const { return static_cast< Owner * >( machine() ); }
+   /** To use an owner that has gone ends the process with a text. */
+   Owner * operator->() const {
+      if ( !machine() ) [[unlikely]] {
+         nullFollowed( __PRETTY_FUNCTION__ );
+      }
+      return ptr();
+   }
+   Owner & operator*() const { return *operator->(); }
+   explicit operator bool() const { return machine() != nullptr; }
+
+ private:
+   Ptr< OwnerTie > tie_;
 };
 
 // --- Roles of attributes ---
@@ -105,6 +145,10 @@ auto own( char const * name, Member Owner::*member,
           TriggerTable const & ( *triggers )() = nullptr ) {
    return MachineAttribute< Owner, Member >{ name, member, triggers };
 }
+
+/** Given at construction to a nested reactor: its owner. */
+template < class Machine, class Owner >
+using OwnerAttribute = ArgumentAttribute< Machine, OwnerPtr< Owner > >;
 
 template < class T >
 inline constexpr bool isArgument = false;
@@ -154,6 +198,21 @@ inline void applyToReactor( Reactor & reactor, MemberOp op ) {
    }
 }
 
+template < class Member, bool given >
+constexpr AttributeKind memberKind() {
+   if constexpr ( ReactorMember< Member > ) {
+      return AttributeKind::Watched;
+   } else if constexpr ( requires { Member::kelKind; } ) {
+      return Member::kelKind;
+   } else if constexpr ( requires { typename Member::Cursor; } ) {
+      return AttributeKind::OwnCollection;
+   } else if constexpr ( given ) {
+      return AttributeKind::Given;
+   } else {
+      return AttributeKind::Own;
+   }
+}
+
 template < class Machine >
 void applyToMembers( Machine & machine, MemberOp op ) {
    forEachAttribute< Machine >( [&]( auto const & attribute ) {
@@ -167,6 +226,23 @@ void applyToMembers( Machine & machine, MemberOp op ) {
    } );
 }
 
+/** A class's attributes by name and kind. */
+template < class Machine >
+AttributeRecords const & machineAttributeRecords() {
+   static AttributeRecords const records = [] {
+      AttributeRecords list;
+      forEachAttribute< Machine >( [&]< class Attribute >( Attribute const & attribute ) {
+         using Member =
+            std::remove_cvref_t< decltype( std::declval< Machine & >().*attribute.member ) >;
+         list.push_back( std::make_unique< AttributeRecord >(
+            attribute.name, memberKind< Member, isArgument< Attribute > >() ) );
+         list.back()->idIs( static_cast< AttributeId >( list.size() - 1 ) );
+      } );
+      return list;
+   }();
+   return records;
+}
+
 template < class Machine >
 void listTables( std::function< void( TriggerTable const & ) > const & f ) {
    forEachAttribute< Machine >( [&]( auto const & attribute ) {
@@ -174,6 +250,11 @@ void listTables( std::function< void( TriggerTable const & ) > const & f ) {
          f( attribute.triggers() );
       }
    } );
+}
+
+template < class Machine >
+constexpr TypeRecord machineType( char const * name ) {
+   return { name, &machineAttributeRecords< Machine >, &createNothing, &listTables< Machine > };
 }
 
 // --- Construction ---
@@ -219,8 +300,8 @@ void start( Ptr< Machine > const & machine ) {
    machine->handleInitialized();
 }
 
-/** A machine of its own, held by the caller. */
-template < class Machine, class... Inputs >
+/** A machine that the caller holds. */
+template < std::derived_from< StateMachine > Machine, class... Inputs >
 Ptr< Machine > create( Inputs const &... inputs ) {
    Ptr< Machine > machine = construct< Machine >( inputs... );
    start( machine );

@@ -12,9 +12,10 @@ void throwReinstantiation( DifferentInput const & different ) {
       " than the current value of " + different.current + " not allowed" );
 }
 
-void throwNullNotifier( char const * machine, char const * parameter, char const * attribute ) {
+void throwNullParameter( StateMachine const & owner, char const * parameter,
+                         char const * attribute ) {
    throwRangeException( std::string( "null _" ) + parameter + " parameter to mutator for " +
-                        machine + "::" + attribute + " not allowed\"" );
+                        owner.fwkType().name + "::" + attribute + " not allowed\"" );
 }
 
 }  // namespace Kel

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <sstream>
 #include <string>
 #include <tuple>
@@ -30,6 +31,15 @@ std::string inputText( T const & v ) {
       text << v;
    }
    return text.str();
+}
+
+template < class Machine, int n = 0 >
+constexpr char const * firstInputName() {
+   if constexpr ( isArgument< AttributeType< Machine, n > > ) {
+      return Machine::kelAttribute( Index< n >{} ).name;
+   } else {
+      return firstInputName< Machine, n + 1 >();
+   }
 }
 
 template < class Machine, class... Inputs >
@@ -64,21 +74,43 @@ DifferentInput differentInput( Machine & machine, Inputs const &... inputs ) {
 }
 
 [[noreturn]] void throwReinstantiation( DifferentInput const & different );
-[[noreturn]] void throwNullNotifier( char const * machine, char const * parameter,
-                                     char const * attribute );
+[[noreturn]] void throwNullParameter( StateMachine const & owner, char const * parameter,
+                                      char const * attribute );
+
+/** Throws RangeException when the record that tells a new member's key, its first input, is null.
+ */
+template < class Machine, class Record, class... Others >
+void checkKeyRecord( StateMachine const & owner, char const * attribute, Record const & record,
+                     Others const &... ) {
+   if constexpr ( requires { record.ptr(); } ) {
+      if ( !record ) {
+         throwNullParameter( owner, firstInputName< Machine >(), attribute );
+      }
+   }
+}
 
 /** An owned child machine. */
 template < class Machine >
 class Child {
  public:
+   static constexpr AttributeKind kelKind = AttributeKind::Child;
+
    Ptr< Machine > machine() const { return machine_; }
 
-   /** The child that stands, when its inputs are those given; otherwise a new one in its place. */
-   template < class... Inputs >
-   Ptr< Machine > is( Inputs const &... inputs ) {
+   /** The child that stands, when its inputs are those given; otherwise a new one in its place. An
+    *  owner at its end keeps no new one. */
+   template < std::derived_from< PtrInterface > Owner, class... Inputs >
+   Ptr< Machine > is( Owner & owner, Inputs const &... inputs ) {
       if ( machine_ && !differentInput( *machine_, inputs... ).name ) {
          return machine_;
       }
+      if constexpr ( std::derived_from< Owner, StateMachine > ) {
+         if ( owner.kelIsEnding() ) {
+            return create< Machine >( inputs... );
+         }
+      }
+      // The new child's first run may drop the owner's last reference.
+      Ptr< PtrInterface > const hold( &owner );
       Ptr< Machine > fresh = construct< Machine >( inputs... );
       Ptr< Machine > old = std::exchange( machine_, fresh );
       start( fresh );
@@ -86,13 +118,6 @@ class Child {
          fresh->hasNotificationActiveIs( true );
       }
       return fresh;
-   }
-
-   /** The same for an owner whose last reference the new child's first run may drop. */
-   template < class... Inputs >
-   Ptr< Machine > isOf( PtrInterface & owner, Inputs const &... inputs ) {
-      Ptr< PtrInterface > const hold( &owner );
-      return is( inputs... );
    }
 
    /** Takes the child out, with notifications off its own reactors; its children stay at work. */
@@ -150,8 +175,14 @@ class MachineMap {
          }
       }
    }
-   Ptr< Machine > add( PtrInterface & owner, K const & key, Ptr< Machine > const & fresh ) {
-      Ptr< PtrInterface > const hold( &owner );
+   /** An owner at its end keeps no new member. */
+   Ptr< Machine > add( StateMachine & owner, K const & key, Ptr< Machine > const & fresh ) {
+      Ptr< StateMachine > const hold( &owner );
+      if ( owner.kelIsEnding() ) {
+         start( fresh );
+         fresh->hasNotificationActiveIs( true );
+         return fresh;
+      }
       members_.add( key, fresh );
       start( fresh );
       if ( find( key ) == fresh ) {
@@ -167,9 +198,13 @@ class MachineMap {
 template < template < class, class > class Map, class K, class Machine >
 class ChildMap : public MachineMap< Map, K, Machine > {
  public:
-   /** Throws NameInUseException when the key's child has other inputs. */
+   static constexpr AttributeKind kelKind = AttributeKind::ChildrenByKey;
+
+   /** Throws NameInUseException when the key's child has other inputs, RangeException when the
+    *  record that tells the key is null. */
    template < class... Inputs >
-   Ptr< Machine > is( PtrInterface & owner, Inputs const &... inputs ) {
+   Ptr< Machine > is( StateMachine & owner, char const * attribute, Inputs const &... inputs ) {
+      checkKeyRecord< Machine >( owner, attribute, inputs... );
       K const key = Machine::keyOf( inputs... );
       if ( Ptr< Machine > standing = this->find( key ) ) {
          DifferentInput different = differentInput( *standing, inputs... );
@@ -181,8 +216,8 @@ class ChildMap : public MachineMap< Map, K, Machine > {
       return this->add( owner, key, construct< Machine >( inputs... ) );
    }
 
-   void delAll( PtrInterface & owner ) {
-      Ptr< PtrInterface > const hold( &owner );
+   void delAll( StateMachine & owner ) {
+      Ptr< StateMachine > const hold( &owner );
       for ( K const & key : keysOf( this->members_ ) ) {
          this->del( key );
       }
@@ -204,24 +239,36 @@ class ChildMap : public MachineMap< Map, K, Machine > {
 template < class K, class Machine >
 class NestedMap : public MachineMap< HashMap2018, K, Machine > {
  public:
+   static constexpr AttributeKind kelKind = AttributeKind::NestedByKey;
+
    /** A member whose notifier is another meets the new one. Throws RangeException on null. */
    template < class Owner, class N >
    Ptr< Machine > is( Owner & owner, Ptr< N > const & notifier, char const * attribute ) {
-      auto watched = Machine::kelAttribute( Index< 0 >{} );
-      if ( !notifier ) {
-         throwNullNotifier( owner.machineType().name, watched.name, attribute );
-      }
+      using First = std::remove_cvref_t< decltype( watchedOf( std::declval< Machine & >() ) ) >;
+      static_assert(
+         isArgument< AttributeType< Machine, 0 > > && ReactorMember< First > &&
+            std::is_same_v< OwnerAttribute< Machine, Owner >, AttributeType< Machine, 1 > >,
+         "a nested machine's first two attributes are its notifier (KEL_REACTOR) and "
+         "its owner (KEL_OWNER)" );
+      checkKeyRecord< Machine >( owner, attribute, notifier );
       K const key = Machine::keyOf( notifier );
       if ( Ptr< Machine > standing = this->find( key ) ) {
-         ( ( *standing ).*watched.member ).notifierIs( notifier );
+         watchedOf( *standing ).notifierIs( notifier );
          return standing;
       }
-      Ptr< Machine > fresh = construct< Machine >( notifier, &owner );
+      if ( !tie_ && !owner.kelIsEnding() ) {
+         tie_ = new OwnerTie( owner );
+      }
+      Ptr< Machine > fresh = construct< Machine >( notifier, tie_ );
       fresh->kelDoZombieReactors( owner.kelMarkedForDeletion() );
       return this->add( owner, key, fresh );
    }
 
    void apply( MemberOp op ) {
+      if ( op == MemberOp::DropReactors && tie_ ) {
+         tie_->owner = nullptr;
+         tie_ = nullptr;
+      }
       this->forEach( [this, op]( K const & key, Ptr< Machine > const & machine ) {
          switch ( op ) {
             case MemberOp::DeactivateReactors:
@@ -246,6 +293,14 @@ class NestedMap : public MachineMap< HashMap2018, K, Machine > {
          }
       } );
    }
+
+ private:
+   static auto & watchedOf( Machine & machine ) {
+      return machine.*Machine::kelAttribute( Index< 0 >{} ).member;
+   }
+
+   /** Made with the first member, cut when the owner goes. */
+   Ptr< OwnerTie > tie_;
 };
 
 }  // namespace Kel

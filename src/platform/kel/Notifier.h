@@ -6,19 +6,14 @@
 #include <utility>
 #include <vector>
 
+#include "platform/kel/Attribute.h"
 #include "platform/kel/Ptr.h"
 
 namespace Kel {
 
 class Entity;
 class Notifier;
-struct NoAttribute;
 struct TypeRecord;
-
-/** The place of an attribute among those of its class, base classes first. */
-using AttributeId = unsigned;
-/** More attributes than an interest mask has bits are refused at compile time. */
-inline constexpr AttributeId attributeLimit = 64;
 
 /** What its notifier knows of a reactor: whose handlers it runs, and for which attributes. */
 class Notifiee {
@@ -160,7 +155,7 @@ class ChangeSink {
 /** An object whose changes can be watched. */
 class Notifier : public PtrInterface {
  public:
-   static void kelAttribute( NoAttribute );
+   KEL_ATTRIBUTE_ROOT()
 
    /** The class's type record: its name and attributes. */
    virtual TypeRecord const & fwkType() const = 0;

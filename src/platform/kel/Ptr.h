@@ -69,7 +69,15 @@ class PtrInterface {
       }
       return word_ += change;
    }
-   void flagIs( std::uint32_t flag, bool set ) { word_ = set ? word_ | flag : word_ & ~flag; }
+   /** The count in the same word must not be lost to a thread that changes it meanwhile. */
+   void flagIs( std::uint32_t flag, bool set ) {
+      if ( VFPtrInterface::threadSafePointers_ ) [[unlikely]] {
+         std::atomic_ref const word( word_ );
+         set ? word.fetch_or( flag ) : word.fetch_and( ~flag );
+      } else {
+         word_ = set ? word_ | flag : word_ & ~flag;
+      }
+   }
 
    mutable std::uint32_t word_ = 0;
    mutable bool inUse_ = false;
@@ -108,6 +116,10 @@ class InUse {
    PtrInterface const & object_;
 };
 
+/** Says on standard error that a null pointer was followed, and where (`place` is the pretty name
+ * of what was called), then ends the process as a failed assertion does. */
+[[noreturn, gnu::cold]] void nullFollowed( char const * place );
+
 /** The intrusive counting pointer. `Ptr< T const >` is the read-only view. */
 template < class T >
 class Ptr {
@@ -131,10 +143,10 @@ class Ptr {
    }
 
    T * ptr() const { return object_; }
-   /** To use a null pointer ends the process. */
+   /** To use a null pointer ends the process with a text. */
    T * operator->() const {
       if ( !object_ ) [[unlikely]] {
-         __builtin_trap();
+         nullFollowed( __PRETTY_FUNCTION__ );
       }
       return object_;
    }

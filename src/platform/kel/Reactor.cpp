@@ -1,5 +1,7 @@
 #include "platform/kel/Reactor.h"
 
+#include <utility>
+
 #include "platform/kel/StateMachine.h"
 
 namespace Kel {
@@ -14,12 +16,15 @@ StateMachine & Reactor::machine() const {
 void Reactor::arm( Ptr< Notifier const > notifier ) {
    if ( notifier ) {
       active_ = true;
-      registerAt( std::move( notifier ) );
+      notifier_ = std::move( notifier );
+      enter();
    }
 }
 
-void Reactor::registerAt( Ptr< Notifier const > notifier ) {
-   notifier_ = std::move( notifier );
+void Reactor::enter() {
+   if ( std::exchange( registered_, true ) ) {
+      return;
+   }
    notifier_->notifieeList().add( *this, wanted() );
    if ( table_.filterKeys ) {
       table_.filterKeys( *this, true );
@@ -27,6 +32,9 @@ void Reactor::registerAt( Ptr< Notifier const > notifier ) {
 }
 
 void Reactor::leave() {
+   if ( !std::exchange( registered_, false ) ) {
+      return;
+   }
    if ( table_.filterKeys ) {
       table_.filterKeys( *this, false );
    }
@@ -48,13 +56,16 @@ void Reactor::notifierIs( Ptr< Notifier const > notifier ) {
    } else {
       leave();
    }
-   registerAt( std::move( notifier ) );
+   notifier_ = notifier;
    Ptr< StateMachine > const hold( &machine() );
-   Ptr< Notifier const > current = notifier_;
    for ( Trigger const & trigger : table_.rows ) {
-      if ( trigger.sweep && !zombie_ && notifier_ == current ) {
+      if ( trigger.sweep && !zombie_ && notifier_ == notifier ) {
          trigger.sweep( machine() );
       }
+   }
+   // A sweep may have given the machine another notifier, or ended it.
+   if ( notifier_ == notifier ) {
+      enter();
    }
 }
 
@@ -72,7 +83,13 @@ void Reactor::notificationActiveIs( bool active ) {
       return;
    }
    active_ = active;
-   notifier_->notifieeList().interestIs( *this, wanted() );
+   tellInterest();
+}
+
+void Reactor::tellInterest() {
+   if ( registered_ ) {
+      notifier_->notifieeList().interestIs( *this, wanted() );
+   }
 }
 
 void Reactor::doZombie( bool zombie ) {
@@ -81,9 +98,7 @@ void Reactor::doZombie( bool zombie ) {
    }
    notificationActiveIs( !zombie );
    zombie_ = zombie;
-   if ( notifier_ ) {
-      notifier_->notifieeList().interestIs( *this, wanted() );
-   }
+   tellInterest();
 }
 
 }  // namespace Kel

@@ -50,7 +50,8 @@ class Reactor : public Notifiee {
    void arm( Ptr< Notifier const > notifier );
    /**
     * Another notifier: every handler without a key runs once, as for a machine that meets its
-    * notifier for the first time. The same notifier changes nothing; null detaches.
+    * notifier for the first time, and changes are heard of after that, so that a sweep which
+    * writes its own notifier runs once. The same notifier changes nothing; null detaches.
     */
    void notifierIs( Ptr< Notifier const > notifier );
    void detach();
@@ -61,15 +62,22 @@ class Reactor : public Notifiee {
    Ptr< Notifier const > const & watched() const { return notifier_; }
    TriggerTable const & table() const { return table_; }
 
+ protected:
+   /** Whether the notifier tells the reactor of changes. */
+   bool isRegistered() const { return registered_; }
+
  private:
    std::uint64_t wanted() const { return active_ && !zombie_ ? table_.interest : 0; }
-   void registerAt( Ptr< Notifier const > notifier );
+   /** Hears of changes from now on; does nothing where it does so already. */
+   void enter();
    void leave();
+   void tellInterest();
 
    StateMachine & machine() const;
 
    TriggerTable const & table_;
    Ptr< Notifier const > notifier_;
+   bool registered_ = false;
    bool active_ = false;
    bool zombie_ = false;
 };

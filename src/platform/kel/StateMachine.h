@@ -25,6 +25,7 @@
  *      void handleInitialized() override;
  *      void handleEnabled();
  *   };
+ *   KEL_FACTORY( serviceStatusSmFactory, ServiceStatusSm )
  *
  * There is no constructor to write: an owner makes the machine with the inputs as arguments. Each
  * declaration leaves the access at public. The machine's source file holds one more line,
@@ -35,50 +36,50 @@
 /** Opens a state machine; `Type` is its full name. */
 #define KEL_STATE_MACHINE( Type ) KEL_STATE_MACHINE_OF( Type, ::Kel::StateMachine )
 /** The same for a machine that extends another and continues its attributes. */
-#define KEL_STATE_MACHINE_OF( Type, Base )                  \
-   KEL_ATTRIBUTES( Type, Base )                             \
-   static ::Kel::MachineType const & kelMachineType();      \
-   ::Kel::MachineType const & machineType() const override; \
-   void kelMembers( ::Kel::MemberOp op ) override;          \
-                                                            \
- private:                                                   \
-   static bool const kelRegistered;                         \
-                                                            \
+#define KEL_STATE_MACHINE_OF( Type, Base )             \
+   KEL_ATTRIBUTES( Type, Base )                        \
+   static ::Kel::TypeRecord const & kelType();         \
+   ::Kel::TypeRecord const & fwkType() const override; \
+   void kelMembers( ::Kel::MemberOp op ) override;     \
+                                                       \
+ private:                                              \
+   static bool const kelRegistered;                    \
+                                                       \
  public:
 
 /** The rest of a state machine's class: one line in its source file, outside any namespace, so that
  *  it is compiled once. */
 #define KEL_MACHINE_TYPE( Type )                                                 \
-   ::Kel::MachineType const & Type::kelMachineType() {                           \
-      static ::Kel::MachineType const type{ #Type, &::Kel::listTables< Type > }; \
+   ::Kel::TypeRecord const & Type::kelType() {                                   \
+      static ::Kel::TypeRecord const type = ::Kel::machineType< Type >( #Type ); \
       return type;                                                               \
    }                                                                             \
-   ::Kel::MachineType const & Type::machineType() const {                        \
-      return kelMachineType();                                                   \
+   ::Kel::TypeRecord const & Type::fwkType() const {                             \
+      return kelType();                                                          \
    }                                                                             \
    void Type::kelMembers( ::Kel::MemberOp op ) {                                 \
       ::Kel::applyToMembers( *this, op );                                        \
    }                                                                             \
-   bool const Type::kelRegistered = ::Kel::machineTypeIs( &Type::kelMachineType );
+   bool const Type::kelRegistered = ::Kel::typeNodeIs( &Type::kelType );
 
 /** The same for a machine that is defined in a source file: all in one line. */
 #define KEL_LOCAL_STATE_MACHINE( Type ) KEL_LOCAL_STATE_MACHINE_OF( Type, ::Kel::StateMachine )
-#define KEL_LOCAL_STATE_MACHINE_OF( Type, Base )                                     \
-   KEL_ATTRIBUTES( Type, Base )                                                      \
-   static ::Kel::MachineType const & kelMachineType() {                              \
-      static ::Kel::MachineType const type{ #Type, &::Kel::listTables< KelSelf > };  \
-      return type;                                                                   \
-   }                                                                                 \
-   ::Kel::MachineType const & machineType() const override {                         \
-      return kelMachineType();                                                       \
-   }                                                                                 \
-   void kelMembers( ::Kel::MemberOp op ) override {                                  \
-      ::Kel::applyToMembers( *this, op );                                            \
-   }                                                                                 \
-                                                                                     \
- private:                                                                            \
-   static inline bool const kelRegistered = ::Kel::machineTypeIs( &kelMachineType ); \
-                                                                                     \
+#define KEL_LOCAL_STATE_MACHINE_OF( Type, Base )                                    \
+   KEL_ATTRIBUTES( Type, Base )                                                     \
+   static ::Kel::TypeRecord const & kelType() {                                     \
+      static ::Kel::TypeRecord const type = ::Kel::machineType< KelSelf >( #Type ); \
+      return type;                                                                  \
+   }                                                                                \
+   ::Kel::TypeRecord const & fwkType() const override {                             \
+      return kelType();                                                             \
+   }                                                                                \
+   void kelMembers( ::Kel::MemberOp op ) override {                                 \
+      ::Kel::applyToMembers( *this, op );                                           \
+   }                                                                                \
+                                                                                    \
+ private:                                                                           \
+   static inline bool const kelRegistered = ::Kel::typeNodeIs( &kelType );          \
+                                                                                    \
  public:
 
 /** A watched input: the reactor class, the notifier's type (const when only read), its name and
@@ -111,7 +112,7 @@
       attribute##_.detach();                                                                   \
       return old;                                                                              \
    }                                                                                           \
-   static constexpr int attribute##Number = __COUNTER__ - kelFirst;                            \
+   KEL_NEXT_ATTRIBUTE( attribute##Number )                                                     \
    static auto kelAttribute( ::Kel::Index< attribute##Number > ) {                             \
       return ::Kel::role( #attribute, &KelSelf::attribute##_, &KelSelf::attribute##Triggers ); \
    }                                                                                           \
@@ -153,17 +154,18 @@
       } { return typename N::Kel_##attribute{}; },                                             \
       []( auto & owner, auto const &... key ) requires requires { owner.handler( key... ); } { \
          owner.handler( key... );                                                              \
-      } ),
+      },                                                                                       \
+      []< class O >( O & ) requires requires { &O::handler; } {} ),
 
-#define KEL_MEMBER_AS( role, attribute, ... )                       \
-   static constexpr int attribute##Number = __COUNTER__ - kelFirst; \
-   static auto kelAttribute( ::Kel::Index< attribute##Number > ) {  \
-      return ::Kel::role( #attribute, &KelSelf::attribute##_ );     \
-   }                                                                \
-                                                                    \
- private:                                                           \
-   __VA_ARGS__ attribute##_{};                                      \
-                                                                    \
+#define KEL_MEMBER_AS( role, attribute, ... )                      \
+   KEL_NEXT_ATTRIBUTE( attribute##Number )                         \
+   static auto kelAttribute( ::Kel::Index< attribute##Number > ) { \
+      return ::Kel::role( #attribute, &KelSelf::attribute##_ );    \
+   }                                                               \
+                                                                   \
+ private:                                                          \
+   __VA_ARGS__ attribute##_{};                                     \
+                                                                   \
  public:
 
 /** An input that is only held. */
@@ -172,6 +174,19 @@
       return attribute##_;           \
    }                                 \
    KEL_MEMBER_AS( argument, attribute, Type )
+
+/** The owner of a nested reactor, its second input, right behind its notifier. It isn't kept but
+ *  while a handler of the nested one runs; `x()` is null when it has gone, and to use that ends the
+ *  process with a text. */
+#define KEL_OWNER( Type, attribute )                   \
+   using KelOwned = Type;                              \
+   ::Kel::OwnerPtr< Type > const & attribute() const { \
+      return attribute##_;                             \
+   }                                                   \
+   ::Kel::StateMachine * kelOwner() const override {   \
+      return attribute##_.machine();                   \
+   }                                                   \
+   KEL_MEMBER_AS( argument, attribute, ::Kel::OwnerPtr< Type > )
 
 /** A process-wide singleton that is only held, fetched at construction. */
 #define KEL_SINGLETON( Type, attribute )  \
@@ -245,7 +260,7 @@
    }                                                              \
    template < class... Inputs >                                   \
    ::Kel::Ptr< Type > attribute##Is( Inputs const &... inputs ) { \
-      return attribute##_.isOf( *this, inputs... );               \
+      return attribute##_.is( *this, inputs... );                 \
    }                                                              \
    ::Kel::Ptr< Type > attribute##Del() {                          \
       return attribute##_.del();                                  \
@@ -265,7 +280,7 @@
    }                                                              \
    template < class... Inputs >                                   \
    ::Kel::Ptr< Type > attribute##Is( Inputs const &... inputs ) { \
-      return attribute##_.is( *this, inputs... );                 \
+      return attribute##_.is( *this, #attribute, inputs... );     \
    }                                                              \
    ::Kel::Ptr< Type > attribute##Del( K const & key ) {           \
       return attribute##_.del( key );                             \

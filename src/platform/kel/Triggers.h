@@ -17,8 +17,24 @@ struct AttributeTag {
    using Key = K;
 };
 
-template < class Owner, class N, class Tag, class Handler >
-constexpr Trigger triggerRow( char const * attributeName, char const * handlerName, Tag, Handler ) {
+/** Runs a handler of a machine. What belongs to another is used by its handlers, so that one is
+ *  held as well, and so on upwards. */
+template < class Owner, class F >
+void runHeld( Owner & owner, F const & f ) {
+   if constexpr ( requires { typename Owner::KelOwned; } ) {
+      if ( StateMachine * const outer = owner.kelOwner() ) {
+         duringOwners( *outer, f );
+         return;
+      }
+   }
+   f();
+}
+
+/** `Handler` runs the handler in any of its forms; `Single` can be called for one that has a single
+ *  form alone. */
+template < class Owner, class N, class Tag, class Handler, class Single >
+constexpr Trigger triggerRow( char const * attributeName, char const * handlerName, Tag, Handler,
+                              Single ) {
    static_assert( std::is_invocable_v< Tag, N const * >,
                   "a trigger names an attribute that its notifier does not have" );
    using Attribute = std::invoke_result_t< Tag, N const * >;
@@ -31,17 +47,22 @@ constexpr Trigger triggerRow( char const * attributeName, char const * handlerNa
    };
    if constexpr ( std::is_void_v< Key > ) {
       static_assert( hasSweep, "a trigger names a handler that its machine does not have" );
-      return {
-         attributeName,
-         handlerName,
-         Attribute::id,
-         false,
-         []( PtrInterface & owner, void const * ) { Handler{}( static_cast< Owner & >( owner ) ); },
-         sweep };
+      return { attributeName,
+               handlerName,
+               Attribute::id,
+               false,
+               []( PtrInterface & owner, void const * ) {
+                  auto & machine = static_cast< Owner & >( owner );
+                  runHeld( machine, [&machine] { Handler{}( machine ); } );
+               },
+               sweep };
    } else {
       constexpr bool hasKeyed = std::is_invocable_v< Handler, Owner &, Key const & >;
       static_assert( hasKeyed || hasSweep,
                      "a trigger names a handler that its machine does not have" );
+      static_assert( hasKeyed || std::is_invocable_v< Single, Owner & >,
+                     "a trigger names a handler that takes a key of another type than its "
+                     "attribute's" );
       return { attributeName,
                handlerName,
                Attribute::id,
@@ -50,12 +71,14 @@ constexpr Trigger triggerRow( char const * attributeName, char const * handlerNa
                   if ( !key ) {
                      return;
                   }
-                  if constexpr ( hasKeyed ) {
-                     Handler{}( static_cast< Owner & >( owner ),
-                                *static_cast< Key const * >( key ) );
-                  } else {
-                     Handler{}( static_cast< Owner & >( owner ) );
-                  }
+                  auto & machine = static_cast< Owner & >( owner );
+                  runHeld( machine, [&machine, key] {
+                     if constexpr ( hasKeyed ) {
+                        Handler{}( machine, *static_cast< Key const * >( key ) );
+                     } else {
+                        Handler{}( machine );
+                     }
+                  } );
                },
                hasSweep ? +sweep : nullptr };
    }

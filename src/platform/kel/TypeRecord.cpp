@@ -56,7 +56,21 @@ auto & pendingTypes() {
    return pending;
 }
 
+auto const & typesByName() {
+   // Names are read at the first look-up, when all classes have been loaded.
+   static std::map< std::string_view, TypeRecord const * > types;
+   for ( auto type : pendingTypes() ) {
+      types.emplace( type().name, &type() );
+   }
+   pendingTypes().clear();
+   return types;
+}
+
 }  // namespace
+
+Ptr< Entity > createNothing( Name const & ) {
+   return nullptr;
+}
 
 bool typeNodeIs( TypeRecord const & ( *type )() ) {
    pendingTypes().push_back( type );
@@ -64,14 +78,19 @@ bool typeNodeIs( TypeRecord const & ( *type )() ) {
 }
 
 TypeRecord const * typeNode( std::string_view name ) {
-   // Names are read at the first look-up, when all classes have been loaded.
-   static std::map< std::string_view, TypeRecord const * > types;
-   for ( auto type : pendingTypes() ) {
-      types.emplace( type().name, &type() );
-   }
-   pendingTypes().clear();
-   auto found = types.find( name );
+   auto const & types = typesByName();
+   auto const found = types.find( name );
    return found == types.end() ? nullptr : found->second;
+}
+
+std::vector< TypeRecord const * > machineTypes() {
+   std::vector< TypeRecord const * > machines;
+   for ( auto const & [name, type] : typesByName() ) {
+      if ( type->forEachTable ) {
+         machines.push_back( type );
+      }
+   }
+   return machines;
 }
 
 }  // namespace Kel

@@ -12,18 +12,29 @@
 #include "platform/kel/Value.h"
 
 /*
- * Type records: what a class of notifiers is made of, for code that handles any of them: documents,
- * dumps, the change journal, the store. Keys and values appear in text and neutral form here.
+ * Type records: what a class is made of, for code that handles any of them: documents, dumps, the
+ * change journal, the store, the wiring. Keys and values appear in text and neutral form here.
  */
 
 namespace Kel {
+
+struct TriggerTable;
 
 enum class AttributeKind {
    Scalar,     ///< one value
    Map,        ///< values by key
    Children,   ///< entities by key
    Reference,  ///< one entity or none
-   Directory   ///< entities of any type by name
+   Directory,  ///< entities of any type by name
+
+   // Of state machines; they have a name and a kind, and no operations.
+   Watched,        ///< a notifier with its trigger table
+   Given,          ///< held from construction on
+   Own,            ///< a value
+   OwnCollection,  ///< values by key, or keys alone
+   Child,          ///< a machine that is owned
+   ChildrenByKey,  ///< machines that are owned, by key
+   NestedByKey     ///< nested reactors by key
 };
 
 /** One attribute of a class. Which operations apply depends on its kind. */
@@ -87,14 +98,22 @@ struct TypeRecord {
    AttributeRecords const & ( *attributes )();
    /** A new entity under that name; null for a class that is not made by name. */
    Ptr< Entity > ( *create )( Name const & name );
+   /** Calls the function for each trigger table, in declaration order; null for a class that is no
+    *  state machine. */
+   void ( *forEachTable )( std::function< void( TriggerTable const & ) > const & ) = nullptr;
 
    /** Null when there is no such attribute. */
    AttributeRecord const * attribute( std::string_view attributeName ) const;
 };
 
+/** The `create` of a class that is not made by name. */
+Ptr< Entity > createNothing( Name const & name );
+
 /** Registers a class at load time. */
 bool typeNodeIs( TypeRecord const & ( *type )() );
 /** Null when no class of that name is registered. */
 TypeRecord const * typeNode( std::string_view name );
+/** All registered classes of state machines, by name. */
+std::vector< TypeRecord const * > machineTypes();
 
 }  // namespace Kel

@@ -9,7 +9,6 @@
 #include <ostream>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -43,15 +42,17 @@ constexpr Field< Record, T > field( char const * name, T Record::*member, std::u
    return { name, member, bit };
 }
 
-/** Declares all fields of a record, in order, and its comparison. */
+/** Declares all fields of a record, in order, and its comparison: `kelFields( f )` calls `f` with
+ * all of them. */
 #define KEL_RECORD( Type, ... )    \
    KEL_FIELDS( Type, __VA_ARGS__ ) \
    friend bool operator==( Type const &, Type const & ) = default;
 /** The same for a record that compares in its own way. */
 #define KEL_FIELDS( Type, ... )                                                  \
    using KelRecord = Type;                                                       \
-   static constexpr auto kelFields() {                                           \
-      return std::make_tuple( KEL_FOR_EACH( KEL_RECORD_FIELD, __VA_ARGS__ ) );   \
+   template < class F >                                                          \
+   static constexpr auto kelFields( F && f ) {                                   \
+      return f( KEL_FOR_EACH( KEL_RECORD_FIELD, __VA_ARGS__ ) );                 \
    }                                                                             \
    friend std::ostream & operator<<( std::ostream & out, Type const & record ) { \
       return out << ::Kel::textOf( record );                                     \
@@ -66,7 +67,7 @@ constexpr Field< Record, T > field( char const * name, T Record::*member, std::u
 
 template < class T >
 concept RecordType = requires {
-   T::kelFields();
+   typename T::KelRecord;
 };
 template < class T >
 concept TextType = requires( T const & v, std::string_view text ) {
@@ -104,7 +105,7 @@ void patchValue( T & target, Value const & patch );
 
 template < class Record, class F >
 void forEachField( F && f ) {
-   std::apply( [&]( auto const &... fields ) { ( f( fields ), ... ); }, Record::kelFields() );
+   Record::kelFields( [&]( auto const &... fields ) { ( f( fields ), ... ); } );
 }
 
 template < class Record >
@@ -239,7 +240,8 @@ T fromText( std::string_view text ) {
       return *v;
    } else {
       static_assert( RecordType< T >, "no text is known for this type" );
-      constexpr std::size_t count = std::tuple_size_v< decltype( T::kelFields() ) >;
+      constexpr std::size_t count =
+         T::kelFields( []( auto const &... fields ) { return sizeof...( fields ); } );
       std::vector< std::string > parts = Detail::splitKeyFields( text, count );
       T record{};
       std::size_t next = 0;
@@ -288,7 +290,8 @@ Value toValue( T const & v ) {
          using Member = std::remove_cvref_t< decltype( v.*field.member ) >;
          // Without its bit a field counts only by being filled in.
          bool shown = !mask || ( *mask & field.maskBit ) || v.*field.member != Member{};
-         if ( shown || field.name == std::get< 0 >( T::kelFields() ).name ) {
+         // The mask itself stands first.
+         if ( shown || object.empty() ) {
             object.emplace_back( field.name, toValue( v.*field.member ) );
          }
       } );

@@ -27,5 +27,6 @@ class Clock : public NamedEntity, private Orb::Timer {
 
    Ptr< Orb::TaskScheduler > scheduler_;
 };
+KEL_FACTORY( clockFactory, Clock )
 
 }  // namespace Kel

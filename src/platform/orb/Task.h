@@ -20,6 +20,9 @@ class Task : public Kel::NamedEntity {
    Task( Kel::Ptr< TaskScheduler > scheduler, TaskPriority priority, Kel::Name name );
    ~Task() override;
 
+   Kel::Ptr< TaskScheduler > taskScheduler() const { return scheduler_; }
+   TaskPriority taskPriority() const { return priority_; }
+
    /** Asks for a run; a task that waits for one already keeps its turn. */
    void scheduleTask();
    /** True during a run. */
@@ -46,6 +49,8 @@ class Task : public Kel::NamedEntity {
    std::uint64_t workCount_ = 0;
 };
 
+KEL_FACTORY( taskFactory, Task )
+
 /** A task that runs after a delay. */
 class TimerTask : public Task, private Timer {
  public:
@@ -60,15 +65,19 @@ class TimerTask : public Task, private Timer {
 
    std::optional< Seconds > armed_;
 };
+KEL_FACTORY( timerTaskFactory, TimerTask )
 
 }  // namespace Orb
 
 /** A task of the machine's own and the handler that its runs call: `xIs( scheduler, priority,
- *  name )` makes it and runs the handler once. */
-#define KEL_TASK( Class, TaskType, attribute, handler )                                     \
-   KEL_OWN_REACTOR( Class, TaskType, attribute, KEL_ON( run, handler ) )                    \
-   void attribute##Is( ::Kel::Ptr< ::Orb::TaskScheduler > const & taskScheduler,            \
-                       ::Orb::TaskPriority taskPriority, char const * taskName ) {          \
-      attribute##Is(                                                                        \
-         ::Kel::Ptr< TaskType >( new TaskType( taskScheduler, taskPriority, taskName ) ) ); \
+ *  name )` makes it and runs the handler once; a task that stands with equal ones stays. */
+#define KEL_TASK( Class, TaskType, attribute, handler )                                       \
+   KEL_OWN_REACTOR( Class, TaskType, attribute, KEL_ON( run, handler ) )                      \
+   void attribute##Is( ::Kel::Ptr< ::Orb::TaskScheduler > const & taskScheduler,              \
+                       ::Orb::TaskPriority taskPriority, char const * taskName ) {            \
+      ::Kel::Ptr< TaskType > const standing = attribute();                                    \
+      if ( !standing || standing->taskScheduler() != taskScheduler ||                         \
+           standing->taskPriority() != taskPriority || standing->name() != taskName ) {       \
+         attribute##Is( ::Kel::create< TaskType >( taskScheduler, taskPriority, taskName ) ); \
+      }                                                                                       \
    }

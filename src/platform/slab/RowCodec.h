@@ -34,11 +34,9 @@ constexpr std::size_t encodedSize() {
       return sizeof( typename T::Number );
    } else {
       static_assert( Kel::RecordType< T >, "no form in shared memory is known for this type" );
-      return std::apply(
-         []< class... F >( F const &... ) {
-            return ( encodedSize< std::remove_cvref_t< decltype( T{}.*F{}.member ) > >() + ... );
-         },
-         T::kelFields() );
+      return T::kelFields( []< class... F >( F const &... ) {
+         return ( encodedSize< std::remove_cvref_t< decltype( T{}.*F{}.member ) > >() + ... );
+      } );
    }
 }
 

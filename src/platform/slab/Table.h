@@ -250,38 +250,38 @@ auto recordOf( char const * name, Table< K, R, capacity > Owner::*member ) {
 
 /** The rows of a shared-memory table: `x( key )` is the checked read (the empty row when absent or
  *  damaged), `xHas( key )`, `xIs( key, row )`, `xDel( key )`, and the checked walk `x()`. */
-#define KEL_SLAB_TABLE( K, R, attribute, capacity )                            \
-   R attribute( K const & key ) const {                                        \
-      return attribute##_.safeLookup( *this, key ).value_or( R{} );            \
-   }                                                                           \
-   bool attribute##Has( K const & key ) const {                                \
-      return attribute##_.safeLookup( *this, key ).has_value();                \
-   }                                                                           \
-   std::size_t attribute##Count() const {                                      \
-      return attribute##_.size();                                              \
-   }                                                                           \
-   void attribute##Is( K const & key, R const & row ) {                        \
-      attribute##_.set( *this, attribute##Id, key, row );                      \
-   }                                                                           \
-   void attribute##Del( K const & key ) {                                      \
-      attribute##_.del( *this, attribute##Id, key );                           \
-   }                                                                           \
-   auto attribute() const {                                                    \
-      return attribute##_.walk( *this );                                       \
-   }                                                                           \
-   void capacityIs( std::size_t rows ) override {                              \
-      attribute##_.capacityIs( *this, rows );                                  \
-   }                                                                           \
-   std::size_t room() const override {                                         \
-      return attribute##_.room();                                              \
-   }                                                                           \
-   static constexpr ::Kel::AttributeId attribute##Id = __COUNTER__ - kelFirst; \
-   using Kel_##attribute = ::Kel::AttributeTag< attribute##Id, K >;            \
-   static auto kelAttribute( ::Kel::Index< attribute##Id > ) {                 \
-      return ::Slab::recordOf( #attribute, &KelSelf::attribute##_ );           \
-   }                                                                           \
-                                                                               \
- private:                                                                      \
-   ::Slab::Table< K, R, capacity > attribute##_;                               \
-                                                                               \
+#define KEL_SLAB_TABLE( K, R, attribute, capacity )                  \
+   R attribute( K const & key ) const {                              \
+      return attribute##_.safeLookup( *this, key ).value_or( R{} );  \
+   }                                                                 \
+   bool attribute##Has( K const & key ) const {                      \
+      return attribute##_.safeLookup( *this, key ).has_value();      \
+   }                                                                 \
+   std::size_t attribute##Count() const {                            \
+      return attribute##_.size();                                    \
+   }                                                                 \
+   void attribute##Is( K const & key, R const & row ) {              \
+      attribute##_.set( *this, attribute##Id, key, row );            \
+   }                                                                 \
+   void attribute##Del( K const & key ) {                            \
+      attribute##_.del( *this, attribute##Id, key );                 \
+   }                                                                 \
+   auto attribute() const {                                          \
+      return attribute##_.walk( *this );                             \
+   }                                                                 \
+   void capacityIs( std::size_t rows ) override {                    \
+      attribute##_.capacityIs( *this, rows );                        \
+   }                                                                 \
+   std::size_t room() const override {                               \
+      return attribute##_.room();                                    \
+   }                                                                 \
+   KEL_NEXT_ATTRIBUTE( attribute##Id )                               \
+   using Kel_##attribute = ::Kel::AttributeTag< attribute##Id, K >;  \
+   static auto kelAttribute( ::Kel::Index< attribute##Id > ) {       \
+      return ::Kel::notifying( #attribute, &KelSelf::attribute##_ ); \
+   }                                                                 \
+                                                                     \
+ private:                                                            \
+   ::Slab::Table< K, R, capacity > attribute##_;                     \
+                                                                     \
  public:

@@ -50,5 +50,6 @@ class FlowTableSm : public Kel::StateMachine {
    /** In the order of the refusals. */
    Kel::HashMap2018< Kel::Name, Kel::Nothing > refused_;
 };
+KEL_FACTORY( flowTableSmFactory, FlowTableSm )
 
 }  // namespace Runner::Simulated

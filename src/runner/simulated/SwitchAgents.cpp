@@ -14,11 +14,11 @@ Kel::Ptr< T > entityOf( Corestore::EntityManager const & em, char const * path )
 SwitchAgents::SwitchAgents( Corestore::EntityManager & em, Settings const & settings )
    : answers_( new Answers( &em.scheduler(), settings.answerAfter ) ) {
    auto const table = [&]( char const * config, char const * status ) {
-      return Kel::create< FlowTableSm >( entityOf< OpenFlowTable::PinFlowHwConfig >( em, config ),
-                                         entityOf< OpenFlowTable::HwStatus >( em, status ),
-                                         answers_, settings );
+      return flowTableSmFactory( entityOf< OpenFlowTable::PinFlowHwConfig >( em, config ),
+                                 entityOf< OpenFlowTable::HwStatus >( em, status ), answers_,
+                                 settings );
    };
-   vlanGiver_ = Kel::create< VlanGiverSm >(
+   vlanGiver_ = vlanGiverSmFactory(
       entityOf< Vxlan::VniSviConfig >( em, "vxlan/input/vniconfig/qor" ),
       entityOf< Vxlan::VtiStatusDir >( em, "interface/status/eth/vxlan" ), answers_, settings );
    flowTable_ = table( "pinflow/dyninput/qor", "pinflow/pfHwStatusDir/dyninputstatus/qor" );

@@ -38,5 +38,6 @@ class VlanGiverSm : public Kel::StateMachine {
    /** In the order in which the pool was found empty. */
    Kel::HashMap2018< Vxlan::VniExtOrNone, Kel::Nothing > waiting_;
 };
+KEL_FACTORY( vlanGiverSmFactory, VlanGiverSm )
 
 }  // namespace Runner::Simulated

@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "platform/flashlog/TraceSupport.h"
+#include "platform/kel/Entity.h"
 #include "platform/kel/StandardError.h"
 
 KEL_TRACE_UNIT( "AssertTest", "AssertTestHandle" )
@@ -53,6 +54,17 @@ TEST_F( AssertDeathTest, AssertionsAreToldAndFlushed ) {
          Vtis{}.check( 0 );
       },
       aborted(), "" );
+   EXPECT_THAT( decoded(), testing::ElementsAre( testing::EndsWith( "before the end" ) ) );
+}
+
+TEST_F( AssertDeathTest, AFollowedNullPointerIsToldAndFlushed ) {
+   EXPECT_EXIT(
+      {
+         open();
+         KEL_TRACE_INFO( "before the end" );
+         Kel::Ptr< Kel::Entity >()->keyName();
+      },
+      aborted(), "A null pointer was followed: .*Kel::Entity" );
    EXPECT_THAT( decoded(), testing::ElementsAre( testing::EndsWith( "before the end" ) ) );
 }
 

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <sstream>
 
 #include "Sample.h"
@@ -27,8 +28,9 @@ class ShelfSm;
 class BoxReactor : public Kel::StateMachine {
    KEL_LOCAL_STATE_MACHINE( BoxReactor )
    KEL_REACTOR( KelBox, Box const, box, KEL_ON( size, handleSize ) KEL_ON( item, handleItem ) )
-   KEL_GIVEN( ShelfSm *, owner )
+   KEL_OWNER( ShelfSm, owner )
    KEL_OWN( String, name )
+   KEL_OWN( Script *, script )
    KEL_CHILD( WatchSm, helper )
    static String keyOf( Ptr< Box const > const & box ) { return box->name(); }
 
@@ -65,11 +67,12 @@ class ShelfSm : public Kel::StateMachine {
 };
 
 void BoxReactor::event( std::string const & what ) {
-   owner()->script()->event( "nested " + name().stringValue() + what );
+   script()->event( "nested " + name().stringValue() + what );
 }
 
 void BoxReactor::handleInitialized() {
    nameIs( box()->name() );
+   scriptIs( owner()->script() );
    event( owner()->box( name() ) == this ? " initialized in place" : " initialized" );
 }
 
@@ -135,9 +138,30 @@ TEST_F( ChildrenTest, AChildByKeyIsMadeOnceAndRefusesOtherInputs ) {
            << static_cast< void * >( box.ptr() ) << " not allowed";
       EXPECT_EQ( e.what(), text.str() );
    }
+   try {
+      owner->watchIs( Ptr< Box >(), "c", &script );
+      FAIL() << "a null record";
+   } catch ( Kel::RangeException const & e ) {
+      EXPECT_STREQ( e.what(), "null _box parameter to mutator for OwnerSm::watch not allowed\"" );
+   }
    EXPECT_EQ( owner->watch( "a" ), a );
    EXPECT_EQ( owner->watchCount(), 1u );
    EXPECT_EQ( a->box(), box );
+}
+
+TEST_F( ChildrenTest, WhatAnOwnerMakesAtItsEndEndsBeforeIt ) {
+   owner->childIs( box, "a", &script );
+   owner->watchIs( box, "w", &script );
+   script.take();
+   OwnerSm * dying = owner.ptr();
+   script.on["a end"] = [&] {
+      dying->childIs( box, "b", &script );
+      dying->watchIs( box, "c", &script );
+      EXPECT_FALSE( dying->child() );
+   };
+   owner = nullptr;
+   EXPECT_EQ( script.take(), ( Log{ "owner end", "a end", "b initialized", "b end", "c initialized",
+                                    "c end", "w end" } ) );
 }
 
 TEST_F( ChildrenTest, AChildStandsInItsPlaceBeforeItsFirstRun ) {
@@ -272,6 +296,20 @@ TEST_F( NestedTest, NotificationsAndTheZombieStateFollowTheOwner ) {
    helper = nullptr;
    machine = nullptr;
    EXPECT_EQ( script.take(), ( Log{ "nested a end", "helper end", "nested b end" } ) );
+}
+
+TEST_F( NestedTest, ItsHandlersKeepTheOwnerAndItsPointerEndsWithTheOwner ) {
+   auto a = shelf->boxIs( "a" );
+   machine = Kel::create< ShelfSm >( shelf, &script );
+   Ptr< BoxReactor > const nested = machine->box( "a" );
+   script.on["nested a size"] = [&] {
+      machine = nullptr;
+      EXPECT_EQ( nested->owner()->shelf(), shelf ) << "the owner stays while the handler runs";
+   };
+   a->sizeIs( 1 );
+   EXPECT_FALSE( nested->owner() );
+   EXPECT_EXIT( nested->owner()->shelf(), testing::KilledBySignal( SIGABRT ),
+                "A null pointer was followed: .*OwnerPtr.*ShelfSm" );
 }
 
 /** Owns a machine with nested reactors, which own children. */

@@ -131,6 +131,7 @@ TEST_F( EntityTest, ADirectoryMakesEntitiesOfRegisteredTypesByName ) {
    EXPECT_FALSE( Kel::ptrCast< Shelf >( made ) );
    EXPECT_EQ( made->fullName(), "dir/entity/one" );
    EXPECT_EQ( dir->createEntity( "Sample::Shelf", "one" ), made ) << "what stands stays";
+   EXPECT_THROW( dir->createEntity( "Sample::None", "one" ), Kel::NoTypeNodeException );
    // A type that is not there, and one that is not made by name.
    for ( char const * type : { "Sample::Crate", "Slot" } ) {
       try {

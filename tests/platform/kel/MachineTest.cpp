@@ -109,6 +109,14 @@ TEST_F( MachineTest, ANewNotifierRunsEveryHandlerWithoutAKeyOnce ) {
    machine->foundIs( nullptr );
    script.take();
    other->sizeIs( 4 );
+   // A sweep that writes what it watches hears of no change but later ones.
+   script.on["found size"] = [&] { other->sizeIs( other->size() + 1 ); };
+   machine->foundIs( other );
+   EXPECT_EQ( script.take(), Log{ "found size" } );
+   script.on.clear();
+   other->sizeIs( 9 );
+   EXPECT_EQ( script.take(), Log{ "found size" } );
+   machine->foundDel();
    EXPECT_FALSE( machine->found() );
    EXPECT_EQ( script.take(), Log{} );
 }
@@ -169,7 +177,7 @@ TEST_F( MachineTest, ADerivedMachineContinuesTheAttributes ) {
    script.take();
    box->sizeIs( 1 );
    EXPECT_EQ( script.take(), ( Log{ "size", "third" } ) );
-   EXPECT_STREQ( machine->machineType().name, "MoreSm" );
+   EXPECT_STREQ( machine->fwkType().name, "MoreSm" );
    machine = nullptr;
    EXPECT_EQ( script.take(), ( Log{ "end", "first end", "extra end" } ) );
 }
@@ -200,13 +208,33 @@ TEST_F( MachineTest, OwnCollections ) {
    EXPECT_EQ( machine->backlogCount(), 0u );
 }
 
-TEST_F( MachineTest, TheTriggerTablesCanBeListed ) {
-   auto const types = Kel::machineTypes();
-   auto at = std::ranges::find_if(
-      types, []( auto const * type ) { return std::string_view( type->name ) == "WholeSm"; } );
-   ASSERT_NE( at, types.end() );
+TEST_F( MachineTest, AClassIsFoundByNameWithItsAttributesAndTriggerTables ) {
+   Kel::TypeRecord const * const type = Kel::typeNode( "WholeSm" );
+   ASSERT_TRUE( type );
+   auto const machines = Kel::machineTypes();
+   EXPECT_EQ( std::ranges::count( machines, type ), 1 );
+   EXPECT_EQ( std::ranges::count( machines, Kel::typeNode( "World" ) ), 0 );
+   EXPECT_EQ( type->create( "whole" ), nullptr ) << "a machine is made from its inputs alone";
+   using Kind = Kel::AttributeKind;
+   std::vector< std::pair< std::string, Kind > > attributes;
+   for ( auto const & attribute : type->attributes() ) {
+      EXPECT_EQ( attribute->id(), attributes.size() );
+      attributes.emplace_back( attribute->name(), attribute->kind() );
+   }
+   EXPECT_EQ( attributes, ( decltype( attributes ){ { "box", Kind::Watched },
+                                                    { "script", Kind::Given },
+                                                    { "second", Kind::Watched },
+                                                    { "worldHeld", Kind::Own },
+                                                    { "world", Kind::Watched },
+                                                    { "found", Kind::Watched },
+                                                    { "initialized", Kind::Own },
+                                                    { "count", Kind::OwnCollection },
+                                                    { "backlog", Kind::OwnCollection },
+                                                    { "first", Kind::Child },
+                                                    { "many", Kind::ChildrenByKey },
+                                                    { "last", Kind::Child } } ) );
    Log rows;
-   ( *at )->forEachTable( [&]( Kel::TriggerTable const & table ) {
+   type->forEachTable( [&]( Kel::TriggerTable const & table ) {
       for ( Kel::Trigger const & row : table.rows ) {
          rows.push_back( std::string( table.notifierType().name ) + "." + row.attributeName + " " +
                          table.reactorName + "." + row.handlerName + ( row.keyed ? " k" : "" ) +

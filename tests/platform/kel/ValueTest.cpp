@@ -59,9 +59,11 @@ struct Masked {
    std::uint32_t mask = 0;
    int a = 0;
    int b = 0;
-   static constexpr auto kelFields() {
-      return std::make_tuple( Kel::field( "mask", &Masked::mask ), Kel::field( "a", &Masked::a, 1 ),
-                              Kel::field( "b", &Masked::b, 2 ) );
+   using KelRecord = Masked;
+   template < class F >
+   static constexpr auto kelFields( F && f ) {
+      return f( Kel::field( "mask", &Masked::mask ), Kel::field( "a", &Masked::a, 1 ),
+                Kel::field( "b", &Masked::b, 2 ) );
    }
    std::uint64_t kelMask() const { return mask; }
    friend bool operator==( Masked const &, Masked const & ) = default;

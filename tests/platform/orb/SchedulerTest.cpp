@@ -4,7 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/orb/TaskScheduler.h"
+#include "platform/kel/StateMachine.h"
+#include "platform/orb/Task.h"
 
 namespace {
 
@@ -75,6 +76,28 @@ TEST( SchedulerTest, TimersOutliveJumpsOfTheClock ) {
    EXPECT_EQ( log, ( Log{ "tick", "other", "posted" } ) );
    EXPECT_FALSE( scheduler->runOne() );
    EXPECT_EQ( turns, 2 );
+}
+
+class WorkerSm : public Kel::StateMachine {
+   KEL_LOCAL_STATE_MACHINE( WorkerSm )
+   KEL_TASK( KelTask, Orb::Task, task, handleTask )
+   KEL_OWN( int, runs )
+   void handleTask() { runsIs( runs() + 1 ); }
+};
+
+TEST( SchedulerTest, ATaskWithEqualArgumentsStays ) {
+   Kel::Ptr< Orb::TaskScheduler > const scheduler(
+      new Orb::TaskScheduler( std::make_unique< Orb::VirtualTime >() ) );
+   auto const worker = Kel::create< WorkerSm >();
+   worker->taskIs( scheduler, 3, "work" );
+   Kel::Ptr< Orb::Task > const first = worker->task();
+   worker->taskIs( scheduler, 3, "work" );
+   EXPECT_EQ( worker->task(), first );
+   EXPECT_EQ( worker->runs(), 1 );
+   worker->taskIs( scheduler, 4, "work" );
+   EXPECT_NE( worker->task(), first );
+   worker->taskIs( scheduler, 4, "other" );
+   EXPECT_EQ( worker->runs(), 3 );
 }
 
 }  // namespace

@@ -10,6 +10,7 @@ class TrunkGroup : public Kel::NamedEntity {
    KEL_SHARED_ENTITY( Bridging::Input::TrunkGroup )
    KEL_MAP( Wirekit::IntfId, bool, intfList )
 };
+KEL_FACTORY( trunkGroupFactory, TrunkGroup )
 
 /** The VLANs that one feature wants on interfaces, beside what is configured. */
 class AllowedVlans : public Kel::NamedEntity {
@@ -18,5 +19,6 @@ class AllowedVlans : public Kel::NamedEntity {
    KEL_MAP( Wirekit::IntfId, Kel::String, vlans )
    KEL_CHILDREN( Kel::Name, TrunkGroup, trunkGroup )
 };
+KEL_FACTORY( allowedVlansFactory, AllowedVlans )
 
 }  // namespace Bridging::Input

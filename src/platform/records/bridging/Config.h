@@ -14,6 +14,7 @@ class VlanConfig : public Kel::KeyedEntity< VlanId > {
    /** The member interfaces; only the keys count. */
    KEL_MAP( Wirekit::IntfId, bool, intf )
 };
+KEL_FACTORY( vlanConfigFactory, VlanConfig )
 
 /** The bridging configuration of the switch. */
 class Config : public Kel::NamedEntity {
@@ -27,5 +28,6 @@ class Config : public Kel::NamedEntity {
       return { vidToFidMapHas( vlan ) ? vidToFidMap( vlan ) : Fid( vlan.value() ), addr };
    }
 };
+KEL_FACTORY( configFactory, Config )
 
 }  // namespace Bridging

@@ -15,6 +15,7 @@ class SwitchIntfConfig : public Kel::KeyedEntity< Wirekit::IntfId > {
    /** The VLAN of untagged frames. */
    KEL_SCALAR( Bridging::VlanId, trunkNativeVlan )
 };
+KEL_FACTORY( switchIntfConfigFactory, SwitchIntfConfig )
 
 }  // namespace Input
 
@@ -23,5 +24,6 @@ class SwitchIntfConfigDir : public Kel::NamedEntity {
    KEL_SHARED_ENTITY( Bridging::SwitchIntfConfigDir )
    KEL_CHILDREN( Wirekit::IntfId, Input::SwitchIntfConfig, switchIntfConfig )
 };
+KEL_FACTORY( switchIntfConfigDirFactory, SwitchIntfConfigDir )
 
 }  // namespace Bridging

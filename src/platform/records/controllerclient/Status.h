@@ -12,5 +12,6 @@ class Status : public Kel::NamedEntity {
    /** The services of the controllers' leader; null while there is none. */
    KEL_REFERENCE( Controller::ServiceStatusDir, leaderServiceStatusDir )
 };
+KEL_FACTORY( statusFactory, Status )
 
 }  // namespace ControllerClient

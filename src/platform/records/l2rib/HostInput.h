@@ -14,5 +14,6 @@ class HostInput : public Slab::TableEntity {
    /** Writes a host under its own key; one that is equal but for its time changes nothing. */
    void hostIs( Host const & row ) { hostIs( row.key, row ); }
 };
+KEL_FACTORY( hostInputFactory, HostInput )
 
 }  // namespace L2Rib

@@ -19,5 +19,6 @@ class SourceDirEntry : public Kel::NamedEntity {
    /** Set last: the other attributes are valid. */
    KEL_SCALAR( bool, initialized )
 };
+KEL_FACTORY( sourceDirEntryFactory, SourceDirEntry )
 
 }  // namespace L2Rib

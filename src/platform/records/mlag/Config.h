@@ -10,5 +10,6 @@ class Config : public Kel::NamedEntity {
    /** The port channel to the peer; empty for none. */
    KEL_SCALAR( Wirekit::IntfId, peerLinkIntfId )
 };
+KEL_FACTORY( configFactory, Config )
 
 }  // namespace Mlag

@@ -30,5 +30,6 @@ class HostTable : public Kel::NamedEntity {
    KEL_SHARED_ENTITY( Mlag::HostTable )
    KEL_VALUES( HostEntryKey, HostEntry, hostEntry, key )
 };
+KEL_FACTORY( hostTableFactory, HostTable )
 
 }  // namespace Mlag

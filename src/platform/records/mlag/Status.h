@@ -13,5 +13,6 @@ class Status : public Kel::NamedEntity {
    KEL_SHARED_ENTITY( Mlag::Status )
    KEL_SCALAR( MlagState, mlagState )
 };
+KEL_FACTORY( statusFactory, Status )
 
 }  // namespace Mlag

@@ -11,5 +11,6 @@ class Status : public Kel::NamedEntity {
    KEL_SHARED_ENTITY( MlagP2p::QorClient::Status )
    KEL_MAP( Bridging::MacVlanPair, Wirekit::IntfId, warmHost )
 };
+KEL_FACTORY( statusFactory, Status )
 
 }  // namespace MlagP2p::QorClient

@@ -47,16 +47,17 @@ struct Actions {
    void outputIntfIs( Wirekit::IntfId intf, bool member );
    void outputNexthopIs( Wirekit::IpGenAddr const & nexthop, bool member );
 
-   static constexpr auto kelFields() {
+   using KelRecord = Actions;
+   template < class F >
+   static constexpr auto kelFields( F && f ) {
       using Kel::field;
-      return std::make_tuple(
-         field( "actionFieldSet", &Actions::actionFieldSet ),
-         field( "outputIntf", &Actions::outputIntf, ActionField::outputIntf ),
-         field( "outputNexthop", &Actions::outputNexthop, ActionField::outputNexthop ),
-         field( "vlanId", &Actions::vlanId, ActionField::vlanId ),
-         field( "ingrMirrorIntf", &Actions::ingrMirrorIntf ),
-         field( "egrMirrorIntf", &Actions::egrMirrorIntf ),
-         field( "actionMpls", &Actions::actionMpls ) );
+      return f( field( "actionFieldSet", &Actions::actionFieldSet ),
+                field( "outputIntf", &Actions::outputIntf, ActionField::outputIntf ),
+                field( "outputNexthop", &Actions::outputNexthop, ActionField::outputNexthop ),
+                field( "vlanId", &Actions::vlanId, ActionField::vlanId ),
+                field( "ingrMirrorIntf", &Actions::ingrMirrorIntf ),
+                field( "egrMirrorIntf", &Actions::egrMirrorIntf ),
+                field( "actionMpls", &Actions::actionMpls ) );
    }
    std::uint64_t kelMask() const { return actionFieldSet; }
    friend bool operator==( Actions const &, Actions const & ) = default;

@@ -31,11 +31,13 @@ class FlowStats : public Kel::NamedEntity {
    KEL_SHARED_ENTITY( OpenFlowTable::FlowStats )
    KEL_SCALAR( FlowStatus, status )
 };
+KEL_FACTORY( flowStatsFactory, FlowStats )
 
 class TrafficStreamGroupHwStatus : public Kel::NamedEntity {
    KEL_SHARED_ENTITY( OpenFlowTable::TrafficStreamGroupHwStatus )
    KEL_SCALAR( TrafficStreamStatus, status )
 };
+KEL_FACTORY( trafficStreamGroupHwStatusFactory, TrafficStreamGroupHwStatus )
 
 class TrafficStreamEndPointStatus : public Kel::KeyedEntity< TrafficStreamEndPointId > {
    KEL_SHARED_ENTITY_OF( OpenFlowTable::TrafficStreamEndPointStatus,
@@ -44,6 +46,7 @@ class TrafficStreamEndPointStatus : public Kel::KeyedEntity< TrafficStreamEndPoi
    KEL_SCALAR( Kel::String, groupName )
    KEL_SCALAR( TrafficStreamStatus, status )
 };
+KEL_FACTORY( trafficStreamEndPointStatusFactory, TrafficStreamEndPointStatus )
 
 /** What the hardware made of a flow table. */
 class HwStatus : public Kel::NamedEntity {
@@ -56,5 +59,6 @@ class HwStatus : public Kel::NamedEntity {
    KEL_CHILDREN( Kel::Name, TrafficStreamGroupHwStatus, trafficGroupStatus )
    KEL_CHILDREN( TrafficStreamEndPointId, TrafficStreamEndPointStatus, trafficEndPointStatus )
 };
+KEL_FACTORY( hwStatusFactory, HwStatus )
 
 }  // namespace OpenFlowTable

@@ -62,31 +62,33 @@ struct Match {
    /** Puts an interface into the set or takes it out. Leaves the mask alone. */
    void inIntfIs( Wirekit::IntfId intf, bool member );
 
+   using KelRecord = Match;
    /** The fields in the order of the record; those above stand so that no space is lost. */
-   static constexpr auto kelFields() {
+   template < class F >
+   static constexpr auto kelFields( F && f ) {
       using Kel::field;
-      return std::make_tuple( field( "matchFieldSet", &Match::matchFieldSet ),
-                              field( "inIntf", &Match::inIntf, MatchField::inIntf ),
-                              field( "ethSrc", &Match::ethSrc, MatchField::ethSrc ),
-                              field( "ethSrcMask", &Match::ethSrcMask, MatchField::ethSrc ),
-                              field( "ethDst", &Match::ethDst, MatchField::ethDst ),
-                              field( "ethDstMask", &Match::ethDstMask, MatchField::ethDst ),
-                              field( "ethType", &Match::ethType, MatchField::ethType ),
-                              field( "vlanId", &Match::vlanId, MatchField::vlanId ),
-                              field( "vlanIdMask", &Match::vlanIdMask, MatchField::vlanId ),
-                              field( "ipSrc", &Match::ipSrc, MatchField::ipSrc ),
-                              field( "ipSrcMask", &Match::ipSrcMask, MatchField::ipSrc ),
-                              field( "ipDst", &Match::ipDst, MatchField::ipDst ),
-                              field( "ipDstMask", &Match::ipDstMask, MatchField::ipDst ),
-                              field( "ipProtocol", &Match::ipProtocol, MatchField::ipProtocol ),
-                              field( "ip6Src", &Match::ip6Src, MatchField::ip6Src ),
-                              field( "ip6SrcMask", &Match::ip6SrcMask, MatchField::ip6Src ),
-                              field( "ip6Dst", &Match::ip6Dst, MatchField::ip6Dst ),
-                              field( "ip6DstMask", &Match::ip6DstMask, MatchField::ip6Dst ),
-                              field( "l4SrcPort", &Match::l4SrcPort, MatchField::l4SrcPort ),
-                              field( "l4DstPort", &Match::l4DstPort, MatchField::l4DstPort ),
-                              field( "srcGroup", &Match::srcGroup, MatchField::srcGroup ),
-                              field( "dstGroup", &Match::dstGroup, MatchField::dstGroup ) );
+      return f( field( "matchFieldSet", &Match::matchFieldSet ),
+                field( "inIntf", &Match::inIntf, MatchField::inIntf ),
+                field( "ethSrc", &Match::ethSrc, MatchField::ethSrc ),
+                field( "ethSrcMask", &Match::ethSrcMask, MatchField::ethSrc ),
+                field( "ethDst", &Match::ethDst, MatchField::ethDst ),
+                field( "ethDstMask", &Match::ethDstMask, MatchField::ethDst ),
+                field( "ethType", &Match::ethType, MatchField::ethType ),
+                field( "vlanId", &Match::vlanId, MatchField::vlanId ),
+                field( "vlanIdMask", &Match::vlanIdMask, MatchField::vlanId ),
+                field( "ipSrc", &Match::ipSrc, MatchField::ipSrc ),
+                field( "ipSrcMask", &Match::ipSrcMask, MatchField::ipSrc ),
+                field( "ipDst", &Match::ipDst, MatchField::ipDst ),
+                field( "ipDstMask", &Match::ipDstMask, MatchField::ipDst ),
+                field( "ipProtocol", &Match::ipProtocol, MatchField::ipProtocol ),
+                field( "ip6Src", &Match::ip6Src, MatchField::ip6Src ),
+                field( "ip6SrcMask", &Match::ip6SrcMask, MatchField::ip6Src ),
+                field( "ip6Dst", &Match::ip6Dst, MatchField::ip6Dst ),
+                field( "ip6DstMask", &Match::ip6DstMask, MatchField::ip6Dst ),
+                field( "l4SrcPort", &Match::l4SrcPort, MatchField::l4SrcPort ),
+                field( "l4DstPort", &Match::l4DstPort, MatchField::l4DstPort ),
+                field( "srcGroup", &Match::srcGroup, MatchField::srcGroup ),
+                field( "dstGroup", &Match::dstGroup, MatchField::dstGroup ) );
    }
    std::uint64_t kelMask() const { return matchFieldSet; }
    friend bool operator==( Match const &, Match const & ) = default;

@@ -23,6 +23,7 @@ class FlowHwConfig : public Kel::NamedEntity {
                                     idleTimeout, hardTimeout, flag } );
    }
 };
+KEL_FACTORY( flowHwConfigFactory, FlowHwConfig )
 
 /** The static flow table. */
 class PinFlowHwConfig : public FlowHwConfig {
@@ -31,5 +32,6 @@ class PinFlowHwConfig : public FlowHwConfig {
    /** The group of each end point. */
    KEL_MAP( TrafficStreamEndPointId, Kel::String, trafficEndPoint )
 };
+KEL_FACTORY( pinFlowHwConfigFactory, PinFlowHwConfig )
 
 }  // namespace OpenFlowTable

@@ -19,5 +19,6 @@ class GracefulRebootCookie : public Kel::NamedEntity {
    KEL_VALUES( Wirekit::IpGenAddr, InterceptInfoCookie, interceptInfo, ipAddr )
    KEL_SCALAR( bool, isServiceVtep )
 };
+KEL_FACTORY( gracefulRebootCookieFactory, GracefulRebootCookie )
 
 }  // namespace Qor::V1

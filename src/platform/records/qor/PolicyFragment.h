@@ -12,6 +12,7 @@ class ServiceIntfSet : public Kel::NamedEntity {
    KEL_SHARED_ENTITY( Qor::V1::ServiceIntfSet )
    KEL_MAP( Kel::String, bool, intf )
 };
+KEL_FACTORY( serviceIntfSetFactory, ServiceIntfSet )
 
 /** One service, inserted between an original VNI and a service VNI. */
 class ServicePolicyFragment : public Kel::NamedEntity {
@@ -24,11 +25,13 @@ class ServicePolicyFragment : public Kel::NamedEntity {
    KEL_CHILDREN( Kel::Name, ServiceIntfSet, serviceIntfSet )
    KEL_REFERENCE( GracefulRebootCookie, grCookie )
 };
+KEL_FACTORY( servicePolicyFragmentFactory, ServicePolicyFragment )
 
 /** The policy of one L2 service. */
 class QorPolicyFragment : public Kel::NamedEntity {
    KEL_SHARED_ENTITY( Qor::V1::QorPolicyFragment )
    KEL_CHILDREN( Kel::String, ServicePolicyFragment, policyFragment )
 };
+KEL_FACTORY( qorPolicyFragmentFactory, QorPolicyFragment )
 
 }  // namespace Qor::V1

@@ -15,11 +15,13 @@ class ServicePolicyFragmentStatus : public Kel::NamedEntity {
    KEL_VALUES( Kel::String, PolicyFlowStatus, flowStatus, flowName )
    KEL_REFERENCE( GracefulRebootCookie, grCookie )
 };
+KEL_FACTORY( servicePolicyFragmentStatusFactory, ServicePolicyFragmentStatus )
 
 /** The state of the L2 policy, for the controller. */
 class QorPolicyFragmentStatus : public Kel::NamedEntity {
    KEL_SHARED_ENTITY( Qor::V1::QorPolicyFragmentStatus )
    KEL_CHILDREN( Kel::String, ServicePolicyFragmentStatus, policyFragment )
 };
+KEL_FACTORY( qorPolicyFragmentStatusFactory, QorPolicyFragmentStatus )
 
 }  // namespace Qor::V1

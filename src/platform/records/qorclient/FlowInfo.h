@@ -25,6 +25,7 @@ class RuleInfo : public Kel::KeyedEntity< RuleKey > {
    void refCountInc( std::uint32_t n ) { refCountIs( refCount() + n ); }
    void refCountDec( std::uint32_t n ) { refCountIs( refCount() - n ); }
 };
+KEL_FACTORY( ruleInfoFactory, RuleInfo )
 
 /** What the agent remembers of a flow over a restart. */
 class FlowInfo : public Kel::NamedEntity {
@@ -44,5 +45,6 @@ class FlowInfo : public Kel::NamedEntity {
    KEL_SCALAR( Bridging::VlanId, matchVlan )
    KEL_SCALAR( Bridging::VlanId, rewriteVlan )
 };
+KEL_FACTORY( flowInfoFactory, FlowInfo )
 
 }  // namespace QorClient

@@ -15,6 +15,7 @@ class ServiceIntfSetInfo : public Kel::NamedEntity {
    /** The bindings that the set holds. */
    KEL_MAP( VniAndIntfForPolicyFragment, bool, boundVni )
 };
+KEL_FACTORY( serviceIntfSetInfoFactory, ServiceIntfSetInfo )
 
 /** What the agent remembers of a fragment over a restart. */
 class PolicyFragmentInfo : public Kel::NamedEntity {
@@ -26,5 +27,6 @@ class PolicyFragmentInfo : public Kel::NamedEntity {
    /** The VLANs that the fragment's rules were built with. */
    KEL_MAP( Vxlan::VniExtOrNone, Bridging::VlanId, vlanForVni )
 };
+KEL_FACTORY( policyFragmentInfoFactory, PolicyFragmentInfo )
 
 }  // namespace QorClient

@@ -67,5 +67,6 @@ class Status : public Kel::NamedEntity {
    KEL_MAP( Kel::String, std::uint32_t, platformFlowRefCount )
    KEL_CHILDREN( Kel::String, PolicyFragmentInfo, policyFragmentInfo )
 };
+KEL_FACTORY( statusFactory, Status )
 
 }  // namespace QorClient

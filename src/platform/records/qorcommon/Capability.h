@@ -21,5 +21,6 @@ class Capability : public Kel::NamedEntity {
    KEL_SHARED_ENTITY( QorCommon::V1::Capability )
    KEL_SCALAR( Feature, feature )
 };
+KEL_FACTORY( capabilityFactory, Capability )
 
 }  // namespace QorCommon::V1

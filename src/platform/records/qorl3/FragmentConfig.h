@@ -11,11 +11,13 @@ class FlowGroupConfig : public Kel::KeyedEntity< FlowGroupOrder > {
    KEL_KEY( FlowGroupOrder, order )
    KEL_VALUES( Kel::String, FlowConfig, flow, name )
 };
+KEL_FACTORY( flowGroupConfigFactory, FlowGroupConfig )
 
 /** The flows of a VRF, whose name is the entity's. */
 class FragmentConfig : public Kel::NamedEntity {
    KEL_SHARED_ENTITY( QorL3::V1::FragmentConfig )
    KEL_ORDERED_CHILDREN( FlowGroupOrder, FlowGroupConfig, flowGroup )
 };
+KEL_FACTORY( fragmentConfigFactory, FragmentConfig )
 
 }  // namespace QorL3::V1

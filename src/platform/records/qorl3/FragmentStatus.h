@@ -29,11 +29,13 @@ class FlowGroupStatus : public Kel::KeyedEntity< FlowGroupOrder > {
    KEL_KEY( FlowGroupOrder, order )
    KEL_VALUES( Kel::String, FlowStatus, flow, name )
 };
+KEL_FACTORY( flowGroupStatusFactory, FlowGroupStatus )
 
 /** The state of a VRF's flows, as FragmentConfig lists them. */
 class FragmentStatus : public Kel::NamedEntity {
    KEL_SHARED_ENTITY( QorL3::V1::FragmentStatus )
    KEL_ORDERED_CHILDREN( FlowGroupOrder, FlowGroupStatus, flowGroup )
 };
+KEL_FACTORY( fragmentStatusFactory, FragmentStatus )
 
 }  // namespace QorL3::V1

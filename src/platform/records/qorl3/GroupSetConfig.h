@@ -21,17 +21,20 @@ class MemberSetConfig : public Kel::KeyedEntity< Vxlan::VniOrNone > {
 
    void memberIs( Member const & value ) { memberIs( value, value ); }
 };
+KEL_FACTORY( memberSetConfigFactory, MemberSetConfig )
 
 /** The hosts of a group. */
 class GroupMemberConfig : public Kel::NamedEntity {
    KEL_SHARED_ENTITY( QorL3::V1::GroupMemberConfig )
    KEL_CHILDREN( Vxlan::VniOrNone, MemberSetConfig, memberSet )
 };
+KEL_FACTORY( groupMemberConfigFactory, GroupMemberConfig )
 
 /** The groups of a VRF, whose name is the entity's. */
 class GroupSetConfig : public Kel::NamedEntity {
    KEL_SHARED_ENTITY( QorL3::V1::GroupSetConfig )
    KEL_CHILDREN( Kel::String, GroupMemberConfig, group )
 };
+KEL_FACTORY( groupSetConfigFactory, GroupSetConfig )
 
 }  // namespace QorL3::V1

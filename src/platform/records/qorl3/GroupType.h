@@ -29,10 +29,12 @@ class GroupTypeConfig : public Kel::NamedEntity {
    KEL_SHARED_ENTITY( QorL3::V1::GroupTypeConfig )
    KEL_MAP( Kel::String, GroupType, group )
 };
+KEL_FACTORY( groupTypeConfigFactory, GroupTypeConfig )
 
 class GroupTypeStatus : public Kel::NamedEntity {
    KEL_SHARED_ENTITY( QorL3::V1::GroupTypeStatus )
    KEL_VALUES( Kel::String, GroupInstanceStatus, group, name )
 };
+KEL_FACTORY( groupTypeStatusFactory, GroupTypeStatus )
 
 }  // namespace QorL3::V1

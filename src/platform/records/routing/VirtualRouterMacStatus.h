@@ -10,5 +10,6 @@ class VirtualRouterMacStatus : public Kel::NamedEntity {
    /** Zero for none. */
    KEL_SCALAR( Wirekit::EthAddr, virtualRouterMac )
 };
+KEL_FACTORY( virtualRouterMacStatusFactory, VirtualRouterMacStatus )
 
 }  // namespace Routing::Fhrp

@@ -11,5 +11,6 @@ class Status : public TableEntity {
    KEL_ENTITY_OF( Slab::Bridging::Status, ::Slab::TableEntity )
    KEL_SLAB_TABLE( ::Bridging::HostKey, SlabFdbStatus, fdbStatus, 262144 )
 };
+KEL_FACTORY( statusFactory, Status )
 
 }  // namespace Slab::Bridging

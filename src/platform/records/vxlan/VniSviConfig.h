@@ -24,5 +24,6 @@ class VniSviConfig : public Kel::NamedEntity {
    KEL_SHARED_ENTITY( Vxlan::VniSviConfig )
    KEL_VALUES( VniExtOrNone, VniSviInfo, vniSviInfo, vni )
 };
+KEL_FACTORY( vniSviConfigFactory, VniSviConfig )
 
 }  // namespace Vxlan

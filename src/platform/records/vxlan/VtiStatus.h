@@ -25,11 +25,13 @@ class VtiStatus : public Kel::KeyedEntity< Wirekit::IntfId > {
    /** The source address of the tunnel. */
    KEL_SCALAR( Wirekit::IpAddr, addr )
 };
+KEL_FACTORY( vtiStatusFactory, VtiStatus )
 
 /** The tunnel interfaces of the switch. */
 class VtiStatusDir : public Kel::NamedEntity {
    KEL_SHARED_ENTITY( Vxlan::VtiStatusDir )
    KEL_CHILDREN( Wirekit::IntfId, VtiStatus, vtiStatus )
 };
+KEL_FACTORY( vtiStatusDirFactory, VtiStatusDir )
 
 }  // namespace Vxlan

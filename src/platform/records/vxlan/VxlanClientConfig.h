@@ -10,5 +10,6 @@ class VxlanClientConfig : public Kel::NamedEntity {
    KEL_SCALAR( bool, arpPublish )
    KEL_SCALAR( bool, enabled )
 };
+KEL_FACTORY( vxlanClientConfigFactory, VxlanClientConfig )
 
 }  // namespace Vxlan

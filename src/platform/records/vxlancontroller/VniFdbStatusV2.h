@@ -23,5 +23,6 @@ class VniFdbStatusV2 : public Kel::NamedEntity {
    KEL_SHARED_ENTITY( VxlanController::VniFdbStatusV2 )
    KEL_MAP( Wirekit::EthAddr, MacVtepV2, macVtepTable )
 };
+KEL_FACTORY( vniFdbStatusV2Factory, VniFdbStatusV2 )
 
 }  // namespace VxlanController
