@@ -15,27 +15,24 @@ namespace QorClient {
 // --- PolicyFragmentDirSm ---
 
 void PolicyFragmentDirSm::handleInitialized() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE_ENDING( " return " );
    initializedIs( true );
    handlePolicyFragmentDirEntry();
-   KEL_TRACE( Kel::traceReturn, " return " );
 }
 
 void PolicyFragmentDirSm::handlePolicyFragmentDirEntry() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE_ENDING( " return " );
    if ( !initialized() ) {
       KEL_TRACE_INFO( "Not initialized" );
-      KEL_TRACE_RETURN();
       return;
    }
    for ( auto const & [name, entity] : polFragDir()->entity() ) {
       handlePolicyFragmentDirEntry( name );
    }
-   KEL_TRACE( Kel::traceReturn, " return " );
 }
 
 void PolicyFragmentDirSm::handlePolicyFragmentDirEntry( Kel::Name const & name ) {
-   KEL_TRACE_ENTRY( " name: ", name );
+   KEL_TRACE_SCOPE_ENDING( " return ", " name: ", name );
    KEL_ASSERT_AT( std::strcmp( name.charPtr(), "policy" ) == 0,
                   "strcmp( name.charPtr(), \"policy\" ) == 0", "QorClient", 66 );
    Kel::Ptr< Kel::Entity > const entity = polFragDir()->entity( name );
@@ -55,11 +52,10 @@ void PolicyFragmentDirSm::handlePolicyFragmentDirEntry( Kel::Name const & name )
       vlanHelperSmIs( agentStatus(), vniSviConfig(), dynAllowedVlans(), qorTrunkGroup(),
                       LocalData::singleton()->vtepInfo() );
    }
-   KEL_TRACE( Kel::traceReturn, " return " );
 }
 
 void PolicyFragmentDirSm::doPrepareToDie() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE_ENDING( " return " );
    if ( Kel::Ptr< DatapathV1::PolicyFragmentSm > old = policyFragmentSmDel() ) {
       old->doPrepareToDie();
    }
@@ -68,13 +64,12 @@ void PolicyFragmentDirSm::doPrepareToDie() {
       old->destroy();
    }
    hostTrackerSmDel();
-   KEL_TRACE( Kel::traceReturn, " return " );
 }
 
 // --- RootSm ---
 
 void RootSm::handleInitialized() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE_ENDING( " return " );
    initializedIs( true );
    localData()->schedulerIs( scheduler() );
    resyncSmIs( agentStatus() );
@@ -83,18 +78,16 @@ void RootSm::handleInitialized() {
                    qorTrunkGroup(), mlagConfig(), mlagHostTable(), fhrpGlideMacStatus(),
                    nimbusVniBaseDir(), l2RibQorHostInput(), ofHwStatus() );
    qorClientMlagPluginCopySmIs( agentStatus(), mlagPluginStatus(), mlagStatus() );
-   KEL_TRACE( Kel::traceReturn, " return " );
 }
 
 void RootSm::cleanup() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    if ( Kel::Ptr< PolicyFragmentDirSm > dirSm = polFragDirSm() ) {
       dirSm->doPrepareToDie();
    }
    polFragDirSmDel();
    qorClientMlagPluginCopySmDel();
    resyncSmDel();
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClient

@@ -75,13 +75,12 @@ void Agent::doInit() {
    if ( !std::getenv( "FLASHLOG_DISABLE" ) ) {
       openTrace();
    }
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE_ENDING( " return " );
    Kel::Ptr< Corestore::MountGroup > const group = entityManager().getMountGroup( this );
    for ( MountPlanEntry const & mount : mountPlan ) {
       group->doMount( { mount.path, mount.type, mount.mode } );
    }
    group->doClose( false, "", 0.0 );
-   KEL_TRACE( Kel::traceReturn, " return " );
 }
 
 void Agent::openTrace() const {
@@ -102,7 +101,7 @@ void Agent::openTrace() const {
 
 void Agent::doMountsComplete( Corestore::MountStatus status,
                               Kel::Ptr< Corestore::EntityManager > em ) {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    KEL_ASSERT_AT( status == Corestore::MountStatus::mountSuccess_,
                   "mountStatus == Corestore::mountSuccess_", "QorClientAgent", 116 );
    mountSlabTables( em );
@@ -118,7 +117,6 @@ void Agent::doMountsComplete( Corestore::MountStatus status,
                  scheduler(), groupTypeConfigDir_, groupTypeStatus_, groupSetConfigDir_,
                  groupSetStatusDir_, fragmentConfigDir_, fragmentStatusDir_, pfHwConfigL3_,
                  pfHwStatusL3_ );
-   KEL_TRACE_RETURN();
 }
 
 void Agent::mountSlabTables( Kel::Ptr< Corestore::EntityManager > const & em ) {

@@ -10,25 +10,23 @@ KEL_MACHINE_TYPE( QorClient::LaunchSm )
 namespace QorClient {
 
 void LaunchSm::handleInitialized() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    initializedIs( true );
    handleEnabled();
-   KEL_TRACE_RETURN();
 }
 
 void LaunchSm::handleControllerClientEnabled() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    handleEnabled();
-   KEL_TRACE_RETURN();
 }
 
 void LaunchSm::handleQorEnabled() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    handleEnabled();
-   KEL_TRACE_RETURN();
 }
 
 void LaunchSm::handleEnabled() {
+   KEL_TRACE_SCOPE();
    KEL_TRACE_INFO( "ControllerClient enabled: ", controllerClientStatus()->enabled(),
                    "Qor enabled: ", localData()->qorEnabled() );
    if ( isEnabled() ) {
@@ -36,7 +34,6 @@ void LaunchSm::handleEnabled() {
    } else {
       closeGate();
    }
-   KEL_TRACE_RETURN();
 }
 
 void LaunchSm::openGate() {
@@ -83,6 +80,7 @@ void LaunchSm::closeGate() {
 }
 
 void LaunchSm::handleQorL3() {
+   KEL_TRACE_SCOPE();
    bool const l3Capable = ( capability()->feature() & QorCommon::V1::FeatureBit::l3Policy ) != 0;
    KEL_TRACE_INFO( "L3 Capable: ", l3Capable );
    if ( l3Capable && isEnabled() ) {
@@ -93,7 +91,6 @@ void LaunchSm::handleQorL3() {
       KEL_TRACE_INFO( "Incapable of QorL3. Disabling L3 SMs" );
       rootSmL3Del();
    }
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClient

@@ -17,26 +17,26 @@ using VxlanController::MacVtepV2;
 using VxlanController::VniFdbStatusV2;
 
 void FarIntfNimbusHostMacSm::handleInitialized() {
-   KEL_TRACE_ENTRY( " vni: ", vni() );
+   KEL_TRACE_SCOPE( " vni: ", vni() );
    initializedIs( true );
    populateGrState();
    handleNimbusVniBaseDir();
-   KEL_TRACE_RETURN();
 }
 
 void FarIntfNimbusHostMacSm::handleNimbusVniBaseDir() {
+   KEL_TRACE_SCOPE( " vni: ", vni() );
    for ( auto const & [name, entity] : nimbusVniBaseDir()->entity() ) {
       handleNimbusVniBaseDir( name );
    }
 }
 
 void FarIntfNimbusHostMacSm::handleNimbusVniBaseDir( Kel::Name const & name ) {
-   KEL_TRACE_ENTRY( " name: ", name );
+   KEL_TRACE_SCOPE( " name: ", name );
    if ( name != Kel::String( std::to_string( vni().value() ) ) ) {
       return;
    }
    if ( vlan().isNone() || !intfId() ) {
-      KEL_TRACE( Kel::traceReturn, " return: not ready" );
+      KEL_TRACE_RETURN( " return: not ready" );
       return;
    }
    if ( Kel::Ptr< Kel::Entity const > const entity = nimbusVniBaseDir()->entity( name ) ) {
@@ -46,10 +46,10 @@ void FarIntfNimbusHostMacSm::handleNimbusVniBaseDir( Kel::Name const & name ) {
       deleteMacInputForVlan( vlan() );
       vniFdbStatusV2Del();
    }
-   KEL_TRACE_RETURN();
 }
 
 void FarIntfNimbusHostMacSm::handleMacVtepTable() {
+   KEL_TRACE_SCOPE( " vni: ", vni() );
    if ( Kel::Ptr< VniFdbStatusV2 const > const table = vniFdbStatusV2() ) {
       for ( Wirekit::EthAddr const & macAddr : table->macVtepTableKeys() ) {
          handleMacVtepTable( macAddr );
@@ -58,13 +58,13 @@ void FarIntfNimbusHostMacSm::handleMacVtepTable() {
 }
 
 void FarIntfNimbusHostMacSm::handleMacVtepTable( Wirekit::EthAddr const & macAddr ) {
-   KEL_TRACE_ENTRY( " mac: ", macAddr );
+   KEL_TRACE_SCOPE( " mac: ", macAddr );
    if ( !initialized() || vlan().isNone() || !intfId() || !vniFdbStatusV2() ) {
       return;
    }
    MacVlanPair const mvp{ macAddr, Bridging::VlanId( vlan() ) };
    if ( !interceptedHostHas( mvp ) ) {
-      KEL_TRACE( Kel::traceReturn, " return: not an intercept host" );
+      KEL_TRACE_RETURN( " return: not an intercept host" );
       return;
    }
    MacVtepV2 const macVtep = vniFdbStatusV2()->macVtepTable( macAddr );
@@ -78,7 +78,6 @@ void FarIntfNimbusHostMacSm::handleMacVtepTable( Wirekit::EthAddr const & macAdd
    if ( ( l2Host.key != mvp || supersedes( macVtep, l2Host, fdb.intf ) ) && mayBeFed( mvp, fdb ) ) {
       addMacInput( macAddr, 16, macVtep.moveCount + 1 );
    }
-   KEL_TRACE_RETURN();
 }
 
 bool FarIntfNimbusHostMacSm::supersedes( MacVtepV2 const & macVtep, L2Rib::Host const & l2Host,
@@ -112,8 +111,9 @@ bool FarIntfNimbusHostMacSm::mayBeFed( MacVlanPair const & mvp,
 }
 
 void FarIntfNimbusHostMacSm::handleFlowStatus( Kel::String const & flowName ) {
-   KEL_TRACE_ENTRY( " flow: ", flowName );
+   KEL_TRACE_SCOPE( " flow: ", flowName );
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    Qor::V1::PolicyFlowStatus const row = policyFragStatus()->flowStatus( flowName );
@@ -126,12 +126,11 @@ void FarIntfNimbusHostMacSm::handleFlowStatus( Kel::String const & flowName ) {
       MacVlanPair const first = hosts->front();
       handleMacVtepTable( first.mac );
    }
-   KEL_TRACE_RETURN();
 }
 
 void FarIntfNimbusHostMacSm::addInterceptedHost( MacVlanPair const & mvp,
                                                  Kel::String const & flowName ) {
-   KEL_TRACE_ENTRY( " vlanId: ", mvp.vlanId, " flow: ", flowName );
+   KEL_TRACE_SCOPE( " vlanId: ", mvp.vlanId, " flow: ", flowName );
    if ( !interceptedHostHas( mvp ) || interceptedHost( mvp ) != flowName ) {
       forgetHostOfFlow( mvp );
       interceptedHostIs( mvp, flowName );
@@ -141,10 +140,10 @@ void FarIntfNimbusHostMacSm::addInterceptedHost( MacVlanPair const & mvp,
       hostsOfFlow_.set( flowName, std::move( hosts ) );
    }
    handleMacVtepTable( mvp.mac );
-   KEL_TRACE_RETURN();
 }
 
 void FarIntfNimbusHostMacSm::deleteInterceptedHost( MacVlanPair const & mvp ) {
+   KEL_TRACE_SCOPE( " vlanId: ", mvp.vlanId );
    KEL_TRACE_INFO( "Deleting host mac: ", mvp.mac );
    l2RibQorHostInput()->hostDel( mvp );
    forgetHostOfFlow( mvp );

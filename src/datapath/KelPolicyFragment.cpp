@@ -96,7 +96,7 @@ void KelPolicyFragment::createNestedReactors() {
 }
 
 void KelPolicyFragment::handleInitialized() {
-   KEL_TRACE_ENTRY( " fragment: ", fragmentName() );
+   KEL_TRACE_SCOPE( " fragment: ", fragmentName() );
    initializedIs( parent()->initialized() );
    if ( !initialized() ) {
       return;
@@ -111,11 +111,10 @@ void KelPolicyFragment::handleInitialized() {
    for ( auto const & [name, set] : serviceIntfSet() ) {
       set->handleInitialized();
    }
-   KEL_TRACE_RETURN();
 }
 
 void KelPolicyFragment::cleanup() {
-   KEL_TRACE_ENTRY( " fragment: ", fragmentName() );
+   KEL_TRACE_SCOPE( " fragment: ", fragmentName() );
    if ( !initialized() ) {
       return;
    }
@@ -135,22 +134,21 @@ void KelPolicyFragment::cleanup() {
    agentStatus()->policyFragmentInfoDel( fragmentName() );
    parent()->polFragStatus()->policyFragmentDel( fragmentName() );
    parent()->removeServiceVlanToOriginalVlan( serviceVni );
-   KEL_TRACE_RETURN();
 }
 
 void KelPolicyFragment::handleServiceIntfSet( Kel::Name const & setName ) {
-   KEL_TRACE_ENTRY( " set: ", setName );
+   KEL_TRACE_SCOPE( " set: ", setName );
    if ( auto set = policyFragment()->serviceIntfSet( setName ) ) {
       serviceIntfSetIs( set );
    } else if ( auto gone = serviceIntfSetDel( setName ) ) {
       gone->cleanup();
    }
-   KEL_TRACE_RETURN();
 }
 
 void KelPolicyFragment::handleGrCookie() {
-   KEL_TRACE_ENTRY( " fragment: ", fragmentName() );
+   KEL_TRACE_SCOPE( " fragment: ", fragmentName() );
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    auto const status = fragmentStatus();
@@ -161,11 +159,12 @@ void KelPolicyFragment::handleGrCookie() {
       policyGrCookieSmDel();
       status->grCookieDel();
    }
-   KEL_TRACE_RETURN();
 }
 
 void KelPolicyFragment::handleFlow() {
+   KEL_TRACE_SCOPE( " fragment: ", fragmentName() );
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    for ( Kel::String const & flowName : fragInfo()->flowInfoKeys() ) {
@@ -184,8 +183,9 @@ void KelPolicyFragment::handleFlow() {
 }
 
 void KelPolicyFragment::handleFlow( Kel::String const & flowName ) {
-   KEL_TRACE_ENTRY( " flow: ", flowName );
+   KEL_TRACE_SCOPE( " flow: ", flowName );
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    auto info = flowInfo( flowName );
@@ -201,7 +201,6 @@ void KelPolicyFragment::handleFlow( Kel::String const & flowName ) {
       if ( present && isHostInterceptFlow( flowName ) && isMatchVniBound( flowName ) ) {
          populateTransientStates( flowName );
       }
-      KEL_TRACE_RETURN();
       return;
    }
    if ( info ) {
@@ -213,7 +212,6 @@ void KelPolicyFragment::handleFlow( Kel::String const & flowName ) {
    } else {
       readFlow( flowName, flowConfig );
    }
-   KEL_TRACE_RETURN();
 }
 
 void KelPolicyFragment::populateTransientStates( Kel::String const & flowName ) {

@@ -164,6 +164,7 @@ bool calculateQorFlowState( Kel::Ptr< KelPolicyFragment const > const & polFrag,
 
 void KelPolicyFragment::updateRuleState( Kel::String const & flowName, Kel::String const & ruleName,
                                          FlowState flowState ) {
+   KEL_TRACE_SCOPE( " flow: ", flowName, " rule: ", ruleName );
    // A rule has no words, so what its flow waits for matters only to a proposed 0.
    auto const flow = proposedFlow( *this, flowName, flowState );
    bool const stands = flow && !flow->rejected && flowState != FlowState::flowInitial;
@@ -188,6 +189,7 @@ void KelPolicyFragment::setFlowRuleState( Kel::String const & flowName,
 }
 
 void KelPolicyFragment::updateFlowState( Kel::String const & flowName, FlowState flowState ) {
+   KEL_TRACE_SCOPE( " flow: ", flowName );
    Qor::V1::PolicyFlowStatus status;
    if ( !calculateQorFlowState( this, flowName, flowState, status.flowStateDetails ) ) {
       return;
@@ -204,6 +206,7 @@ void KelPolicyFragment::updateFlowState( Kel::String const & flowName, FlowState
 }
 
 void KelPolicyFragment::updateFlowStateAll( FlowState flowState ) {
+   KEL_TRACE_SCOPE( " fragment: ", fragmentName() );
    if ( auto info = fragInfo() ) {
       for ( Kel::String const & flowName : info->flowInfoKeys() ) {
          updateFlowState( flowName, flowState );

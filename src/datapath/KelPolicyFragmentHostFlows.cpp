@@ -15,7 +15,7 @@ using QorClientUtils::convertVniToVniExt;
 using Wirekit::IntfId;
 
 void KelPolicyFragment::bindHostForHostInterceptFlow( Kel::String const & flowName ) {
-   KEL_TRACE_ENTRY( " flow: ", flowName );
+   KEL_TRACE_SCOPE( " flow: ", flowName );
    auto const info = flowInfo( flowName );
    if ( !initialized() || !info || flowInCleanupHas( flowName ) ||
         !isHostInterceptFlow( flowName ) || !isMatchVniBound( flowName ) ) {
@@ -42,11 +42,10 @@ void KelPolicyFragment::bindHostForHostInterceptFlow( Kel::String const & flowNa
       far->addInterceptedHost( host, flowName );
    }
    installHostInterceptFlow( flowName );
-   KEL_TRACE_RETURN();
 }
 
 void KelPolicyFragment::unbindHostForHostInterceptFlow( Kel::String const & flowName ) {
-   KEL_TRACE_ENTRY( " flow: ", flowName );
+   KEL_TRACE_SCOPE( " flow: ", flowName );
    if ( !initialized() || !isHostInterceptFlow( flowName ) ) {
       return;
    }
@@ -63,11 +62,10 @@ void KelPolicyFragment::unbindHostForHostInterceptFlow( Kel::String const & flow
          }
       }
    }
-   KEL_TRACE_RETURN();
 }
 
 void KelPolicyFragment::cleanupBoundHostForFlow( Kel::String const & flowName ) {
-   KEL_TRACE_ENTRY( " flow: ", flowName );
+   KEL_TRACE_SCOPE( " flow: ", flowName );
    auto const info = flowInfo( flowName );
    if ( info && isHostInterceptFlow( flowName ) ) {
       for ( MacVlanPair const & host : info->boundHostKeys() ) {
@@ -82,7 +80,6 @@ void KelPolicyFragment::cleanupBoundHostForFlow( Kel::String const & flowName ) 
          parent()->policyFragmentForHostDel( host );
       }
    }
-   KEL_TRACE_RETURN();
 }
 
 void KelPolicyFragment::bindHostsForAllHostInterceptFlows() {
@@ -101,7 +98,7 @@ void KelPolicyFragment::cleanupBoundHostsForAllFlows() {
 }
 
 void KelPolicyFragment::installHostInterceptFlow( Kel::String const & flowName ) {
-   KEL_TRACE_ENTRY( " flow: ", flowName );
+   KEL_TRACE_SCOPE( " flow: ", flowName );
    if ( !initialized() || !isHostInterceptFlow( flowName ) || !areHostsWarm( flowName ) ||
         !areVnisBound( flowName ) ) {
       return;
@@ -130,11 +127,10 @@ void KelPolicyFragment::installHostInterceptFlow( Kel::String const & flowName )
          publishFlowRule( flowName, ruleKey );
       }
    }
-   KEL_TRACE_RETURN();
 }
 
 void KelPolicyFragment::removeHostInterceptFlow( Kel::String const & flowName ) {
-   KEL_TRACE_ENTRY( " flow: ", flowName );
+   KEL_TRACE_SCOPE( " flow: ", flowName );
    auto const info = flowInfo( flowName );
    if ( info && isHostInterceptFlow( flowName ) ) {
       // The binding stays, so that the flow is installed again as soon as the host returns.
@@ -143,11 +139,10 @@ void KelPolicyFragment::removeHostInterceptFlow( Kel::String const & flowName ) 
          info->boundHostIs( host, IntfId() );
       }
    }
-   KEL_TRACE_RETURN();
 }
 
 void KelPolicyFragment::handleWarmHost( MacVlanPair const & host ) {
-   KEL_TRACE_ENTRY( " host: ", host );
+   KEL_TRACE_SCOPE( " host: ", host );
    if ( !initialized() || !flowForHostHas( host ) ) {
       return;
    }
@@ -158,7 +153,6 @@ void KelPolicyFragment::handleWarmHost( MacVlanPair const & host ) {
       removeFlowWithItsDependents( flowName );
       removeHostInterceptFlow( flowName );
    }
-   KEL_TRACE_RETURN();
 }
 
 bool KelPolicyFragment::areHostsWarm( Kel::String const & flowName ) const {
@@ -263,7 +257,7 @@ std::uint32_t KelPolicyFragment::getHostMoveCount( MacVlanPair const & host ) co
 }
 
 void KelPolicyFragment::installHostEgressFlowOnIntf( Kel::String const & flowName, IntfId intf ) {
-   KEL_TRACE_ENTRY( " flow: ", flowName, " intf: ", intf );
+   KEL_TRACE_SCOPE( " flow: ", flowName, " intf: ", intf );
    if ( !initialized() || !isHostEgressFlow( flowName ) || !intf ) {
       return;
    }
@@ -276,11 +270,10 @@ void KelPolicyFragment::installHostEgressFlowOnIntf( Kel::String const & flowNam
       rule->refCountInc( 1 );
       KEL_TRACE_INFO( "rule:", rule->ruleName(), " refCount: ", rule->refCount() );
    }
-   KEL_TRACE_RETURN();
 }
 
 void KelPolicyFragment::removeHostEgressFlowFromIntf( Kel::String const & flowName, IntfId intf ) {
-   KEL_TRACE_ENTRY( " flow: ", flowName, " intf: ", intf );
+   KEL_TRACE_SCOPE( " flow: ", flowName, " intf: ", intf );
    if ( !initialized() || !isHostEgressFlow( flowName ) || !intf ) {
       return;
    }
@@ -299,11 +292,10 @@ void KelPolicyFragment::removeHostEgressFlowFromIntf( Kel::String const & flowNa
          }
       }
    }
-   KEL_TRACE_RETURN();
 }
 
 void KelPolicyFragment::installHostEgressFlowOnAllIntfs( Kel::String const & flowName ) {
-   KEL_TRACE_ENTRY( " flow: ", flowName );
+   KEL_TRACE_SCOPE( " flow: ", flowName );
    if ( !initialized() || !isHostEgressFlow( flowName ) ) {
       return;
    }
@@ -314,7 +306,6 @@ void KelPolicyFragment::installHostEgressFlowOnAllIntfs( Kel::String const & flo
          }
       }
    }
-   KEL_TRACE_RETURN();
 }
 
 void KelPolicyFragment::installAllHostEgressFlowsOnIntf( IntfId intf ) {

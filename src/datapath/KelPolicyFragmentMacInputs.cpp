@@ -9,7 +9,7 @@ KEL_TRACE_UNIT( "QorClientDatapathV1", "QorClient" )
 namespace QorClient::DatapathV1 {
 
 void KelPolicyFragment::createServiceIntfMacSm( Kel::Name const & intfType ) {
-   KEL_TRACE_ENTRY( " intfType: ", intfType );
+   KEL_TRACE_SCOPE( " intfType: ", intfType );
    auto const set = kelServiceIntfSet( intfType );
    if ( intfType == "near" ) {
       nearIntfGlideMacSmIs( set->vniToBind(), set->serviceIntfSet(), parent()->l2RibQorHostInput(),
@@ -28,11 +28,10 @@ void KelPolicyFragment::createServiceIntfMacSm( Kel::Name const & intfType ) {
          }
       }
    }
-   KEL_TRACE_RETURN();
 }
 
 void KelPolicyFragment::destroyServiceIntfMacSm( Kel::Name const & intfType ) {
-   KEL_TRACE_ENTRY( " intfType: ", intfType );
+   KEL_TRACE_SCOPE( " intfType: ", intfType );
    if ( auto const near = nearIntfGlideMacSm(); near && intfType == "near" ) {
       near->cleanup();
       nearIntfGlideMacSmDel();
@@ -40,17 +39,15 @@ void KelPolicyFragment::destroyServiceIntfMacSm( Kel::Name const & intfType ) {
       far->cleanup();
       farIntfNimbusHostMacSmDel();
    }
-   KEL_TRACE_RETURN();
 }
 
 void KelPolicyFragment::updateServiceIntfMacSm( Kel::Name const & intfType ) {
-   KEL_TRACE_ENTRY( " intfType: ", intfType );
+   KEL_TRACE_SCOPE( " intfType: ", intfType );
    if ( auto const near = nearIntfGlideMacSm(); near && intfType == "near" ) {
       near->handleIntf();
    } else if ( auto const far = farIntfNimbusHostMacSm(); far && intfType == "far" ) {
       far->handleIntf();
    }
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClient::DatapathV1

@@ -24,7 +24,7 @@ Kel::String KelPolicyFragment::arpRuleName( Kel::String const & fragmentName ) {
 
 void KelPolicyFragment::publishFlowRule( Kel::String const & flowName,
                                          QorClient::RuleKey const & ruleKey ) {
-   KEL_TRACE_ENTRY( " inIntf:", ruleKey.inIntf, " outIntf:", ruleKey.outIntf,
+   KEL_TRACE_SCOPE( " inIntf:", ruleKey.inIntf, " outIntf:", ruleKey.outIntf,
                     " matchVlanTag: ", ruleKey.matchVlanTag );
    if ( !initialized() || flowInCleanupHas( flowName ) ) {
       return;
@@ -85,12 +85,11 @@ void KelPolicyFragment::publishFlowRule( Kel::String const & flowName,
    if ( !isHostEgress ) {
       configurePlatformForQor( flowName );
    }
-   KEL_TRACE_RETURN();
 }
 
 void KelPolicyFragment::revokePublishedFlowRule( Kel::String const & flowName,
                                                  QorClient::RuleKey const & ruleKey ) {
-   KEL_TRACE_ENTRY( " flow: ", flowName );
+   KEL_TRACE_SCOPE( " flow: ", flowName );
    if ( !initialized() ) {
       return;
    }
@@ -116,18 +115,16 @@ void KelPolicyFragment::revokePublishedFlowRule( Kel::String const & flowName,
    status->flowNameForRuleNameDel( ruleName );
    status->fragmentNameForRuleNameDel( ruleName );
    status->ruleStateForRuleNameDel( ruleName );
-   KEL_TRACE_RETURN();
 }
 
 void KelPolicyFragment::revokePublishedFlow( Kel::String const & flowName ) {
-   KEL_TRACE_ENTRY( " flow: ", flowName );
+   KEL_TRACE_SCOPE( " flow: ", flowName );
    if ( auto info = flowInfo( flowName ) ) {
       for ( QorClient::RuleKey const & ruleKey : info->ruleInfoKeys() ) {
          revokePublishedFlowRule( flowName, ruleKey );
       }
       updateFlowState( flowName, Qor::FlowState::flowInitial );
    }
-   KEL_TRACE_RETURN();
 }
 
 bool KelPolicyFragment::isFlowPublished( Kel::String const & flowName ) const {
@@ -142,7 +139,7 @@ bool KelPolicyFragment::isFlowPublished( Kel::String const & flowName ) const {
 }
 
 void KelPolicyFragment::removeFlowWithItsDependents( Kel::String const & flowName ) {
-   KEL_TRACE_ENTRY( " flow: ", flowName );
+   KEL_TRACE_SCOPE( " flow: ", flowName );
    if ( auto info = flowInfo( flowName ) ) {
       if ( isHostInterceptFlow( *info ) ) {
          for ( auto const & [host, intf] : info->boundHost() ) {
@@ -151,11 +148,10 @@ void KelPolicyFragment::removeFlowWithItsDependents( Kel::String const & flowNam
       }
       revokePublishedFlow( flowName );
    }
-   KEL_TRACE_RETURN();
 }
 
 void KelPolicyFragment::doFlowCleanup( Kel::String const & flowName ) {
-   KEL_TRACE_ENTRY( " flow: ", flowName );
+   KEL_TRACE_SCOPE( " flow: ", flowName );
    if ( !initialized() ) {
       return;
    }
@@ -168,11 +164,10 @@ void KelPolicyFragment::doFlowCleanup( Kel::String const & flowName ) {
    hostEgressFlowDel( flowName );
    fragInfo()->flowInfoDel( flowName );
    flowInCleanupDel( flowName );
-   KEL_TRACE_RETURN();
 }
 
 void KelPolicyFragment::configurePlatformForQor( Kel::String const & flowName ) {
-   KEL_TRACE_ENTRY( " flow: ", flowName );
+   KEL_TRACE_SCOPE( " flow: ", flowName );
    if ( !ofHwStatus()->arpRuleRequired() ) {
       KEL_TRACE_INFO( "ARP forwarding rule not needed" );
       return;
@@ -192,11 +187,10 @@ void KelPolicyFragment::configurePlatformForQor( Kel::String const & flowName ) 
       forwardArpOnServiceVlan();
       agentStatus()->platformFlowRefCountIs( fragmentName(), 1 );
    }
-   KEL_TRACE_RETURN();
 }
 
 void KelPolicyFragment::unconfigurePlatformForQor( Kel::String const & flowName ) {
-   KEL_TRACE_ENTRY( " flow: ", flowName );
+   KEL_TRACE_SCOPE( " flow: ", flowName );
    if ( !ofHwStatus()->arpRuleRequired() ) {
       // A need that ends before the last rule goes leaves the ARP rule and its count as they stand:
       // it is looked at only as rules come and go.
@@ -211,11 +205,10 @@ void KelPolicyFragment::unconfigurePlatformForQor( Kel::String const & flowName 
          agentStatus()->platformFlowRefCountDel( fragmentName() );
       }
    }
-   KEL_TRACE_RETURN();
 }
 
 void KelPolicyFragment::forwardArpOnServiceVlan() {
-   KEL_TRACE_ENTRY( " fragment: ", fragmentName() );
+   KEL_TRACE_SCOPE( " fragment: ", fragmentName() );
    OpenFlowTable::Match match;
    match.matchFieldSet = OpenFlowTable::MatchField::vlanId | OpenFlowTable::MatchField::arp;
    match.vlanId =
@@ -227,7 +220,6 @@ void KelPolicyFragment::forwardArpOnServiceVlan() {
                               OpenFlowTable::Priority( 0 ),
                               OpenFlowTable::PriorityGroupType::normal,
                               OpenFlowTable::TableType::lookup, 0, 0.0, 0.0, false );
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClient::DatapathV1

@@ -45,12 +45,13 @@ Kel::String KelPolicyFragment::getFlowRuleName( QorClient::FlowInfo const & info
 
 OpenFlowTable::TableType KelPolicyFragment::getTableType(
    Qor::V1::PolicyFlowInfo const & flowConfig ) const {
+   KEL_TRACE_SCOPE( " flow: ", flowConfig.flowName );
    switch ( flowConfig.interceptPoint ) {
       case InterceptPoint::interceptIngress:
-         KEL_TRACE( Kel::traceReturn, " returning preLookup" );
+         KEL_TRACE_RETURN( " returning preLookup" );
          return OpenFlowTable::TableType::preLookup;
       case InterceptPoint::interceptEgress:
-         KEL_TRACE( Kel::traceReturn, " returning preTransmit" );
+         KEL_TRACE_RETURN( " returning preTransmit" );
          return OpenFlowTable::TableType::preTransmit;
    }
    Kel::assertFail( "false && \"Unsupported intercept type\"", "QorClientDatapathV1", __LINE__,
@@ -59,6 +60,7 @@ OpenFlowTable::TableType KelPolicyFragment::getTableType(
 
 OpenFlowTable::Match KelPolicyFragment::buildMatch( Qor::V1::PolicyFlowInfo const & flowConfig,
                                                     QorClient::RuleKey const & ruleKey ) const {
+   KEL_TRACE_SCOPE( " flow: ", flowConfig.flowName );
    OpenFlowTable::Match match;
    if ( !flowConfig.match.srcMac.isZero() ) {
       match.matchFieldSet |= MatchField::ethSrc;
@@ -90,13 +92,14 @@ OpenFlowTable::Match KelPolicyFragment::buildMatch( Qor::V1::PolicyFlowInfo cons
       match.inIntfIs( ruleKey.inIntf, true );
       match.matchFieldSet |= MatchField::inIntf;
    }
-   KEL_TRACE( Kel::traceReturn, " returning ", match );
+   KEL_TRACE_RETURN( " returning ", match );
    return match;
 }
 
 OpenFlowTable::Actions KelPolicyFragment::buildAction( Qor::V1::PolicyFlowInfo const & flowConfig,
                                                        QorClient::RuleKey const & ruleKey,
                                                        bool isHostEgress ) const {
+   KEL_TRACE_SCOPE( " flow: ", flowConfig.flowName );
    OpenFlowTable::Actions actions;
    if ( flowConfig.interceptPoint == InterceptPoint::interceptIngress ) {
       actions.actionFieldSet |= ActionField::outputNormal;
@@ -126,7 +129,7 @@ OpenFlowTable::Actions KelPolicyFragment::buildAction( Qor::V1::PolicyFlowInfo c
    }
    KEL_TRACE_INFO( "Re-writes VLAN to ", vlan, ", drops tag for native vlan ",
                    dropTag ? "True" : "False" );
-   KEL_TRACE( Kel::traceReturn, " returning ", actions );
+   KEL_TRACE_RETURN( " returning ", actions );
    return actions;
 }
 

@@ -10,7 +10,7 @@ namespace QorClient::DatapathV1 {
 using Qor::V1::InterceptPoint;
 
 void KelPolicyFragment::installServiceFlow( Kel::String const & flowName ) {
-   KEL_TRACE_ENTRY( " flow: ", flowName );
+   KEL_TRACE_SCOPE( " flow: ", flowName );
    if ( !initialized() || !isServiceFlow( flowName ) ) {
       return;
    }
@@ -26,15 +26,13 @@ void KelPolicyFragment::installServiceFlow( Kel::String const & flowName ) {
          installEgressServiceFlow( flowName, intfSet );
       }
    }
-   KEL_TRACE_RETURN();
 }
 
 void KelPolicyFragment::removeServiceFlow( Kel::String const & flowName ) {
-   KEL_TRACE_ENTRY( " flow: ", flowName );
+   KEL_TRACE_SCOPE( " flow: ", flowName );
    if ( initialized() && isServiceFlow( flowName ) && isFlowPublished( flowName ) ) {
       revokePublishedFlow( flowName );
    }
-   KEL_TRACE_RETURN();
 }
 
 void KelPolicyFragment::installIngressServiceFlow(
@@ -50,7 +48,7 @@ void KelPolicyFragment::installEgressServiceFlow(
 void KelPolicyFragment::installServiceFlowOnSet(
    Kel::String const & flowName, Kel::Ptr< Qor::V1::ServiceIntfSet const > const & intfSet,
    Wirekit::IntfId QorClient::RuleKey::*side ) {
-   KEL_TRACE_ENTRY( " flow: ", flowName );
+   KEL_TRACE_SCOPE( " flow: ", flowName );
    if ( !initialized() ) {
       return;
    }
@@ -67,10 +65,10 @@ void KelPolicyFragment::installServiceFlowOnSet(
       ruleKey.*side = Wirekit::IntfId( intfName );
       publishFlowRule( flowName, ruleKey );
    }
-   KEL_TRACE_RETURN();
 }
 
 bool KelPolicyFragment::hasServiceFlowInterceptChanged( Kel::String const & flowName ) const {
+   KEL_TRACE_SCOPE( " flow: ", flowName );
    auto info = flowInfo( flowName );
    if ( !info ) {
       return false;
@@ -81,20 +79,19 @@ bool KelPolicyFragment::hasServiceFlowInterceptChanged( Kel::String const & flow
    for ( QorClient::RuleKey const & ruleKey : info->ruleInfoKeys() ) {
       if ( ingress ? bool( ruleKey.outIntf ) : bool( ruleKey.inIntf ) ) {
          KEL_TRACE_INFO( "Intercept point is changed" );
-         KEL_TRACE( Kel::traceReturn, " returning true" );
+         KEL_TRACE_RETURN( " returning true" );
          return true;
       }
    }
-   KEL_TRACE( Kel::traceReturn, " returning false" );
+   KEL_TRACE_RETURN( " returning false" );
    return false;
 }
 
 void KelPolicyFragment::installAllServiceFlows() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    if ( initialized() ) {
       forEachFlow( &KelPolicyFragment::isServiceFlow, &KelPolicyFragment::installServiceFlow );
    }
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClient::DatapathV1

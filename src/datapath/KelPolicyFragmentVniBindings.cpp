@@ -12,7 +12,7 @@ using QorClientUtils::convertVniToVniExt;
 namespace QorClient::DatapathV1 {
 
 void KelPolicyFragment::bindVni( QorClient::VniAndIntfForPolicyFragment const & vip ) {
-   KEL_TRACE_ENTRY( " vni:", vip.vni, " intfId:", vip.intfId );
+   KEL_TRACE_SCOPE( " vni:", vip.vni, " intfId:", vip.intfId );
    if ( !initialized() ) {
       return;
    }
@@ -29,11 +29,10 @@ void KelPolicyFragment::bindVni( QorClient::VniAndIntfForPolicyFragment const & 
       }
       KEL_TRACE_INFO( count, " flow(s) need vni ", vip.vni );
    }
-   KEL_TRACE_RETURN();
 }
 
 void KelPolicyFragment::unbindVni( QorClient::VniAndIntfForPolicyFragment const & vip ) {
-   KEL_TRACE_ENTRY( " vni:", vip.vni, " intfId:", vip.intfId );
+   KEL_TRACE_SCOPE( " vni:", vip.vni, " intfId:", vip.intfId );
    if ( !initialized() ) {
       return;
    }
@@ -56,11 +55,11 @@ void KelPolicyFragment::unbindVni( QorClient::VniAndIntfForPolicyFragment const 
       info->boundVniDel( vip );
       agentStatus()->boundVniDel( vip );
    }
-   KEL_TRACE_RETURN();
 }
 
 void KelPolicyFragment::bindVniForFlow( Kel::String const & flowName,
                                         QorClient::VniAndIntfForPolicyFragment const & vip ) {
+   KEL_TRACE_SCOPE( " flow: ", flowName, " vni:", vip.vni, " intfId:", vip.intfId );
    if ( !initialized() || flowInCleanupHas( flowName ) ) {
       return;
    }
@@ -72,6 +71,7 @@ void KelPolicyFragment::bindVniForFlow( Kel::String const & flowName,
 }
 
 void KelPolicyFragment::unbindVnisForFlow( Kel::String const & flowName ) {
+   KEL_TRACE_SCOPE( " flow: ", flowName );
    if ( auto info = flowInfo( flowName ) ) {
       for ( auto const & vip : info->boundVniKeys() ) {
          unbindVni( vip );
@@ -82,6 +82,7 @@ void KelPolicyFragment::unbindVnisForFlow( Kel::String const & flowName ) {
 
 void KelPolicyFragment::updateVniBindingForIntf( Kel::String const & flowName,
                                                  Wirekit::IntfId intf ) {
+   KEL_TRACE_SCOPE( " flow: ", flowName, " intf: ", intf );
    auto info = flowInfo( flowName );
    if ( !initialized() || !info ) {
       return;
@@ -101,6 +102,7 @@ void KelPolicyFragment::updateVniBindingForIntf( Kel::String const & flowName,
 }
 
 void KelPolicyFragment::removeVniBindings() {
+   KEL_TRACE_SCOPE( " fragment: ", fragmentName() );
    for ( auto const & [name, set] : fragInfo()->serviceIntfSetInfo() ) {
       for ( auto const & vip : set->boundVniKeys() ) {
          agentStatus()->boundVniDel( vip );
@@ -134,23 +136,25 @@ bool KelPolicyFragment::areVnisBound( Kel::String const & flowName ) const {
 }
 
 void KelPolicyFragment::handleOriginalVni() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    if ( initialized() ) {
       takeOverVni( policyFragment()->originalVni(), fragmentStatus()->originalVni(),
                    &Qor::V1::ServicePolicyFragmentStatus::originalVniIs, "far",
                    convertVniToVniExt( policyFragment()->serviceVni() ) );
+   } else {
+      KEL_TRACE_INFO( "Not initialized" );
    }
-   KEL_TRACE_RETURN();
 }
 
 void KelPolicyFragment::handleServiceVni() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    if ( initialized() ) {
       takeOverVni( policyFragment()->serviceVni(), fragmentStatus()->serviceVni(),
                    &Qor::V1::ServicePolicyFragmentStatus::serviceVniIs, "near",
                    convertVniToVniExt( fragmentStatus()->serviceVni() ) );
+   } else {
+      KEL_TRACE_INFO( "Not initialized" );
    }
-   KEL_TRACE_RETURN();
 }
 
 /**
@@ -189,8 +193,9 @@ void KelPolicyFragment::takeOverVni(
 }
 
 void KelPolicyFragment::handleVlanForVni( Vxlan::VniExtOrNone vni ) {
-   KEL_TRACE_ENTRY( " vni:", vni );
+   KEL_TRACE_SCOPE( " vni:", vni );
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    Vxlan::VniExtOrNone const service = convertVniToVniExt( policyFragment()->serviceVni() );
@@ -221,7 +226,6 @@ void KelPolicyFragment::handleVlanForVni( Vxlan::VniExtOrNone vni ) {
    if ( auto const near = nearIntfGlideMacSm(); near && near->vni() == vni ) {
       near->handleVlan();
    }
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClient::DatapathV1

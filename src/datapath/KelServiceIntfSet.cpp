@@ -25,19 +25,19 @@ Vxlan::VniExtOrNone KelServiceIntfSet::vniToBind() const {
 }
 
 void KelServiceIntfSet::handleInitialized() {
-   KEL_TRACE_ENTRY( " set: ", name() );
+   KEL_TRACE_SCOPE( " set: ", name() );
    initializedIs( parent()->initialized() && !vniToBind().isNone() );
    if ( initialized() ) {
       parent()->fragInfo()->serviceIntfSetInfoIs( name() );
       parent()->createServiceIntfMacSm( name() );
       handleIntf();
    }
-   KEL_TRACE_RETURN();
 }
 
 void KelServiceIntfSet::handleIntf() {
-   KEL_TRACE_ENTRY( " policyFragment:", parent()->fragmentName(), " intfType:", name() );
+   KEL_TRACE_SCOPE( " policyFragment:", parent()->fragmentName(), " intfType:", name() );
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    bool changed = removeStaleBindings();
@@ -50,7 +50,6 @@ void KelServiceIntfSet::handleIntf() {
       reinstallServiceFlowsForThisIntfSet();
    }
    parent()->updateServiceIntfMacSm( name() );
-   KEL_TRACE_RETURN();
 }
 
 bool KelServiceIntfSet::removeStaleBindings() {
@@ -74,7 +73,7 @@ bool KelServiceIntfSet::removeStaleBindings() {
 }
 
 bool KelServiceIntfSet::updateVniIntf( Kel::String const & intfName ) {
-   KEL_TRACE_ENTRY( " policyFragment:", parent()->fragmentName(), " intfType:", name(),
+   KEL_TRACE_SCOPE( " policyFragment:", parent()->fragmentName(), " intfType:", name(),
                     " intf: ", intfName );
    auto const info = parent()->fragInfo()->serviceIntfSetInfo( name() );
    bool changed = false;
@@ -97,11 +96,11 @@ bool KelServiceIntfSet::updateVniIntf( Kel::String const & intfName ) {
          }
       }
    }
-   KEL_TRACE_RETURN();
    return changed;
 }
 
 void KelServiceIntfSet::reinstallServiceFlowsForThisIntfSet() {
+   KEL_TRACE_SCOPE( " set: ", name() );
    if ( !initialized() ) {
       return;
    }
@@ -113,7 +112,7 @@ void KelServiceIntfSet::reinstallServiceFlowsForThisIntfSet() {
 }
 
 void KelServiceIntfSet::cleanup() {
-   KEL_TRACE_ENTRY( " set: ", name() );
+   KEL_TRACE_SCOPE( " set: ", name() );
    if ( !initialized() ) {
       return;
    }
@@ -132,7 +131,6 @@ void KelServiceIntfSet::cleanup() {
    }
    parent()->destroyServiceIntfMacSm( name() );
    initializedIs( false );
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClient::DatapathV1

@@ -9,19 +9,18 @@ KEL_MACHINE_TYPE( QorClient::DatapathV1::NearIntfGlideMacSm )
 namespace QorClient::DatapathV1 {
 
 void NearIntfGlideMacSm::handleInitialized() {
-   KEL_TRACE_ENTRY( " vni: ", vni() );
+   KEL_TRACE_SCOPE( " vni: ", vni() );
    initializedIs( true );
    populateGrState();
    handleGlideMac();
-   KEL_TRACE_RETURN();
 }
 
 void NearIntfGlideMacSm::handleGlideMac() {
    Wirekit::EthAddr const vmac = fhrpGlideMacStatus()->virtualRouterMac();
-   KEL_TRACE_ENTRY( " vmac: ", vmac, " vlan: ", vlan(), " near interface: ", intfId() );
+   KEL_TRACE_SCOPE( " vmac: ", vmac, " vlan: ", vlan(), " near interface: ", intfId() );
    if ( vlan().isNone() || !intfId() ) {
       glideMacIs( vmac );
-      KEL_TRACE( Kel::traceReturn, " return: not ready " );
+      KEL_TRACE_RETURN( " return: not ready " );
       return;
    }
    if ( vmac != glideMac() ) {
@@ -37,7 +36,6 @@ void NearIntfGlideMacSm::handleGlideMac() {
    if ( vmac != Wirekit::EthAddr() ) {
       addMacInput( vmac, 64, 1 );
    }
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClient::DatapathV1

@@ -67,6 +67,7 @@ Kel::Ptr< KelPolicyFragment > KelFlowStats::fragment( Kel::String const & fragme
 
 void KelFlowStats::updateRuleState( Kel::String const & fragmentName, Kel::String const & flowName,
                                     Kel::String const & ruleName, FlowState flowState ) {
+   KEL_TRACE_SCOPE( " fragment: ", fragmentName, " flow: ", flowName, " rule: ", ruleName );
    if ( auto const found = fragment( fragmentName ) ) {
       found->updateRuleState( flowName, ruleName, flowState );
    }
@@ -74,12 +75,14 @@ void KelFlowStats::updateRuleState( Kel::String const & fragmentName, Kel::Strin
 
 void KelFlowStats::updateFlowState( Kel::String const & fragmentName, Kel::String const & flowName,
                                     FlowState flowState ) {
+   KEL_TRACE_SCOPE( " fragment: ", fragmentName, " flow: ", flowName );
    if ( auto const found = fragment( fragmentName ) ) {
       found->updateFlowState( flowName, flowState );
    }
 }
 
 void KelFlowStats::handleInitialized() {
+   KEL_TRACE_SCOPE( " name: ", name() );
    // A rule that was programmed before this watcher appeared counts at once.
    initializedIs( true );
    handleStatus();
@@ -88,7 +91,7 @@ void KelFlowStats::handleInitialized() {
 void KelFlowStats::handleStatus() {
    Kel::String const ruleName = name();
    FlowStatus const status = flowStats()->status();
-   KEL_TRACE_ENTRY( ruleName, " status: ", status );
+   KEL_TRACE_SCOPE( ruleName, " status: ", status );
    auto const agentStatus = pfHwStatusSm()->agentStatus();
    if ( !pfHwStatusSm()->isFlowRuleInteresting( ruleName ) ) {
       return;
@@ -117,12 +120,11 @@ void KelFlowStats::handleStatus() {
    updateFlowState( fragmentName, flowName,
                     isAnyFlowRuleProgrammed( fragmentName, flowName ) ? FlowState::flowProgrammed
                                                                       : FlowState::flowWaiting );
-   KEL_TRACE_RETURN();
 }
 
 void KelFlowStats::doCleanup() {
    Kel::String const ruleName = name();
-   KEL_TRACE_ENTRY( ruleName );
+   KEL_TRACE_SCOPE( ruleName );
    initializedIs( false );
    if ( !pfHwStatusSm()->isFlowRuleInteresting( ruleName ) ) {
       return;
@@ -149,7 +151,6 @@ void KelFlowStats::doCleanup() {
                                                           : FlowState::flowWaiting;
    updateFlowState( fragmentName, flowName, state );
    updateRuleState( fragmentName, flowName, ruleName, FlowState::flowWaiting );
-   KEL_TRACE_RETURN();
 }
 
 bool PfHwStatusSm::isFlowRuleInteresting( Kel::String const & ruleName ) const {
@@ -164,17 +165,16 @@ void PfHwStatusSm::createNestedReactors() {
 }
 
 void PfHwStatusSm::handleFlowStats( Kel::Name const & name ) {
-   KEL_TRACE_ENTRY( " name: ", name );
+   KEL_TRACE_SCOPE( " name: ", name );
    if ( auto const row = pfHwStatus()->flowStats( name ) ) {
       flowStatsIs( row );
    } else if ( auto const gone = flowStatsDel( name ) ) {
       gone->doCleanup();
    }
-   KEL_TRACE_RETURN();
 }
 
 void PfHwStatusSm::handleInitialized() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    initializedIs( true );
    for ( auto const & [fragmentName, fragment] : parent()->policyFragment() ) {
       auto const fragInfo = agentStatus()->policyFragmentInfo( fragmentName );
@@ -194,10 +194,10 @@ void PfHwStatusSm::handleInitialized() {
          fragment->updateFlowState( flowName, FlowState::flowInitial );
       }
    }
-   KEL_TRACE_RETURN();
 }
 
 void PfHwStatusSm::doCleanup() {
+   KEL_TRACE_SCOPE();
    initializedIs( false );
    for ( auto const & [name, watcher] : flowStats() ) {
       flowStatsDel( name );

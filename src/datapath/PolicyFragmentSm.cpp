@@ -15,7 +15,7 @@ void PolicyFragmentSm::createNestedReactors() {
 }
 
 void PolicyFragmentSm::handleInitialized() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    initializedIs( true );
    deleteStaleStatus();
    deleteStaleBindings();
@@ -27,7 +27,6 @@ void PolicyFragmentSm::handleInitialized() {
    handleWarmHost();
    handleSwitchIntfConfig();
    deleteStaleL2RibHosts();
-   KEL_TRACE_RETURN();
 }
 
 void PolicyFragmentSm::deleteStaleL2RibHosts() {
@@ -69,13 +68,12 @@ void PolicyFragmentSm::deleteStaleBindings() {
 }
 
 void PolicyFragmentSm::handlePolicyFragment( Kel::String const & fragmentName ) {
-   KEL_TRACE_ENTRY( " fragment: ", fragmentName );
+   KEL_TRACE_SCOPE( " fragment: ", fragmentName );
    if ( auto fragment = polFragConfig()->policyFragment( fragmentName ) ) {
       policyFragmentIs( fragment );
    } else {
       deletePolicyFragment( fragmentName );
    }
-   KEL_TRACE_RETURN();
 }
 
 void PolicyFragmentSm::deletePolicyFragment( Kel::String const & fragmentName ) {
@@ -85,7 +83,7 @@ void PolicyFragmentSm::deletePolicyFragment( Kel::String const & fragmentName ) 
 }
 
 void PolicyFragmentSm::doPrepareToDie() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    pfHwStatusSmDel();
    qorIntfConfigSmDelAll();
    // What the fragments have published must not outlive them.
@@ -95,7 +93,6 @@ void PolicyFragmentSm::doPrepareToDie() {
    // A fragment leaves its flows' own bindings behind, which hold VLANs on interfaces. With all of
    // them gone nothing needs a VLAN, and the VLAN helper is still there to take them off.
    agentStatus()->boundVniDelAll();
-   KEL_TRACE_RETURN();
 }
 
 Kel::Ptr< KelPolicyFragment > PolicyFragmentSm::routedFragment(
@@ -108,8 +105,9 @@ Kel::Ptr< KelPolicyFragment > PolicyFragmentSm::routedFragment(
 }
 
 void PolicyFragmentSm::handleVlanForVni( Vxlan::VniExtOrNone vni ) {
-   KEL_TRACE_ENTRY( " vni: ", vni );
+   KEL_TRACE_SCOPE( " vni: ", vni );
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    if ( !policyFragmentForVniHas( vni ) ) {
@@ -117,18 +115,19 @@ void PolicyFragmentSm::handleVlanForVni( Vxlan::VniExtOrNone vni ) {
    } else if ( auto fragment = routedFragment( policyFragmentForVni( vni ) ) ) {
       fragment->handleVlanForVni( vni );
    }
-   KEL_TRACE_RETURN();
 }
 
 void PolicyFragmentSm::handleVlanForVni() {
+   KEL_TRACE_SCOPE();
    for ( Vxlan::VniExtOrNone vni : agentStatus()->vlanForVniKeys() ) {
       handleVlanForVni( vni );
    }
 }
 
 void PolicyFragmentSm::handleWarmHost( Bridging::MacVlanPair const & host ) {
-   KEL_TRACE_ENTRY( " host: ", host.mac, " vlan: ", host.vlanId );
+   KEL_TRACE_SCOPE( " host: ", host.mac, " vlan: ", host.vlanId );
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    if ( !policyFragmentForHostHas( host ) ) {
@@ -136,23 +135,25 @@ void PolicyFragmentSm::handleWarmHost( Bridging::MacVlanPair const & host ) {
    } else if ( auto fragment = routedFragment( policyFragmentForHost( host ) ) ) {
       fragment->handleWarmHost( host );
    }
-   KEL_TRACE_RETURN();
 }
 
 void PolicyFragmentSm::handleWarmHost() {
+   KEL_TRACE_SCOPE();
    for ( Bridging::MacVlanPair const & host : agentStatus()->warmHostKeys() ) {
       handleWarmHost( host );
    }
 }
 
 void PolicyFragmentSm::handleWarmHostRefCount( Wirekit::IntfId intfId ) {
+   KEL_TRACE_SCOPE( " intfId: ", intfId );
    KEL_TRACE_INFO( intfId, " on ", " : ", agentStatus()->warmHostRefCount( intfId ) );
    handleSwitchIntfConfig( intfId );
 }
 
 void PolicyFragmentSm::handleSwitchIntfConfig( Wirekit::IntfId intfId ) {
-   KEL_TRACE_ENTRY( " intfId: ", intfId );
+   KEL_TRACE_SCOPE( " intfId: ", intfId );
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    auto const intfConfig = switchIntfConfigDir()->switchIntfConfig( intfId );
@@ -163,22 +164,23 @@ void PolicyFragmentSm::handleSwitchIntfConfig( Wirekit::IntfId intfId ) {
       KEL_TRACE_INFO( "Deleting qorIntfConfigSm for interface: ", intfId );
       qorIntfConfigSmDel( intfId );
    }
-   KEL_TRACE_RETURN();
 }
 
 void PolicyFragmentSm::handleSwitchIntfConfig() {
+   KEL_TRACE_SCOPE();
    for ( Wirekit::IntfId intfId : switchIntfConfigDir()->switchIntfConfigKeys() ) {
       handleSwitchIntfConfig( intfId );
    }
 }
 
 void PolicyFragmentSm::handleRuleState( Kel::String const & ruleName ) {
+   KEL_TRACE_SCOPE( " rule: ", ruleName );
    KEL_TRACE_INFO( ruleName, " on ", " : ", agentStatus()->ruleStateForRuleName( ruleName ) );
 }
 
 void PolicyFragmentSm::addServiceVlanToOriginalVlan( Vxlan::VniExtOrNone serviceVni,
                                                      Vxlan::VniExtOrNone originalVni ) {
-   KEL_TRACE_ENTRY( " serviceVni: ", serviceVni, " originalVni: ", originalVni );
+   KEL_TRACE_SCOPE( " serviceVni: ", serviceVni, " originalVni: ", originalVni );
    if ( !agentStatus()->vlanForVniHas( serviceVni ) ||
         !agentStatus()->vlanForVniHas( originalVni ) ) {
       return;
@@ -195,18 +197,16 @@ void PolicyFragmentSm::addServiceVlanToOriginalVlan( Vxlan::VniExtOrNone service
    KEL_TRACE_INFO( "Adding serviceVlan: ", serviceVlan, " to originalVlan: ", originalVlan );
    localData()->serviceToOriginalVlanIs( serviceVlan, originalVlan );
    shadowServiceVniToVlanIs( serviceVni, serviceVlan );
-   KEL_TRACE_RETURN();
 }
 
 void PolicyFragmentSm::removeServiceVlanToOriginalVlan( Vxlan::VniExtOrNone serviceVni ) {
-   KEL_TRACE_ENTRY( " serviceVni: ", serviceVni );
+   KEL_TRACE_SCOPE( " serviceVni: ", serviceVni );
    if ( shadowServiceVniToVlanHas( serviceVni ) ) {
       Bridging::VlanId const vlan = shadowServiceVniToVlan( serviceVni );
       KEL_TRACE_INFO( "Removing serviceVlan: ", vlan );
       localData()->serviceToOriginalVlanDel( vlan );
       shadowServiceVniToVlanDel( serviceVni );
    }
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClient::DatapathV1

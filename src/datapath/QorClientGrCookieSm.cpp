@@ -9,25 +9,24 @@ KEL_MACHINE_TYPE( QorClient::PolicyGrCookieSm )
 namespace QorClient {
 
 void PolicyGrCookieSm::handleInitialized() {
-   KEL_TRACE_ENTRY( " fragment: ", fragmentName() );
+   KEL_TRACE_SCOPE( " fragment: ", fragmentName() );
    initializedIs( true );
    handleInterceptInfo();
    handleIsServiceVtep();
-   KEL_TRACE_RETURN();
 }
 
 void PolicyGrCookieSm::handleInterceptInfo( Wirekit::IpGenAddr const & ipAddr ) {
-   KEL_TRACE_ENTRY( " fragment: ", fragmentName(), " ip: ", ipAddr );
+   KEL_TRACE_SCOPE( " fragment: ", fragmentName(), " ip: ", ipAddr );
    if ( !grCookieConfig()->interceptInfoHas( ipAddr ) ) {
       grCookieStatus()->interceptInfoDel( ipAddr );
    } else {
       // An equal entry is left alone.
       grCookieStatus()->interceptInfoIs( grCookieConfig()->interceptInfo( ipAddr ) );
    }
-   KEL_TRACE_RETURN();
 }
 
 void PolicyGrCookieSm::handleInterceptInfo() {
+   KEL_TRACE_SCOPE( " fragment: ", fragmentName() );
    for ( Wirekit::IpGenAddr const & ipAddr : grCookieConfig()->interceptInfoKeys() ) {
       handleInterceptInfo( ipAddr );
    }
@@ -37,9 +36,8 @@ void PolicyGrCookieSm::handleInterceptInfo() {
 }
 
 void PolicyGrCookieSm::handleIsServiceVtep() {
-   KEL_TRACE_ENTRY( " fragment: ", fragmentName() );
+   KEL_TRACE_SCOPE( " fragment: ", fragmentName() );
    grCookieStatus()->isServiceVtepIs( grCookieConfig()->isServiceVtep() );
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClient

@@ -28,40 +28,36 @@ Wirekit::IntfId ServiceIntfMacSm::presentIntf() const {
 }
 
 void ServiceIntfMacSm::populateGrState() {
-   KEL_TRACE_ENTRY( " vni: ", vni() );
+   KEL_TRACE_SCOPE( " vni: ", vni() );
    vlanIs( presentVlan() );
    intfIdIs( presentIntf() );
-   KEL_TRACE_RETURN();
 }
 
 void ServiceIntfMacSm::handleVlan() {
-   KEL_TRACE_ENTRY( " vni: ", vni() );
+   KEL_TRACE_SCOPE( " vni: ", vni() );
    if ( Bridging::VlanIdOrNone const now = presentVlan(); now != vlan() ) {
       deleteMacInputForVlan( vlan() );
       vlanIs( now );
       doMacInput();
    }
-   KEL_TRACE_RETURN();
 }
 
 void ServiceIntfMacSm::handleIntf() {
-   KEL_TRACE_ENTRY( " vni: ", vni() );
+   KEL_TRACE_SCOPE( " vni: ", vni() );
    if ( Wirekit::IntfId const now = presentIntf(); now != intfId() ) {
       deleteMacInputForVlan( vlan() );
       intfIdIs( now );
       doMacInput();
    }
-   KEL_TRACE_RETURN();
 }
 
 void ServiceIntfMacSm::cleanup() {
-   KEL_TRACE_ENTRY( " vni: ", vni() );
+   KEL_TRACE_SCOPE( " vni: ", vni() );
    deleteMacInputForVlan( vlan() );
-   KEL_TRACE_RETURN();
 }
 
 void ServiceIntfMacSm::deleteMacInputForVlan( Bridging::VlanIdOrNone vid ) {
-   KEL_TRACE_ENTRY( " vlan: ", vid );
+   KEL_TRACE_SCOPE( " vlan: ", vid );
    if ( vid.isNone() ) {
       return;
    }
@@ -71,11 +67,11 @@ void ServiceIntfMacSm::deleteMacInputForVlan( Bridging::VlanIdOrNone vid ) {
          l2RibQorHostInput()->hostDel( host );
       }
    }
-   KEL_TRACE_RETURN();
 }
 
 void ServiceIntfMacSm::addMacInput( Wirekit::EthAddr const & macAddr, std::uint32_t preference,
                                     std::uint32_t moveCount ) {
+   KEL_TRACE_SCOPE( " mac: ", macAddr, " preference: ", preference );
    if ( !intfId() || vlan().isNone() ) {
       return;
    }

@@ -54,64 +54,64 @@ K drain( Kel::HashMap2018< K, Kel::Nothing > & backlog, K const & bookmark, Orb:
 }  // namespace
 
 void HostTrackerSm::handleInitialized() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    initializedIs( true );
    fdbTaskIs( localData()->scheduler(), 2, "fdbTask" );
    mlagHostTableTaskIs( localData()->scheduler(), 2, "mlagHostTableTask" );
    handleSwitchIntfConfig();
    handleBoundHost();
    handleCachedPeerLinkIntfId();
-   KEL_TRACE_RETURN();
 }
 
 // --- Backlogs ---
 
 void HostTrackerSm::handleFdbStatus( HostKey const & key ) {
-   KEL_TRACE_ENTRY( " fid: ", key.fid, " mac: ", key.addr );
+   KEL_TRACE_SCOPE( " fid: ", key.fid, " mac: ", key.addr );
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    fdbBacklogIs( key );
    fdbTask()->scheduleTask();
-   KEL_TRACE_RETURN();
 }
 
 void HostTrackerSm::handleHostEntry( HostEntryKey const & key ) {
-   KEL_TRACE_ENTRY( " vlan: ", key.vlanId, " mac: ", key.address );
+   KEL_TRACE_SCOPE( " vlan: ", key.vlanId, " mac: ", key.address );
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    mlagHostTableBacklogIs( key );
    mlagHostTableTask()->scheduleTask();
-   KEL_TRACE_RETURN();
 }
 
 void HostTrackerSm::drainFdbBacklog() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    Kel::Ptr< Orb::Task > const task = fdbTask();
    fdbBookmarkIs( drain( fdbBacklog_, fdbBookmark(), *task,
                          [this]( HostKey const & key ) { handleLearning( key ); } ) );
-   KEL_TRACE_RETURN();
 }
 
 void HostTrackerSm::drainMlagHostTableBacklog() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    Kel::Ptr< Orb::Task > const task = mlagHostTableTask();
    mlagHostTableBookmarkIs(
       drain( mlagHostTableBacklog_, mlagHostTableBookmark(), *task,
              [this]( HostEntryKey const & key ) { processHostEntryBacklog( key ); } ) );
-   KEL_TRACE_RETURN();
 }
 
 // --- What the tables say ---
 
 std::uint32_t HostTrackerSm::getVidForFid( std::uint32_t fid ) {
+   KEL_TRACE_SCOPE( " fid: ", fid );
    if ( !vidForFidKnown_ ) {
       vidForFid_ = {};
       for ( auto const & [vid, mapped] : bridgingConfig()->vidToFidMap() ) {
@@ -124,7 +124,7 @@ std::uint32_t HostTrackerSm::getVidForFid( std::uint32_t fid ) {
    if ( VlanId const * vid = vidForFid_.find( fid ) ) {
       return vid->value();
    }
-   KEL_TRACE( Kel::traceReturn, "return vid=fid=", fid );
+   KEL_TRACE_RETURN( "return vid=fid=", fid );
    return fid;
 }
 
@@ -133,6 +133,7 @@ HostKey HostTrackerSm::getHostKey( VlanId vid, Wirekit::EthAddr const & mac ) co
 }
 
 VlanId HostTrackerSm::getServiceVlan( VlanId oVlan ) const {
+   KEL_TRACE_SCOPE( " vlan: ", oVlan );
    VlanId found = oVlan;
    for ( auto const & [service, original] : localData()->serviceToOriginalVlan() ) {
       if ( original == oVlan ) {
@@ -140,11 +141,12 @@ VlanId HostTrackerSm::getServiceVlan( VlanId oVlan ) const {
          break;
       }
    }
-   KEL_TRACE( Kel::traceReturn, " returning ", found );
+   KEL_TRACE_RETURN( " returning ", found );
    return found;
 }
 
 bool HostTrackerSm::isServiceIntf( IntfId intf ) const {
+   KEL_TRACE_SCOPE( " intf: ", intf );
    for ( auto const & [fragment, info] : agentStatus()->policyFragmentInfo() ) {
       // A learnt host asks this of every fragment, and one with host flows alone has no set.
       if ( info->serviceIntfSetInfoCount() == 0 ) {
@@ -153,18 +155,18 @@ bool HostTrackerSm::isServiceIntf( IntfId intf ) const {
       for ( auto const & [name, set] : info->serviceIntfSetInfo() ) {
          for ( VniAndIntfForPolicyFragment const & key : set->boundVniKeys() ) {
             if ( key.intfId == intf ) {
-               KEL_TRACE( Kel::traceReturn, " return true" );
+               KEL_TRACE_RETURN( " return true" );
                return true;
             }
          }
       }
    }
-   KEL_TRACE( Kel::traceReturn, " return false" );
+   KEL_TRACE_RETURN( " return false" );
    return false;
 }
 
 void HostTrackerSm::handleLearning( HostKey const & key ) {
-   KEL_TRACE_ENTRY( " fid: ", key.fid, " mac: ", key.addr );
+   KEL_TRACE_SCOPE( " fid: ", key.fid, " mac: ", key.addr );
    if ( !initialized() ) {
       return;
    }
@@ -191,11 +193,10 @@ void HostTrackerSm::handleLearning( HostKey const & key ) {
       default:
          KEL_TRACE_INFO( "Host is not learnt locally or on peer, return" );
    }
-   KEL_TRACE_RETURN();
 }
 
 void HostTrackerSm::processHostEntryBacklog( HostEntryKey const & key ) {
-   KEL_TRACE_ENTRY( " vlan: ", key.vlanId, " mac: ", key.address );
+   KEL_TRACE_SCOPE( " vlan: ", key.vlanId, " mac: ", key.address );
    if ( !initialized() ) {
       return;
    }
@@ -205,11 +206,10 @@ void HostTrackerSm::processHostEntryBacklog( HostEntryKey const & key ) {
          addHostFromMlagHostTable( key.vlanId, key.address );
       }
    }
-   KEL_TRACE_RETURN();
 }
 
 void HostTrackerSm::addHostFromMlagHostTable( VlanId vid, Wirekit::EthAddr const & mac ) {
-   KEL_TRACE_ENTRY( " vlan: ", vid, " mac: ", mac );
+   KEL_TRACE_SCOPE( " vlan: ", vid, " mac: ", mac );
    VlanId const serviceVlan = vid;
    Mlag::HostEntry const entry = mlagHostTable()->hostEntry( { serviceVlan, mac } );
    if ( entry == Mlag::HostEntry() || entry.unusable ) {
@@ -226,12 +226,12 @@ void HostTrackerSm::addHostFromMlagHostTable( VlanId vid, Wirekit::EthAddr const
    KEL_TRACE_INFO( " Learned against an Mlag intf: ", intf );
    KEL_ASSERT( localData()->serviceToOriginalVlanHas( serviceVlan ), "HostTrackerSm" );
    updateHostLocation( { mac, localData()->serviceToOriginalVlan( serviceVlan ) }, intf );
-   KEL_TRACE_RETURN();
 }
 
 // --- Where a host is ---
 
 void HostTrackerSm::updateHostLocation( MacVlanPair const & macVlan, IntfId newIntf ) {
+   KEL_TRACE_SCOPE( " mac: ", macVlan.mac, " vlan: ", macVlan.vlanId, " intf: ", newIntf );
    IntfId const oldIntf = agentStatus()->warmHost( macVlan );
    auto const vlanConfig = bridgingConfig()->vlanConfig( macVlan.vlanId );
    KEL_TRACE_INFO( "Host: ", macVlan.mac, " vlan: ", macVlan.vlanId, " oldIntf: ", oldIntf,
@@ -257,22 +257,19 @@ void HostTrackerSm::updateHostLocation( MacVlanPair const & macVlan, IntfId newI
          warmHostRefCountDec( oldIntf );
       }
    }
-   KEL_TRACE_RETURN();
 }
 
 void HostTrackerSm::addHost( MacVlanPair const & macVlan, IntfId intfId ) {
-   KEL_TRACE_ENTRY( " mac: ", macVlan.mac, " vlan: ", macVlan.vlanId, " intf: ", intfId );
+   KEL_TRACE_SCOPE( " mac: ", macVlan.mac, " vlan: ", macVlan.vlanId, " intf: ", intfId );
    agentStatus()->warmHostIs( macVlan, intfId );
    agentStatus()->warmHostRefCountIs( intfId, agentStatus()->warmHostRefCount( intfId ) + 1 );
-   KEL_TRACE_RETURN();
 }
 
 void HostTrackerSm::removeHost( MacVlanPair const & macVlan ) {
-   KEL_TRACE_ENTRY( " mac: ", macVlan.mac, " vlan: ", macVlan.vlanId );
+   KEL_TRACE_SCOPE( " mac: ", macVlan.mac, " vlan: ", macVlan.vlanId );
    IntfId const intf = agentStatus()->warmHost( macVlan );
    agentStatus()->warmHostDel( macVlan );
    warmHostRefCountDec( intf );
-   KEL_TRACE_RETURN();
 }
 
 void HostTrackerSm::warmHostRefCountDec( IntfId intfId ) {
@@ -285,13 +282,12 @@ void HostTrackerSm::warmHostRefCountDec( IntfId intfId ) {
 }
 
 void HostTrackerSm::clearStaleWarmHosts() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    for ( MacVlanPair const & host : agentStatus()->warmHostKeys() ) {
       if ( !agentStatus()->boundHostHas( host ) ) {
          removeHost( host );
       }
    }
-   KEL_TRACE_RETURN();
 }
 
 void HostTrackerSm::removeHostsOnIntf( IntfId intf ) {
@@ -305,8 +301,9 @@ void HostTrackerSm::removeHostsOnIntf( IntfId intf ) {
 // --- What policy and configuration say ---
 
 void HostTrackerSm::handleBoundHost( MacVlanPair const & key ) {
-   KEL_TRACE_ENTRY( " mac: ", key.mac, " vlan: ", key.vlanId );
+   KEL_TRACE_SCOPE( " mac: ", key.mac, " vlan: ", key.vlanId );
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    if ( !agentStatus()->boundHostHas( key ) ) {
@@ -326,12 +323,13 @@ void HostTrackerSm::handleBoundHost( MacVlanPair const & key ) {
       KEL_TRACE_INFO( "Try learning from Mlag Peer Table" );
       addHostFromMlagHostTable( svc, key.mac );
    }
-   KEL_TRACE_RETURN();
 }
 
 void HostTrackerSm::handleBoundHost() {
+   KEL_TRACE_SCOPE();
    KEL_TRACE_INFO( "ResyncInProgress: ", agentStatus()->resyncInProgress() );
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    if ( !agentStatus()->resyncInProgress() ) {
@@ -343,6 +341,7 @@ void HostTrackerSm::handleBoundHost() {
 }
 
 void HostTrackerSm::handleBoundHostsOnVlan( VlanId vlan ) {
+   KEL_TRACE_SCOPE( " vlan: ", vlan );
    for ( MacVlanPair const & key : agentStatus()->boundHostKeys() ) {
       if ( key.vlanId == vlan ) {
          handleBoundHost( key );
@@ -351,39 +350,39 @@ void HostTrackerSm::handleBoundHostsOnVlan( VlanId vlan ) {
 }
 
 void HostTrackerSm::handleResyncInProgress() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    KEL_ASSERT( !agentStatus()->resyncInProgress(), "HostTrackerSm" );
    clearStaleWarmHosts();
-   KEL_TRACE_RETURN();
 }
 
 void HostTrackerSm::handleCachedPeerLinkIntfId() {
    IntfId const peerLink = agentStatus()->cachedPeerLinkIntfId();
-   KEL_TRACE_ENTRY( " peerLink: ", peerLink );
+   KEL_TRACE_SCOPE( " peerLink: ", peerLink );
    if ( !peerLink ) {
-      KEL_TRACE( Kel::traceReturn, " peerlink is removed. return" );
+      KEL_TRACE_RETURN( " peerlink is removed. return" );
       return;
    }
    removeHostsOnIntf( peerLink );
-   KEL_TRACE_RETURN();
 }
 
 void HostTrackerSm::handleVidToFidMap( VlanId vid ) {
-   KEL_TRACE_ENTRY( " vlan: ", vid );
+   KEL_TRACE_SCOPE( " vlan: ", vid );
    vidForFidKnown_ = false;
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    handleBoundHostsOnVlan( vid );
-   KEL_TRACE_RETURN();
 }
 
 void HostTrackerSm::handleServiceToOriginalVlan( VlanId vid ) {
-   KEL_TRACE_ENTRY( " vlan: ", vid );
+   KEL_TRACE_SCOPE( " vlan: ", vid );
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    if ( localData()->serviceToOriginalVlanHas( vid ) ) {
@@ -391,24 +390,24 @@ void HostTrackerSm::handleServiceToOriginalVlan( VlanId vid ) {
       KEL_TRACE_INFO( "Mapping added service vlan: ", vid, " to orginal vlan: ", ovlan );
       handleBoundHostsOnVlan( ovlan );
    }
-   KEL_TRACE_RETURN();
 }
 
 void HostTrackerSm::handleSwitchIntfConfig( IntfId intfId ) {
-   KEL_TRACE_ENTRY( " intfId: ", intfId );
+   KEL_TRACE_SCOPE( " intfId: ", intfId );
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    if ( !switchIntfConfigDir()->switchIntfConfigHas( intfId ) ) {
       KEL_TRACE_INFO( "Deleting all hosts learned on: ", intfId );
       removeHostsOnIntf( intfId );
    }
-   KEL_TRACE_RETURN();
 }
 
 void HostTrackerSm::handleSwitchIntfConfig() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    for ( auto const & [host, intf] : agentStatus()->warmHost() ) {
@@ -416,7 +415,6 @@ void HostTrackerSm::handleSwitchIntfConfig() {
          removeHost( host );
       }
    }
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClient

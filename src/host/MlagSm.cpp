@@ -16,15 +16,15 @@ using Wirekit::IntfId;
 // --- MlagSm ---
 
 void MlagSm::handleInitialized() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    initializedIs( true );
    handlePeerLinkIntf();
-   KEL_TRACE_RETURN();
 }
 
 void MlagSm::handlePeerLinkIntf() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    removePeerLinkIntf();
@@ -34,30 +34,27 @@ void MlagSm::handlePeerLinkIntf() {
       KEL_TRACE_INFO( "Adding new intfid: ", peerLink );
       qorTrunkGroup()->intfListIs( peerLink, true );
    }
-   KEL_TRACE_RETURN();
 }
 
 void MlagSm::removePeerLinkIntf() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    if ( IntfId const old = cachedPeerLinkIntfId() ) {
       KEL_TRACE_INFO( "Removing old intfid: ", old );
       qorTrunkGroup()->intfListDel( old );
       agentStatus()->cachedPeerLinkIntfIdIs( IntfId() );
    }
-   KEL_TRACE_RETURN();
 }
 
 void MlagSm::destroy() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    initializedIs( false );
    removePeerLinkIntf();
-   KEL_TRACE_RETURN();
 }
 
 // --- QorClientMlagPluginCopySm ---
 
 void QorClientMlagPluginCopySm::handleInitialized() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    if ( !cleanupClock() ) {
       // Armed as an input is: a clock that has only been made must not have the table cleaned.
       cleanupClock_.arm(
@@ -72,18 +69,17 @@ void QorClientMlagPluginCopySm::handleInitialized() {
    initializedIs( true );
    handlePeerWarmHost();
    cleanupClock()->timeMinIs( cleanupClock()->currentTime() + cleanupInterval );
-   KEL_TRACE_RETURN();
 }
 
 void QorClientMlagPluginCopySm::handleMlagState() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    handleInitialized();
-   KEL_TRACE_RETURN();
 }
 
 void QorClientMlagPluginCopySm::handlePeerWarmHost( MacVlanPair const & host ) {
-   KEL_TRACE_ENTRY( " mac: ", host.mac, " vlan: ", host.vlanId );
+   KEL_TRACE_SCOPE( " mac: ", host.mac, " vlan: ", host.vlanId );
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    if ( !qorClientPluginStateCopy()->warmHostHas( host ) ) {
@@ -101,45 +97,40 @@ void QorClientMlagPluginCopySm::handlePeerWarmHost( MacVlanPair const & host ) {
          warmHostRefCountDec( oldIntf );
       }
    }
-   KEL_TRACE_RETURN();
 }
 
 void QorClientMlagPluginCopySm::handlePeerWarmHost() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    if ( initialized() ) {
       for ( MacVlanPair const & host : qorClientPluginStateCopy()->warmHostKeys() ) {
          handlePeerWarmHost( host );
       }
       cleanupWarmHostTable();
    }
-   KEL_TRACE_RETURN();
 }
 
 void QorClientMlagPluginCopySm::cleanupWarmHostTable() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    for ( auto const & [host, intf] : agentStatus()->warmHost() ) {
       if ( !qorClientPluginStateCopy()->warmHostHas( host ) ) {
-         KEL_TRACE_INFO( "remove stale host ", host, " ", intf );
+         KEL_TRACE_INFO( "remove stale host ", host, intf );
          removeHost( host );
       }
    }
    cleanupClock()->timeMinIs( cleanupClock()->currentTime() + cleanupInterval );
-   KEL_TRACE_RETURN();
 }
 
 void QorClientMlagPluginCopySm::addHost( MacVlanPair const & macVlan, IntfId intfId ) {
-   KEL_TRACE_ENTRY( " mac: ", macVlan.mac, " vlan: ", macVlan.vlanId, " intf: ", intfId );
+   KEL_TRACE_SCOPE( " mac: ", macVlan.mac, " vlan: ", macVlan.vlanId, " intf: ", intfId );
    agentStatus()->warmHostIs( macVlan, intfId );
    agentStatus()->warmHostRefCountIs( intfId, agentStatus()->warmHostRefCount( intfId ) + 1 );
-   KEL_TRACE_RETURN();
 }
 
 void QorClientMlagPluginCopySm::removeHost( MacVlanPair const & macVlan ) {
-   KEL_TRACE_ENTRY( " mac: ", macVlan.mac, " vlan: ", macVlan.vlanId );
+   KEL_TRACE_SCOPE( " mac: ", macVlan.mac, " vlan: ", macVlan.vlanId );
    IntfId const intf = agentStatus()->warmHost( macVlan );
    agentStatus()->warmHostDel( macVlan );
    warmHostRefCountDec( intf );
-   KEL_TRACE_RETURN();
 }
 
 void QorClientMlagPluginCopySm::warmHostRefCountDec( IntfId intfId ) {

@@ -9,22 +9,20 @@ KEL_MACHINE_TYPE( QorClient::ResyncSm )
 namespace QorClient {
 
 void ResyncSm::handleInitialized() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    initializedIs( true );
    resyncTaskIs( localData()->scheduler(), 2, "resyncTask" );
    KEL_TRACE_INFO( " resyncInProgress: ", status()->resyncInProgress() );
    resyncTask()->scheduleTaskLowestDelay( resyncPeriod );
-   KEL_TRACE_RETURN();
 }
 
 void ResyncSm::handleResyncTask() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    if ( resyncTask()->taskCurrentlyRunning() ) {
       status()->resyncInProgressIs( false );
    } else {
       resyncTask()->scheduleTaskLowestDelay( resyncPeriod );
    }
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClient

@@ -106,10 +106,11 @@ OpenFlowTable::Actions FlowGroupConfigSm::buildActions( QorL3::V1::Action const 
 
 bool FlowGroupConfigSm::isFlowConfigModified( QorL3::V1::FlowConfig const & flowConfig,
                                               OpenFlowTable::FlowEntry const & flowEntry ) const {
+   KEL_TRACE_SCOPE( " Flow: ", flowConfig.name );
    if ( buildMatch( flowConfig.match, flowConfig.matchFieldSet ) == flowEntry.match &&
         buildActions( flowConfig.action, flowConfig.actionFieldSet ) == flowEntry.actions &&
         static_cast< std::int32_t >( flowConfig.priority ) == flowEntry.priority.value() ) {
-      KEL_TRACE( Kel::traceReturn, " return false" );
+      KEL_TRACE_RETURN( " return false" );
       return false;
    }
    return true;

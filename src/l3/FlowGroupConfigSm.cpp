@@ -9,28 +9,26 @@ KEL_MACHINE_TYPE( QorClientL3::V1::FlowGroupConfigSm )
 namespace QorClientL3::V1 {
 
 void FlowGroupConfigSm::handleInitialized() {
-   KEL_TRACE_ENTRY( "VRF: ", vrf(), " Order: ", order().stringValue() );
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " Order: ", order().stringValue() );
    initializedIs( true );
    handleFlow();
-   KEL_TRACE_RETURN();
 }
 
 void FlowGroupConfigSm::handleFlow( Kel::String const & name ) {
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
-   KEL_TRACE_ENTRY( "VRF: ", vrf(), " Order: ", order().stringValue(), " Flow: ", name );
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " Order: ", order().stringValue(), " Flow: ", name );
    QorL3::V1::FlowConfig const flowConfig = flowGroupConfig()->flow( name );
    if ( !flowConfig ) {
       KEL_TRACE_INFO( "Flow ", name, " has been removed" );
       uninstallFlow( name );
-      KEL_TRACE_RETURN();
       return;
    }
    if ( !flowConfig.enabled ) {
       KEL_TRACE_INFO( "Flow ", name, " is not enabled" );
       uninstallFlow( name );
-      KEL_TRACE_RETURN();
       return;
    }
    if ( pfHwConfig()->flowEntryHas( name ) &&
@@ -40,11 +38,12 @@ void FlowGroupConfigSm::handleFlow( Kel::String const & name ) {
    }
    // An unchanged flow is written again, in place.
    installFlow( flowConfig );
-   KEL_TRACE_RETURN();
 }
 
 void FlowGroupConfigSm::handleFlow() {
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " Order: ", order().stringValue() );
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    for ( Kel::String const & name : flowGroupConfig()->flowKeys() ) {
@@ -56,9 +55,10 @@ void FlowGroupConfigSm::handleFlow() {
 
 void FlowGroupConfigSm::handleVlanToVniMap( Vxlan::VniExt vniExt ) {
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
-   KEL_TRACE_ENTRY( "VNI: ", vniExt );
+   KEL_TRACE_SCOPE( "VNI: ", vniExt );
    Vxlan::VniOrNone const vni( vniExt );
    bool const isMapped = vtepInfo()->vniToVlanMapHas( vniExt );
    if ( isMapped ) {
@@ -76,10 +76,10 @@ void FlowGroupConfigSm::handleVlanToVniMap( Vxlan::VniExt vniExt ) {
          handleFlow( name );
       }
    }
-   KEL_TRACE_RETURN();
 }
 
 void FlowGroupConfigSm::installFlow( QorL3::V1::FlowConfig const & flowConfig ) {
+   KEL_TRACE_SCOPE( " Flow: ", flowConfig.name );
    KEL_TRACE_INFO( "Installing flow ", flowConfig.name );
    OpenFlowTable::Match const match = buildMatch( flowConfig.match, flowConfig.matchFieldSet );
    OpenFlowTable::Actions const actions =
@@ -96,22 +96,20 @@ void FlowGroupConfigSm::installFlow( QorL3::V1::FlowConfig const & flowConfig ) 
    pfHwConfig()->flowEntryIs( flowConfig.name, match, actions, priority,
                               OpenFlowTable::PriorityGroupType::normal,
                               OpenFlowTable::TableType::lookup, 0, 0.0, 0.0, false );
-   KEL_TRACE_RETURN();
 }
 
 void FlowGroupConfigSm::uninstallFlow( Kel::String const & flowName ) {
+   KEL_TRACE_SCOPE( " Flow: ", flowName );
    KEL_TRACE_INFO( "Removing flow ", flowName );
    pfHwConfig()->flowEntryDel( flowName );
-   KEL_TRACE_RETURN();
 }
 
 void FlowGroupConfigSm::cleanup() {
-   KEL_TRACE_ENTRY( "VRF: ", vrf(), " Order: ", order().stringValue() );
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " Order: ", order().stringValue() );
    for ( Kel::String const & name : flowGroupConfig()->flowKeys() ) {
       uninstallFlow( name );
    }
    initializedIs( false );
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClientL3::V1

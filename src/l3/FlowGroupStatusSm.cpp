@@ -9,17 +9,17 @@ KEL_MACHINE_TYPE( QorClientL3::V1::FlowGroupStatusSm )
 namespace QorClientL3::V1 {
 
 void FlowGroupStatusSm::handleInitialized() {
-   KEL_TRACE_ENTRY( "VRF: ", vrf(), " Order: ", order().stringValue() );
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " Order: ", order().stringValue() );
    initializedIs( true );
    handleFlowStatus();
-   KEL_TRACE_RETURN();
 }
 
 void FlowGroupStatusSm::handleFlowStatus( Kel::String const & name ) {
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
-   KEL_TRACE_ENTRY( "VRF: ", vrf(), " Order: ", order().stringValue(), " Flow: ", name );
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " Order: ", order().stringValue(), " Flow: ", name );
    QorL3::V1::FlowConfig const flowConfig = flowGroupConfig()->flow( name );
    Kel::Ptr< OpenFlowTable::FlowStats const > const flowStats = pfHwStatus()->flowStats( name );
    pfHwStatusWants( name, !!flowConfig );
@@ -29,7 +29,6 @@ void FlowGroupStatusSm::handleFlowStatus( Kel::String const & name ) {
       flowGroupStatus()->flowDel( name );
    }
    if ( !flowConfig ) {
-      KEL_TRACE_RETURN();
       return;
    }
    if ( flowStats ) {
@@ -44,11 +43,12 @@ void FlowGroupStatusSm::handleFlowStatus( Kel::String const & name ) {
       status.detail = detail;
       flowGroupStatus()->flowIs( status );
    }
-   KEL_TRACE_RETURN();
 }
 
 void FlowGroupStatusSm::handleFlowStatus() {
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " Order: ", order().stringValue() );
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    for ( Kel::String const & name : flowGroupStatus()->flowKeys() ) {
@@ -63,10 +63,9 @@ void FlowGroupStatusSm::handleFlowStatus() {
 }
 
 void FlowGroupStatusSm::cleanup() {
-   KEL_TRACE_ENTRY( "VRF: ", vrf(), " Order: ", order().stringValue() );
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " Order: ", order().stringValue() );
    flowStatusSmDelAll();
    initializedIs( false );
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClientL3::V1

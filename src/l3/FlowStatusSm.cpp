@@ -49,18 +49,18 @@ bool FlowStatusSm::isFlowError( FlowStatus flowStatus ) {
 }
 
 void FlowStatusSm::handleInitialized() {
-   KEL_TRACE_ENTRY( "VRF: ", vrf(), " Order: ", order().stringValue(), " FlowName", flowName(),
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " Order: ", order().stringValue(), " FlowName", flowName(),
                     " Status: ", flowStats()->status() );
    initializedIs( true );
    handleStatus();
-   KEL_TRACE_RETURN();
 }
 
 void FlowStatusSm::handleStatus() {
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
-   KEL_TRACE_ENTRY( "VRF: ", vrf(), " Order: ", order().stringValue(), " FlowName", flowName() );
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " Order: ", order().stringValue(), " FlowName", flowName() );
    QorL3::V1::FlowStatus status( flowName() );
    status.enabled = flowConfig_.enabled;
    status.firstLabel = flowConfig_.firstLabel;
@@ -81,14 +81,12 @@ void FlowStatusSm::handleStatus() {
       status.detail = unhandledText( answer );
    }
    flowGroupStatus()->flowIs( status );
-   KEL_TRACE_RETURN();
 }
 
 void FlowStatusSm::cleanup() {
-   KEL_TRACE_ENTRY( "VRF: ", vrf(), " Order: ", order().stringValue(), " FlowName", flowName() );
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " Order: ", order().stringValue(), " FlowName", flowName() );
    flowGroupStatus()->flowDel( flowName() );
    initializedIs( false );
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClientL3::V1

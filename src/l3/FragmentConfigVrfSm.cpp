@@ -9,17 +9,17 @@ KEL_MACHINE_TYPE( QorClientL3::V1::FragmentConfigVrfSm )
 namespace QorClientL3::V1 {
 
 void FragmentConfigVrfSm::handleInitialized() {
-   KEL_TRACE_ENTRY( "VRF: ", vrf() );
+   KEL_TRACE_SCOPE( "VRF: ", vrf() );
    initializedIs( true );
    handleFlowGroupConfig();
-   KEL_TRACE_RETURN();
 }
 
 void FragmentConfigVrfSm::handleFlowGroupConfig( QorL3::V1::FlowGroupOrder const & order ) {
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
-   KEL_TRACE_ENTRY( "VRF: ", vrf(), "FlowGroupOrder ", order.stringValue() );
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), "FlowGroupOrder ", order.stringValue() );
    Kel::Ptr< QorL3::V1::FlowGroupConfig const > const config = fragmentConfig()->flowGroup( order );
    if ( config ) {
       Kel::Ptr< QorClient::VtepInfo const > const vtepInfo = localData()->vtepInfo();
@@ -28,11 +28,12 @@ void FragmentConfigVrfSm::handleFlowGroupConfig( QorL3::V1::FlowGroupOrder const
       KEL_TRACE_INFO( "FlowGroupConfig with Order ", order.stringValue(), " removed" );
       flowGroupConfigSmDel( order );
    }
-   KEL_TRACE_RETURN();
 }
 
 void FragmentConfigVrfSm::handleFlowGroupConfig() {
+   KEL_TRACE_SCOPE( "VRF: ", vrf() );
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    for ( QorL3::V1::FlowGroupOrder const & order : fragmentConfig()->flowGroupKeys() ) {
@@ -41,10 +42,9 @@ void FragmentConfigVrfSm::handleFlowGroupConfig() {
 }
 
 void FragmentConfigVrfSm::cleanup() {
-   KEL_TRACE_ENTRY( "VRF: ", vrf() );
+   KEL_TRACE_SCOPE( "VRF: ", vrf() );
    flowGroupConfigSmDelAll();
    initializedIs( false );
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClientL3::V1

@@ -9,17 +9,17 @@ KEL_MACHINE_TYPE( QorClientL3::V1::FragmentStatusVrfSm )
 namespace QorClientL3::V1 {
 
 void FragmentStatusVrfSm::handleInitialized() {
-   KEL_TRACE_ENTRY( "VRF: ", vrf() );
+   KEL_TRACE_SCOPE( "VRF: ", vrf() );
    initializedIs( true );
    handleFlowGroupConfig();
-   KEL_TRACE_RETURN();
 }
 
 void FragmentStatusVrfSm::handleFlowGroupConfig( QorL3::V1::FlowGroupOrder const & order ) {
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
-   KEL_TRACE_ENTRY( "VRF: ", vrf(), " Order: ", order.stringValue() );
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " Order: ", order.stringValue() );
    Kel::Ptr< QorL3::V1::FlowGroupConfig const > const config = fragmentConfig()->flowGroup( order );
    if ( !config ) {
       KEL_TRACE_INFO( "FlowGroupStatus with Order ", order.stringValue(), " removed" );
@@ -29,11 +29,12 @@ void FragmentStatusVrfSm::handleFlowGroupConfig( QorL3::V1::FlowGroupOrder const
       auto const status = fragmentStatus()->flowGroupIs( order );
       flowGroupStatusSmIs( vrf(), status, config, pfHwStatus(), pfHwConfig() );
    }
-   KEL_TRACE_RETURN();
 }
 
 void FragmentStatusVrfSm::handleFlowGroupConfig() {
+   KEL_TRACE_SCOPE( "VRF: ", vrf() );
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    for ( QorL3::V1::FlowGroupOrder const & order : fragmentStatus()->flowGroupKeys() ) {
@@ -47,11 +48,10 @@ void FragmentStatusVrfSm::handleFlowGroupConfig() {
 }
 
 void FragmentStatusVrfSm::cleanup() {
-   KEL_TRACE_ENTRY( "VRF: ", vrf() );
+   KEL_TRACE_SCOPE( "VRF: ", vrf() );
    flowGroupStatusSmDelAll();
    fragmentStatus()->flowGroupDelAll();
    initializedIs( false );
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClientL3::V1

@@ -9,17 +9,17 @@ KEL_MACHINE_TYPE( QorClientL3::V1::GroupMemberConfigSm )
 namespace QorClientL3::V1 {
 
 void GroupMemberConfigSm::handleInitialized() {
-   KEL_TRACE_ENTRY( "VRF: ", vrf(), " Group: ", groupName() );
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " Group: ", groupName() );
    initializedIs( true );
    handleMemberSet();
-   KEL_TRACE_RETURN();
 }
 
 void GroupMemberConfigSm::handleMemberSet( Vxlan::VniOrNone vni ) {
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
-   KEL_TRACE_ENTRY( "VRF: ", vrf(), " Group: ", groupName(), " VNI: ", vni );
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " Group: ", groupName(), " VNI: ", vni );
    Vxlan::VniExt const vniExt = Vxlan::Vni( vni );
    Kel::Ptr< QorL3::V1::MemberSetConfig const > const set = groupMemberConfig()->memberSet( vni );
    if ( !set ) {
@@ -34,7 +34,6 @@ void GroupMemberConfigSm::handleMemberSet( Vxlan::VniOrNone vni ) {
          deleteMemberSet( vniExt );
       }
    }
-   KEL_TRACE_RETURN();
 }
 
 void GroupMemberConfigSm::memberSetInVlan( Vxlan::VniExt vni,
@@ -56,6 +55,7 @@ void GroupMemberConfigSm::deleteMemberSet( Vxlan::VniExt vni ) {
 }
 
 void GroupMemberConfigSm::handleMemberSet() {
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " Group: ", groupName() );
    for ( Vxlan::VniOrNone vni : groupMemberConfig()->memberSetKeys() ) {
       handleMemberSet( vni );
    }
@@ -63,21 +63,20 @@ void GroupMemberConfigSm::handleMemberSet() {
 
 void GroupMemberConfigSm::handleVlanToVniMap( Vxlan::VniExt vni ) {
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
-   KEL_TRACE_ENTRY( "Vni: ", vni );
+   KEL_TRACE_SCOPE( "Vni: ", vni );
    handleMemberSet( Vxlan::VniOrNone( vni ) );
-   KEL_TRACE_RETURN();
 }
 
 void GroupMemberConfigSm::cleanup() {
-   KEL_TRACE_ENTRY( "VRF: ", vrf(), " Group: ", groupName() );
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " Group: ", groupName() );
    for ( auto const & [vni, memberSetSm] : memberSetConfigVniSm() ) {
       memberSetSm->cleanup();
    }
    memberSetConfigVniSmDelAll();
    initializedIs( false );
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClientL3::V1

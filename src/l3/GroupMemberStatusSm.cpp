@@ -9,18 +9,18 @@ KEL_MACHINE_TYPE( QorClientL3::V1::GroupMemberStatusSm )
 namespace QorClientL3::V1 {
 
 void GroupMemberStatusSm::handleInitialized() {
-   KEL_TRACE_ENTRY( "VRF: ", vrf(), " group: ", groupName() );
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " group: ", groupName() );
    initializedIs( true );
    handleMemberSet();
-   KEL_TRACE_RETURN();
 }
 
 void GroupMemberStatusSm::handleMemberSet( Vxlan::VniOrNone vniOrNone ) {
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    Vxlan::Vni const vni( vniOrNone );
-   KEL_TRACE_ENTRY( "VRF: ", vrf(), " group: ", groupName(), vni, " VNI" );
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " group: ", groupName(), vni, " VNI" );
    Kel::Ptr< QorL3::V1::MemberSetConfig const > const set =
       groupMemberConfig()->memberSet( vniOrNone );
    if ( set ) {
@@ -31,11 +31,12 @@ void GroupMemberStatusSm::handleMemberSet( Vxlan::VniOrNone vniOrNone ) {
       groupMemberStatus()->memberSetDel( vniOrNone );
       memberSetStatusVniSmDel( vni );
    }
-   KEL_TRACE_RETURN();
 }
 
 void GroupMemberStatusSm::handleMemberSet() {
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " group: ", groupName() );
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    for ( Vxlan::VniOrNone vni : groupMemberStatus()->memberSetKeys() ) {
@@ -49,10 +50,9 @@ void GroupMemberStatusSm::handleMemberSet() {
 }
 
 void GroupMemberStatusSm::cleanup() {
-   KEL_TRACE_ENTRY( "VRF: ", vrf(), " group: ", groupName() );
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " group: ", groupName() );
    groupMemberStatus()->memberSetDelAll();
    memberSetStatusVniSmDelAll();
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClientL3::V1

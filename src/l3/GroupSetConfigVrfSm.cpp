@@ -10,22 +10,23 @@ KEL_MACHINE_TYPE( QorClientL3::V1::GroupSetConfigVrfSm )
 namespace QorClientL3::V1 {
 
 void GroupSetConfigVrfSm::handleInitialized() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    buildCachedEndPointsIs( true );
    initializedIs( true );
    handleGroupMemberConfig();
    buildCachedEndPointsIs( false );
-   KEL_TRACE_RETURN();
 }
 
 void GroupSetConfigVrfSm::handleGroupMemberConfig( Kel::String const & groupName ) {
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
-   KEL_TRACE_ENTRY( "VRF: ", vrf(), " groupName: ", groupName );
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " groupName: ", groupName );
    Kel::Ptr< QorL3::V1::GroupMemberConfig const > const member =
       groupSetConfig()->group( groupName );
    if ( member ) {
+      KEL_TRACE_INFO( "VRF: ", vrf(), " groupName: ", groupName );
       KEL_TRACE_INFO( "group added ", groupName );
       Kel::Ptr< QorClient::VtepInfo const > const vtepInfo = localData()->vtepInfo();
       groupMemberConfigSmIs( groupName, member, vrf(), pfHwConfig(), vtepInfo );
@@ -44,7 +45,6 @@ void GroupSetConfigVrfSm::handleGroupMemberConfig( Kel::String const & groupName
       }
       groupMemberConfigSmDel( groupName );
    }
-   KEL_TRACE_RETURN();
 }
 
 void GroupSetConfigVrfSm::writeEndPoints(
@@ -61,20 +61,20 @@ void GroupSetConfigVrfSm::writeEndPoints(
 }
 
 void GroupSetConfigVrfSm::handleGroupMemberConfig() {
+   KEL_TRACE_SCOPE( "VRF: ", vrf() );
    for ( Kel::String const & groupName : groupSetConfig()->groupKeys() ) {
       handleGroupMemberConfig( groupName );
    }
 }
 
 void GroupSetConfigVrfSm::cleanup() {
-   KEL_TRACE_ENTRY( "VRF: ", vrf() );
+   KEL_TRACE_SCOPE( "VRF: ", vrf() );
    for ( auto const & [groupName, memberSm] : groupMemberConfigSm() ) {
       memberSm->cleanup();
    }
    groupMemberConfigSmDelAll();
    // `initialized` stays: after a clean-up that the owner calls, the machine goes on until it is
    // dropped.
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClientL3::V1

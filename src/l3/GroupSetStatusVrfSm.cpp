@@ -9,17 +9,17 @@ KEL_MACHINE_TYPE( QorClientL3::V1::GroupSetStatusVrfSm )
 namespace QorClientL3::V1 {
 
 void GroupSetStatusVrfSm::handleInitialized() {
-   KEL_TRACE_ENTRY( "VRF: ", vrf() );
+   KEL_TRACE_SCOPE( "VRF: ", vrf() );
    initializedIs( true );
    handleGroupMemberConfig();
-   KEL_TRACE_RETURN();
 }
 
 void GroupSetStatusVrfSm::handleGroupMemberConfig( Kel::String const & groupName ) {
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
-   KEL_TRACE_ENTRY( "VRF: ", vrf(), " groupName: ", groupName );
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " groupName: ", groupName );
    Kel::Ptr< QorL3::V1::GroupMemberConfig const > const config =
       groupSetConfig()->group( groupName );
    if ( config ) {
@@ -30,11 +30,12 @@ void GroupSetStatusVrfSm::handleGroupMemberConfig( Kel::String const & groupName
       groupSetStatus()->groupDel( groupName );
       groupMemberStatusSmDel( groupName );
    }
-   KEL_TRACE_RETURN();
 }
 
 void GroupSetStatusVrfSm::handleGroupMemberConfig() {
+   KEL_TRACE_SCOPE( "VRF: ", vrf() );
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    for ( Kel::String const & groupName : groupSetStatus()->groupKeys() ) {
@@ -49,10 +50,9 @@ void GroupSetStatusVrfSm::handleGroupMemberConfig() {
 }
 
 void GroupSetStatusVrfSm::cleanup() {
-   KEL_TRACE_ENTRY( "VRF: ", vrf() );
+   KEL_TRACE_SCOPE( "VRF: ", vrf() );
    groupSetStatus()->groupDelAll();
    groupMemberStatusSmDelAll();
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClientL3::V1

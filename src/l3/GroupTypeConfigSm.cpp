@@ -9,17 +9,17 @@ KEL_MACHINE_TYPE( QorClientL3::V1::GroupTypeConfigSm )
 namespace QorClientL3::V1 {
 
 void GroupTypeConfigSm::handleInitialized() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    initializedIs( true );
    handleGroupType();
-   KEL_TRACE_RETURN();
 }
 
 void GroupTypeConfigSm::handleGroupType( Kel::String const & name ) {
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
-   KEL_TRACE_ENTRY( name );
+   KEL_TRACE_SCOPE( name );
    if ( groupTypeConfig()->group( name ) == QorL3::V1::GroupType{} ) {
       KEL_TRACE_INFO( "group type removed ", name );
       pfHwConfig()->trafficGroupDel( name );
@@ -27,20 +27,19 @@ void GroupTypeConfigSm::handleGroupType( Kel::String const & name ) {
       KEL_TRACE_INFO( "group type added ", name );
       pfHwConfig()->trafficGroupIs( name, OpenFlowTable::TrafficStreamGroupType::normal );
    }
-   KEL_TRACE_RETURN();
 }
 
 void GroupTypeConfigSm::handleGroupType() {
+   KEL_TRACE_SCOPE();
    for ( Kel::String const & name : groupTypeConfig()->groupKeys() ) {
       handleGroupType( name );
    }
 }
 
 void GroupTypeConfigSm::cleanup() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    pfHwConfig()->trafficGroupDelAll();
    initializedIs( false );
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClientL3::V1

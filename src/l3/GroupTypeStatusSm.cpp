@@ -12,18 +12,18 @@ namespace QorClientL3::V1 {
 using QorL3::V1::State;
 
 void PerGroupTypeStatusSm::handleInitialized() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    initializedIs( true );
    handleStatus();
-   KEL_TRACE_RETURN();
 }
 
 void PerGroupTypeStatusSm::handleStatus() {
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    QorL3::V1::GroupInstanceStatus status{ groupName(), State::pending, {} };
-   KEL_TRACE_ENTRY( "Group: ", status.name );
+   KEL_TRACE_SCOPE( "Group: ", status.name );
    if ( isGroupStateActive() ) {
       KEL_TRACE_INFO( "Group ", status.name, " is active" );
       status.state = State::active;
@@ -37,28 +37,26 @@ void PerGroupTypeStatusSm::handleStatus() {
       status.state = State::error;
    }
    groupTypeStatus()->groupIs( status );
-   KEL_TRACE_RETURN();
 }
 
 void PerGroupTypeStatusSm::cleanup() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    groupTypeStatus()->groupDel( groupName() );
    initializedIs( false );
-   KEL_TRACE_RETURN();
 }
 
 void GroupTypeStatusSm::handleInitialized() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    initializedIs( true );
    handleGroupType();
-   KEL_TRACE_RETURN();
 }
 
 void GroupTypeStatusSm::handleGroupType( Kel::Name const & name ) {
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
-   KEL_TRACE_ENTRY( "GroupType ", name );
+   KEL_TRACE_SCOPE( "GroupType ", name );
    Kel::Ptr< OpenFlowTable::TrafficStreamGroupHwStatus const > const groupHwStatus =
       pfHwStatus()->trafficGroupStatus( name );
    if ( groupHwStatus ) {
@@ -67,11 +65,12 @@ void GroupTypeStatusSm::handleGroupType( Kel::Name const & name ) {
       KEL_TRACE_INFO( "Group ", name, " has no status" );
       perGroupTypeStatusSmDel( name );
    }
-   KEL_TRACE_RETURN();
 }
 
 void GroupTypeStatusSm::handleGroupType() {
+   KEL_TRACE_SCOPE();
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    for ( Kel::String const & name : groupTypeStatus()->groupKeys() ) {
@@ -86,10 +85,9 @@ void GroupTypeStatusSm::handleGroupType() {
 }
 
 void GroupTypeStatusSm::cleanup() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    perGroupTypeStatusSmDelAll();
    initializedIs( false );
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClientL3::V1

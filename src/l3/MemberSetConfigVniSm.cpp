@@ -10,17 +10,17 @@ KEL_MACHINE_TYPE( QorClientL3::V1::MemberSetConfigVniSm )
 namespace QorClientL3::V1 {
 
 void MemberSetConfigVniSm::handleInitialized() {
-   KEL_TRACE_ENTRY( "VRF: ", vrf(), " Group: ", groupName(), " VNI: ", vni() );
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " Group: ", groupName(), " VNI: ", vni() );
    initializedIs( true );
    handleMember();
-   KEL_TRACE_RETURN();
 }
 
 void MemberSetConfigVniSm::handleMember( QorL3::V1::MemberKey const & key ) {
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
-   KEL_TRACE_ENTRY( "VRF: ", vrf(), " Group: ", groupName(), " VNI: ", vni(), " ip: ", key.ip );
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " Group: ", groupName(), " VNI: ", vni(), " ip: ", key.ip );
    OpenFlowTable::TrafficStreamEndPointId const id = endPointIdOf( vrf(), key, vlan() );
    if ( memberSetConfig()->member( key ) == QorL3::V1::Member{} ) {
       KEL_TRACE_INFO( "VRF: ", vrf(), " Group: ", groupName(), " VNI: ", vni(),
@@ -31,22 +31,21 @@ void MemberSetConfigVniSm::handleMember( QorL3::V1::MemberKey const & key ) {
                       " ip: ", "member added ", key.ip );
       pfHwConfig()->trafficEndPointIs( id, groupName() );
    }
-   KEL_TRACE_RETURN();
 }
 
 void MemberSetConfigVniSm::handleMember() {
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " Group: ", groupName(), " VNI: ", vni() );
    for ( QorL3::V1::MemberKey const & key : memberSetConfig()->memberKeys() ) {
       handleMember( key );
    }
 }
 
 void MemberSetConfigVniSm::cleanup() {
-   KEL_TRACE_ENTRY( "VRF: ", vrf(), " Group: ", groupName(), " VNI: ", vni() );
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " Group: ", groupName(), " VNI: ", vni() );
    for ( QorL3::V1::MemberKey const & key : memberSetConfig()->memberKeys() ) {
       pfHwConfig()->trafficEndPointDel( endPointIdOf( vrf(), key, vlan() ) );
    }
    initializedIs( false );
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClientL3::V1

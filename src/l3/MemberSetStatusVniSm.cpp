@@ -30,17 +30,17 @@ MemberKey MemberStatusSm::key() const {
 }
 
 void MemberStatusSm::handleInitialized() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    initializedIs( true );
    handleStatus();
-   KEL_TRACE_RETURN();
 }
 
 void MemberStatusSm::handleStatus() {
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
-   KEL_TRACE_ENTRY( "VRF: ", vrf(), " VNI: ", vni() );
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " VNI: ", vni() );
    MemberStatus status{ key(), State::pending, {}, memberConfig().flag };
    auto const answer = endPointStatus()->status();
    if ( isMemberStateActive( answer ) ) {
@@ -60,25 +60,23 @@ void MemberStatusSm::handleStatus() {
       status.detail = detail.str();
    }
    memberSetStatus()->statusIs( status );
-   KEL_TRACE_RETURN();
 }
 
 void MemberStatusSm::cleanup() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    memberSetStatus()->statusDel( key() );
    initializedIs( false );
-   KEL_TRACE_RETURN();
 }
 
 void MemberSetStatusVniSm::handleInitialized() {
-   KEL_TRACE_ENTRY( "VRF: ", vrf(), " Group: ", groupName(), " VNI: ", vni() );
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " Group: ", groupName(), " VNI: ", vni() );
    initializedIs( true );
    pfHwStatusWants( vrf(), true );
    handleMember();
-   KEL_TRACE_RETURN();
 }
 
 void MemberSetStatusVniSm::updateMember( MemberKey const & key ) {
+   KEL_TRACE_SCOPE( " ip: ", key.ip, " mac: ", key.mac );
    Vxlan::VniExt const vniExt = vni();
    TrafficStreamEndPointId const id =
       endPointIdOf( vrf(), key, localData()->vtepInfo()->vniToVlanMap( vniExt ) );
@@ -116,15 +114,17 @@ bool MemberSetStatusVniSm::isApplicableTrafficEndPoint(
 
 void MemberSetStatusVniSm::handleMember( MemberKey const & key ) {
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
-   KEL_TRACE_ENTRY( "VRF: ", vrf(), " Group: ", groupName(), " VNI: ", vni() );
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " Group: ", groupName(), " VNI: ", vni() );
    updateMember( key );
-   KEL_TRACE_RETURN();
 }
 
 void MemberSetStatusVniSm::handleMember() {
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " Group: ", groupName(), " VNI: ", vni() );
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    for ( MemberKey const & key : memberSetStatus()->statusKeys() ) {
@@ -143,17 +143,15 @@ void MemberSetStatusVniSm::handleEndPointStatus( TrafficStreamEndPointId const &
    if ( !initialized() || !isApplicableTrafficEndPoint( endPoint ) ) {
       return;
    }
-   KEL_TRACE_ENTRY( "VRF: ", vrf(), " Group: ", groupName(), " VNI: ", vni() );
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " Group: ", groupName(), " VNI: ", vni() );
    updateMember( memberKeyOf( endPoint ) );
-   KEL_TRACE_RETURN();
 }
 
 void MemberSetStatusVniSm::cleanup() {
-   KEL_TRACE_ENTRY( "VRF: ", vrf(), " Group: ", groupName(), " VNI: ", vni() );
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " Group: ", groupName(), " VNI: ", vni() );
    memberSetStatus()->statusDelAll();
    memberStatusSmDelAll();
    initializedIs( false );
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClientL3::V1

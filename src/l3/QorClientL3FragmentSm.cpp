@@ -9,13 +9,12 @@ KEL_MACHINE_TYPE( QorClientL3::V1::FragmentSm )
 namespace QorClientL3::V1 {
 
 void FragmentSm::handleInitialized() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    initializedIs( true );
    cachedFlowConfigIs( cachedFlowConfigFactory( "cachedFlowConfig" ) );
    handleFragmentConfigDir();
    deleteStaleFlows();
    cachedFlowConfig()->flowDelAll();
-   KEL_TRACE_RETURN();
 }
 
 void FragmentSm::deleteStaleFlows() {
@@ -32,9 +31,10 @@ void FragmentSm::deleteStaleFlows() {
 
 void FragmentSm::handleFragmentConfigDir( Kel::Name const & vrfName ) {
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
-   KEL_TRACE_ENTRY( vrfName );
+   KEL_TRACE_SCOPE( vrfName );
    L3::VrfName const vrf( vrfName );
    auto const config =
       Kel::ptrCast< QorL3::V1::FragmentConfig const >( fragmentConfigDir()->entity( vrfName ) );
@@ -50,11 +50,12 @@ void FragmentSm::handleFragmentConfigDir( Kel::Name const & vrfName ) {
       fragmentStatusDir()->deleteEntity( vrfName );
       fragmentConfigVrfSmDel( vrf );
    }
-   KEL_TRACE_RETURN();
 }
 
 void FragmentSm::handleFragmentConfigDir() {
+   KEL_TRACE_SCOPE();
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    for ( auto const & [vrfName, status] : fragmentStatusDir()->entity() ) {
@@ -69,14 +70,13 @@ void FragmentSm::handleFragmentConfigDir() {
 }
 
 void FragmentSm::cleanup() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    fragmentStatusVrfSmDelAll();
    for ( auto const & [vrfName, status] : fragmentStatusDir()->entity() ) {
       fragmentStatusDir()->deleteEntity( vrfName );
    }
    fragmentConfigVrfSmDelAll();
    initializedIs( false );
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClientL3::V1

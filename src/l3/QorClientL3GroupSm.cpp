@@ -9,7 +9,7 @@ KEL_MACHINE_TYPE( QorClientL3::V1::GroupSm )
 namespace QorClientL3::V1 {
 
 void GroupSm::handleInitialized() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    initializedIs( true );
    deleteStaleGroups();
    handleGroupTypeConfigDir();
@@ -17,7 +17,6 @@ void GroupSm::handleInitialized() {
    handleGroupSetConfigDir();
    deleteStaleEndPoints();
    cachedPfHwConfig()->trafficEndPointDelAll();
-   KEL_TRACE_RETURN();
 }
 
 Kel::Ptr< QorL3::V1::GroupTypeConfig const > GroupSm::groupTypeConfig(
@@ -51,9 +50,10 @@ void GroupSm::deleteStaleEndPoints() {
 
 void GroupSm::handleGroupTypeConfigDir( Kel::Name const & name ) {
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
-   KEL_TRACE_ENTRY( name );
+   KEL_TRACE_SCOPE( name );
    // The directory holds one entity of a fixed name.
    if ( name != "config" ) {
       KEL_TRACE_INFO( " return, unexpected entity" );
@@ -68,10 +68,10 @@ void GroupSm::handleGroupTypeConfigDir( Kel::Name const & name ) {
       groupTypeConfigSmDel();
       groupTypeStatusSmDel();
    }
-   KEL_TRACE_RETURN();
 }
 
 void GroupSm::handleGroupTypeConfigDir() {
+   KEL_TRACE_SCOPE();
    for ( auto const & [name, entity] : groupTypeConfigDir()->entity() ) {
       handleGroupTypeConfigDir( name );
    }
@@ -79,9 +79,10 @@ void GroupSm::handleGroupTypeConfigDir() {
 
 void GroupSm::handleGroupSetConfigDir( Kel::Name const & vrfName ) {
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
-   KEL_TRACE_ENTRY( vrfName );
+   KEL_TRACE_SCOPE( vrfName );
    L3::VrfName const vrf( vrfName );
    auto const config =
       Kel::ptrCast< QorL3::V1::GroupSetConfig const >( groupSetConfigDir()->entity( vrfName ) );
@@ -101,10 +102,10 @@ void GroupSm::handleGroupSetConfigDir( Kel::Name const & vrfName ) {
       groupSetStatusDir()->deleteEntity( vrfName );
       groupSetConfigVrfSmDel( vrf );
    }
-   KEL_TRACE_RETURN();
 }
 
 void GroupSm::handleGroupSetConfigDir() {
+   KEL_TRACE_SCOPE();
    for ( auto const & [vrfName, status] : groupSetStatusDir()->entity() ) {
       if ( !groupSetConfigDir()->entityHas( vrfName ) ) {
          KEL_TRACE_INFO( "Removing GroupSetStatusDir for VRF ", vrfName );
@@ -117,7 +118,7 @@ void GroupSm::handleGroupSetConfigDir() {
 }
 
 void GroupSm::cleanup() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    groupSetStatusVrfSmDelAll();
    for ( auto const & [vrf, configSm] : groupSetConfigVrfSm() ) {
       configSm->cleanup();
@@ -129,7 +130,6 @@ void GroupSm::cleanup() {
    groupSetConfigVrfSmDelAll();
    groupTypeConfigSmDel();
    initializedIs( false );
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClientL3::V1

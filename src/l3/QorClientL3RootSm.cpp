@@ -9,20 +9,18 @@ KEL_MACHINE_TYPE( QorClientL3::V1::RootSm )
 namespace QorClientL3::V1 {
 
 void RootSm::handleInitialized() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    initializedIs( true );
    groupSmIs( groupTypeConfigDir(), groupTypeStatus(), groupSetConfigDir(), groupSetStatusDir(),
               pfHwConfig(), pfHwStatus() );
    fragmentSmIs( fragmentConfigDir(), fragmentStatusDir(), pfHwConfig(), pfHwStatus() );
-   KEL_TRACE_RETURN();
 }
 
 void RootSm::cleanup() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    fragmentSmDel();
    groupSmDel();
    initializedIs( false );
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClientL3::V1

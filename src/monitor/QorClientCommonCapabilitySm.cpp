@@ -9,6 +9,7 @@ KEL_MACHINE_TYPE( QorClientCommon::V1::CapabilitySm )
 namespace QorClientCommon::V1 {
 
 void CapabilitySm::updateL3Support() {
+   KEL_TRACE_SCOPE();
    KEL_TRACE_INFO( "PinFlow supported: ", pfHwStatus()->supported(),
                    " Group Table: ", platformTableSupport()->groupTableCount() );
    namespace FeatureBit = QorCommon::V1::FeatureBit;
@@ -19,33 +20,28 @@ void CapabilitySm::updateL3Support() {
    bitsAre( FeatureBit::l3Policy | FeatureBit::l3PolicyReported, pfHwStatus()->supported() );
    bitsAre( FeatureBit::groupTable, platformTableSupport()->groupTableCount() != 0 );
    capability()->featureIs( feature );
-   KEL_TRACE_RETURN();
 }
 
 void CapabilitySm::handlePFSupported() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    updateL3Support();
-   KEL_TRACE_RETURN();
 }
 
 void CapabilitySm::handleTables() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    updateL3Support();
-   KEL_TRACE_RETURN();
 }
 
 void CapabilitySm::handleInitialized() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    initializedIs( true );
    updateL3Support();
-   KEL_TRACE_RETURN();
 }
 
 void CapabilitySm::cleanup() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    capability()->featureIs( {} );
    initializedIs( false );
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClientCommon::V1

@@ -13,37 +13,36 @@ namespace QorClient {
 // --- ServiceStatusSm ---
 
 void ServiceStatusSm::handleEnabled() {
+   KEL_TRACE_SCOPE();
    KEL_TRACE_INFO( "Service: ", serviceName(), " Enabled: ", serviceStatus()->enabled() );
    parent()->computeServiceStatus();
-   KEL_TRACE_RETURN();
 }
 
 // --- ServiceMonitorSm ---
 
 void ServiceMonitorSm::handleInitialized() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    initializedIs( true );
    qorServiceIs( localData()->qorL2Service() );
    qorServiceIs( localData()->qorL3Service() );
    handleService();
-   KEL_TRACE_RETURN();
 }
 
 void ServiceMonitorSm::handleService() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    for ( Kel::Name const & name : leaderServiceStatusDir()->serviceKeys() ) {
       handleService( name );
    }
-   KEL_TRACE_RETURN();
 }
 
 void ServiceMonitorSm::handleService( Kel::Name const & name ) {
-   KEL_TRACE_ENTRY( " name: ", name );
+   KEL_TRACE_SCOPE( " name: ", name );
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    if ( !qorServiceHas( name ) ) {
-      KEL_TRACE( Kel::traceReturn, " Non-Qor service. return" );
+      KEL_TRACE_INFO( " Non-Qor service. return" );
       return;
    }
    if ( Kel::Ptr< Controller::ServiceStatusV1 const > status =
@@ -55,11 +54,10 @@ void ServiceMonitorSm::handleService( Kel::Name const & name ) {
       serviceStatusSmDel( name );
    }
    computeServiceStatus();
-   KEL_TRACE_RETURN();
 }
 
 void ServiceMonitorSm::computeServiceStatus() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    if ( !initialized() ) {
       return;
    }
@@ -73,45 +71,40 @@ void ServiceMonitorSm::computeServiceStatus() {
       }
    }
    localData()->qorEnabledIs( enabled );
-   KEL_TRACE_RETURN();
 }
 
 void ServiceMonitorSm::cleanup() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    serviceStatusSmDelAll();
    localData()->qorEnabledIs( false );
    initializedIs( false );
-   KEL_TRACE_RETURN();
 }
 
 // --- ServiceMonitorRootSm ---
 
 void ServiceMonitorRootSm::handleInitialized() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    initializedIs( true );
    handleLeaderServiceStatusDir();
-   KEL_TRACE_RETURN();
 }
 
 void ServiceMonitorRootSm::handleLeaderServiceStatusDir() {
    if ( !initialized() ) {
       return;
    }
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    if ( Kel::Ptr< Controller::ServiceStatusDir const > dir =
            controllerClientStatus()->leaderServiceStatusDir() ) {
       serviceMonitorSmIs( dir );
    } else {
       serviceMonitorSmDel();
    }
-   KEL_TRACE_RETURN();
 }
 
 void ServiceMonitorRootSm::cleanup() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE();
    serviceMonitorSmDel();
    initializedIs( false );
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClient

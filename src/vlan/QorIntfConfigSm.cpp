@@ -10,15 +10,15 @@ KEL_MACHINE_TYPE( QorClient::QorIntfConfigSm )
 namespace QorClient {
 
 void QorIntfConfigSm::handleInitialized() {
-   KEL_TRACE_ENTRY( " intfId: ", intfId() );
+   KEL_TRACE_SCOPE( " intfId: ", intfId() );
    initializedIs( true );
    currentNativeVlanIs( switchIntfConfig()->trunkNativeVlan() );
-   KEL_TRACE_RETURN();
 }
 
 void QorIntfConfigSm::handleTrunkNativeVlan() {
-   KEL_TRACE_ENTRY( " intfId: ", intfId() );
+   KEL_TRACE_SCOPE( " intfId: ", intfId() );
    if ( !initialized() ) {
+      KEL_TRACE_INFO( "Not initialized" );
       return;
    }
    Bridging::VlanId const newVlan = switchIntfConfig()->trunkNativeVlan();
@@ -44,12 +44,11 @@ void QorIntfConfigSm::handleTrunkNativeVlan() {
       }
    }
    currentNativeVlanIs( newVlan );
-   KEL_TRACE_RETURN();
 }
 
 void reinstallFlows( Wirekit::IntfId intfId, Kel::Ptr< PolicyFragmentInfo const > const & fragInfo,
                      Kel::Ptr< DatapathV1::KelPolicyFragment > const & policyFragment ) {
-   KEL_TRACE_ENTRY( " intfId: ", intfId );
+   KEL_TRACE_SCOPE( " intfId: ", intfId );
    for ( auto const & [flowName, flowInfo] : fragInfo->flowInfo() ) {
       for ( auto const & [host, hostIntf] : flowInfo->boundHost() ) {
          if ( policyFragment->isHostInterceptFlow( flowName ) && hostIntf == intfId ) {
@@ -58,7 +57,6 @@ void reinstallFlows( Wirekit::IntfId intfId, Kel::Ptr< PolicyFragmentInfo const 
          }
       }
    }
-   KEL_TRACE_RETURN();
 }
 
 }  // namespace QorClient

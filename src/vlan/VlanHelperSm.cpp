@@ -12,24 +12,22 @@ KEL_MACHINE_TYPE( QorClient::VlanHelperSm )
 namespace QorClient {
 
 void VlanHelperSm::handleInitialized() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE_ENDING( " return " );
    initializedIs( true );
    handleBoundVni();
    handleVlanToVniMap();
    handleVtepAddr();
-   KEL_TRACE( Kel::traceReturn, " return " );
 }
 
 void VlanHelperSm::handleVtepAddr() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE_ENDING( " return " );
    agentStatus()->myVtepAddrIs( vtepInfo()->address() );
-   KEL_TRACE( Kel::traceReturn, " return " );
 }
 
 // --- Bindings ---
 
 void VlanHelperSm::handleBoundVni( VniAndIntfForPolicyFragment const & vniAndIntf ) {
-   KEL_TRACE_ENTRY( " VNI: ", vniAndIntf.vni, " intfId: ", vniAndIntf.intfId );
+   KEL_TRACE_SCOPE_ENDING( " return ", " VNI: ", vniAndIntf.vni, " intfId: ", vniAndIntf.intfId );
    if ( !isBoundVni( vniAndIntf.vni ) ) {
       KEL_TRACE_INFO( " VNI del ", vniAndIntf.vni );
       vniSviConfig()->vniSviInfoDel( vniAndIntf.vni );
@@ -42,11 +40,10 @@ void VlanHelperSm::handleBoundVni( VniAndIntfForPolicyFragment const & vniAndInt
       handleVlanToVniMap( Vxlan::VniExt( vniAndIntf.vni ) );
    }
    doUpdateDynAllowedVlans( vniAndIntf.intfId );
-   KEL_TRACE( Kel::traceReturn, " return " );
 }
 
 void VlanHelperSm::handleBoundVni() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE_ENDING( " return " );
    // What an earlier run has left and nobody binds any more goes first.
    for ( Vxlan::VniExtOrNone vni : agentStatus()->vlanForVniKeys() ) {
       if ( isBoundVni( vni ) ) {
@@ -65,7 +62,6 @@ void VlanHelperSm::handleBoundVni() {
          vniSviConfig()->vniSviInfoDel( vni );
       }
    }
-   KEL_TRACE( Kel::traceReturn, " return " );
 }
 
 bool VlanHelperSm::isBoundVni( Vxlan::VniExtOrNone vni ) const {
@@ -83,10 +79,9 @@ Wirekit::IntfId VlanHelperSm::boundVniIntfId( Vxlan::VniExtOrNone vni ) const {
 // --- Mappings ---
 
 void VlanHelperSm::handleVlanToVniMap( Vxlan::VniExt const & vni ) {
-   KEL_TRACE_ENTRY( " VNI: ", vni );
+   KEL_TRACE_SCOPE_ENDING( " return ", " VNI: ", vni );
    if ( vtepInfo()->vniToVlanMapHas( vni ) ) {
       if ( !isBoundVni( vni ) ) {
-         KEL_TRACE( Kel::traceReturn, " return " );
          return;
       }
       Bridging::VlanId const vlan = vtepInfo()->vniToVlanMap( vni );
@@ -100,11 +95,10 @@ void VlanHelperSm::handleVlanToVniMap( Vxlan::VniExt const & vni ) {
       KEL_TRACE_INFO( " VNI del ", vni );
       agentStatus()->vlanForVniDel( vni );
    }
-   KEL_TRACE( Kel::traceReturn, " return " );
 }
 
 void VlanHelperSm::handleVlanToVniMap() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE_ENDING( " return " );
    for ( Vxlan::VniExt vni : vtepInfo()->vniToVlanMapKeys() ) {
       handleVlanToVniMap( vni );
    }
@@ -114,13 +108,12 @@ void VlanHelperSm::handleVlanToVniMap() {
          agentStatus()->vlanForVniDel( vni );
       }
    }
-   KEL_TRACE( Kel::traceReturn, " return " );
 }
 
 // --- Allowed VLANs ---
 
 void VlanHelperSm::doUpdateDynAllowedVlans( Wirekit::IntfId intfId ) {
-   KEL_TRACE_ENTRY( " intfId: ", intfId );
+   KEL_TRACE_SCOPE_ENDING( " return ", " intfId: ", intfId );
    auto const status = agentStatus();
    std::string vlans;
    vlans.reserve( status->boundVniCount< BindingIntf >( intfId ) * std::size( "4094" ) );
@@ -146,25 +139,23 @@ void VlanHelperSm::doUpdateDynAllowedVlans( Wirekit::IntfId intfId ) {
       dynAllowedVlans()->vlansDel( intfId );
       qorTrunkGroup()->intfListDel( intfId );
    }
-   KEL_TRACE( Kel::traceReturn, " return " );
 }
 
 bool VlanHelperSm::skipAllowVlan( Wirekit::IntfId intfId, Bridging::VlanId vlanId ) const {
-   KEL_TRACE_ENTRY( " intfId: ", intfId, " vlanId: ", vlanId );
+   KEL_TRACE_SCOPE( " intfId: ", intfId, " vlanId: ", vlanId );
    bool const skip =
       agentStatus()->warmHostCount< HostPlace >( IntfAndVlan{ intfId, vlanId } ) != 0;
-   KEL_TRACE( Kel::traceReturn, skip ? " return true" : " return false" );
+   KEL_TRACE_RETURN( skip ? " return true" : " return false" );
    return skip;
 }
 
 void VlanHelperSm::doCleanup() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE_ENDING( " return " );
    for ( Vxlan::VniExtOrNone vni : vniSviConfig()->vniSviInfoKeys() ) {
       KEL_TRACE_INFO( " VNI del ", vni );
       vniSviConfig()->vniSviInfoDel( vni );
    }
    agentStatus()->vlanForVniDelAll();
-   KEL_TRACE( Kel::traceReturn, " return " );
 }
 
 }  // namespace QorClient

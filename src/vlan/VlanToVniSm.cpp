@@ -13,37 +13,34 @@ namespace QorClient {
 // --- VtiStatusSm ---
 
 void VtiStatusSm::handleInitialized() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE_ENDING( " return " );
    initializedIs( true );
    handleAddr();
    handleVniToVlanMapRev();
-   KEL_TRACE( Kel::traceReturn, " return " );
 }
 
 void VtiStatusSm::handleAddr() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE_ENDING( " return " );
    if ( !initialized() ) {
       KEL_TRACE_ALERT( "!Initalized. Exit. " );
       return;
    }
    vtepInfo()->addressIs( vtiStatus()->addr() );
-   KEL_TRACE( Kel::traceReturn, " return " );
 }
 
 void VtiStatusSm::handleVniToVlanMapRevCleanup() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE_ENDING( " return " );
    if ( !initialized() ) {
       KEL_TRACE_ALERT( "!Initalized. Exit. " );
       return;
    }
    vtepInfo()->vniToVlanMapDelAll();
-   KEL_TRACE( Kel::traceReturn, " return " );
 }
 
 void VtiStatusSm::handleVniToVlanMapRev() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE_ENDING( " return " );
    if ( !initialized() ) {
-      KEL_TRACE_ALERT( "!Initalized. Exit. " );
+      KEL_TRACE_INFO( "!Initalized. Exit. " );
       return;
    }
    handleVniToVlanMapRevCleanup();
@@ -57,11 +54,10 @@ void VtiStatusSm::handleVniToVlanMapRev() {
       KEL_TRACE_INFO( "Insert in Reverse Map: vlanId: ", vlanId, " VNI: ", vni );
       vtepInfo()->vniToVlanMapIs( vni, vlanId );
    }
-   KEL_TRACE( Kel::traceReturn, " return " );
 }
 
 void VtiStatusSm::handleVniToVlanMapRev( Bridging::VlanId const & vlanId ) {
-   KEL_TRACE_ENTRY( " vlanId: ", vlanId );
+   KEL_TRACE_SCOPE_ENDING( " return ", " vlanId: ", vlanId );
    if ( !initialized() ) {
       KEL_TRACE_ALERT( "!Initalized. Exit. " );
       return;
@@ -75,7 +71,6 @@ void VtiStatusSm::handleVniToVlanMapRev( Bridging::VlanId const & vlanId ) {
       }
    }
    if ( !vtiStatus()->vlanToVniMapHas( vlanId ) ) {
-      KEL_TRACE( Kel::traceReturn, " return " );
       return;
    }
    Vxlan::VniExt const vni( vtiStatus()->vlanToVniMap( vlanId ).vni );
@@ -90,40 +85,36 @@ void VtiStatusSm::handleVniToVlanMapRev( Bridging::VlanId const & vlanId ) {
       KEL_TRACE_ALERT( "Duplicate found in Forward Map: vlanId: ", vlanId, " VNI: ", vni,
                        " vs found in Forward Map: vlanId: ", found );
    }
-   KEL_TRACE( Kel::traceReturn, " return " );
 }
 
 void VtiStatusSm::doCleanup() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE_ENDING( " return " );
    handleVniToVlanMapRevCleanup();
    vtepInfo()->addressIs( Wirekit::IpAddr() );
    initializedIs( false );
-   KEL_TRACE( Kel::traceReturn, " return " );
 }
 
 // --- VlanToVniSm ---
 
 void VlanToVniSm::handleInitialized() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE_ENDING( " return " );
    initializedIs( true );
    handleVtiChanged();
-   KEL_TRACE( Kel::traceReturn, " return " );
 }
 
 void VlanToVniSm::handleVtiChanged() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE_ENDING( " return " );
    if ( !initialized() ) {
-      KEL_TRACE_ALERT( "!Initalized. Exit. " );
+      KEL_TRACE_INFO( "!Initalized. Exit. " );
       return;
    }
    for ( Wirekit::IntfId intfId : vtiStatusDir()->vtiStatusKeys() ) {
       handleVtiChanged( intfId );
    }
-   KEL_TRACE( Kel::traceReturn, " return " );
 }
 
 void VlanToVniSm::handleVtiChanged( Wirekit::IntfId const & intfId ) {
-   KEL_TRACE_ENTRY( " intfId: ", intfId );
+   KEL_TRACE_SCOPE_ENDING( " return ", " intfId: ", intfId );
    if ( !initialized() ) {
       KEL_TRACE_ALERT( "!Initalized. Exit. " );
       return;
@@ -140,16 +131,14 @@ void VlanToVniSm::handleVtiChanged( Wirekit::IntfId const & intfId ) {
    if ( Kel::Ptr< Vxlan::VtiStatus const > status = vtiStatusDir()->vtiStatus( intfId ) ) {
       vtiStatusSmIs( status );
    }
-   KEL_TRACE( Kel::traceReturn, " return " );
 }
 
 void VlanToVniSm::doCleanup() {
-   KEL_TRACE_ENTRY();
+   KEL_TRACE_SCOPE_ENDING( " return " );
    if ( Kel::Ptr< VtiStatusSm > old = vtiStatusSmDel() ) {
       old->doCleanup();
    }
    initializedIs( false );
-   KEL_TRACE( Kel::traceReturn, " return " );
 }
 
 }  // namespace QorClient

@@ -1,5 +1,8 @@
 #include "platform/flashlog/DualLog.h"
 
+#include <algorithm>
+#include <limits>
+
 #include "platform/flashlog/FileFormat.h"
 
 namespace DualLog {
@@ -76,7 +79,8 @@ void record( TracePoint & point, char const * function, Arguments const & argume
       char const format = arguments.format( i );
       later -= leastSize( format );
       if ( format == 'i' ) {
-         Flashlog::put( ring, value.number );
+         constexpr std::uint64_t largest = std::numeric_limits< std::uint32_t >::max();
+         Flashlog::put( ring, static_cast< std::uint32_t >( std::min( value.number, largest ) ) );
       } else if ( format == 's' ) {
          Flashlog::put( ring, static_cast< std::uint16_t >( value.number ) );
       } else if ( format == 'b' ) {
@@ -114,6 +118,12 @@ void trace( TracePoint & point, char const * function, std::initializer_list< Va
    }
    if ( point.unit->mask & Kel::TraceUnit::textBit( point.level ) ) {
       Kel::writeTextTrace( textLine( function, arguments ) );
+   }
+}
+
+void traceReturn( ScopePoint const & point ) {
+   if ( point.entry.unit->mask & Kel::TraceUnit::textBit( Kel::traceReturn ) ) {
+      Kel::writeTextTrace( std::string( point.function ) + ": " + point.returnText );
    }
 }
 

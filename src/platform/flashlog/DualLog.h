@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 #include "platform/flashlog/Flashlog.h"
 #include "platform/kel/TraceHandle.h"
@@ -18,9 +19,8 @@
  *
  *    KEL_TRACE_UNIT( "VlanHelperSm", "QorClientVlanHelper" )   // once, at file scope
  *    ...
- *    KEL_TRACE_ENTRY( " VNI: ", vni );
+ *    KEL_TRACE_SCOPE( " VNI: ", vni );   // the entry, and the return on every way out
  *    KEL_TRACE_INFO( " VNI add ", vni, " VLAN ", vlan );
- *    KEL_TRACE_RETURN();
  *
  * The text line is the function, ": " and the arguments as they follow each other. The arguments
  * are evaluated only if the level is on in one of the two; else the point costs the test of a
@@ -28,15 +28,16 @@
  *
  * Arguments are string literals and values: unsigned numbers, `bool` and anything that converts to
  * `std::string_view` go raw into the record, enumerations by number, everything else by its
- * `operator<<`. A value class that is a 16-bit or 32-bit number at heart is recorded as one if
- * `traceValue( value )` is found in its namespace and returns the number. */
+ * `operator<<`. Numbers keep their width: a value class whose `value()` is an unsigned number, as a
+ * VLAN or a VNI, is recorded as that. A size goes into four bytes, one beyond them as the largest
+ * that they hold. */
 namespace DualLog {
 
 /** An argument as it goes into the record; `text` is borrowed. */
 struct Value {
    char format;  // as MsgFormatString has them
    bool charArray;
-   std::uint32_t number;
+   std::uint64_t number;
    std::string_view text;
 };
 
@@ -56,9 +57,10 @@ struct PlainValue {
    Value value() const { return plain; }
 };
 
+/** A value class that is an unsigned number at heart. */
 template < class T >
-concept HasTraceValue = requires( T const & v ) {
-   traceValue( v );
+concept Numeric = requires( T const & v ) {
+   requires std::unsigned_integral< std::remove_cvref_t< decltype( v.value() ) > >;
 };
 template < class T >
 concept Streamable = requires( std::ostream & os, T const & v ) {
@@ -68,8 +70,8 @@ concept Streamable = requires( std::ostream & os, T const & v ) {
 /** What an argument leaves to be recorded; owns text that had to be made. */
 template < class T >
 auto capture( T const & v ) {
-   if constexpr ( HasTraceValue< T > ) {
-      return capture( traceValue( v ) );
+   if constexpr ( Numeric< T > ) {
+      return capture( v.value() );
    } else if constexpr ( std::is_same_v< T, bool > ) {
       return PlainValue{ { 'b', false, v, {} } };
    } else if constexpr ( std::is_enum_v< T > ) {
@@ -77,7 +79,7 @@ auto capture( T const & v ) {
    } else if constexpr ( std::is_same_v< T, char > ) {
       return TextValue{ std::string( 1, v ) };
    } else if constexpr ( std::integral< T > ) {
-      if constexpr ( std::unsigned_integral< T > && sizeof( T ) <= sizeof( std::uint32_t ) ) {
+      if constexpr ( std::unsigned_integral< T > ) {
          return PlainValue{ { sizeof( T ) <= sizeof( std::uint16_t ) ? 's' : 'i', false, v, {} } };
       } else {
          NumberText number{};
@@ -177,6 +179,37 @@ template < class... Args >
    trace( point, function, { capture( args ).value()... } );
 }
 
+/** The static part of a scope. */
+struct ScopePoint {
+   TracePoint entry;
+   char const * function;
+   char const * returnText;
+};
+
+[[gnu::cold]] void traceReturn( ScopePoint const & point );
+
+/** Writes the return line when it ends, if its entry was met with that line on. It leads to static
+ * storage alone, and so may outlive the machine whose handler it stands in. */
+class Scope {
+ public:
+   Scope() = default;
+   Scope( Scope const & ) = delete;
+   Scope & operator=( Scope const & ) = delete;
+   ~Scope() {
+      if ( open_ ) [[unlikely]] {
+         traceReturn( *open_ );
+      }
+   }
+
+   // Inline, as the destructor: a scope whose address is known nowhere is kept in a register.
+   void open( ScopePoint const & point ) { open_ = &point; }
+   /** @return whether its return line is still to be written; it isn't its own matter any more. */
+   bool close() { return std::exchange( open_, nullptr ) != nullptr; }
+
+ private:
+   ScopePoint const * open_ = nullptr;
+};
+
 }  // namespace DualLog
 
 #define KEL_TRACE_POINT_( level, spelling, ... )                                                \
@@ -191,11 +224,38 @@ template < class... Args >
 
 /** `KEL_TRACE( level, args... )`; the level is a constant. */
 #define KEL_TRACE( level, ... ) KEL_TRACE_POINT_( level, #__VA_ARGS__, __VA_ARGS__ )
-/** Function entry, with the arguments. */
-#define KEL_TRACE_ENTRY( ... ) \
-   KEL_TRACE_POINT_( ::Kel::traceEntry, #__VA_ARGS__ __VA_OPT__(, ) __VA_ARGS__ )
-/** The end of a handler; text only. */
-#define KEL_TRACE_RETURN() KEL_TRACE( ::Kel::traceReturn, " return" )
+/** At a handler's start: its entry line, with the arguments, and the line " return", text only, on
+ * every way out. Off, it costs the test of a static word. Not for the body of an `if`: it declares
+ * something. */
+#define KEL_TRACE_SCOPE( ... ) \
+   KEL_TRACE_SCOPE_( " return", #__VA_ARGS__ __VA_OPT__(, ) __VA_ARGS__ )
+/** The same with another return line, a literal. */
+#define KEL_TRACE_SCOPE_ENDING( returnText, ... ) \
+   KEL_TRACE_SCOPE_( returnText, #__VA_ARGS__ __VA_OPT__(, ) __VA_ARGS__ )
+#define KEL_TRACE_SCOPE_( returnText, spelling, ... )                                             \
+   ::DualLog::Scope kelTraceScope_;                                                               \
+   if ( kelTraceUnit_.mask & ( ::Kel::TraceUnit::anyBit( ::Kel::traceEntry ) |                    \
+                               ::Kel::TraceUnit::textBit( ::Kel::traceReturn ) ) ) [[unlikely]] { \
+      static constinit ::DualLog::ScopePoint kelScopePoint_{                                      \
+         { ::Kel::traceEntry, __LINE__, kelTraceUnit_, spelling },                                \
+         __PRETTY_FUNCTION__,                                                                     \
+         returnText };                                                                            \
+      if ( kelTraceUnit_.mask & ::Kel::TraceUnit::textBit( ::Kel::traceReturn ) ) {               \
+         kelTraceScope_.open( kelScopePoint_ );                                                   \
+      }                                                                                           \
+      if ( kelTraceUnit_.mask & ::Kel::TraceUnit::anyBit( ::Kel::traceEntry ) ) {                 \
+         ::DualLog::hit( kelScopePoint_.entry,                                                    \
+                         kelScopePoint_.function __VA_OPT__(, ) __VA_ARGS__ );                    \
+      }                                                                                           \
+   }                                                                                              \
+   static_assert( true )
+/** Before a `return` that has words of its own: the scope's return line, now and with them. */
+#define KEL_TRACE_RETURN( ... )                        \
+   do {                                                \
+      if ( kelTraceScope_.close() ) [[unlikely]] {     \
+         KEL_TRACE( ::Kel::traceReturn, __VA_ARGS__ ); \
+      }                                                \
+   } while ( false )
 /** What happened. */
 #define KEL_TRACE_INFO( ... ) \
    KEL_TRACE_POINT_( ::Kel::traceInfo, #__VA_ARGS__ __VA_OPT__(, ) __VA_ARGS__ )

@@ -2,7 +2,13 @@
 
 #include <gmock/gmock.h>
 
+#include <fstream>
+#include <functional>
+#include <memory>
+
 #include "TraceSupport.h"
+#include "platform/records/bridging/VlanId.h"
+#include "platform/records/vxlan/Vni.h"
 
 KEL_TRACE_UNIT( "DualLogTest", "DualLogTestHandle" )
 
@@ -16,22 +22,41 @@ using testing::MatchesRegex;
 enum class Colour { red = 7 };
 enum Wide : std::uint32_t { widest = 0xffffffff };
 
-struct Vlan {
-   std::uint16_t number;
-   friend std::uint16_t traceValue( Vlan vlan ) { return vlan.number; }
-};
-
 struct Mac {
    friend std::ostream & operator<<( std::ostream & os, Mac const & ) { return os << "02:00"; }
 };
 
 struct Machine {
    void handle( unsigned vni, std::string const & intf ) {
-      KEL_TRACE_ENTRY( " VNI: ", vni, " intf: ", intf );
+      KEL_TRACE_SCOPE( " VNI: ", vni, " intf: ", intf );
       KEL_TRACE_INFO( "info ", vni );
       KEL_TRACE_ALERT( "alert ", vni );
-      KEL_TRACE_RETURN();
    }
+
+   /** @return how often an argument was evaluated. */
+   static int leave( int way, std::function< void() > const & inside = {} ) {
+      int evaluated = 0;
+      KEL_TRACE_SCOPE_ENDING( " return ", "way ", ( ++evaluated, way ) );
+      if ( inside ) {
+         inside();
+      }
+      if ( way == 1 ) {
+         return evaluated;
+      }
+      if ( way == 2 ) {
+         KEL_TRACE_RETURN( " return: ", ( ++evaluated, way ) );
+         return evaluated;
+      }
+      KEL_TRACE_INFO( "end" );
+      return evaluated;
+   }
+
+   void die( std::unique_ptr< Machine > & self ) {
+      KEL_TRACE_SCOPE( number );
+      self = nullptr;
+   }
+
+   unsigned number = 1;
 };
 
 class DualLogTest : public TraceFixture {};
@@ -90,17 +115,17 @@ TEST_F( DualLogTest, EveryKindOfArgument ) {
    for ( bool const on : { true, false } ) {
       // The choice has the type of a literal, and the comma in <> fools no one who counts.
       KEL_TRACE_INFO( "100% ", on ? "yes" : "no!", ' ', on, ',', std::uint8_t{ 200 }, ' ',
-                      std::uint16_t{ 65535 }, ' ', 4000000000u, ' ', -5, ' ', ~std::uint64_t{ 0 } );
+                      std::uint16_t{ 65535 }, ' ', 4000000000u, ' ', -5, ' ', std::size_t{ 17 } );
       KEL_TRACE_INFO( std::pair< int, int >( 1, 2 ).second, " tail ",
                       "x"
                       "y,(" );
       local[0] = on ? 'L' : 'M';
-      KEL_TRACE_INFO( Colour::red, " ", widest, " ", Vlan{ 12 }, " ", Mac{}, " ", text, " ",
-                      std::string_view( text ).substr( 1 ), " ", none, " ", local, " ", 1.5 );
+      KEL_TRACE_INFO( Colour::red, " ", widest, " ", Bridging::VlanId( 12 ), " ", Mac{}, " ", text,
+                      " ", std::string_view( text ).substr( 1 ), " ", none, " ", local, " ", 1.5 );
    }
    KEL_TRACE_INFO();
    KEL_TRACE( 2, "line\nend" );
-   auto const numbers = " 200 65535 4000000000 -5 18446744073709551615";
+   auto const numbers = " 200 65535 4000000000 -5 17";
    std::vector< std::string > const expected{ std::string( "100% yes true," ) + ( numbers + 1 ),
                                               "2 tail xy,(",
                                               "7 4294967295 12 02:00 a%b %b (null) Loc 1.5",
@@ -116,6 +141,51 @@ TEST_F( DualLogTest, EveryKindOfArgument ) {
       EXPECT_THAT( records[i], EndsWith( lines[i] ) );
    }
    EXPECT_THAT( records.back(), EndsWith( "line\\x0aend" ) );
+}
+
+TEST_F( DualLogTest, NumbersKeepTheirWidth ) {
+   open();
+   Kel::setTextTrace( Kel::traceInfo );
+   KEL_TRACE_INFO( "widths", Bridging::VlanId( 1000 ), ' ', Bridging::VlanIdOrNone(), ' ',
+                   Vxlan::VniExtOrNone::none(), ' ', Vxlan::VniOrNone( 10100 ), ' ', sizeof( int ),
+                   ' ', std::uint64_t{ 1 } << 32 );
+   std::string const numbers = "widths1000 0 4294967295 10100 4 ";
+   EXPECT_THAT( lines, ElementsAre( EndsWith( numbers + "4294967296" ) ) );
+   EXPECT_THAT( decoded(), ElementsAre( EndsWith( numbers + "4294967295" ) ) );
+   std::ifstream file( path(), std::ios::binary );
+   std::string const bytes{ std::istreambuf_iterator< char >( file ), {} };
+   EXPECT_THAT( bytes, HasSubstr( "widths%s%p%s%p%i%p%i%p%i%p%i" ) );
+}
+
+TEST_F( DualLogTest, ScopeTellsEveryWayOut ) {
+   auto const text = [&]( char const * end ) { return EndsWith( std::string( "): " ) + end ); };
+   Kel::setTextTrace( Kel::traceEntry );
+   Machine::leave( 1 );
+   Machine::leave( 2 );
+   Machine::leave( 3 );
+   auto machine = std::make_unique< Machine >();
+   machine->die( machine );
+   EXPECT_THAT( lines, ElementsAre( text( "way 1" ), text( " return " ), text( "way 2" ),
+                                    text( " return: 2" ), text( "way 3" ), text( "end" ),
+                                    text( " return " ), text( "1" ), text( " return" ) ) );
+   // Of a scope that is entered with the trace off, or left so, no line comes; nor do returns cost
+   // the entry's arguments.
+   lines.clear();
+   Kel::setTextTrace( Kel::traceInfo );
+   EXPECT_EQ( Machine::leave( 2, [] { Kel::setTextTrace( Kel::traceEntry ); } ), 0 );
+   EXPECT_EQ( Machine::leave( 1, [] { Kel::setTextTrace( -1 ); } ), 1 );
+   EXPECT_THAT( lines, ElementsAre( text( "way 1" ) ) );
+   lines.clear();
+   Kel::setTextTrace( Kel::traceReturn );
+   EXPECT_EQ( Machine::leave( 1 ), 0 );
+   EXPECT_THAT( lines, ElementsAre( text( " return " ) ) );
+   // The record has the entries alone.
+   lines.clear();
+   Kel::setTextTrace( -1 );
+   open();
+   EXPECT_EQ( Machine::leave( 2 ), 1 );
+   EXPECT_THAT( decoded(), ElementsAre( text( "way 2" ) ) );
+   EXPECT_TRUE( lines.empty() );
 }
 
 TEST_F( DualLogTest, LongTextsAreCutAndNumbersKept ) {

@@ -97,7 +97,7 @@ TEST_F( FlashlogTest, FileCanBeReadWhileItIsWritten ) {
    if ( child == 0 ) {
       open( "t.fl", 1 );
       for ( unsigned i = 0;; ++i ) {
-         KEL_TRACE_ENTRY( "number ", i );
+         KEL_TRACE( Kel::traceEntry, "number ", i );
       }
    }
    while ( !std::filesystem::exists( path() ) ) {
@@ -116,7 +116,7 @@ TEST_F( FlashlogTest, FileCanBeReadWhileItIsWritten ) {
 
 TEST_F( FlashlogTest, KilledWriterLeavesAllFinishedRecords ) {
    runAndKill( [] {
-      KEL_TRACE_ENTRY( "whole ", 1u );
+      KEL_TRACE( Kel::traceEntry, "whole ", 1u );
       for ( unsigned i = 0; i < 100; ++i ) {
          KEL_TRACE_INFO( "number ", i );
       }
@@ -137,7 +137,7 @@ TEST_F( FlashlogTest, KilledWriterLeavesAllFinishedRecords ) {
       runAndKill(
          [] {
             for ( unsigned n = 0;; ++n ) {
-               KEL_TRACE_ENTRY( "text ", std::string( n % 90, '#' ), " number ", n );
+               KEL_TRACE( Kel::traceEntry, "text ", std::string( n % 90, '#' ), " number ", n );
             }
          },
          200 + i * 137 );
@@ -234,7 +234,7 @@ TEST_F( FlashlogTest, FullDescriptorAreaLosesOnlyNewPoints ) {
 TEST_F( FlashlogTest, BadFilesAreNamedAndNeverCrash ) {
    open( "t.fl", 1 );
    for ( unsigned i = 0; i < 60; ++i ) {
-      KEL_TRACE_ENTRY( "text ", std::string( i, '#' ), " number ", i );
+      KEL_TRACE( Kel::traceEntry, "text ", std::string( i, '#' ), " number ", i );
       KEL_TRACE_INFO( "short ", std::uint16_t{ 3 }, true );
    }
    Flashlog::shutdown();
