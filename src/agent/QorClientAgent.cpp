@@ -182,10 +182,10 @@ void Agent::fetchEntities( Corestore::EntityManager const & em ) {
 }
 
 Agent::~Agent() {
-   // Machines clear at their end what they share with others: the enable bit, the VLANs of VNIs.
-   // None of the rest may react to that, or it would take back what the next start adopts.
+   // A process that is ending leaves its outputs as they are, for the next start to adopt.
    if ( Kel::Ptr< LaunchSm > gate = launchSm() ) {
-      gate->hasNotificationActiveIs( false );
+      serviceMonitorRootSm()->kelMakeTreeZombie();
+      gate->kelMakeTreeZombie();
    }
    serviceMonitorRootSm_.del();
    launchSm_.del();

@@ -59,8 +59,8 @@ void MlagSm::destroy() {
 void QorClientMlagPluginCopySm::handleInitialized() {
    KEL_TRACE_ENTRY();
    if ( !cleanupClock() ) {
-      // Armed as an input is: a clock that has only been made must not have the table cleaned.
-      cleanupClock_.arm(
+      // A clock that has only been made must not have the table cleaned.
+      cleanupClockArm(
          Kel::Ptr< Kel::Clock >( new Kel::Clock( LocalData::singleton()->scheduler() ) ) );
    }
    if ( mlagStatus()->mlagState() != Mlag::MlagState::secondary ) {

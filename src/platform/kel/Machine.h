@@ -30,6 +30,7 @@ enum class MemberOp {
    DeactivateChildren,
    MakeZombie,
    UnmakeZombie,
+   MakeTreeZombie,
    DropReactors,
    DropChildren
 };
@@ -59,6 +60,9 @@ class StateMachine : public PtrInterface {
    void kelTakeNotificationsOff();
    /** A zombie is reached by no further notification. */
    void kelDoZombieReactors( bool zombie );
+   /** Makes the machine and all below it zombies, for the end of the process: none of them hears of
+    *  another's end, and none comes to an end of its own, so nothing is taken back. */
+   void kelMakeTreeZombie();
 
    /** The machine's first run: it catches up with what its inputs held before. */
    virtual void handleInitialized() {}
@@ -69,7 +73,8 @@ class StateMachine : public PtrInterface {
    virtual void kelMembers( MemberOp op ) = 0;
 
  protected:
-   /** The class's own end, first when the last reference goes; its inputs still work. */
+   /** The class's own end, first when the last reference goes; its inputs still work. A machine
+    *  that is a zombie already has none. */
    virtual void handleEnd() {}
 
    void handleZeroRef() noexcept final;
