@@ -86,11 +86,9 @@ void Agent::doInit() {
 
 void Agent::openTrace() const {
    std::string fileName = name().stringValue();
-   // In a directory of its own the file has a fixed name; elsewhere the process id keeps those of
+   // In a folder of its own the file has a fixed name; elsewhere the process id keeps those of
    // several runs apart.
-   if ( char const * directory = std::getenv( "FLASHLOGDIR" ) ) {
-      fileName = std::string( directory ) + "/" + fileName;
-   } else {
+   if ( !std::getenv( "FLASHLOGDIR" ) ) {
       fileName += "-%d";
    }
    fileName += ".fl";

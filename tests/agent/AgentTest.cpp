@@ -38,6 +38,11 @@ TEST_F( AgentTest, TraceFileIsNamedByTheEnvironment ) {
    start();
    EXPECT_TRUE( fs::exists( directory / "QorClient.fl" ) );
 
+   ::setenv( "FLASHLOGDIR", "", 1 );
+   agent = nullptr;
+   start();
+   EXPECT_TRUE( fs::exists( "QorClient.fl" ) ) << "no name is the current folder";
+
    ::unsetenv( "FLASHLOGDIR" );
    Flashlog::shutdown();
    fs::current_path( before );
