@@ -55,6 +55,7 @@ class KelPolicyFragment : public Kel::StateMachine {
    // Children.
    KEL_CHILD( NearIntfGlideMacSm, nearIntfGlideMacSm )
    KEL_CHILD( FarIntfNimbusHostMacSm, farIntfNimbusHostMacSm )
+   using KelServiceIntfSet = DatapathV1::KelServiceIntfSet;
    KEL_NESTED( Kel::Name, KelServiceIntfSet, serviceIntfSet )
    KEL_CHILD( PolicyGrCookieSm, policyGrCookieSm )
 

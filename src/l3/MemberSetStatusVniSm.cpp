@@ -81,7 +81,7 @@ void MemberSetStatusVniSm::handleInitialized() {
 void MemberSetStatusVniSm::updateMember( MemberKey const & key ) {
    Vxlan::VniExt const vniExt = vni();
    TrafficStreamEndPointId const id =
-      endPointIdOf( vrf(), key, localData()->vtepInfo()->vniToVlanMap( vniExt ) );
+      endPointIdOf( vrf(), key, vtepInfo()->vniToVlanMap( vniExt ) );
    QorL3::V1::Member const memberConfig = memberSetConfig()->member( key );
    Kel::Ptr< OpenFlowTable::TrafficStreamEndPointStatus const > const endPoint =
       pfHwStatus()->trafficEndPointStatus( id );
@@ -109,7 +109,7 @@ bool MemberSetStatusVniSm::isApplicableTrafficEndPoint(
       return false;
    }
    Vxlan::VniExt const vniExt = vni();
-   auto const vtepInfo = localData()->vtepInfo();
+   auto const vtepInfo = this->vtepInfo();
    return vtepInfo->vniToVlanMapHas( vniExt ) &&
           endPoint.vlan == Bridging::VlanIdOrNone( vtepInfo->vniToVlanMap( vniExt ) );
 }
