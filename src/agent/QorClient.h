@@ -57,14 +57,14 @@ class PolicyFragmentDirSm : public Kel::StateMachine {
    KEL_GIVEN( Kel::Ptr< L2Rib::HostInput >, l2RibQorHostInput )
    KEL_GIVEN( Kel::Ptr< OpenFlowTable::HwStatus const >, ofHwStatus )
 
-   // Own state.
-   KEL_OWN( bool, initialized )
-
    // Children: present while "policy" is.
    KEL_CHILD( MlagSm, mlagSm )
    KEL_CHILD( HostTrackerSm, hostTrackerSm )
    KEL_CHILD( DatapathV1::PolicyFragmentSm, policyFragmentSm )
    KEL_CHILD( VlanHelperSm, vlanHelperSm )
+
+   // Own state.
+   KEL_OWN( bool, initialized )
 
    // Operations.
    /**

@@ -85,11 +85,9 @@ void Agent::doInit() {
 
 void Agent::openTrace() const {
    std::string fileName = name().stringValue();
-   // In a directory of its own the file has a fixed name; elsewhere the process id keeps those of
+   // In a folder of its own the file has a fixed name; elsewhere the process id keeps those of
    // several runs apart.
-   if ( char const * directory = std::getenv( "FLASHLOGDIR" ) ) {
-      fileName = std::string( directory ) + "/" + fileName;
-   } else {
+   if ( !std::getenv( "FLASHLOGDIR" ) ) {
       fileName += "-%d";
    }
    fileName += ".fl";
@@ -180,10 +178,10 @@ void Agent::fetchEntities( Corestore::EntityManager const & em ) {
 }
 
 Agent::~Agent() {
-   // Machines clear at their end what they share with others: the enable bit, the VLANs of VNIs.
-   // None of the rest may react to that, or it would take back what the next start adopts.
+   // A process that is ending leaves its outputs as they are, for the next start to adopt.
    if ( Kel::Ptr< LaunchSm > gate = launchSm() ) {
-      gate->hasNotificationActiveIs( false );
+      serviceMonitorRootSm()->kelMakeTreeZombie();
+      gate->kelMakeTreeZombie();
    }
    serviceMonitorRootSm_.del();
    launchSm_.del();

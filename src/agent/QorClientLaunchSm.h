@@ -17,9 +17,8 @@ namespace QorClient {
  * closed no policy state machine exists, and what the gate clears itself is kept empty; rules go
  * with the machines that wrote them.
  *
- * It never looks into the policy. Its own end leaves the outputs as they are, but for what machines
- * take back at theirs: those of the routed side all that they have published, `VlanHelperSm` the
- * VNIs that it has asked for.
+ * It never looks into the policy. The end of the process is none of its own: the outputs stay as
+ * they are.
  */
 class LaunchSm : public Kel::StateMachine {
    KEL_STATE_MACHINE( QorClient::LaunchSm )
@@ -64,9 +63,6 @@ class LaunchSm : public Kel::StateMachine {
    KEL_SINGLETON_REACTOR( KelLocalData, LocalData const, localData,
                           KEL_ON( qorEnabled, handleQorEnabled ) )
 
-   // Own state.
-   KEL_OWN( bool, initialized )
-
    // Operations.
    bool isEnabled() const {
       return localData()->qorEnabled() && controllerClientStatus()->enabled();
@@ -76,6 +72,9 @@ class LaunchSm : public Kel::StateMachine {
    KEL_CHILD( QorClientCommon::RootSm, commonRootSm )
    KEL_CHILD( QorClient::RootSm, rootSm )
    KEL_CHILD( QorClientL3::V1::RootSm, rootSmL3 )
+
+   // Own state.
+   KEL_OWN( bool, initialized )
 
    // Handlers.
    /** Opens or closes the gate; each may be repeated. */

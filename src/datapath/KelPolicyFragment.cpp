@@ -221,6 +221,10 @@ void KelPolicyFragment::populateTransientStates( Kel::String const & flowName ) 
                                      agentStatus()->vlanForVni( matchVni( flowName ) ) };
    parent()->policyFragmentForHostIs( host, fragmentName() );
    flowForHostIs( host, flowName );
+   if ( !flowInfo( flowName )->boundHostHas( host ) ) {
+      // Its VLAN has changed while nobody heard of it.
+      flowWithUnboundHostIs( flowName );
+   }
 }
 
 void KelPolicyFragment::readFlow( Kel::String const & flowName,
@@ -235,6 +239,10 @@ void KelPolicyFragment::readFlow( Kel::String const & flowName,
    info->serviceIntfKeyIs( flowConfig.serviceIntfKey );
    info->isInterceptIngressIs( flowConfig.interceptPoint ==
                                Qor::V1::InterceptPoint::interceptIngress );
+   if ( isHostEgressFlow( flowName ) ) {
+      // Now, since what the bindings set off concerns the flow already.
+      hostEgressFlowIs( flowName );
+   }
 
    for ( Vxlan::VniOrNone vni : { flowConfig.match.vni, flowConfig.action.vni } ) {
       if ( !vni.isNone() ) {
@@ -242,9 +250,6 @@ void KelPolicyFragment::readFlow( Kel::String const & flowName,
       }
    }
 
-   if ( isHostEgressFlow( flowName ) ) {
-      hostEgressFlowIs( flowName );
-   }
    if ( isServiceFlow( flowName ) ) {
       installServiceFlow( flowName );
    } else if ( isMatchVniBound( flowName ) ) {

@@ -44,6 +44,8 @@ class KelPolicyFragment : public Kel::StateMachine {
    /** The host-intercept flow of a host; lost with the process and filled again as flows are read.
     */
    KEL_OWN_MAP( Bridging::MacVlanPair, Kel::String, flowForHost )
+   /** Flows whose host a start has entered in `flowForHost` without finding it bound. */
+   KEL_OWN_SET( Kel::String, flowWithUnboundHost )
    /** The host-egress flows that were read: every move of a host concerns all of them. */
    KEL_OWN_SET( Kel::String, hostEgressFlow )
    /** Flows that are being forgotten: whatever their unbinding sets off must not bring them back.
@@ -53,6 +55,7 @@ class KelPolicyFragment : public Kel::StateMachine {
    // Children.
    KEL_CHILD( NearIntfGlideMacSm, nearIntfGlideMacSm )
    KEL_CHILD( FarIntfNimbusHostMacSm, farIntfNimbusHostMacSm )
+   using KelServiceIntfSet = DatapathV1::KelServiceIntfSet;
    KEL_NESTED( Kel::Name, KelServiceIntfSet, serviceIntfSet )
    KEL_CHILD( PolicyGrCookieSm, policyGrCookieSm )
 

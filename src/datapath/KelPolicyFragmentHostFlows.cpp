@@ -105,12 +105,17 @@ void KelPolicyFragment::installHostInterceptFlow( Kel::String const & flowName )
    }
    auto const info = flowInfo( flowName );
    for ( MacVlanPair const & host : info->boundHostKeys() ) {
-      IntfId const intf = agentStatus()->warmHost( host );
-      auto const intfConfig = switchIntfConfigDir()->switchIntfConfig( intf );
-      if ( !needsFlowInstallation( flowName, host ) || !intfConfig ) {
+      if ( !needsFlowInstallation( flowName, host ) ) {
          continue;
       }
       removeFlowWithItsDependents( flowName );
+      IntfId const intf = agentStatus()->warmHost( host );
+      auto const intfConfig = switchIntfConfigDir()->switchIntfConfig( intf );
+      if ( !intfConfig ) {
+         // The flow waits for the interface, and leaves nothing where the host was before.
+         info->boundHostIs( host, IntfId() );
+         continue;
+      }
       installAllHostEgressFlowsOnIntf( intf );
       info->boundHostIs( host, intf );
       updateVniBindingForIntf( flowName, intf );
@@ -238,7 +243,15 @@ bool KelPolicyFragment::isServiceIntf( IntfId intf ) const {
 }
 
 MacVlanPair KelPolicyFragment::getHostFromFlowName( Kel::String const & flowName ) const {
-   // A flow's hosts are among its bindings, so the map need not be walked as a whole.
+   if ( flowWithUnboundHostHas( flowName ) ) {
+      for ( auto const & [host, flow] : flowForHost() ) {
+         if ( flow == flowName ) {
+            return host;
+         }
+      }
+      return {};
+   }
+   // The host of any other flow is the one that it has bound, so the map need not be walked.
    if ( auto const info = flowInfo( flowName ) ) {
       for ( MacVlanPair const & host : info->boundHostKeys() ) {
          if ( flowForHostHas( host ) && flowForHost( host ) == flowName ) {

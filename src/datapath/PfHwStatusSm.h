@@ -71,6 +71,7 @@ class PfHwStatusSm : public Kel::StateMachine {
    KEL_GIVEN( PolicyFragmentSm *, parent )
 
    // Children and own state.
+   using KelFlowStats = DatapathV1::KelFlowStats;
    KEL_NESTED( Kel::Name, KelFlowStats, flowStats )
    KEL_OWN( bool, initialized )
 

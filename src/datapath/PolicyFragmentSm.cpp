@@ -46,7 +46,7 @@ bool PolicyFragmentSm::isL2RibHostWanted( L2Rib::Host const & host ) const {
    if ( !policyFragmentForHostHas( host.key ) ) {
       return false;
    }
-   auto const fragment = policyFragment( policyFragmentForHost( host.key ) );
+   auto const fragment = kelPolicyFragment( policyFragmentForHost( host.key ) );
    auto const far = fragment ? fragment->farIntfNimbusHostMacSm() : nullptr;
    return far && far->interceptedHostHas( host.key ) && host.ciDest.intfId == far->intfId();
 }
@@ -97,7 +97,7 @@ void PolicyFragmentSm::doPrepareToDie() {
 
 Kel::Ptr< KelPolicyFragment > PolicyFragmentSm::routedFragment(
    Kel::String const & fragmentName ) const {
-   auto fragment = policyFragment( fragmentName );
+   auto fragment = kelPolicyFragment( fragmentName );
    if ( !fragment ) {
       KEL_TRACE_INFO( "Could not find sm for fragment ", fragmentName );
    }

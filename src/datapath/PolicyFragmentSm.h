@@ -50,20 +50,23 @@ class PolicyFragmentSm : public Kel::StateMachine {
    KEL_GIVEN( Kel::Ptr< L2Rib::HostInput >, l2RibQorHostInput )
    KEL_GIVEN( Kel::Ptr< OpenFlowTable::HwStatus const >, ofHwStatus )
 
-   // Own state.
+   // Children and own state.
+   KEL_CHILD( PfHwStatusSm, pfHwStatusSm )
+   KEL_CHILDREN_BY_KEY( Wirekit::IntfId, QorIntfConfigSm, qorIntfConfigSm )
    /** The fragment that answers for a VNI, and the one that intercepts a host. Both are lost with
     *  the process and filled again as fragments and flows are read. */
    KEL_OWN_MAP( Vxlan::VniExtOrNone, Kel::String, policyFragmentForVni )
    KEL_OWN_MAP( Bridging::MacVlanPair, Kel::String, policyFragmentForHost )
+   using KelPolicyFragment = DatapathV1::KelPolicyFragment;
+   KEL_NESTED( Kel::String, KelPolicyFragment, policyFragment )
    /** The service VLAN last entered for a service VNI, so that it can be taken out again after the
     *  VNI has lost its VLAN. */
    KEL_OWN_MAP( Vxlan::VniExtOrNone, Bridging::VlanId, shadowServiceVniToVlan )
    KEL_OWN( bool, initialized )
 
-   // Children.
-   KEL_CHILD( PfHwStatusSm, pfHwStatusSm )
-   KEL_CHILDREN_BY_KEY( Wirekit::IntfId, QorIntfConfigSm, qorIntfConfigSm )
-   KEL_NESTED( Kel::String, KelPolicyFragment, policyFragment )
+   Kel::Ptr< KelPolicyFragment > kelPolicyFragment( Kel::String const & name ) const {
+      return policyFragment( name );
+   }
 
    // For the fragments.
    void addServiceVlanToOriginalVlan( Vxlan::VniExtOrNone serviceVni,

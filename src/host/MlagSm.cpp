@@ -56,9 +56,8 @@ void MlagSm::destroy() {
 void QorClientMlagPluginCopySm::handleInitialized() {
    KEL_TRACE_SCOPE();
    if ( !cleanupClock() ) {
-      // Armed as an input is: a clock that has only been made must not have the table cleaned.
-      cleanupClock_.arm(
-         Kel::Ptr< Kel::Clock >( new Kel::Clock( LocalData::singleton()->scheduler() ) ) );
+      // A clock that has only been made must not have the table cleaned.
+      cleanupClockArm( Kel::clockFactory( LocalData::singleton()->scheduler() ) );
    }
    if ( mlagStatus()->mlagState() != Mlag::MlagState::secondary ) {
       KEL_TRACE_INFO( "Not secondary. return" );

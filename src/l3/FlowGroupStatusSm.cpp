@@ -22,13 +22,16 @@ void FlowGroupStatusSm::handleFlowStatus( Kel::String const & name ) {
    KEL_TRACE_SCOPE( "VRF: ", vrf(), " Order: ", order().stringValue(), " Flow: ", name );
    QorL3::V1::FlowConfig const flowConfig = flowGroupConfig()->flow( name );
    Kel::Ptr< OpenFlowTable::FlowStats const > const flowStats = pfHwStatus()->flowStats( name );
-   pfHwStatusWants( name, !!flowConfig );
+   if ( !!flowConfig ) {
+      pfHwStatusWants( name, true );
+   }
    // The end of the machine removes the row.
    flowStatusSmDel( name );
    if ( !flowStats ) {
       flowGroupStatus()->flowDel( name );
    }
    if ( !flowConfig ) {
+      pfHwStatusWants( name, flowGroupStatus()->flowHas( name ) );
       return;
    }
    if ( flowStats ) {
@@ -59,6 +62,14 @@ void FlowGroupStatusSm::handleFlowStatus() {
    }
    for ( Kel::String const & name : flowGroupConfig()->flowKeys() ) {
       handleFlowStatus( name );
+   }
+}
+
+void FlowGroupStatusSm::handleStatusRow( Kel::String const & name ) {
+   KEL_TRACE_SCOPE( "VRF: ", vrf(), " Order: ", order().stringValue(), " Flow: ", name );
+   // A row of a flow that nobody configures, which is another hand's, goes with the flow's stats.
+   if ( !flowGroupConfig()->flowHas( name ) ) {
+      pfHwStatusWants( name, flowGroupStatus()->flowHas( name ) );
    }
 }
 

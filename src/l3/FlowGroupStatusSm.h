@@ -19,10 +19,12 @@ class FlowGroupStatusSm : public Kel::StateMachine {
 
    // Inputs.
    KEL_GIVEN( L3::VrfName, vrf )
-   KEL_GIVEN( Kel::Ptr< QorL3::V1::FlowGroupStatus >, flowGroupStatus )
+   /** Watched for the names alone that it holds. */
+   KEL_REACTOR( KelFlowGroupStatus, QorL3::V1::FlowGroupStatus, flowGroupStatus,
+                KEL_ON( flow, handleStatusRow ) )
    KEL_REACTOR( KelFlowGroupConfig, QorL3::V1::FlowGroupConfig const, flowGroupConfig,
                 KEL_ON( flow, handleFlowStatus ) )
-   /** Hears of the flows of this group alone. */
+   /** Hears of the flows alone that this group configures or has a status row of. */
    KEL_REACTOR_BY_KEY( KelPfHwStatus, OpenFlowTable::HwStatus const, pfHwStatus, flowStats,
                        std::identity, handleFlowStatus )
    KEL_GIVEN( Kel::Ptr< OpenFlowTable::PinFlowHwConfig >, pfHwConfig )
@@ -44,6 +46,7 @@ class FlowGroupStatusSm : public Kel::StateMachine {
    // Handlers.
    void handleFlowStatus( Kel::String const & name );
    void handleFlowStatus();
+   void handleStatusRow( Kel::String const & name );
 
  protected:
    void handleEnd() override { cleanup(); }

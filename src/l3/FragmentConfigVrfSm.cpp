@@ -22,7 +22,7 @@ void FragmentConfigVrfSm::handleFlowGroupConfig( QorL3::V1::FlowGroupOrder const
    KEL_TRACE_SCOPE( "VRF: ", vrf(), "FlowGroupOrder ", order.stringValue() );
    Kel::Ptr< QorL3::V1::FlowGroupConfig const > const config = fragmentConfig()->flowGroup( order );
    if ( config ) {
-      Kel::Ptr< QorClient::VtepInfo const > const vtepInfo = localData()->vtepInfo();
+      Kel::Ptr< QorClient::VtepInfo const > const vtepInfo = this->vtepInfo();
       flowGroupConfigSmIs( vrf(), config, pfHwConfig(), cachedFlowConfig(), vtepInfo );
    } else {
       KEL_TRACE_INFO( "FlowGroupConfig with Order ", order.stringValue(), " removed" );

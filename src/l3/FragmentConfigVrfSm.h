@@ -15,6 +15,7 @@ class FragmentConfigVrfSm : public Kel::StateMachine {
    KEL_GIVEN( Kel::Ptr< OpenFlowTable::PinFlowHwConfig >, pfHwConfig )
    KEL_GIVEN( Kel::Ptr< CachedFlowConfig >, cachedFlowConfig )
    KEL_SINGLETON( QorClient::LocalData const, localData )
+   Kel::Ptr< QorClient::VtepInfo const > vtepInfo() const { return localData()->vtepInfo(); }
 
    // Children and own state.
    KEL_CHILDREN_IN_ORDER( QorL3::V1::FlowGroupOrder, FlowGroupConfigSm, flowGroupConfigSm )

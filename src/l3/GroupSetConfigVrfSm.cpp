@@ -28,7 +28,7 @@ void GroupSetConfigVrfSm::handleGroupMemberConfig( Kel::String const & groupName
    if ( member ) {
       KEL_TRACE_INFO( "VRF: ", vrf(), " groupName: ", groupName );
       KEL_TRACE_INFO( "group added ", groupName );
-      Kel::Ptr< QorClient::VtepInfo const > const vtepInfo = localData()->vtepInfo();
+      Kel::Ptr< QorClient::VtepInfo const > const vtepInfo = this->vtepInfo();
       groupMemberConfigSmIs( groupName, member, vrf(), pfHwConfig(), vtepInfo );
       for ( auto const & [vni, memberSet] : member->memberSet() ) {
          Vxlan::VniExt const vniExt = Vxlan::Vni( vni );

@@ -12,16 +12,17 @@ namespace QorClientL3::V1 {
 class GroupSetConfigVrfSm : public Kel::StateMachine {
    KEL_STATE_MACHINE( QorClientL3::V1::GroupSetConfigVrfSm )
 
-   // Inputs.
+   // Inputs, and the children among them.
    KEL_GIVEN( L3::VrfName, vrf )
    KEL_REACTOR( KelGroupSetConfig, QorL3::V1::GroupSetConfig const, groupSetConfig,
                 KEL_ON( group, handleGroupMemberConfig ) )
+   KEL_CHILDREN_BY_KEY( Kel::String, GroupMemberConfigSm, groupMemberConfigSm )
    KEL_GIVEN( Kel::Ptr< OpenFlowTable::PinFlowHwConfig >, pfHwConfig )
    KEL_GIVEN( Kel::Ptr< OpenFlowTable::PinFlowHwConfig >, cachedPfHwConfig )
    KEL_SINGLETON( QorClient::LocalData const, localData )
+   Kel::Ptr< QorClient::VtepInfo const > vtepInfo() const { return localData()->vtepInfo(); }
 
-   // Children and own state.
-   KEL_CHILDREN_BY_KEY( Kel::String, GroupMemberConfigSm, groupMemberConfigSm )
+   // Own state.
    /** True until the end of handleInitialized. */
    KEL_OWN( bool, buildCachedEndPoints )
    KEL_OWN( bool, initialized )

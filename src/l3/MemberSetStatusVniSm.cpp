@@ -79,7 +79,7 @@ void MemberSetStatusVniSm::updateMember( MemberKey const & key ) {
    KEL_TRACE_SCOPE( " ip: ", key.ip, " mac: ", key.mac );
    Vxlan::VniExt const vniExt = vni();
    TrafficStreamEndPointId const id =
-      endPointIdOf( vrf(), key, localData()->vtepInfo()->vniToVlanMap( vniExt ) );
+      endPointIdOf( vrf(), key, vtepInfo()->vniToVlanMap( vniExt ) );
    QorL3::V1::Member const memberConfig = memberSetConfig()->member( key );
    Kel::Ptr< OpenFlowTable::TrafficStreamEndPointStatus const > const endPoint =
       pfHwStatus()->trafficEndPointStatus( id );
@@ -107,7 +107,7 @@ bool MemberSetStatusVniSm::isApplicableTrafficEndPoint(
       return false;
    }
    Vxlan::VniExt const vniExt = vni();
-   auto const vtepInfo = localData()->vtepInfo();
+   auto const vtepInfo = this->vtepInfo();
    return vtepInfo->vniToVlanMapHas( vniExt ) &&
           endPoint.vlan == Bridging::VlanIdOrNone( vtepInfo->vniToVlanMap( vniExt ) );
 }

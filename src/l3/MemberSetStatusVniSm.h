@@ -29,7 +29,8 @@ class MemberStatusSm : public Kel::StateMachine {
       auto const &... ) {
       return endPointStatus->id();
    }
-   OpenFlowTable::TrafficStreamEndPointId endPoint() const { return endPointStatus()->id(); }
+   OpenFlowTable::TrafficStreamEndPointId endPointId() const { return endPointStatus()->id(); }
+   OpenFlowTable::TrafficStreamEndPointId endPoint() const { return endPointId(); }
    QorL3::V1::MemberKey key() const;
 
    bool isMemberStateActive( OpenFlowTable::TrafficStreamStatus status ) const {
@@ -80,6 +81,7 @@ class MemberSetStatusVniSm : public Kel::StateMachine {
    KEL_REACTOR_BY_KEY( KelPfHwStatus, OpenFlowTable::HwStatus const, pfHwStatus,
                        trafficEndPointStatus, VrfOf, handleEndPointStatus )
    KEL_SINGLETON( QorClient::LocalData const, localData )
+   Kel::Ptr< QorClient::VtepInfo const > vtepInfo() const { return localData()->vtepInfo(); }
 
    // Children and own state.
    KEL_CHILDREN_BY_KEY( OpenFlowTable::TrafficStreamEndPointId, MemberStatusSm, memberStatusSm )

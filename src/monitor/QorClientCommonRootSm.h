@@ -22,12 +22,12 @@ class RootSm : public Kel::StateMachine {
    KEL_GIVEN( Kel::Ptr< Vxlan::VtiStatusDir const >, vtiStatusDir )
    KEL_SINGLETON( QorClient::LocalData, localData )
 
-   // Own state.
-   KEL_OWN( bool, initialized )
-
    // Children.
    KEL_CHILD( V1::CapabilitySm, capabilitySm )
    KEL_CHILD( QorClient::VlanToVniSm, vlanToVniSm )
+
+   // Own state.
+   KEL_OWN( bool, initialized )
 
    // Operations.
    void cleanup();

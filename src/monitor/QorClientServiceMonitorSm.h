@@ -45,13 +45,12 @@ class ServiceMonitorSm : public Kel::StateMachine {
                 leaderServiceStatusDir, KEL_ON( service, handleService ) )
    KEL_SINGLETON( LocalData, localData )
 
-   // Own state.
+   // Own state and children.
    /** The names that count. */
    KEL_OWN_SET( Kel::String, qorService )
-   KEL_OWN( bool, initialized )
-
-   // Children: one for each of those services that is in the directory.
+   /** One for each of those services that is in the directory. */
    KEL_CHILDREN_BY_KEY( Kel::Name, ServiceStatusSm, serviceStatusSm )
+   KEL_OWN( bool, initialized )
 
    // Operations.
    /** Sets `qorEnabled`: whether one of the names that count is in the directory and enabled. */
@@ -76,11 +75,11 @@ class ServiceMonitorRootSm : public Kel::StateMachine {
    KEL_REACTOR( KelControllerClientStatus, ControllerClient::Status const, controllerClientStatus,
                 KEL_ON( leaderServiceStatusDir, handleLeaderServiceStatusDir ) )
 
-   // Own state.
-   KEL_OWN( bool, initialized )
-
    // Children: present while there is a directory.
    KEL_CHILD( ServiceMonitorSm, serviceMonitorSm )
+
+   // Own state.
+   KEL_OWN( bool, initialized )
 
    // Operations.
    void cleanup();

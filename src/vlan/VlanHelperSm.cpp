@@ -33,10 +33,7 @@ void VlanHelperSm::handleBoundVni( VniAndIntfForPolicyFragment const & vniAndInt
       vniSviConfig()->vniSviInfoDel( vniAndIntf.vni );
       agentStatus()->vlanForVniDel( vniAndIntf.vni );
    } else if ( !agentStatus()->vlanForVniHas( vniAndIntf.vni ) ) {
-      KEL_TRACE_INFO( " VNI add ", vniAndIntf.vni );
-      vniSviConfig()->vniSviInfoIs( Vxlan::VniSviInfo{ Vxlan::stringValue( Vxlan::VniSource::qor ),
-                                                       Vxlan::VniSviInfo::VniPriority::policy,
-                                                       vniAndIntf.vni } );
+      requestVni( vniAndIntf.vni );
       handleVlanToVniMap( Vxlan::VniExt( vniAndIntf.vni ) );
    }
    doUpdateDynAllowedVlans( vniAndIntf.intfId );
@@ -62,6 +59,18 @@ void VlanHelperSm::handleBoundVni() {
          vniSviConfig()->vniSviInfoDel( vni );
       }
    }
+   // A closed gate takes the requests back and leaves the VLANs, so that no binding asks anew.
+   for ( VniAndIntfForPolicyFragment const & key : agentStatus()->boundVniKeys() ) {
+      if ( !vniSviConfig()->vniSviInfoHas( key.vni ) ) {
+         requestVni( key.vni );
+      }
+   }
+}
+
+void VlanHelperSm::requestVni( Vxlan::VniExtOrNone vni ) {
+   KEL_TRACE_INFO( " VNI add ", vni );
+   vniSviConfig()->vniSviInfoIs( Vxlan::VniSviInfo{ Vxlan::stringValue( Vxlan::VniSource::qor ),
+                                                    Vxlan::VniSviInfo::VniPriority::policy, vni } );
 }
 
 bool VlanHelperSm::isBoundVni( Vxlan::VniExtOrNone vni ) const {

@@ -52,6 +52,9 @@ class VlanHelperSm : public Kel::StateMachine {
 
  protected:
    void handleEnd() override { doCleanup(); }
+
+ private:
+   void requestVni( Vxlan::VniExtOrNone vni );
 };
 KEL_FACTORY( vlanHelperSmFactory, VlanHelperSm )
 

@@ -50,11 +50,11 @@ class VlanToVniSm : public Kel::StateMachine {
    KEL_REACTOR( KelVtiStatusDir, Vxlan::VtiStatusDir const, vtiStatusDir,
                 KEL_ON( vtiStatus, handleVtiChanged ) )
 
-   // Own state.
-   KEL_OWN( bool, initialized )
-
    // Children: present while there is a tunnel interface.
    KEL_CHILD( VtiStatusSm, vtiStatusSm )
+
+   // Own state.
+   KEL_OWN( bool, initialized )
 
    // Operations.
    /** Takes back what was published; for the owner to call, the destructor does not. */

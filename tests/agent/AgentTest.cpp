@@ -11,7 +11,10 @@
 namespace {
 
 namespace fs = std::filesystem;
+using testing::Each;
 using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
 
 class AgentTest : public AgentFixture {};
 
@@ -35,6 +38,11 @@ TEST_F( AgentTest, TraceFileIsNamedByTheEnvironment ) {
    start();
    EXPECT_TRUE( fs::exists( directory / "QorClient.fl" ) );
 
+   ::setenv( "FLASHLOGDIR", "", 1 );
+   agent = nullptr;
+   start();
+   EXPECT_TRUE( fs::exists( "QorClient.fl" ) ) << "no name is the current folder";
+
    ::unsetenv( "FLASHLOGDIR" );
    Flashlog::shutdown();
    fs::current_path( before );
@@ -54,29 +62,37 @@ TEST_F( AgentTest, MountsComeInALaterTurn ) {
    EXPECT_TRUE( agent->launchSm() );
 }
 
-TEST_F( AgentTest, TheEndLeavesTheGatesOutputsAsTheyAre ) {
+TEST_F( AgentTest, TheEndLeavesTheOutputsAsTheyAre ) {
    start();
    enable();
-   ASSERT_TRUE( agent->launchSm()->rootSm() );
    Runner::applyState( *em, Corestore::parseJson( R"({
-      "interface/status/eth/vxlan":{"vtiStatus":{"Vxlan1":{"vlanToVniMap":{"10":{"vni":1},"20":{"vni":2}}}}},
+      "pinflow/pfHwStatusDir/dyninputstatus/qor":{"supported":true},
+      "interface/status/eth/vxlan":{"vtiStatus":{"Vxlan1":{"addr":"192.0.2.1","vlanToVniMap":{"10":{"vni":1},"20":{"vni":2}}}}},
+      "bridging/config":{"vlanConfig":{"10":{"intf":{"Ethernet2":true}}}},
+      "bridging/switchIntfConfig":{"switchIntfConfig":{"Ethernet2":{}}},
+      "bridging/status":{"fdbStatus":{"10|02:00:00:00:00:01":{"intf":"Ethernet2","entryType":4}}},
+      "mlag/config":{"peerLinkIntfId":"Port-Channel1"},
+      "routing/fhrp/vrMacStatus":{"virtualRouterMac":"02:00:00:00:ff:01"},
+      "qorl3/version1/global/groupTypeConfig":{"config":{"group":{"g":{"bytes":[1,0,0]}}}},
+      "qorl3/version1/global/groupSetConfig":{"red":{"group":{"g":{"memberSet":{"1":{"member":{"0|10.0.0.1|02:00:00:00:00:01":{}}}}}}}},
+      "qorl3/version1/global/fragmentConfig":{"red":{"flowGroup":{"1|1":{"flow":{"f":{"actionFieldSet":1,"enabled":true}}}}}},
       "qor/version1/policy":{"policy":{"policyFragment":{"web":{"originalVni":1,"serviceVni":2,
          "serviceIntfSet":{"near":{"intf":{"Ethernet1":true}}},
-         "flow":{"out":{"interceptPoint":0,"serviceIntfKey":"near","match":{"vni":2},"action":{"vni":1}}}}}}}})" ),
+         "flow":{"host":{"match":{"srcMac":"02:00:00:00:00:01","vni":1},"action":{"vni":2}},
+                 "out":{"serviceIntfKey":"near","match":{"vni":2},"action":{"vni":1}}}}}}}})" ),
                        []( auto const & mutator ) { mutator(); } );
-   auto const rules = at< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qor" );
-   ASSERT_EQ( rules->flowEntryCount(), 1 );
-   auto const vxlanClients = at< Kel::Dir >( "vxlan/clientDir" );
-   auto const status = at< QorClient::Status >( "qorclient/status" );
+   scheduler->runReady();
+   ASSERT_EQ( at< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qor" )->flowEntryCount(), 2 );
+   auto const routed = at< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qorl3" );
+   ASSERT_EQ( routed->flowEntryCount() + routed->trafficEndPointCount(), 2 );
 
+   record();
    agent = nullptr;
-   EXPECT_TRUE( status->active() );
-   EXPECT_EQ( rules->flowEntryCount(), 1 );
-   EXPECT_TRUE( vxlanClients->entityHas( "qor" ) );
-   EXPECT_TRUE( at< OpenFlowTable::PlatformInitConfig >( "openflow/platformInitConfig" )
-                   ->perVlanRoutingEnabled() );
-   EXPECT_FALSE( QorClient::LocalData::singleton()->qorEnabled() );
-   EXPECT_FALSE( QorClient::LocalData::singleton()->vtepInfo() );
+   EXPECT_THAT( changes, ElementsAre() );
+   // What is in memory alone is gone with the process; the next one adopts the rest.
+   Kel::Entity::singletonsDel();
+   start();
+   EXPECT_THAT( changes, Each( Not( HasSubstr( "dyninput" ) ) ) );
 }
 
 // --- The gate ---

@@ -4,6 +4,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <stdexcept>
 
@@ -39,12 +41,18 @@ std::string withPid( std::string name ) {
    return name;
 }
 
+/** The name, in the folder that FLASHLOGDIR names. */
+std::string inTraceFolder( std::string const & name ) {
+   char const * const folder = std::getenv( "FLASHLOGDIR" );
+   return folder ? std::filesystem::path( folder ) / name : std::filesystem::path( name );
+}
+
 }  // namespace
 
 bool initialize( std::string const & fileName, SizeSpec const & sizes, char const * previousName,
                  int descKiB, int descStepKiB, MultiThreading, bool reserve, int maxMsgSize ) {
    shutdown();
-   auto const name = withPid( fileName );
+   auto const name = inTraceFolder( withPid( fileName ) );
    TraceFile::Options const options{
       kibToBytes( descKiB ), kibToBytes( descStepKiB ), reserve,
       std::clamp( static_cast< std::size_t >( std::max( maxMsgSize, 0 ) ), Format::minMsgSize,

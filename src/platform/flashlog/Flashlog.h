@@ -32,7 +32,8 @@ extern TraceHandle * defaultFlashlogHandle;
 
 /** Opens the trace file and starts the recording of all levels that have a ring, but for
  * `Kel::traceReturn`. An earlier file is closed first.
- * @param fileName "%d" in it becomes the process id. The file is made beside and renamed into
+ * @param fileName in the folder that FLASHLOGDIR names, or in the current one; "%d" in it becomes
+ *    the process id. The file is made beside and renamed into
  *    place, so that a process that still has a file of that name open keeps its own.
  * @param previousName a file that has the name already is kept under this one; null: replaced.
  * @param descKiB, descStepKiB room for message descriptors at the start, and its growth when it

@@ -24,10 +24,17 @@ void StateMachine::kelDoZombieReactors( bool zombie ) {
    kelMarkedForDeletionIs( zombie );
 }
 
+void StateMachine::kelMakeTreeZombie() {
+   kelDoZombieReactors( true );
+   kelMembers( MemberOp::MakeTreeZombie );
+}
+
 void StateMachine::handleZeroRef() noexcept {
    // Held by one reference of its own, so that handlers on the way may take and drop others.
    newRef();
-   handleEnd();
+   if ( !kelMarkedForDeletion() ) {
+      handleEnd();
+   }
    kelDoZombieReactors( true );
    ending_ = true;
    kelMembers( MemberOp::DropReactors );

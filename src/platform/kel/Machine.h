@@ -32,6 +32,7 @@ enum class MemberOp {
    DeactivateChildren,
    MakeZombie,
    UnmakeZombie,
+   MakeTreeZombie,
    DropReactors,
    DropChildren
 };
@@ -50,6 +51,9 @@ class StateMachine : public PtrInterface {
    void kelTakeNotificationsOff();
    /** A zombie is reached by no further notification. */
    void kelDoZombieReactors( bool zombie );
+   /** Makes the machine and all below it zombies, for the end of the process: none of them hears of
+    *  another's end, and none comes to an end of its own, so nothing is taken back. */
+   void kelMakeTreeZombie();
 
    /** The machine that a nested reactor belongs to; null for others, and when it has gone. */
    virtual StateMachine * kelOwner() const { return nullptr; }
@@ -65,7 +69,8 @@ class StateMachine : public PtrInterface {
    virtual void kelMembers( MemberOp op ) = 0;
 
  protected:
-   /** The class's own end, first when the last reference goes; its inputs still work. */
+   /** The class's own end, first when the last reference goes; its inputs still work. A machine
+    *  that is a zombie already has none. */
    virtual void handleEnd() {}
 
    void handleZeroRef() noexcept final;

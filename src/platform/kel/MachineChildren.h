@@ -132,6 +132,8 @@ class Child {
    void apply( MemberOp op ) {
       if ( op == MemberOp::DropChildren ) {
          del();
+      } else if ( machine_ && op == MemberOp::MakeTreeZombie ) {
+         machine()->kelMakeTreeZombie();
       } else if ( machine_ &&
                   ( op == MemberOp::ActivateChildren || op == MemberOp::DeactivateChildren ) ) {
          machine()->hasNotificationActiveIs( op == MemberOp::ActivateChildren );
@@ -227,6 +229,8 @@ class ChildMap : public MachineMap< Map, K, Machine > {
       bool const activate = op == MemberOp::ActivateChildren;
       if ( op == MemberOp::DropChildren ) {
          this->forEach( [this]( K const & key, auto const & ) { this->del( key ); } );
+      } else if ( op == MemberOp::MakeTreeZombie ) {
+         this->forEach( []( K const &, auto const & machine ) { machine->kelMakeTreeZombie(); } );
       } else if ( activate || op == MemberOp::DeactivateChildren ) {
          this->forEach( [activate]( K const &, auto const & machine ) {
             machine->hasNotificationActiveIs( activate );
@@ -277,6 +281,9 @@ class NestedMap : public MachineMap< HashMap2018, K, Machine > {
             case MemberOp::MakeZombie:
             case MemberOp::UnmakeZombie:
                machine->kelDoZombieReactors( op == MemberOp::MakeZombie );
+               break;
+            case MemberOp::MakeTreeZombie:
+               machine->kelMakeTreeZombie();
                break;
             case MemberOp::DropReactors:
                this->del( key );

@@ -86,8 +86,12 @@
  *  the trigger table, a row a trigger. */
 #define KEL_REACTOR( Class, NotifierType, attribute, ... ) \
    KEL_REACTOR_AS( argument, Class, NotifierType, attribute, __VA_ARGS__ )
-/** The same for a notifier that the machine finds or makes itself. */
-#define KEL_OWN_REACTOR( Class, NotifierType, attribute, ... ) \
+/** The same for a notifier that the machine finds or makes itself. `xArm` gives the first one as
+ *  construction gives an input: unlike `xIs`, it runs no handler. */
+#define KEL_OWN_REACTOR( Class, NotifierType, attribute, ... )          \
+   void attribute##Arm( ::Kel::Ptr< NotifierType > const & notifier ) { \
+      attribute##_.arm( notifier );                                     \
+   }                                                                    \
    KEL_REACTOR_AS( own, Class, NotifierType, attribute, __VA_ARGS__ )
 /** The same for a process-wide singleton, fetched at construction. */
 #define KEL_SINGLETON_REACTOR( Class, NotifierType, attribute, ... ) \

@@ -121,6 +121,27 @@ TEST_F( MachineTest, ANewNotifierRunsEveryHandlerWithoutAKeyOnce ) {
    EXPECT_EQ( script.take(), Log{} );
 }
 
+TEST_F( MachineTest, ANotifierThatIsArmedIsMetAsAnInput ) {
+   auto machine = Kel::create< WholeSm >( box, &script, other );
+   script.take();
+   machine->foundArm( box );
+   EXPECT_EQ( script.take(), Log{} );
+   EXPECT_EQ( machine->found(), box );
+   box->itemIs( 1, 1 );
+   EXPECT_EQ( script.take(), Log{ "found item" } );
+}
+
+TEST_F( MachineTest, ATreeOfZombiesHearsNothingAndComesToNoEnd ) {
+   auto machine = Kel::create< WholeSm >( box, &script, other );
+   machine->firstIs( Kel::String( "first" ), &script );
+   machine->manyIs( Kel::String( "many" ), &script );
+   script.take();
+   machine->kelMakeTreeZombie();
+   box->sizeIs( 2 );
+   machine = nullptr;
+   EXPECT_EQ( script.take(), Log{} );
+}
+
 TEST_F( MachineTest, NotificationsGoOffAndOnForTheMachineAndItsChildren ) {
    auto machine = Kel::create< WholeSm >( box, &script, other );
    auto child = machine->firstIs( Kel::String( "first" ), &script );

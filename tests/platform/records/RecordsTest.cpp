@@ -5,6 +5,7 @@
 #include "platform/records/bridging/MacVlanPair.h"
 #include "platform/records/l2rib/Host.h"
 #include "platform/records/mlag/HostTable.h"
+#include "platform/records/openflowtable/TrafficStream.h"
 #include "platform/records/qorclient/RuleKey.h"
 #include "platform/records/qorclient/VniAndIntfForPolicyFragment.h"
 #include "platform/records/qorl3/FragmentConfig.h"
@@ -43,6 +44,10 @@ TEST( Records, KeysHaveOneText ) {
               "7|02:00:00:00:00:01" );
    expectKey( QorL3::V1::MemberKey{ 0, ip( "10.0.0.1" ), eth( "02:00:00:00:00:01" ) },
               "0|10.0.0.1|02:00:00:00:00:01" );
+   QorL3::V1::MemberKey const member{ 0, ip( "10.0.0.1" ), {} };
+   EXPECT_NE( member.hash( 1 ), member.hash( 2 ) );
+   EXPECT_NE( OpenFlowTable::TrafficStreamEndPointId{}.hash( 1 ),
+              OpenFlowTable::TrafficStreamEndPointId{}.hash( 2 ) );
    QorL3::V1::FlowGroupOrder const order{ 1, 2 };
    expectKey( order, "1|2" );
    EXPECT_EQ( order.stringValue(), "Preference: 1 Priority: 2" );

@@ -23,6 +23,7 @@ struct TrafficStreamEndPointId {
    KEL_KEY_RECORD( TrafficStreamEndPointId, vrf, ip, vlan, mac )
    friend auto operator<=>( TrafficStreamEndPointId const &,
                             TrafficStreamEndPointId const & ) = default;
+   std::size_t hash( std::uint32_t seed ) const { return Kel::combineHash( seed, hash() ); }
    std::string stringValue() const { return Kel::textOf( *this ); }
 };
 

@@ -53,6 +53,8 @@ struct ActionFields {
 
 /** A flow of a policy. */
 struct PolicyFlowInfo {
+   using ActionFields = V1::ActionFields;
+
    Kel::String flowName;
    MatchFields match;
    ActionFields action;

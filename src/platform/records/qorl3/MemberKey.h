@@ -16,6 +16,7 @@ struct MemberKey {
    Wirekit::EthAddr mac;
 
    KEL_KEY_RECORD( MemberKey, vlanId, ip, mac )
+   std::size_t hash( std::uint32_t seed ) const { return Kel::combineHash( seed, hash() ); }
 };
 
 }  // namespace QorL3::V1
