@@ -18,7 +18,7 @@ namespace Histories {
  *   nobody offers them again before its own inputs change.
  * - A host that the controller has named another end point for, or none, or that was offered before
  *   it was learnt here: its row stays.
- * - A host's move count: the greatest stays, and that of a host that is learnt on the interface.
+ * - A host's move count: the greatest stays.
  */
 class L2RibMemory {
  public:
