@@ -184,12 +184,4 @@ TEST_F( AgentTest, GateOpensAndClosesInItsOrder ) {
    EXPECT_NE( agent->launchSm()->rootSm(), first );
 }
 
-TEST_F( AgentTest, OnlyPolicyIsAllowedInThePolicyDirectory ) {
-   start();
-   enable();
-   EXPECT_DEATH( at< Kel::Dir >( "qor/version1/policy" )
-                    ->createEntity( "Qor::V1::QorPolicyFragment", "other" ),
-                 "QorClient:66: .*`strcmp\\( name.charPtr\\(\\), \"policy\" \\) == 0'" );
-}
-
 }  // namespace

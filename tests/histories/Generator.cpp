@@ -96,6 +96,9 @@ Step Generator::next( Runner::Switch const & device ) {
    if ( secondary_ && oneIn( 6 ) ) {
       return patch( roleChange() );
    }
+   if ( changesArpNeed_ && oneIn( 16 ) ) {
+      return patch( at( { "openflow/hwstatus", "arpRuleRequired" }, Value( oneIn( 2 ) ) ) );
+   }
    if ( below( 4 ) < routedQuarters_ ) {
       return patch( routedChange( device ) );
    }

@@ -18,12 +18,16 @@ namespace Histories {
  *
  * Seeds differ in how much of their policy is routed: from none to three quarters; and in how
  * orderly it is: in half of them each fragment has VNIs of its own, each flow a host, and services
- * have interfaces to themselves.
+ * have interfaces to themselves. In a fifth of them the platform's need for ARP rules comes and
+ * goes.
  */
 class Generator {
  public:
    explicit Generator( std::uint64_t seed )
-      : random_( seed ), routedQuarters_( seed % 4 ), orderly_( seed / 4 % 2 ) {}
+      : random_( seed ),
+        routedQuarters_( seed % 4 ),
+        orderly_( seed / 4 % 2 ),
+        changesArpNeed_( seed % 5 == 1 ) {}
 
    /** The state before the agent's first step. */
    Runner::Step first();
@@ -84,6 +88,7 @@ class Generator {
    std::mt19937_64 random_;
    std::uint64_t const routedQuarters_;
    bool const orderly_;
+   bool const changesArpNeed_;
    bool gateOpen_ = true;
    bool secondary_ = false;
    bool capable_ = true;

@@ -61,7 +61,7 @@ class History {
       if ( good ) {
          scratch.emplace( *device, policy_, routed_ );
          good = step( *device, Histories::Generator::last() ) &&
-                holds( Histories::leftovers( *device ) );
+                holds( Histories::leftovers( *device, policy_ ) );
       }
       device.reset();
       return good && holds( scratch->differences() );
@@ -74,7 +74,7 @@ class History {
       one.steps = { steps_.back() };
       Runner::playStep( device, one, 0 );
       bool const started = std::holds_alternative< Runner::RestartStep >( steps_.back() );
-      policy_.observe( device, started );
+      policy_.observe( device, steps_.back() );
       return holds( Histories::brokenInvariants( device, policy_ ) ) &&
              holds( routed_.broken( device, started ) );
    }

@@ -93,10 +93,10 @@ void checkRules( Check & check ) {
 
 /**
  * A fragment's ARP rule is counted at most once for each of its rules: one that came while the
- * service VNI had no VLAN took no count, and gives one back. In a history the need for ARP rules
- * stays as it is: one that ended before the last rule went would leave rule and count.
+ * service VNI had no VLAN took no count, and gives one back. Where the need for ARP rules has
+ * changed, rule and count stand as they were.
  */
-void checkArpRules( Check & check ) {
+void checkArpRules( Check & check, PolicyMemory const & past ) {
    for ( auto const & [fragment, count] : check.status->platformFlowRefCount() ) {
       std::size_t rules = 0;
       if ( auto const info = check.status->policyFragmentInfo( fragment ) ) {
@@ -104,8 +104,9 @@ void checkArpRules( Check & check ) {
             rules += flowInfo->ruleInfoCount();
          }
       }
-      check.that( count != 0 && count <= rules, "ARP rule of ", fragment, " is counted ", count,
-                  ", of rules ", rules );
+      check.that(
+         count != 0 && ( count <= rules || past.counts().isStale( fragment.stringValue() ) ),
+         "ARP rule of ", fragment, " is counted ", count, ", of rules ", rules );
       check.that( check.rules->flowEntryHas( fragment.stringValue() + "-arp" ), "ARP rule of ",
                   fragment, " is counted and missing" );
    }
@@ -142,12 +143,9 @@ void checkBindings( Check & check ) {
    }
 }
 
-/**
- * An egress rule is counted once for each intercepted host on its interface. Fewer are counted
- * where a native VLAN has changed, since the reinstallation of a flow takes its references off
- * twice, and where the rule couldn't be built yet when a host came.
- */
-void checkEgressRules( Check & check ) {
+/** An egress rule is counted once for each intercepted host on its interface, or fewer times; more
+ *  often only where its flow's own binding has installed the flow of a host. */
+void checkEgressRules( Check & check, PolicyMemory const & past ) {
    for ( auto const & [fragment, info] : check.status->policyFragmentInfo() ) {
       std::map< Wirekit::IntfId, std::uint32_t > users;
       for ( auto const & [flow, flowInfo] : info->flowInfo() ) {
@@ -158,9 +156,10 @@ void checkEgressRules( Check & check ) {
       for ( auto const & [flow, flowInfo] : info->flowInfo() ) {
          bool const egress = flowInfo->serviceIntfKey().empty() && !flowInfo->isInterceptIngress();
          for ( auto const & [key, rule] : flowInfo->ruleInfo() ) {
-            check.that( !egress || rule->refCount() <= users[key.outIntf], "egress rule ",
-                        rule->ruleName(), " is counted ", rule->refCount(), ", has users ",
-                        users[key.outIntf] );
+            check.that( !egress || rule->refCount() <= users[key.outIntf] ||
+                           past.counts().isTooMany( rule->ruleName().stringValue() ),
+                        "egress rule ", rule->ruleName(), " is counted ", rule->refCount(),
+                        ", has users ", users[key.outIntf] );
          }
       }
    }
@@ -243,21 +242,26 @@ std::vector< std::string > brokenInvariants( Runner::Switch const & device,
    Check check( device );
    checkWarmHosts( check );
    checkRules( check );
-   checkArpRules( check );
+   checkArpRules( check, past );
    checkBindings( check );
-   checkEgressRules( check );
+   checkEgressRules( check, past );
    checkServiceRules( check, past );
    checkVnis( check );
    checkStatusRows( check );
    return check.broken;
 }
 
-std::vector< std::string > leftovers( Runner::Switch const & device ) {
+std::vector< std::string > leftovers( Runner::Switch const & device, PolicyMemory const & past ) {
    Check check( device );
    auto none = [&]( std::size_t count, char const * what ) {
       check.that( count == 0, count, " left of ", what );
    };
-   none( check.rules->flowEntryCount(), "flowEntry" );
+   // ARP rules that nobody needs any more, and their counts, stay for ever.
+   std::size_t stale = 0;
+   for ( auto const & fragment : check.status->platformFlowRefCountKeys() ) {
+      stale += past.counts().isStale( fragment.stringValue() );
+   }
+   none( check.rules->flowEntryCount() - stale, "flowEntry" );
    none( check.policyStatus->policyFragmentCount(), "policystatus" );
    none( check.status->boundHostCount(), "boundHost" );
    none( check.status->policyFragmentInfoCount(), "policyFragmentInfo" );
@@ -265,7 +269,7 @@ std::vector< std::string > leftovers( Runner::Switch const & device ) {
    // them what hangs on them: `boundVni`, `vlanForVni` and the VLAN lists.
    none( check.status->flowNameForRuleNameCount(), "flowNameForRuleName" );
    none( check.status->ruleStateForRuleNameCount(), "ruleStateForRuleName" );
-   none( check.status->platformFlowRefCountCount(), "platformFlowRefCount" );
+   none( check.status->platformFlowRefCountCount() - stale, "platformFlowRefCount" );
    // A damaged row reads as absent: nobody finds it, and nobody takes it out.
    std::size_t hosts = 0;
    for ( auto const & row : check.l2Rib->host() ) {

@@ -13,6 +13,6 @@ std::vector< std::string > brokenInvariants( Runner::Switch const & device,
                                              PolicyMemory const & past );
 
 /** What must hold, beside that, once all policy has been withdrawn. */
-std::vector< std::string > leftovers( Runner::Switch const & device );
+std::vector< std::string > leftovers( Runner::Switch const & device, PolicyMemory const & past );
 
 }  // namespace Histories

@@ -9,13 +9,17 @@
 
 namespace Histories {
 
-void PolicyMemory::observe( Runner::Switch const & device, bool started ) {
+void PolicyMemory::observe( Runner::Switch const & device, Runner::Step const & step ) {
+   bool const started = std::holds_alternative< Runner::RestartStep >( step );
+   counts_.observe( device );
+   l2Rib_.observe( device, step );
    auto const status = device.entity< QorClient::Status >( "qorclient/status" );
    auto const intfs = device.entity< Bridging::SwitchIntfConfigDir >( "bridging/switchIntfConfig" );
    auto const policy = Kel::ptrCast< Qor::V1::QorPolicyFragment const >(
       device.entity< Kel::Dir >( "qor/version1/policy" )->entity( "policy" ) );
    Users const hosts = std::exchange( hosts_, {} );
    Users const vnis = std::exchange( vnis_, {} );
+   auto unconfigured = std::exchange( unconfigured_, {} );
    std::erase_if( lasting_, [&]( auto const & fragment ) {
       return !policy || !policy->policyFragmentHas( Kel::String( fragment.first ) );
    } );
@@ -80,6 +84,12 @@ void PolicyMemory::observe( Runner::Switch const & device, bool started ) {
             }
             std::string const place =
                name + "|" + flowName.stringValue() + "|" + Kel::textOf( host );
+            if ( !warm.empty() && Kel::textOf( installed ) != warm &&
+                 ( !intfs->switchIntfConfigHas( Wirekit::IntfId( warm ) ) ||
+                   unconfigured[place] == warm ) ) {
+               unconfigured_[place] = warm;
+               present_[name].insert( "no switch configuration" );
+            }
             if ( Kel::textOf( installed ).empty() || !warm.empty() ) {
                lost_.erase( place );
             } else if ( started || lost_.contains( place ) ) {

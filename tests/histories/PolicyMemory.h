@@ -4,7 +4,9 @@
 #include <set>
 #include <string>
 
-#include "runner/Switch.h"
+#include "histories/L2RibMemory.h"
+#include "histories/RuleCounts.h"
+#include "runner/Scenario.h"
 
 namespace Histories {
 
@@ -24,11 +26,13 @@ namespace Histories {
  * - A host that a start finds gone before it has read the host's flow: the rules stay.
  * - An interface whose native VLAN is not the one that the rules of a host on it were built with:
  *   a change between VLANs that the fragment doesn't use is not heeded, but seen by a start.
+ * - A host that the peer has put on an interface without switch configuration: when that comes,
+ *   nothing installs the host's flow before the host moves or the agent starts.
  */
 class PolicyMemory {
  public:
-   /** To be told of every step. `started`: it began with a start of the agent. */
-   void observe( Runner::Switch const & device, bool started );
+   /** To be told of every step. */
+   void observe( Runner::Switch const & device, Runner::Step const & step );
    /** Why a start may change the fragment's rules; empty when it may not. */
    std::string unsettled( std::string const & fragment ) const;
    /** The fragment has been away. */
@@ -40,6 +44,8 @@ class PolicyMemory {
 
    /** A set of the fragment has been down. */
    bool hadSetDown( std::string const & fragment ) const { return setDown_.contains( fragment ); }
+   RuleCounts const & counts() const { return counts_; }
+   L2RibMemory const & l2Rib() const { return l2Rib_; }
 
  private:
    using Users = std::map< std::string, std::set< std::string > >;
@@ -57,6 +63,10 @@ class PolicyMemory {
    std::set< std::string > gone_;
    std::set< std::string > warm_;
    std::set< std::string > setDown_;
+   /** The interface on which a bound host waits since it had no configuration, by flow and host. */
+   std::map< std::string, std::string > unconfigured_;
+   RuleCounts counts_;
+   L2RibMemory l2Rib_;
 };
 
 }  // namespace Histories

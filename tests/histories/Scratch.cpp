@@ -1,5 +1,6 @@
 #include "histories/Scratch.h"
 
+#include <algorithm>
 #include <functional>
 #include <set>
 
@@ -27,10 +28,35 @@ Value::Object const & rowsOf( Value const & value,
    return rows ? *rows : none;
 }
 
+/** Whether a host of the flow is known on a member of a set of its own fragment. */
+bool isOnServiceIntf( Value const & state, std::string const & fragment,
+                      std::string const & flow ) {
+   std::set< std::string > members;
+   for ( auto const & [name, set] : rowsOf(
+            state,
+            { "qor/version1/policy", "policy", "policyFragment", fragment, "serviceIntfSet" } ) ) {
+      for ( auto const & [intf, value] : rowsOf( set, { "intf" } ) ) {
+         members.insert( Corestore::jsonLine( Value( intf ) ) );
+      }
+   }
+   auto const & bound = rowsOf( state, { "qorclient/status", "policyFragmentInfo", fragment,
+                                         "flowInfo", flow, "boundHost" } );
+   for ( auto const & [host, intf] : rowsOf( state, { "qorclient/status", "warmHost" } ) ) {
+      for ( auto const & [wanted, installed] : bound ) {
+         if ( wanted == host && members.contains( Corestore::jsonLine( intf ) ) ) {
+            return true;
+         }
+      }
+   }
+   return false;
+}
+
 /**
  * What a fragment's flows are reported as, by flow. The words are those of the moment in which the
  * flow was last looked at: while a VNI lacks its VLAN, nothing makes them anew over hosts and
- * interfaces, and those of an egress flow never over the hosts of others. `unheard` gets the flows
+ * interfaces, those of an egress flow never over the hosts of others, nor those of a flow whose
+ * host comes on a service interface; and a set that empties is told before its last rule goes.
+ * `unheard` gets the flows
  * of which the report depends on the order of answers: one is owed to some rule, or was when that
  * rule went, or the one that stands is older than the rule, which nobody tells again.
  */
@@ -51,11 +77,13 @@ Value::Object reportsOf( Value const & state, std::string const & fragment,
          }
       };
       bool const lacksVlan = words.find( "to be mapped to a VLAN" ) != std::string::npos;
-      if ( lacksVlan || flow.starts_with( 'e' ) ) {
+      if ( lacksVlan || flow.starts_with( 'e' ) || isOnServiceIntf( state, fragment, flow ) ) {
          leaveOut( "Host to be learnt, " );
       }
       if ( lacksVlan ) {
          leaveOut( "Service Interfaces to become available, " );
+      } else if ( words.find( "Service Interfaces to become available" ) != std::string::npos ) {
+         leaveOut( ", PinFlow rule" );
       }
       reports.emplace_back( flow, Value( number + " " + words ) );
    }
@@ -101,6 +129,11 @@ Scratch::Scratch( Runner::Switch const & device, PolicyMemory policy, RoutedInva
    for ( char const * table : { "warmHost", "warmHostRefCount" } ) {
       status.emplace_back( table, rowsOf( state_, { "qorclient/status", table } ) );
    }
+   // An agent learns of its own end point after its VLANs: the hosts behind it are offered by the
+   // one that is known before.
+   if ( Value const * address = state_.member( "qorclient/status" )->member( "myVtepAddr" ) ) {
+      status.emplace_back( "myVtepAddr", *address );
+   }
    inputs_.emplace_back( "qorclient/status", Value( std::move( status ) ) );
    for ( auto const & [path, entity] : *state_.as< Value::Object >() ) {
       if ( path == "pinflow/pfHwStatusDir/dyninputstatus/qor" ) {
@@ -114,6 +147,9 @@ Scratch::Scratch( Runner::Switch const & device, PolicyMemory policy, RoutedInva
          inputs_.emplace_back( path, entity );
       }
    }
+   // The gate opens on all of it, or what comes first would be taken for the whole.
+   std::ranges::stable_partition(
+      inputs_, []( auto const & member ) { return member.first != "mgmt/controller/status"; } );
 }
 
 std::vector< std::string > Scratch::differences() const {
@@ -208,19 +244,33 @@ std::vector< std::string > Scratch::differences() const {
    }
    compare( complaints, rowsOf( state_, { "pinflow/dyninput/qor", "flowEntry" } ),
             rowsOf( fresh, { "pinflow/dyninput/qor", "flowEntry" } ), [&]( auto const & name ) {
-               return otherFragments.contains( name.substr( 0, name.find_first_of( "_-" ) ) );
+               std::string const fragment = name.substr( 0, name.find_first_of( "_-" ) );
+               return otherFragments.contains( fragment ) || policy_.counts().isTooFew( name ) ||
+                      policy_.counts().isTooMany( name ) ||
+                      ( name == fragment + "-arp" && policy_.counts().isStale( fragment ) );
             } );
    for ( std::string const & fragment : fragments ) {
       if ( !otherFragments.contains( fragment ) ) {
          std::set< std::string > unheard;
          auto const reports = reportsOf( state_, fragment, unheard );
          compare( complaints, reports, reportsOf( fresh, fragment, unheard ),
-                  [&]( auto const & flow ) { return unheard.contains( flow ); } );
+                  [&]( auto const & flow ) {
+                     return unheard.contains( flow ) ||
+                            policy_.counts().isMiscounted( fragment + "_" + flow + "-" );
+                  } );
       }
    }
-   // What is offered to the L2 RIB is left out: machines take back all of a VLAN, whoever of them
-   // has offered it, and offer again only over the next change of their own inputs.
-   //
+   std::set< std::string > leftOut = otherVlans;
+   for ( std::string const & fragment : otherFragments ) {
+      for ( auto const & [side, vni] :
+            rowsOf( state_, { "qor/version1/policy", "policy", "policyFragment", fragment } ) ) {
+         if ( side == "originalVni" || side == "serviceVni" ) {
+            auto const vlan = vlans_.find( Corestore::jsonLine( vni ) );
+            leftOut.insert( vlan == vlans_.end() ? "" : vlan->second );
+         }
+      }
+   }
+   policy_.l2Rib().compare( complaints, device, leftOut );
    // The bindings of a fragment outlive it until the next start of the datapath, those of a flow on
    // an interface the host's stay there, and an interface that has left a set never has them again.
    compare( complaints, rowsOf( state_, { "qorclient/status", "boundVni" } ),

@@ -81,7 +81,7 @@ TEST_F( TracesTest, EveryHandlerTellsItsEntryAndItsReturn ) {
    }
    EXPECT_THAT( calls.open(), testing::IsEmpty() );
    std::set< std::string > silent;
-   for ( Kel::MachineType const * machine : Kel::machineTypes() ) {
+   for ( Kel::TypeRecord const * machine : Kel::machineTypes() ) {
       std::string const name = machine->name;
       if ( !name.starts_with( "Qor" ) ) {
          continue;

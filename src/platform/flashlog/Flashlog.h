@@ -33,8 +33,8 @@ extern TraceHandle * defaultFlashlogHandle;
 /** Opens the trace file and starts the recording of all levels that have a ring, but for
  * `Kel::traceReturn`. An earlier file is closed first.
  * @param fileName in the folder that FLASHLOGDIR names, or in the current one; "%d" in it becomes
- *    the process id. The file is made beside and renamed into
- *    place, so that a process that still has a file of that name open keeps its own.
+ *    the process id. The file is made beside and renamed into place, so that a process that still
+ *    has a file of that name open keeps its own.
  * @param previousName a file that has the name already is kept under this one; null: replaced.
  * @param descKiB, descStepKiB room for message descriptors at the start, and its growth when it
  *    is used up. It never exceeds 4 MiB; a trace point whose first hit finds no room is not

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <map>
+#include <set>
+#include <string>
+
+#include "histories/Complaints.h"
+#include "runner/Scenario.h"
+
+namespace Histories {
+
+/**
+ * What is offered to the L2 RIB, and which rows stand there otherwise than an agent that starts
+ * would offer them:
+ *
+ * - A row that was damaged, one of the router's MAC that a start has swept, and one whose VLAN has
+ *   had several sets, at once or one after the other, since whoever leaves it takes all rows back:
+ *   nobody offers them again before its own inputs change.
+ * - A host that the controller has named another end point for, or none, or that was offered before
+ *   it was learnt here: its row stays.
+ * - A host's move count: the greatest stays.
+ */
+class L2RibMemory {
+ public:
+   /** To be told of every step. */
+   void observe( Runner::Switch const & device, Runner::Step const & step );
+   /** With the rows of a switch that was given the last inputs at once, but for some VLANs. */
+   void compare( Complaints & complaints, Runner::Switch const & fresh,
+                 std::set< std::string > const & leftOutVlans ) const;
+
+ private:
+   struct Row {
+      /** Preference and interface. */
+      std::string offer;
+      std::uint32_t moveCount = 0;
+   };
+   using Rows = std::map< std::string, Row >;
+
+   static Rows rowsOf( Runner::Switch const & device );
+   static bool isOffered( Runner::Switch const & device, std::string const & key );
+   void rememberSets( Runner::Switch const & device );
+
+   Rows rows_;
+   /** The sets of each VLAN now, and the VLANs that have had several. */
+   std::map< std::string, std::set< std::string > > sets_;
+   std::set< std::string > contested_;
+   std::set< std::string > lost_;
+   /** Rows of hosts that nobody would offer now. */
+   std::set< std::string > outdated_;
+   /** MACs whose forwarding row has been damaged. */
+   std::set< std::string > forgotten_;
+};
+
+}  // namespace Histories
