@@ -237,32 +237,35 @@ TEST_F( CommandsTest, ShowTellsAnOperatorWhatStands ) {
          "a":{"serviceIntfKey":"near"}, "b":{"match":{"srcMac":"02:00:00:00:00:01"}},
          "c\u001b[2J\u009b\u00a7":{"interceptPoint":1}}}}}},
       "qorclient/version1/policystatus":{"policyFragment":{"web":{"flowStatus":{
-         "a":{"flowState":2}, "b":{"flowStateDetails":"Waiting for: Host to be learnt"},
+         "a":{"flowState":3,"flowStateDetails":"Rejected because: "},
+         "b":{"flowStateDetails":"Waiting for: Host to be learnt"},
          "old":{"flowState":3}}}}},
       "qorclient/status":{
          "flowNameForRuleName":{"r":"a"}, "fragmentNameForRuleName":{"r":"web"},
          "vlanForVni":{"70":100}, "boundVni":{"70|Ethernet3/1|web":true,"71||web":true},
          "boundHost":{"02:00:00:00:00:01|100":true},
          "policyFragmentInfo":{"web":{"flowInfo":{
-            "a":{"ruleInfo":{"Ethernet1||true":{"published":true},"Ethernet2||true":{}}},
+            "a":{"ruleInfo":{"Ethernet1||true":{"published":true,"ruleName":"r"},
+               "Ethernet2||true":{}}},
             "b":{"boundHost":{"02:00:00:00:00:01|100":""}},"kept":{}}}}},
       "pinflow/dyninput/qor":{"flowEntry":{"r":{"tableType":2,
          "match":{"matchFieldSet":265,"inIntf":["Ethernet1"],"vlanId":100,
             "ethSrc":"02:00:00:00:00:01","ethSrcMask":"ff:ff:ff:ff:ff:ff"},
          "actions":{"actionFieldSet":33554440,"vlanId":200}}}},
-      "pinflow/pfHwStatusDir/dyninputstatus/qor":{"flowStats":{"r":{"status":7}}},
+      "pinflow/pfHwStatusDir/dyninputstatus/qor":{"flowStats":{"r":{"status":5}}},
       "bridging/status":{"fdbStatus":{"100|02:00:00:00:00:01":{"intf":"Ethernet7","moveCount":3}}}})" );
    EXPECT_EQ(
       run( "show flows --state state.json" ).text,
       "FRAGMENT  FLOW     KIND            STATE         RULES  DETAILS\n"
-      "web       a        service near    programmed    1      -\n"
+      "web       a        service near    rejected      1      "
+      "Rejected because: no room in the flow table (5)\n"
       "web       b        intercept       initial       0      Waiting for: Host to be learnt\n"
       "web       c?[2J?§  egress          not reported  0      -\n"
       "web       old      not configured  rejected      0      -\n" );
    EXPECT_EQ( run( "show rules --state state.json" ).text,
-              "RULE  FLOW   TABLE      PRIORITY  HARDWARE      "
+              "RULE  FLOW   TABLE      PRIORITY  HARDWARE                                 "
               "MATCH                                     ACTIONS\n"
-              "r     web/a  preLookup  0         rejected (7)  "
+              "r     web/a  preLookup  0         rejected (5: no room in the flow table)  "
               "in Et1, VLAN 100, from 02:00:00:00:00:01  rewrite to VLAN 200, forward\n" );
    EXPECT_EQ( run( "show hosts --state state.json" ).text,
               "HOST               VLAN  FLOWS  INTERFACE  MOVES  STATE\n"
@@ -289,16 +292,20 @@ TEST_F( CommandsTest, ShowTellsAnOperatorWhatStands ) {
    EXPECT_THAT( why.text,
                 testing::StartsWith( "web/old: not configured\n"
                                      "  missing   controller  the controller client is not "
-                                     "enabled\n" ) );
-   EXPECT_THAT( why.text,
-                testing::EndsWith( "\nwaiting: the controller client is not enabled\n" ) );
+                                     "enabled (mgmt/controller/status)\n" ) );
+   EXPECT_THAT( why.text, testing::EndsWith( "\nwaiting: the controller client is not enabled "
+                                             "(mgmt/controller/status)\n" ) );
    Ended const unknown = run( "why x --state state.json" );
    EXPECT_EQ( unknown.code, 2 );
    EXPECT_EQ( unknown.text,
               "no flow \"x\"; there are: web/a, web/b, web/c?[2J?§, web/kept, web/old\n" );
    EXPECT_THAT( run( "why web/old --json --state state.json" ).text,
                 testing::AllOf( HasSubstr( R"({"fragment":"web","name":"old","flow":"web/old",)" ),
-                                HasSubstr( R"({"link":"status","finding":"rejected",)" ) ) );
+                                HasSubstr( R"({"link":"status","finding":"rejected",)" ),
+                                HasSubstr( R"(,"path":"mgmt/controller/status"}
+])" ) ) );
+   EXPECT_THAT( run( "why web/a --state state.json" ).text,
+                HasSubstr( "rejected: Rejected because: no room in the flow table (5)\n" ) );
 }
 
 }  // namespace
