@@ -113,7 +113,7 @@ void trace( TracePoint & point, char const * function, std::initializer_list< Va
       record( point, function, arguments );
    }
    if ( point.unit->mask & Kel::TraceUnit::textBit( point.level ) ) {
-      Kel::writeTextTrace( textLine( function, arguments ) );
+      Kel::writeTextTrace( *point.unit->handle, point.level, textLine( function, arguments ) );
    }
 }
 
