@@ -107,18 +107,36 @@ TEST_F( CommandsTest, BadInputIsOneLineAndExitCode2 ) {
               "s.json: /steps/0/restart: wants true\n" );
    EXPECT_EQ( refused( R"({"steps":[{"corrupt":{"bridging/status":{"fdbStatus":"7"}}}]})" ),
               "s.json: /steps/0/corrupt/bridging~1status/fdbStatus: "
-              "key \"7\" needs 2 fields joined by |\n" );
-   EXPECT_EQ( refused( R"({"steps":[{"advance":1},{"expect":{"mlag/status":{"x":null}}}]})" ),
-              "s.json: /steps/1/expect/mlag~1status/x: unknown attribute of Mlag::Status\n" );
+              "key \"7\" needs 2 fields joined by |: fid|addr\n" );
+   EXPECT_EQ(
+      refused( R"({"steps":[{"advance":1},{"expect":{"mlag/status":{"x":null}}}]})" ),
+      "s.json: /steps/1/expect/mlag~1status/x: unknown attribute of Mlag::Status; there are: "
+      "mlagState\n" );
    EXPECT_EQ( refused( R"({"steps":[],"noRestartAfter":[0]})" ),
               "s.json: /: wants a member \"noRestartWhy\" with \"noRestartAfter\"\n" );
 
    EXPECT_EQ( refused( R"({"steps":[],"noRestartAfter":[-1]})" ),
-              "s.json: /noRestartAfter/0: wants a whole number from 0, not a number\n" );
-   EXPECT_EQ( refused( R"({"steps":[],"switch":{"flowCapacity":1e3}})" ),
-              "s.json: /switch/flowCapacity: wants a whole number from 0, not a number\n" );
+              "s.json: /noRestartAfter/0: wants a whole number from 0, not -1\n" );
+   EXPECT_EQ(
+      refused( R"({"steps":[],"switch":{"flowCapacity":1e3}})" ),
+      "s.json: /switch/flowCapacity: wants a whole number from 0, not a number with a point or "
+      "an exponent\n" );
    EXPECT_EQ( refused( R"({"steps":[{"patch":{"mlag/sta\ntus\u001b[2J":{}}}]})" ),
-              "s.json: /steps/0/patch/mlag~1sta?tus?[2J: unknown path\n" );
+              "s.json: /steps/0/patch/mlag~1sta?tus?[2J: unknown path; there are: mlag/config, "
+              "mlag/hostTable, mlag/status\n" );
+   EXPECT_EQ( refused( R"({"steps":[{"patch":{"bridging/status":{"fdbStatus":{"x|y":{}}}}}]})" ),
+              "s.json: /steps/0/patch/bridging~1status/fdbStatus/x|y: "
+              "fid wants a whole number, 0 to 65535, not \"x\"\n" );
+   std::string const longName( 300, 'x' );
+   std::string const cut = std::string( 200, 'x' ) + "...";
+   EXPECT_EQ( refused( ( R"({"steps":[{"patch":{"mlag/status":{"a\u0000\n\u2028)" + longName +
+                         R"(":1}}}]})" )
+                          .c_str() ),
+              "s.json: /steps/0/patch/mlag~1status/a???" + cut.substr( 4 ) +
+                 ": unknown attribute of Mlag::Status; there are: mlagState\n" );
+   EXPECT_LT( refused( ( "{\"" + longName + longName ).c_str() ).size(), 400U );
+   EXPECT_EQ( run( "check 'a\n" + longName + "'" ).text,
+              "a?" + cut.substr( 2 ) + ": /: cannot be read: File name too long\n" );
 
    write( "s.json", R"({"steps":[{"expect":{"qorclient/status":{"vlanForVni":{"1":1},
       "policyFragmentInfo":{"a\n\u001b":{}}}}}]})" );
@@ -131,6 +149,11 @@ TEST_F( CommandsTest, BadInputIsOneLineAndExitCode2 ) {
    write( "state.json", R"({"mlag/status":1})" );
    EXPECT_EQ( run( "show flows --state state.json" ).text,
               "state.json: /mlag~1status: wants an object, not a number\n" );
+   EXPECT_EQ( run( "show flows --state s.json" ).text,
+              "s.json: /: is a scenario, and no state: --scenario plays it\n" );
+   write( "state.json", R"({"mlag/status":{}})" );
+   EXPECT_EQ( run( "check state.json" ).text,
+              "state.json: /: is a state, and no scenario: it has no \"steps\"\n" );
    EXPECT_EQ( run( "check ." ).text, ".: /: cannot be read: Is a directory\n" );
    EXPECT_EQ( run( "check missing.json" ).text,
               "missing.json: /: cannot be read: No such file or directory\n" );
