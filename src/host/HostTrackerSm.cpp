@@ -1,6 +1,7 @@
 #include "host/HostTrackerSm.h"
 
 #include "agent/QorClientUtils.h"
+#include "host/ReportedPlace.h"
 #include "platform/flashlog/DualLog.h"
 #include "platform/kel/Assert.h"
 
@@ -146,23 +147,7 @@ VlanId HostTrackerSm::getServiceVlan( VlanId oVlan ) const {
 }
 
 bool HostTrackerSm::isServiceIntf( IntfId intf ) const {
-   KEL_TRACE_SCOPE( " intf: ", intf );
-   for ( auto const & [fragment, info] : agentStatus()->policyFragmentInfo() ) {
-      // A learnt host asks this of every fragment, and one with host flows alone has no set.
-      if ( info->serviceIntfSetInfoCount() == 0 ) {
-         continue;
-      }
-      for ( auto const & [name, set] : info->serviceIntfSetInfo() ) {
-         for ( VniAndIntfForPolicyFragment const & key : set->boundVniKeys() ) {
-            if ( key.intfId == intf ) {
-               KEL_TRACE_RETURN( " return true" );
-               return true;
-            }
-         }
-      }
-   }
-   KEL_TRACE_RETURN( " return false" );
-   return false;
+   return QorClient::isServiceIntf( *agentStatus(), intf );
 }
 
 void HostTrackerSm::handleLearning( HostKey const & key ) {
@@ -183,15 +168,10 @@ void HostTrackerSm::handleLearning( HostKey const & key ) {
       KEL_TRACE_INFO( "No policies attached to the host ", key.addr, " vid: ", vlan );
       return;
    }
-   switch ( static_cast< std::uint32_t >( row.entryType ) ) {
-      case 0:  // What an absent row reads as: its empty interface leaves the host where it was.
-      case 4:
-      case 5:
-      case 6:
-         updateHostLocation( host, row.intf );
-         break;
-      default:
-         KEL_TRACE_INFO( "Host is not learnt locally or on peer, return" );
+   if ( isLearntHost( row.entryType ) ) {
+      updateHostLocation( host, row.intf );
+   } else {
+      KEL_TRACE_INFO( "Host is not learnt locally or on peer, return" );
    }
 }
 
@@ -236,26 +216,34 @@ void HostTrackerSm::updateHostLocation( MacVlanPair const & macVlan, IntfId newI
    auto const vlanConfig = bridgingConfig()->vlanConfig( macVlan.vlanId );
    KEL_TRACE_INFO( "Host: ", macVlan.mac, " vlan: ", macVlan.vlanId, " oldIntf: ", oldIntf,
                    " newIntf: ", newIntf, " vlanConfig: ", bool( vlanConfig ) );
-   if ( !newIntf ) {
-      return;
-   }
-   if ( isServiceIntf( newIntf ) ) {
-      KEL_TRACE_INFO( "Host is moved to a service intf" );
-   } else if ( !vlanConfig || !vlanConfig->intfHas( newIntf ) ) {
-      KEL_TRACE_INFO( "NewIntf is not a member of the VLAN" );
-   } else if ( !switchIntfConfigDir()->switchIntfConfigHas( newIntf ) ) {
-      KEL_TRACE_INFO( "Intf config is not present for the host" );
-      removeHost( macVlan );
-   } else if ( newIntf == agentStatus()->cachedPeerLinkIntfId() ) {
-      KEL_TRACE_INFO( "Host is moved to peerlink: ", newIntf );
-      removeHost( macVlan );
-   } else if ( newIntf == oldIntf ) {
-      KEL_TRACE_INFO( "Host location unchanged" );
-   } else {
-      addHost( macVlan, newIntf );
-      if ( oldIntf ) {
-         warmHostRefCountDec( oldIntf );
-      }
+   switch ( reportedPlace( *agentStatus(), *bridgingConfig(), *switchIntfConfigDir(),
+                           macVlan.vlanId, newIntf ) ) {
+      case ReportedPlace::none:
+         // The host ages out of the tables, and stays where it was.
+         return;
+      case ReportedPlace::serviceIntf:
+         KEL_TRACE_INFO( "Host is moved to a service intf" );
+         break;
+      case ReportedPlace::outsideVlan:
+         KEL_TRACE_INFO( "NewIntf is not a member of the VLAN" );
+         break;
+      case ReportedPlace::withoutConfig:
+         KEL_TRACE_INFO( "Intf config is not present for the host" );
+         removeHost( macVlan );
+         break;
+      case ReportedPlace::peerLink:
+         KEL_TRACE_INFO( "Host is moved to peerlink: ", newIntf );
+         removeHost( macVlan );
+         break;
+      case ReportedPlace::usable:
+         if ( newIntf == oldIntf ) {
+            KEL_TRACE_INFO( "Host location unchanged" );
+            break;
+         }
+         addHost( macVlan, newIntf );
+         if ( oldIntf ) {
+            warmHostRefCountDec( oldIntf );
+         }
    }
 }
 

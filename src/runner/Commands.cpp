@@ -1,17 +1,22 @@
 #include "runner/Commands.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
+#include <cstdlib>
 #include <iostream>
+#include <new>
+#include <span>
 #include <system_error>
 
 #include "platform/corestore/Store.h"
 #include "platform/flashlog/Decode.h"
+#include "platform/kel/StandardError.h"
 #include "platform/kel/TraceHandle.h"
+#include "runner/CheckCommand.h"
 #include "runner/Document.h"
 #include "runner/Graph.h"
 #include "runner/RunCommand.h"
-#include "runner/Scenario.h"
 #include "runner/ShowCommand.h"
 #include "runner/WhyCommand.h"
 #include "runner/tables/Tables.h"
@@ -22,6 +27,7 @@ namespace {
 
 constexpr int exitDone = 0;
 constexpr int exitBadInput = 2;
+constexpr char version[] = "qorclient " QORCLIENT_VERSION;
 
 struct Arguments {
    RunOptions run;
@@ -39,6 +45,18 @@ std::optional< int > traceLevel( std::string_view text ) {
    auto [end, error] = std::from_chars( text.data(), text.data() + text.size(), level );
    bool const whole = error == std::errc{} && end == text.data() + text.size();
    return whole && level >= 0 && level < Kel::traceLevels ? std::optional( level ) : std::nullopt;
+}
+
+/** What is wrong with "LEVEL" or "HANDLE=LEVEL"; empty if nothing is. */
+std::string checkTrace( std::string const & text ) {
+   if ( !traceLevel( text ) ) {
+      return text + " is neither LEVEL nor HANDLE=LEVEL, 0 to 9";
+   }
+   std::string const handle = text.substr( 0, text.rfind( '=' ) );
+   auto const handles = Kel::traceHandleNames();
+   return handle == text || std::ranges::count( handles, handle )
+             ? ""
+             : "no handle " + handle + "; there are: " + Kel::shownNames( handles );
 }
 
 void setTraces( std::vector< std::string > const & traces ) {
@@ -68,6 +86,7 @@ void addSource( CLI::App & command, StateSource & from, bool & json ) {
 
 void addCommands( CLI::App & app, Arguments & arguments ) {
    app.require_subcommand( 1 );
+   app.set_version_flag( "--version", version, "Print the version" );
 
    CLI::App & run = *app.add_subcommand( "run", "Play a scenario" );
    run.add_option( "SCENARIO", arguments.run.scenario )->required();
@@ -83,9 +102,9 @@ void addCommands( CLI::App & app, Arguments & arguments ) {
    run.add_option( "--trace", arguments.traces, "Text trace on standard error" )
       ->option_text( "LEVEL|HANDLE=LEVEL ..." )
       ->allow_extra_args( false )
-      ->check( []( std::string const & text ) {
-         return traceLevel( text ) ? "" : text + " is neither LEVEL nor HANDLE=LEVEL, 0 to 9";
-      } );
+      ->check( checkTrace );
+   run.add_option( "--trace-file", arguments.run.traceFile, "Write the binary trace" )
+      ->check( someName );
 
    CLI::App & check = *app.add_subcommand( "check", "Validate a scenario without playing it" );
    check.add_option( "SCENARIO", arguments.scenario )->required();
@@ -107,13 +126,22 @@ void addCommands( CLI::App & app, Arguments & arguments ) {
    decode.add_option( "FILE", arguments.traceFile )->required();
 }
 
+/** An agent writes its trace into the folder where it is started, which is right for a service and
+ *  not for a command: here it does so only when it was told where. */
+void keepFolderClean( RunOptions const & run ) {
+   if ( !std::getenv( "FLASHLOGDIR" ) || !run.traceFile.empty() ) {
+      ::setenv( "FLASHLOG_DISABLE", "1", 1 );
+   }
+}
+
 int runCommand( std::string const & name, Arguments const & arguments ) {
+   keepFolderClean( arguments.run );
    if ( name == "run" ) {
       setTraces( arguments.traces );
       return runScenario( arguments.run );
    }
    if ( name == "check" ) {
-      readScenario( arguments.scenario );
+      checkScenario( arguments.scenario );
    } else if ( name == "show" ) {
       return showTable( arguments.show );
    } else if ( name == "why" ) {
@@ -128,7 +156,21 @@ int runCommand( std::string const & name, Arguments const & arguments ) {
 
 /** Names in it come from outside: it stays one line. */
 int refused( std::exception const & error ) {
-   std::cerr << printable( error.what() ) << std::endl;
+   std::cerr << Kel::oneLine( error.what() ) << std::endl;
+   return exitBadInput;
+}
+
+/** The same for a command line, of which the message may quote any argument. */
+int refused( CLI::ParseError const & error, int argc, char const * const * argv ) {
+   std::string text = error.what();
+   for ( std::string_view argument : std::span( argv, static_cast< std::size_t >( argc ) ) ) {
+      std::string const shown = Kel::shownName( argument );
+      std::size_t const at = shown == argument ? text.npos : text.find( argument );
+      if ( at != text.npos ) {
+         text.replace( at, argument.size(), shown );
+      }
+   }
+   std::cerr << Kel::oneLine( text ) << "\nRun with --help for more information." << std::endl;
    return exitBadInput;
 }
 
@@ -142,7 +184,7 @@ int runCommandLine( int argc, char const * const * argv ) {
    try {
       app.parse( argc, argv );
    } catch ( CLI::ParseError const & e ) {
-      return app.exit( e ) == 0 ? exitDone : exitBadInput;
+      return e.get_exit_code() == 0 ? app.exit( e ) : refused( e, argc, argv );
    }
    try {
       return runCommand( app.get_subcommands().front()->get_name(), arguments );
@@ -155,6 +197,9 @@ int runCommandLine( int argc, char const * const * argv ) {
    } catch ( std::system_error const & e ) {
       // Shared memory that is full or cannot be written.
       return refused( e );
+   } catch ( std::bad_alloc const & ) {
+      Kel::writeStandardError( "out of memory\n" );
+      return exitBadInput;
    }
 }
 

@@ -8,11 +8,13 @@
 
 namespace Runner {
 
+/** "FILE: POINTER", as messages begin: on one line, with long names cut. */
+std::string placeOf( std::string const & file, std::string const & pointer );
+
 /** Bad input from outside. `what()` is one line: file, JSON pointer, reason. */
 class InputError : public std::runtime_error {
  public:
-   InputError( std::string const & file, std::string const & pointer, std::string const & reason )
-      : std::runtime_error( file + ": " + ( pointer.empty() ? "/" : pointer ) + ": " + reason ) {}
+   InputError( std::string const & file, std::string const & pointer, std::string const & reason );
    InputError( std::string const & file, Kel::ValueError const & error )
       : InputError( file, error.pointer(), error.what() ) {}
 };
@@ -31,7 +33,9 @@ void below( std::string_view member, F && f ) {
 template < class T >
 T const & wanted( Kel::Value const & value, char const * what ) {
    T const * typed = value.as< T >();
-   if ( !typed ) {
+   if ( !typed && std::is_arithmetic_v< T > ) {
+      Kel::Detail::failNumber( what, value );
+   } else if ( !typed ) {
       Kel::Detail::failKind( what, value );
    }
    return *typed;
@@ -43,7 +47,8 @@ double secondsOf( Kel::Value const & value );
 /** The members of an object; throws Kel::ValueError for any other value. */
 Kel::Value::Object const & objectOf( Kel::Value const & value );
 
-/** Reads a file of JSON. Throws InputError. */
+/** Reads a file of JSON, or a pipe that is open already. Throws InputError, for a device and a FIFO
+ *  too, which may have no end. */
 Kel::Value readDocument( std::string const & file );
 /** The same for the text that the file holds. */
 Kel::Value parseDocument( std::string const & file, std::string_view text );

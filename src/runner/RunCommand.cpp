@@ -1,72 +1,23 @@
 #include "runner/RunCommand.h"
 
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
+#include <memory>
 #include <utility>
 
 #include "platform/corestore/SqliteStore.h"
 #include "platform/corestore/ValueText.h"
+#include "platform/flashlog/Flashlog.h"
 #include "platform/kel/Assert.h"
+#include "platform/kel/StandardError.h"
 #include "runner/Document.h"
 #include "runner/Journal.h"
+#include "runner/Output.h"
 #include "runner/Scenario.h"
 #include "runner/tables/Tables.h"
 
 namespace Runner {
 
 namespace {
-
-/** A file that is written; what fails is bad input, since the user named it. */
-class Output {
- public:
-   explicit Output( std::string const & file, std::ios::openmode mode = std::ios::trunc )
-      : file_( file ), out_( file, mode ) {
-      check();
-   }
-
-   /** Empties it. */
-   void beginAgain() {
-      out_ = std::ofstream( file_ );
-      check();
-   }
-   void write( std::string const & text ) {
-      out_ << text;
-      check();
-   }
-   void flush() {
-      out_.flush();
-      check();
-   }
-
- private:
-   void check() const {
-      if ( !out_ ) {
-         throw InputError( file_, "",
-                           std::string( "cannot be written: " ) + std::strerror( errno ) );
-      }
-   }
-
-   std::string file_;
-   std::ofstream out_;
-};
-
-void writeDump( Switch const & device, std::string const & file ) {
-   std::string const text = Corestore::jsonSorted( device.dump() ) + "\n";
-   if ( file == "-" ) {
-      std::cout << text;
-   } else {
-      Output out( file );
-      out.write( text );
-      out.flush();
-   }
-}
-
-std::string dumpName( RunOptions const & options, std::size_t step ) {
-   return options.dumpEach + "/" + std::to_string( step ) + ".json";
-}
 
 /** The flows of the policy and the routed ones; one empty table where there are neither. */
 void printFlows( Switch const & device ) {
@@ -81,115 +32,161 @@ void printFlows( Switch const & device ) {
    }
 }
 
-void makeDirectory( std::string const & directory ) {
-   std::error_code error;
-   std::filesystem::create_directories( directory, error );
-   if ( error ) {
-      throw InputError( directory, "", "cannot be made: " + error.message() );
-   }
+std::string dumpOf( Switch const & device ) {
+   return Corestore::jsonSorted( device.dump() ) + "\n";
 }
 
-/** One file under two names, there or not yet. Terminals and pipes may be read and written. */
-bool sameFile( std::string const & a, std::string const & b ) {
-   namespace fs = std::filesystem;
-   std::error_code error;
-   if ( fs::exists( a, error ) && !fs::is_regular_file( a, error ) ) {
-      return false;
-   }
-   return fs::equivalent( a, b, error ) ||
-          fs::weakly_canonical( fs::absolute( a, error ), error ) ==
-             fs::weakly_canonical( fs::absolute( b, error ), error );
-}
-
-/** Throws InputError when what is written would replace what is read. */
-void checkOutputs( RunOptions const & options, std::size_t steps ) {
-   std::vector< std::string > outputs;
-   for ( std::string const & file : { options.journal, options.dump } ) {
-      if ( !file.empty() && file != "-" ) {
-         outputs.push_back( file );
+/** Throws InputError when one file is written twice, or written and read. */
+void checkNames( RunOptions const & options, std::size_t steps ) {
+   /** A file, and what it is. */
+   using Named = std::pair< std::string, std::string >;
+   std::vector< Named > others{ { options.scenario, "the scenario" } };
+   if ( !options.state.empty() ) {
+      for ( std::string const & file : Corestore::SqliteStore::filesOf( options.state ) ) {
+         others.emplace_back( file, "the state file" );
       }
+   }
+   auto const add = [&others]( std::string const & file, char const * what ) {
+      for ( auto const & [other, otherIs] : others ) {
+         if ( sameFile( file, other ) ) {
+            throw InputError( file, "", "cannot be written: it is " + otherIs );
+         }
+      }
+      others.emplace_back( file, what );
+   };
+   if ( !options.journal.empty() ) {
+      add( options.journal, "the journal" );
+   }
+   if ( !options.traceFile.empty() ) {
+      add( options.traceFile, "the trace" );
+      add( Flashlog::previousOf( options.traceFile ), "the earlier trace" );
+   }
+   if ( !options.dump.empty() && options.dump != "-" ) {
+      add( options.dump, "the final state" );
    }
    for ( std::size_t step = 0; step != steps && !options.dumpEach.empty(); ++step ) {
-      outputs.push_back( dumpName( options, step ) );
-   }
-   std::vector< std::string > const stateFiles =
-      options.state.empty() ? std::vector< std::string >()
-                            : Corestore::SqliteStore::filesOf( options.state );
-   for ( std::string const & output : outputs ) {
-      if ( sameFile( output, options.scenario ) ) {
-         throw InputError( output, "", "cannot be written: it is the scenario" );
-      }
-      for ( std::string const & file : stateFiles ) {
-         if ( sameFile( output, file ) ) {
-            throw InputError( output, "", "cannot be written: it is the state file" );
+      std::string const file = StepOutputs::nameOf( options.dumpEach, step );
+      for ( auto const & [other, otherIs] : others ) {
+         if ( sameFile( file, other ) ) {
+            throw InputError( file, "", "cannot be written: it is " + otherIs );
          }
       }
    }
 }
 
-Switch & switchOn( std::string const & stateFile, Switch::Setup setup ) {
+/** The agent's changes: gathered while the agent is at work, and written between its steps and
+ *  before an abort. */
+class JournalFile {
+ public:
+   explicit JournalFile( std::string const & file ) : out_( file ) {}
+   ~JournalFile() {
+      try {
+         if ( begun_ ) {
+            write();
+         }
+      } catch ( InputError const & ) {
+         // The run has ended with an error of its own, or has told of this one.
+      }
+   }
+   JournalFile( JournalFile const & ) = delete;
+   JournalFile & operator=( JournalFile const & ) = delete;
+
+   void add( std::int64_t step, OutputChange const & change ) {
+      pending_ += journalLine( step, change ) + "\n";
+   }
+   /** `goesOn`: so does the state that an earlier journal has led to. */
+   void beginIs( bool goesOn ) { goesOn_ = goesOn; }
+   void write() {
+      if ( !std::exchange( begun_, true ) ) {
+         goesOn_ ? out_.goOn() : out_.begin();
+      }
+      out_.write( std::exchange( pending_, {} ) );
+   }
+
+ private:
+   // Runs before the hook of the file, which then isn't one without use.
+   Kel::FlushHook save_{ [this] { write(); } };
+   Output out_;
+   std::string pending_;
+   bool goesOn_ = false;
+   bool begun_ = false;
+};
+
+void openTrace( std::string const & file ) {
+   try {
+      Flashlog::open( file );
+   } catch ( std::runtime_error const & e ) {
+      throw InputError( file, "", e.what() );
+   }
+}
+
+Switch & switchOn( RunOptions const & options, Switch::Setup setup ) {
+   Kel::FlushHook const lastWords( [&options] {
+      Kel::writeStandardError( placeOf( options.scenario, "" ) +
+                               ": the process ends before the first step\n" );
+   } );
    try {
       return *new Switch( std::move( setup ) );
    } catch ( Kel::ValueError const & e ) {
-      throw InputError( stateFile, e );
+      throw InputError( options.state, e );
    }
+}
+
+/** Null for no name. */
+template < class T, class... Args >
+std::unique_ptr< T > openIf( std::string const & name, Args... args ) {
+   return name.empty() ? nullptr : std::make_unique< T >( name, args... );
 }
 
 }  // namespace
 
 int runScenario( RunOptions const & options ) {
    Scenario const scenario = readScenario( options.scenario );
-   checkOutputs( options, scenario.steps.size() );
-   if ( !options.dumpEach.empty() ) {
-      makeDirectory( options.dumpEach );
+   checkNames( options, scenario.steps.size() );
+   auto const dump = openIf< Output >( options.dump == "-" ? "" : options.dump );
+   auto const dumpEach = openIf< StepOutputs >( options.dumpEach, scenario.steps.size() );
+   auto const journal = openIf< JournalFile >( options.journal );
+   if ( !options.traceFile.empty() ) {
+      openTrace( options.traceFile );
    }
-   std::optional< Output > journal;
-   std::optional< Kel::FlushHook > saveJournal;
+   auto const store = openIf< Corestore::SqliteStore >( options.state );
+   if ( journal && store ) {
+      journal->beginIs( store->holdsState() );
+   }
+
    // Changes of the agent's start belong to no step.
    std::int64_t step = -1;
    std::function< void( OutputChange const & ) > observer;
-   // A run whose state is refused leaves the journal of an earlier one.
-   bool journalBegun = false;
-   auto const beginJournal = [&] {
-      if ( journal && !std::exchange( journalBegun, true ) ) {
-         journal->beginAgain();
-      }
-   };
-   if ( !options.journal.empty() ) {
-      journal.emplace( options.journal, std::ios::app );
-      saveJournal.emplace( [&] { journal->flush(); } );
-      observer = [&]( OutputChange const & change ) {
-         beginJournal();
-         journal->write( journalLine( step, change ) + "\n" );
-      };
+   if ( journal ) {
+      observer = [&]( OutputChange const & change ) { journal->add( step, change ); };
    }
-   std::optional< Corestore::SqliteStore > store;
-   if ( !options.state.empty() ) {
-      store.emplace( options.state );
-   }
-
    // Never destroyed: at the end of the process the state stays as it is.
-   Switch & device = switchOn( options.state, { .observer = std::move( observer ),
-                                                .simulated = scenario.simulated,
-                                                .store = store ? &*store : nullptr } );
-   beginJournal();
+   Switch & device = switchOn( options, { .observer = std::move( observer ),
+                                          .simulated = scenario.simulated,
+                                          .store = store.get() } );
+   if ( journal ) {
+      journal->write();
+   }
    bool met = true;
    while ( ++step != std::ssize( scenario.steps ) ) {
-      for ( Unmet const & unmet :
-            playStep( device, scenario, static_cast< std::size_t >( step ) ) ) {
+      auto const number = static_cast< std::size_t >( step );
+      for ( Unmet const & unmet : playStep( device, scenario, number ) ) {
          std::cerr << printable( describe( scenario, unmet ) ) << std::endl;
          met = false;
       }
-      if ( !options.dumpEach.empty() ) {
-         writeDump( device, dumpName( options, static_cast< std::size_t >( step ) ) );
+      if ( journal ) {
+         journal->write();
+      }
+      if ( dumpEach ) {
+         dumpEach->write( number, dumpOf( device ) );
       }
    }
    device.outputObserverIs( {} );
-   if ( journal ) {
-      journal->flush();
-   }
-   if ( !options.dump.empty() ) {
-      writeDump( device, options.dump );
+   if ( dump ) {
+      dump->begin();
+      dump->write( dumpOf( device ) );
+   } else if ( !options.dump.empty() ) {
+      std::cout << dumpOf( device );
    } else {
       printFlows( device );
    }

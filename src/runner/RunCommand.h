@@ -14,6 +14,8 @@ struct RunOptions {
    std::string dumpEach;
    /** File for the change journal; empty for none. */
    std::string journal;
+   /** File for the binary trace; empty for none. */
+   std::string traceFile;
 };
 
 /** Plays a scenario. Returns the exit code; throws InputError and Corestore::StoreError. */

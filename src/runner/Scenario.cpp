@@ -1,6 +1,11 @@
 #include "runner/Scenario.h"
 
+#include <regex.h>
+
+#include "platform/kel/Assert.h"
+#include "platform/kel/StandardError.h"
 #include "runner/Document.h"
+#include "runner/MountPlan.h"
 #include "runner/StateCheck.h"
 
 namespace Runner {
@@ -35,7 +40,7 @@ DocumentStep readDocumentStep( Value const & value ) {
    return { value };
 }
 
-/** The members that make a step, and how each is read. */
+/** The members that make a step, and how each is read, in the order of the kinds of steps. */
 constexpr std::pair< char const *, Step ( * )( Value const & ) > readers[] = {
    { "patch", []( Value const & v ) -> Step { return readDocumentStep< PatchStep >( v ); } },
    { "advance", []( Value const & v ) -> Step { return AdvanceStep{ secondsOf( v ) }; } },
@@ -100,6 +105,13 @@ void readMember( Scenario & scenario, std::string const & name, Value const & va
 }
 
 void read( Scenario & scenario, Value const & document ) {
+   if ( !document.member( "steps" ) ) {
+      for ( auto const & member : objectOf( document ) ) {
+         if ( mountPoint( member.first ) ) {
+            throw ValueError( "is a state, and no scenario: it has no \"steps\"" );
+         }
+      }
+   }
    for ( auto const & member : objectOf( document ) ) {
       below( member.first, [&] { readMember( scenario, member.first, member.second ); } );
    }
@@ -111,21 +123,18 @@ void read( Scenario & scenario, Value const & document ) {
    }
 }
 
-std::string stepPointer( std::size_t step, char const * member ) {
-   return "/steps/" + std::to_string( step ) + "/" + member;
-}
-
+/** Plays a step, whose pointer is that of its action. */
 struct Player {
    Switch & device;
    Scenario const & scenario;
-   std::size_t number;
+   std::string const & pointer;
 
    std::vector< Unmet > operator()( PatchStep const & step ) const {
-      at( "patch", [&] { device.patch( step.document ); } );
+      here( [&] { device.patch( step.document ); } );
       return {};
    }
    std::vector< Unmet > operator()( AdvanceStep const & step ) const {
-      at( "advance", [&] { device.advance( step.seconds ); } );
+      here( [&] { device.advance( step.seconds ); } );
       return {};
    }
    std::vector< Unmet > operator()( RestartStep const & ) const {
@@ -136,9 +145,8 @@ struct Player {
       for ( auto const & [path, table, key] : step.rows ) {
          if ( !device.corrupt( path, table, key ) ) {
             throw InputError( scenario.file,
-                              stepPointer( number, "corrupt" ) + Kel::pointerStep( path ) +
-                                 Kel::pointerStep( table ),
-                              "there is no row " + key );
+                              pointer + Kel::pointerStep( path ) + Kel::pointerStep( table ),
+                              "there is no row " + Kel::shownName( key ) );
          }
       }
       return {};
@@ -146,18 +154,18 @@ struct Player {
    std::vector< Unmet > operator()( ExpectStep const & step ) const {
       std::vector< Unmet > unmet = device.expect( step.document );
       for ( Unmet & one : unmet ) {
-         one.pointer.insert( 0, stepPointer( number, "expect" ) );
+         one.pointer.insert( 0, pointer );
       }
       return unmet;
    }
 
    /** What does not fit what stands is told with its place in the scenario. */
    template < class F >
-   void at( char const * member, F && f ) const {
+   void here( F && f ) const {
       try {
          f();
       } catch ( ValueError const & e ) {
-         throw InputError( scenario.file, stepPointer( number, member ) + e.pointer(), e.what() );
+         throw InputError( scenario.file, pointer + e.pointer(), e.what() );
       }
    }
 };
@@ -179,13 +187,38 @@ Scenario scenarioOf( std::string const & file, Value const & document ) {
    return scenario;
 }
 
+std::string actionPointer( Scenario const & scenario, std::size_t step ) {
+   return "/steps/" + std::to_string( step ) + "/" + readers[scenario.steps[step].index()].first;
+}
+
 std::vector< Unmet > playStep( Switch & device, Scenario const & scenario, std::size_t step ) {
-   return std::visit( Player{ device, scenario, step }, scenario.steps[step] );
+   std::string const pointer = actionPointer( scenario, step );
+   // Whoever meets the end of the process asks what has led to it.
+   Kel::FlushHook const lastWords( [&] {
+      Kel::writeStandardError( placeOf( scenario.file, pointer + device.place() ) +
+                               ": the process ends in step " + std::to_string( step ) + "\n" );
+   } );
+   return std::visit( Player{ device, scenario, pointer }, scenario.steps[step] );
 }
 
 std::string describe( Scenario const & scenario, Unmet const & unmet ) {
-   return scenario.file + ": " + unmet.pointer + ": wanted " + unmet.wanted + ", found " +
+   return placeOf( scenario.file, unmet.pointer ) + ": wanted " + unmet.wanted + ", found " +
           unmet.found;
+}
+
+void checkDeath( Scenario const & scenario ) {
+   if ( !scenario.expectDeath ) {
+      return;
+   }
+   regex_t pattern;
+   int const error = ::regcomp( &pattern, scenario.expectDeath->c_str(), REG_EXTENDED | REG_NOSUB );
+   if ( error != 0 ) {
+      char text[100];
+      ::regerror( error, &pattern, text, sizeof text );
+      throw InputError( scenario.file, "/expectDeath",
+                        std::string( "wants a regular expression: " ) + text );
+   }
+   ::regfree( &pattern );
 }
 
 }  // namespace Runner

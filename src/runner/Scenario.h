@@ -41,7 +41,7 @@ struct Scenario {
    /** The steps after which a restart would change the outcome, and why. */
    std::set< std::size_t > noRestartAfter;
    std::string noRestartWhy;
-   /** A regular expression for the text with which the process ends. */
+   /** A regular expression (POSIX, extended) for the text with which the process ends. */
    std::optional< std::string > expectDeath;
 };
 
@@ -51,9 +51,15 @@ Scenario readScenario( std::string const & file );
 /** The same for the document that the file holds. */
 Scenario scenarioOf( std::string const & file, Kel::Value const & document );
 
-/** Plays one step. Yields what an expectation found otherwise, with pointers inside the scenario's
- *  file. Throws InputError for a row to damage that isn't there, a table without room and a time
- *  that no clock tells. */
+/** The JSON pointer of a step's action in the scenario's file. */
+std::string actionPointer( Scenario const & scenario, std::size_t step );
+
+/** Throws InputError when `expectDeath` is no regular expression. */
+void checkDeath( Scenario const & scenario );
+
+/** Plays one step. Should the process be aborted in it, its last line says where that is. Yields
+ * what an expectation found otherwise, with pointers inside the scenario's file. Throws InputError
+ * for a row to damage that isn't there, a table without room and a time that no clock tells. */
 std::vector< Unmet > playStep( Switch & device, Scenario const & scenario, std::size_t step );
 
 /** "FILE: pointer: wanted this, found that". */

@@ -1,5 +1,6 @@
 #include "runner/StateCheck.h"
 
+#include "platform/kel/StandardError.h"
 #include "runner/Document.h"
 #include "runner/MountPlan.h"
 
@@ -14,7 +15,12 @@ using Kel::ValueError;
 Kel::AttributeRecord const & attributeOf( Kel::TypeRecord const & type, std::string_view name ) {
    Kel::AttributeRecord const * attribute = type.attribute( name );
    if ( !attribute ) {
-      throw ValueError( std::string( "unknown attribute of " ) + type.name );
+      std::vector< std::string > names;
+      for ( auto const & known : type.attributes() ) {
+         names.emplace_back( known->name() );
+      }
+      throw ValueError( std::string( "unknown attribute of " ) + type.name +
+                        "; there are: " + Kel::shownNames( names ) );
    }
    return *attribute;
 }
@@ -22,7 +28,18 @@ Kel::AttributeRecord const & attributeOf( Kel::TypeRecord const & type, std::str
 MountPoint const & mountPointOf( std::string_view path ) {
    MountPoint const * point = mountPoint( path );
    if ( !point ) {
-      throw ValueError( "unknown path" );
+      std::vector< std::string > all;
+      std::vector< std::string > near;
+      std::string_view const folder = path.substr( 0, path.find( '/' ) );
+      for ( MountPoint const & known : mountPlan() ) {
+         std::string_view const other = known.path;
+         all.emplace_back( other );
+         if ( other.substr( 0, other.find( '/' ) ) == folder ) {
+            near.emplace_back( other );
+         }
+      }
+      throw ValueError( "unknown path; there are: " +
+                        Kel::shownNames( near.empty() ? all : near ) );
    }
    return *point;
 }
@@ -60,8 +77,8 @@ void checkAttribute( Kel::AttributeRecord const & attribute, Value const & value
 void checkTypeName( MountPoint const & point, Value const & value ) {
    auto const & name = wanted< std::string >( value, "a text" );
    if ( name != point.entryType().name ) {
-      throw ValueError( ( Kel::typeNode( name ) ? "type " : "unknown type " ) + name + ", wants " +
-                        point.entryType().name );
+      throw ValueError( ( Kel::typeNode( name ) ? "type " : "unknown type " ) +
+                        Kel::shownName( name ) + ", wants " + point.entryType().name );
    }
 }
 

@@ -15,13 +15,21 @@ using Kel::Value;
 
 class Patcher {
  public:
-   explicit Patcher( Mutate const & mutate ) : mutate_( mutate ) {}
+   Patcher( Mutate const & mutate, Place & place ) : mutate_( mutate ), place_( place ) {}
+
+   /** Runs `f` for that member of the document. What ends the process in it leaves its place. */
+   template < class F >
+   void at( std::string_view member, F && f ) {
+      place_.push_back( member );
+      f();
+      place_.pop_back();
+   }
 
    void patch( Entity & entity, Value const & value, bool scalars = true ) {
       for ( auto const & member : objectOf( value ) ) {
          AttributeRecord const * attribute = entity.fwkType().attribute( member.first );
          if ( attribute && ( scalars || attribute->kind() != AttributeKind::Scalar ) ) {
-            patchAttribute( entity, *attribute, member.second );
+            at( member.first, [&] { patchAttribute( entity, *attribute, member.second ); } );
          }
       }
    }
@@ -29,7 +37,8 @@ class Patcher {
    void patchDirectory( Entity & directory, Kel::TypeRecord const & type, Value const & value ) {
       AttributeRecord const & entries = *directory.fwkType().attributes().front();
       for ( auto const & entry : objectOf( value ) ) {
-         patchChild( directory, entries, entry.first, &type, entry.second );
+         at( entry.first,
+             [&] { patchChild( directory, entries, entry.first, &type, entry.second ); } );
       }
    }
 
@@ -54,12 +63,14 @@ class Patcher {
          patchChild( entity, attribute, "", attribute.elementType(), value );
       } else {
          for ( auto const & member : objectOf( value ) ) {
-            if ( attribute.kind() == AttributeKind::Map ) {
-               write( entity, attribute, member.first, member.second );
-            } else {
-               patchChild( entity, attribute, member.first, attribute.elementType(),
-                           member.second );
-            }
+            at( member.first, [&] {
+               if ( attribute.kind() == AttributeKind::Map ) {
+                  write( entity, attribute, member.first, member.second );
+               } else {
+                  patchChild( entity, attribute, member.first, attribute.elementType(),
+                              member.second );
+               }
+            } );
          }
       }
    }
@@ -108,6 +119,7 @@ class Patcher {
    }
 
    Mutate const & mutate_;
+   Place & place_;
 };
 
 void checkRoomFor( Value const & rows, Slab::TableEntity const & table,
@@ -143,20 +155,28 @@ void checkRoom( Corestore::EntityManager const & em, Value const & document ) {
    }
 }
 
-void applyState( Corestore::EntityManager const & em, Value const & document,
-                 Mutate const & mutate ) {
-   Patcher patcher( mutate );
+void applyState( Corestore::EntityManager const & em, Value const & document, Mutate const & mutate,
+                 Place & place ) {
+   Patcher patcher( mutate, place );
    for ( auto const & member : objectOf( document ) ) {
       MountPoint const & point = *mountPoint( member.first );
       Kel::Ptr< Entity > const entity = em.standing( member.first );
-      if ( member.second.isNull() ) {
-         patcher.clear( *entity );
-      } else if ( point.entryType ) {
-         patcher.patchDirectory( *entity, point.entryType(), member.second );
-      } else {
-         patcher.patch( *entity, member.second );
-      }
+      patcher.at( member.first, [&] {
+         if ( member.second.isNull() ) {
+            patcher.clear( *entity );
+         } else if ( point.entryType ) {
+            patcher.patchDirectory( *entity, point.entryType(), member.second );
+         } else {
+            patcher.patch( *entity, member.second );
+         }
+      } );
    }
+}
+
+void applyState( Corestore::EntityManager const & em, Value const & document,
+                 Mutate const & mutate ) {
+   Place place;
+   applyState( em, document, mutate, place );
 }
 
 }  // namespace Runner

@@ -25,6 +25,9 @@ Switch const & ofStateFile( std::string const & file ) {
 Switch const & ofDocument( std::string const & file ) {
    auto & device = *new Switch( { .with = Switch::With::StateAlone } );
    Kel::Value const document = readDocument( file );
+   if ( document.member( "steps" ) ) {
+      throw InputError( file, "", "is a scenario, and no state: --scenario plays it" );
+   }
    try {
       device.patch( document );
    } catch ( Kel::ValueError const & e ) {

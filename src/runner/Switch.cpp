@@ -3,7 +3,6 @@
 #include "runner/MountPlan.h"
 #include "runner/StateCheck.h"
 #include "runner/StateDump.h"
-#include "runner/StatePatch.h"
 
 namespace Runner {
 
@@ -130,9 +129,18 @@ void Switch::patch( Kel::Value const & document ) {
    checkRoom( *em_, document );
    // A turn of its own, so that it is saved whole.
    scheduler_->post( [&] {
-      applyState( *em_, document, [this]( auto const & mutator ) { mutate( mutator ); } );
+      applyState(
+         *em_, document, [this]( auto const & mutator ) { mutate( mutator ); }, place_ );
    } );
    scheduler_->runReady();
+}
+
+std::string Switch::place() const {
+   std::string pointer;
+   for ( std::string_view member : place_ ) {
+      pointer += Kel::pointerStep( member );
+   }
+   return pointer;
 }
 
 void Switch::advance( Orb::Seconds seconds ) {

@@ -9,6 +9,7 @@
 #include "platform/warden/CAgent.h"
 #include "runner/Clock.h"
 #include "runner/StateExpect.h"
+#include "runner/StatePatch.h"
 #include "runner/simulated/SwitchAgents.h"
 
 namespace Runner {
@@ -69,6 +70,9 @@ class Switch {
    /** Damages a row of a table that `checkRow` has let pass; false when there is no such row. */
    bool corrupt( std::string const & path, std::string const & table, std::string const & key );
 
+   /** Where in its document a patch is at work, as a JSON pointer; empty outside of one. */
+   std::string place() const;
+
    /** What a checked document names and does not stand so. */
    std::vector< Unmet > expect( Kel::Value const & document ) const;
    /** The state as a document. */
@@ -101,6 +105,7 @@ class Switch {
    Kel::Ptr< Clock > clock_;
    Kel::Ptr< Warden::CAgent > agent_;
    std::optional< Simulated::SwitchAgents > simulated_;
+   Place place_;
    /** The next change is the switch's own: observers come first inside a mutator. */
    bool ownChange_ = false;
 };

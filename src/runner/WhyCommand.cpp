@@ -4,6 +4,7 @@
 #include <iostream>
 #include <iterator>
 
+#include "platform/kel/StandardError.h"
 #include "runner/tables/TextTable.h"
 #include "runner/tables/Words.h"
 #include "runner/why/Flows.h"
@@ -15,16 +16,12 @@ namespace {
 /** So many flows are named to someone who has asked for one that isn't there. */
 constexpr std::size_t flowsNamed = 8;
 
-std::string someOf( std::vector< FlowPlace > const & flows ) {
-   std::vector< std::string > names;
+std::vector< std::string > pathsOf( std::vector< FlowPlace > const & flows ) {
+   std::vector< std::string > paths;
    for ( FlowPlace const & flow : flows ) {
-      if ( names.size() == flowsNamed ) {
-         names.push_back( "... (" + std::to_string( flows.size() ) + " in all)" );
-         break;
-      }
-      names.push_back( flowPath( flow.place, flow.flow ) );
+      paths.push_back( flowPath( flow.place, flow.flow ) );
    }
-   return names.empty() ? "none" : joined( names );
+   return paths;
 }
 
 /** What tells flows apart that a person names alike: names may contain "/", and a VRF has several
@@ -53,7 +50,8 @@ int explainFlow( WhyOptions const & options ) {
       }
    }
    if ( chains.empty() ) {
-      std::cerr << printable( "no flow \"" + options.flow + "\"; there are: " + someOf( flows ) )
+      std::cerr << "no flow \"" << Kel::shownName( options.flow )
+                << "\"; there are: " << Kel::shownNames( pathsOf( flows ), flowsNamed )
                 << std::endl;
       return 2;
    }

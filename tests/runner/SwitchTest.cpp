@@ -56,17 +56,18 @@ TEST_F( SwitchTest, RefusesWhatDoesNotFitAndAppliesNothing ) {
          ( R"({"mlag/config":{"peerLinkIntfId":"Ethernet1"},)" + rest + "}" ).c_str() );
    };
    EXPECT_EQ( refusal( "[]" ), ": wants an object, not an array" );
-   EXPECT_EQ( refused( R"("mlag/x":{})" ), "/mlag~1x: unknown path" );
+   EXPECT_EQ( refused( R"("mlag/x":{})" ),
+              "/mlag~1x: unknown path; there are: mlag/config, mlag/hostTable, mlag/status" );
    EXPECT_EQ( refused( R"("mlag/status":[])" ), "/mlag~1status: wants an object, not an array" );
    EXPECT_EQ( refused( R"("mlag/status":{"color":1})" ),
-              "/mlag~1status/color: unknown attribute of Mlag::Status" );
+              "/mlag~1status/color: unknown attribute of Mlag::Status; there are: mlagState" );
    EXPECT_EQ( refused( R"("qorclient/status":{"active":1})" ),
               "/qorclient~1status/active: wants a boolean, not a number" );
    EXPECT_EQ( refused( R"("qorclient/status":{"boundHost":true})" ),
               "/qorclient~1status/boundHost: wants an object, not a boolean" );
    EXPECT_EQ( refused( R"("qorclient/status":{"boundHost":{"02:00:00:00:00:01":true}})" ),
               "/qorclient~1status/boundHost/02:00:00:00:00:01: "
-              "key \"02:00:00:00:00:01\" needs 2 fields joined by |" );
+              "key \"02:00:00:00:00:01\" needs 2 fields joined by |: mac|vlanId" );
    EXPECT_EQ( refused( R"("qorclient/status":{"vlanForVni":{"7":4095}})" ),
               "/qorclient~1status/vlanForVni/7: VlanId::value < 1 or > 4094 not allowed" );
    EXPECT_EQ( refused( R"("qor/version1/policy":{"policy":{"@type":"Mlag::Config"}})" ),
@@ -78,13 +79,14 @@ TEST_F( SwitchTest, RefusesWhatDoesNotFitAndAppliesNothing ) {
    EXPECT_EQ( refused( R"("qor/version1/policy":{"policy":{"policyFragment":{"f":{"flow":{"a/b":)"
                        R"({"match":{"srcMac":"02"}}}}}}})" ),
               "/qor~1version1~1policy/policy/policyFragment/f/flow/a~1b/match/srcMac: "
-              "\"02\" is not a valid value" );
+              "wants a MAC address such as 02:00:00:00:00:01, not \"02\"" );
    EXPECT_EQ( refused( R"("qor/version1/policy":{"policy":{"policyFragment":{"f":{"flow":{"a":)"
                        R"({"flowName":"b"}}}}}})" ),
               "/qor~1version1~1policy/policy/policyFragment/f/flow/a: "
               "repeats another key than its own" );
    EXPECT_EQ( refused( R"("vxlancontroller/version2/vni":{"red":{}})" ),
-              "/vxlancontroller~1version2~1vni/red: \"red\" is not a number in range" );
+              "/vxlancontroller~1version2~1vni/red: "
+              "wants a whole number, 0 to 4294967295, not \"red\"" );
    EXPECT_EQ( refused( "\"qorl3/version1/global/fragmentConfig\":{\"" + std::string( 101, 'v' ) +
                        "\":{}}" ),
               "/qorl3~1version1~1global~1fragmentConfig/" + std::string( 101, 'v' ) +

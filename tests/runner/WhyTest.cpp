@@ -88,6 +88,16 @@ TEST_F( WhyTest, APolicyFlowNamesTheFirstThingThatItLacks ) {
           "peer (entry type 9)" },
         { R"({"bridging/status":{"fdbStatus":{"10|02:00:00:00:00:0a":{"entryType":4}}}})",
           "waiting: 02:00:00:00:00:0a in VLAN 10 is learnt on Et1, which is not in VLAN 10" },
+        { R"({"mlag/status":{"mlagState":1},"mlag/config":{"peerLinkIntfId":"Ethernet1"}})",
+          "waiting: 02:00:00:00:00:0a in VLAN 10 is learnt on Et1, which is not in VLAN 10" },
+        { R"({"mlag/config":{"peerLinkIntfId":"Ethernet9"},
+            "bridging/config":{"vidToFidMap":{"9":7,"10":7}},"bridging/status":
+            {"fdbStatus":{"7|02:00:00:00:00:0a":{"intf":"Ethernet1","entryType":4}}}})",
+          "waiting: 02:00:00:00:00:0a in VLAN 10 is learnt on Et1, but in VLAN 9, which has the "
+          "same "
+          "fid" },
+        { R"({"bridging/config":{"vidToFidMap":null}})",
+          "waiting: 02:00:00:00:00:0a in VLAN 10 is learnt on Et1, which is not in VLAN 10" },
         { R"({"bridging/config":{"vlanConfig":{"10":{"intf":{"Ethernet1":true}}}}})",
           "waiting: 02:00:00:00:00:0a in VLAN 10 is learnt on Et1, which has no switchport "
           "configuration" },
@@ -98,7 +108,8 @@ TEST_F( WhyTest, APolicyFlowNamesTheFirstThingThatItLacks ) {
           "waiting: the hardware has not answered for web_a-from-Et1-to-any" },
         { R"({"pinflow/pfHwStatusDir/dyninputstatus/qor":{"flowStats":
             {"web_a-from-Et1-to-any":{"status":5}}}})",
-          "rejected: the hardware does not take web_a-from-Et1-to-any: rejected (5)" },
+          "rejected: the hardware does not take web_a-from-Et1-to-any: rejected (5: no room in the "
+          "flow table)" },
         { R"({"pinflow/pfHwStatusDir/dyninputstatus/qor":{"flowStats":
             {"web_a-from-Et1-to-any":{"status":1}}}})",
           "programmed, but the hardware has not answered for web_a-from-Et1-to-any-untagged" },
@@ -184,9 +195,12 @@ TEST_F( WhyTest, APolicyFlowIsNotTakenForMoreThanItIs ) {
                "web_mid-from-Et8-to-any":{"status":5}}},
             "qor/version1/policy":{"policy":{"policyFragment":{"web":{"serviceIntfSet":{
                "mid":{"intf":{"Ethernet1":true}}}}}}}})" },
-      { { "web/b", "programmed, but the hardware does not take web-arp: rejected (5)" },
+      { { "web/b",
+          "programmed, but the hardware does not take web-arp: rejected (5: no room in the flow "
+          "table)" },
         { "web/mid",
-          "rejected: the hardware does not take web_mid-from-Et8-to-any: rejected (5)" } } );
+          "rejected: the hardware does not take web_mid-from-Et8-to-any: rejected (5: no room in "
+          "the flow table)" } } );
    expectAnswers(
       { R"({"pinflow/pfHwStatusDir/dyninputstatus/qor":{"flowStats":
                      {"web_mid-from-Et7-to-any":{"status":0}}}})" },
@@ -245,10 +259,10 @@ TEST_F( WhyTest, ARoutedFlowNamesTheFirstThingThatItLacks ) {
           "waiting: the hardware has not answered for group web" },
         { R"({"pinflow/pfHwStatusDir/dyninputstatus/qorl3":{
             "trafficGroupStatus":{"web":{"status":1}},"flowStats":{"f":{"status":8}}}})",
-          "rejected: the hardware does not take f: rejected (8)" },
+          "rejected: the hardware does not take f: rejected (8: refused by the platform)" },
         { R"({"pinflow/pfHwStatusDir/dyninputstatus/qorl3":{
             "trafficGroupStatus":{"web":{"status":0}}}})",
-          "rejected: the hardware does not take f: rejected (8)" },
+          "rejected: the hardware does not take f: rejected (8: refused by the platform)" },
         { R"({"pinflow/pfHwStatusDir/dyninputstatus/qorl3":{"flowStats":{"f":{"status":1}}}})",
           "programmed, but group web, VNI 200 has no VLAN: Vx1 does not have it" },
         { R"({"interface/status/eth/vxlan":{"vtiStatus":{"Vxlan1":{"vlanToVniMap":

@@ -1,6 +1,7 @@
 #include "platform/corestore/EntityManager.h"
 
 #include "platform/corestore/EntityRows.h"
+#include "platform/kel/StandardError.h"
 
 namespace Corestore {
 
@@ -102,7 +103,7 @@ void EntityManager::loadFrom( Store & store ) {
          Kel::TypeRecord const * type = Kel::typeNode( row.value );
          Kel::Ptr< Kel::Entity > root = type ? type->create( Kel::Name( row.key ) ) : nullptr;
          if ( !root ) {
-            throw Kel::ValueError( "unknown type " + row.value );
+            throw Kel::ValueError( "unknown type " + Kel::shownName( row.value ) );
          }
          entities_.emplace( row.key, root );
          byPath.emplace( row.key, root );

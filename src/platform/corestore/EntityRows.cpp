@@ -1,6 +1,7 @@
 #include "platform/corestore/EntityRows.h"
 
 #include "platform/corestore/ValueText.h"
+#include "platform/kel/StandardError.h"
 
 namespace Corestore {
 
@@ -56,7 +57,7 @@ void forEachRow( Kel::Entity const & entity, std::string const & path,
 void applyRow( Kel::Entity & entity, Row const & row ) {
    Kel::AttributeRecord const * attribute = entity.fwkType().attribute( row.attribute );
    if ( !attribute ) {
-      throw Kel::ValueError( "unknown attribute " + row.attribute );
+      throw Kel::ValueError( "unknown attribute " + Kel::shownName( row.attribute ) );
    }
    Kel::Value value;
    try {
@@ -74,10 +75,11 @@ void applyRow( Kel::Entity & entity, Row const & row ) {
    if ( attribute->kind() == Kel::AttributeKind::Directory ) {
       type = typeName ? Kel::typeNode( *typeName ) : nullptr;
       if ( !type ) {
-         throw Kel::ValueError( "unknown type in " + row.value );
+         throw Kel::ValueError( "unknown type in " + Kel::shownName( row.value ) );
       }
    } else if ( !typeName || *typeName != type->name ) {
-      throw Kel::ValueError( std::string( "wants type " ) + type->name + ", not " + row.value );
+      throw Kel::ValueError( std::string( "wants type " ) + type->name + ", not " +
+                             Kel::shownName( row.value ) );
    }
    attribute->childIs( entity, row.key, type, []( Kel::Entity & ) {} );
 }

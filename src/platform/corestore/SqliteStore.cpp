@@ -5,12 +5,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+
+#include "platform/kel/StandardError.h"
 
 namespace Corestore {
 
@@ -138,16 +139,20 @@ std::vector< std::string > SqliteStore::filesOf( std::string const & file ) {
    return { path, journalOf( path ), firstJournalOf( path ) };
 }
 
+std::string SqliteStore::shownFile() const {
+   return Kel::shownName( file_ );
+}
+
 void SqliteStore::open( std::string const & path, Mode mode ) {
    if ( std::error_code error;
         stands( path ) && !std::filesystem::is_regular_file( path, error ) ) {
-      throw StoreError( file_ + ": is no regular file" );
+      throw StoreError( shownFile() + ": is no regular file" );
    }
    if ( ( !stands( path ) || isEmpty( path ) ) && stands( journalOf( path ) ) ) {
-      throw StoreError( file_ + ": is damaged: its journal stands alone" );
+      throw StoreError( shownFile() + ": is damaged: its journal stands alone" );
    }
    if ( int const error = mode == Mode::write ? makeFile( path ) : 0 ) {
-      throw StoreError( file_ + ": cannot be made: " + std::strerror( error ) );
+      throw StoreError( shownFile() + ": cannot be made: " + std::strerror( error ) );
    }
    // A journal belongs to a process that is at work or was killed; without one the file is at rest.
    bool const still =
@@ -158,9 +163,10 @@ void SqliteStore::open( std::string const & path, Mode mode ) {
       fail( "cannot be opened" );
    }
    if ( !still && sqlite3_db_readonly( database_, "main" ) ) {
-      throw StoreError( file_ + ( mode == Mode::write
-                                     ? ": cannot be written: it is read-only"
-                                     : ": cannot be read: it is read-only, and has a journal" ) );
+      throw StoreError( shownFile() +
+                        ( mode == Mode::write
+                             ? ": cannot be written: it is read-only"
+                             : ": cannot be read: it is read-only, and has a journal" ) );
    }
    // A file that turns out to be damaged or another's must not be tidied up when it is closed.
    sqlite3_db_config( database_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr );
@@ -168,7 +174,7 @@ void SqliteStore::open( std::string const & path, Mode mode ) {
    execute( "PRAGMA locking_mode = EXCLUSIVE" );
    if ( ask( "PRAGMA page_count" ) == "0" ) {
       if ( mode == Mode::read ) {
-         throw StoreError( file_ + ": holds no state yet" );
+         throw StoreError( shownFile() + ": holds no state yet" );
       }
       makePrivate( path );
       createSchema();
@@ -200,25 +206,25 @@ void SqliteStore::createSchema() {
 
 void SqliteStore::verify() {
    if ( ask( "PRAGMA application_id" ) != applicationId ) {
-      throw StoreError( file_ + ": is a database, but not the state of a switch" );
+      throw StoreError( shownFile() + ": is a database, but not the state of a switch" );
    }
    if ( std::string const found = ask( "PRAGMA user_version" ); found != version ) {
-      throw StoreError( file_ + ": has version " + found + ", this program knows version " +
+      throw StoreError( shownFile() + ": has version " + found + ", this program knows version " +
                         version );
    }
    if ( ask( "SELECT group_concat( sql, ';' ) FROM sqlite_master" ) != schema ) {
-      throw StoreError( file_ + ": is damaged: it has other tables than the state of a switch" );
+      throw StoreError( shownFile() +
+                        ": is damaged: it has other tables than the state of a switch" );
    }
-   if ( std::string found = ask( "PRAGMA quick_check( 1 )" ); found != "ok" ) {
-      std::ranges::replace( found, '\n', ' ' );
-      throw StoreError( file_ + ": is damaged: " + found );
+   if ( std::string const found = ask( "PRAGMA quick_check( 1 )" ); found != "ok" ) {
+      throw StoreError( shownFile() + ": is damaged: " + Kel::shownName( found ) );
    }
 }
 
 void SqliteStore::makePrivate( std::string const & path ) {
    for ( std::string const & name : { path, journalOf( path ) } ) {
       if ( ::chmod( name.c_str(), ownerOnly ) != 0 && errno != ENOENT ) {
-         throw StoreError( file_ +
+         throw StoreError( shownFile() +
                            ": cannot be kept for its owner alone: " + std::strerror( errno ) );
       }
    }
@@ -231,7 +237,8 @@ void SqliteStore::prepare() {
    auto const [end, error] =
       std::from_chars( last.data(), last.data() + last.size(), lastPosition_ );
    if ( error != std::errc{} || end != last.data() + last.size() || lastPosition_ > highest ) {
-      throw StoreError( file_ + ": is damaged: a row has the position " + last );
+      throw StoreError( shownFile() + ": is damaged: a row has the position " +
+                        Kel::shownName( last ) );
    }
    static_assert( std::size( sql ) == statements );
    for ( std::size_t i = 0; i != statements; ++i ) {
@@ -328,12 +335,12 @@ void SqliteStore::fail( char const * what ) {
    std::string const reason = code == SQLITE_BUSY ? "in use by another process"
                               : code == SQLITE_CANTOPEN && system != 0
                                  ? std::strerror( system )
-                                 : sqlite3_errmsg( database_ );
+                                 : Kel::shownName( sqlite3_errmsg( database_ ) );
    if ( stepOpen_ ) {
       stepOpen_ = false;
       sqlite3_exec( database_, "ROLLBACK", nullptr, nullptr, nullptr );
    }
-   throw StoreError( file_ + ": " + what + ": " + reason );
+   throw StoreError( shownFile() + ": " + what + ": " + reason );
 }
 
 void SqliteStore::close() noexcept {

@@ -41,6 +41,9 @@ class SqliteStore final : public Store {
    /** The file by its plain name, and the journals that may stand beside it. */
    static std::vector< std::string > filesOf( std::string const & file );
 
+   /** Whether it holds a row, written or not yet. */
+   bool holdsState() const { return lastPosition_ != 0; }
+
    void load( std::function< void( Row const & ) > const & row ) override;
    void put( Row const & row ) override;
    void del( std::string const & path, std::string const & attribute,
@@ -50,6 +53,8 @@ class SqliteStore final : public Store {
  private:
    enum Statement { begin, commit, putRow, delRow, delEntity, delBelow, allRows, statements };
 
+   /** As messages name the file. */
+   std::string shownFile() const;
    void open( std::string const & path, Mode mode );
    void verify();
    void createSchema();

@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/kel/StandardError.h"
+
 namespace Corestore {
 
 namespace {
@@ -29,7 +31,8 @@ class Builder {
    bool key( std::string & name ) {
       Level & level = levels_.back();
       if ( !level.names.insert( name ).second ) {
-         throw TextError( "not usable: member \"" + name + "\" stands twice in one object" );
+         throw TextError( "not usable: member \"" + Kel::shownName( name ) +
+                          "\" stands twice in one object" );
       }
       level.name = std::move( name );
       return true;
@@ -41,8 +44,16 @@ class Builder {
       if ( std::size_t at = reason.find( "] " ); at != std::string::npos ) {
          reason.erase( 0, at + 2 );
       }
-      std::ranges::replace( reason, '\n', ' ' );
-      throw TextError( "not JSON, at byte " + std::to_string( position ) + ": " + reason );
+      // It also quotes all that it has read of a text without an end.
+      constexpr std::string_view quote = "last read: '";
+      std::size_t const begin = reason.find( quote ) + quote.size();
+      if ( std::size_t const end = reason.rfind( '\'' ); begin >= quote.size() && end > begin ) {
+         reason.replace(
+            begin, end - begin,
+            Kel::shownName( std::string_view( reason ).substr( begin, end - begin ) ) );
+      }
+      throw TextError( "not JSON, at byte " + std::to_string( position ) + ": " +
+                       Kel::oneLine( reason ) );
    }
 
    Kel::Value take() { return std::move( root_ ); }

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,6 +14,7 @@
 #include <vector>
 
 #include "platform/flashlog/FileFormat.h"
+#include "platform/kel/StandardError.h"
 
 namespace Flashlog {
 
@@ -31,11 +31,12 @@ class File {
       if ( fd_ < 0 || ::fstat( fd_, &status ) != 0 ) {
          int const error = errno;
          close();
-         throw DecodeError( path + ": cannot open: " + std::generic_category().message( error ) );
+         throw DecodeError( Kel::shownName( path ) +
+                            ": cannot open: " + std::generic_category().message( error ) );
       }
       if ( !S_ISREG( status.st_mode ) ) {
          close();
-         throw DecodeError( path + ": not a regular file" );
+         throw DecodeError( Kel::shownName( path ) + ": not a regular file" );
       }
    }
    ~File() { close(); }
@@ -120,16 +121,6 @@ void appendEscaped( std::string & to, std::string_view text ) {
    }
 }
 
-std::string timeText( std::uint64_t nanoseconds ) {
-   auto const seconds = static_cast< time_t >( nanoseconds / 1'000'000'000 );
-   tm parts{};
-   ::gmtime_r( &seconds, &parts );
-   char text[40];
-   auto const length = ::strftime( text, sizeof text, "%Y-%m-%dT%H:%M:%S.", &parts );
-   auto const fraction = std::to_string( nanoseconds % 1'000'000'000 );
-   return std::string( text, length ) + std::string( 9 - fraction.size(), '0' ) + fraction + 'Z';
-}
-
 /** Appends one argument. @return false if the record doesn't hold it. */
 bool appendArgument( std::string & to, char format, Reader & arguments ) {
    if ( format == 'i' ) {
@@ -184,7 +175,7 @@ bool appendText( std::string & to, std::string_view format, Reader arguments ) {
 class Decoder {
  public:
    Decoder( std::string const & path, std::ostream & out )
-      : path_( path ), file_( path ), out_( out ) {}
+      : path_( Kel::shownName( path ) ), file_( path ), out_( out ) {}
 
    void run() {
       auto const header = readHeader();
@@ -309,7 +300,7 @@ class Decoder {
       } );
       for ( auto const & record : records_ ) {
          std::string line =
-            timeText( record.head.time ) + ' ' + std::to_string( record.level ) + ' ';
+            Kel::traceTime( record.head.time ) + ' ' + std::to_string( record.level ) + ' ';
          auto const message = messages_.find( record.head.id );
          if ( message == messages_.end() ) {
             line += "?:0 message " + std::to_string( record.head.id );
@@ -328,7 +319,8 @@ class Decoder {
       }
    }
 
-   std::string const & path_;
+   /** As messages name it. */
+   std::string path_;
    File file_;
    std::ostream & out_;
    std::vector< char > rings_[Kel::traceLevels];

@@ -117,13 +117,14 @@ void trace( TracePoint & point, char const * function, std::initializer_list< Va
       record( point, function, arguments );
    }
    if ( point.unit->mask & Kel::TraceUnit::textBit( point.level ) ) {
-      Kel::writeTextTrace( textLine( function, arguments ) );
+      Kel::writeTextTrace( *point.unit->handle, point.level, textLine( function, arguments ) );
    }
 }
 
 void traceReturn( ScopePoint const & point ) {
    if ( point.entry.unit->mask & Kel::TraceUnit::textBit( Kel::traceReturn ) ) {
-      Kel::writeTextTrace( std::string( point.function ) + ": " + point.returnText );
+      Kel::writeTextTrace( *point.entry.unit->handle, Kel::traceReturn,
+                           std::string( point.function ) + ": " + point.returnText );
    }
 }
 

@@ -47,27 +47,43 @@ std::string inTraceFolder( std::string const & name ) {
    return folder ? std::filesystem::path( folder ) / name : std::filesystem::path( name );
 }
 
+/** Throws std::runtime_error with the reason. */
+void begin( std::string const & name, SizeSpec const & sizes, std::string const & previousName,
+            TraceFile::Options const & options ) {
+   shutdown();
+   theHandle.mtTraceFile = new TraceFile( name, sizes, previousName, options );
+   leaveFileToParent();
+   defaultFlashlogHandle = &theHandle;
+   Kel::traceRecordMaskIs( theHandle.mtTraceFile->levels() & ~( 1u << Kel::traceReturn ) );
+}
+
 }  // namespace
 
 bool initialize( std::string const & fileName, SizeSpec const & sizes, char const * previousName,
                  int descKiB, int descStepKiB, MultiThreading, bool reserve, int maxMsgSize ) {
-   shutdown();
    auto const name = inTraceFolder( withPid( fileName ) );
    TraceFile::Options const options{
       kibToBytes( descKiB ), kibToBytes( descStepKiB ), reserve,
       std::clamp( static_cast< std::size_t >( std::max( maxMsgSize, 0 ) ), Format::minMsgSize,
                   Format::maxMsgSize ) };
    try {
-      theHandle.mtTraceFile = new TraceFile( name, sizes, previousName, options );
+      begin( name, sizes, previousName ? previousName : previousOf( name ), options );
    } catch ( std::runtime_error const & e ) {
-      Kel::writeStandardError( "Flashlog: " + name + ": " + e.what() +
+      Kel::writeStandardError( "Flashlog: " + Kel::shownName( name ) + ": " + e.what() +
                                "; going on without a trace file\n" );
       return false;
    }
-   leaveFileToParent();
-   defaultFlashlogHandle = &theHandle;
-   Kel::traceRecordMaskIs( theHandle.mtTraceFile->levels() & ~( 1u << Kel::traceReturn ) );
    return true;
+}
+
+void open( std::string const & fileName ) {
+   SizeSpec sizes;
+   sizes.fill( 32 );
+   begin( fileName, sizes, previousOf( fileName ), { 0, kibToBytes( 24 ), true, 512 } );
+}
+
+std::string previousOf( std::string const & fileName ) {
+   return fileName + ".1";
 }
 
 void shutdown() {

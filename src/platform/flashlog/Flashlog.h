@@ -35,7 +35,8 @@ extern TraceHandle * defaultFlashlogHandle;
  * @param fileName in the folder that FLASHLOGDIR names, or in the current one; "%d" in it becomes
  *    the process id. The file is made beside and renamed into place, so that a process that still
  *    has a file of that name open keeps its own.
- * @param previousName a file that has the name already is kept under this one; null: replaced.
+ * @param previousName a trace that has the name already is kept under this one, since it may be
+ *    that of a process that died; null: under the name and ".1". Any other file is not replaced.
  * @param descKiB, descStepKiB room for message descriptors at the start, and its growth when it
  *    is used up. It never exceeds 4 MiB; a trace point whose first hit finds no room is not
  *    recorded (its text is still written), and the file says how many those were.
@@ -47,6 +48,12 @@ extern TraceHandle * defaultFlashlogHandle;
 bool initialize( std::string const & fileName, SizeSpec const & sizes, char const * previousName,
                  int descKiB, int descStepKiB, MultiThreading threading, bool reserve,
                  int maxMsgSize );
+
+/** `initialize` with what an agent passes, for a name that is taken as it stands.
+ * @throw std::runtime_error with the reason, in place of telling it. */
+void open( std::string const & fileName );
+/** The name under which an earlier trace is kept, unless another one is given. */
+std::string previousOf( std::string const & fileName );
 
 /** Ends the recording and closes the file, which stays. Nothing happens if none is open. */
 void shutdown();

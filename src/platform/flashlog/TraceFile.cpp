@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <fstream>
 #include <stdexcept>
 #include <system_error>
 
@@ -21,11 +22,34 @@ namespace {
    throw std::runtime_error( action + ": " + std::generic_category().message( error ) );
 }
 
+/** Whether a trace has that name. Throws for what else has it and must not be replaced: a trace is
+ *  never empty, and an empty file is no loss. */
+bool standsAsTrace( std::string const & fileName ) {
+   struct stat status {};
+   if ( ::stat( fileName.c_str(), &status ) != 0 ) {
+      return false;
+   }
+   if ( !S_ISREG( status.st_mode ) ) {
+      throw std::runtime_error( "cannot replace " + fileName + ", which is no regular file" );
+   }
+   char head[sizeof Format::magic] = {};
+   std::ifstream( fileName, std::ios::binary ).read( head, sizeof head );
+   bool const isTrace = std::memcmp( head, Format::magic, sizeof head ) == 0;
+   if ( !isTrace && status.st_size != 0 ) {
+      throw std::runtime_error( "cannot replace " + fileName + ", which is no trace" );
+   }
+   return isTrace;
+}
+
 }  // namespace
 
 TraceFile::TraceFile( std::string const & fileName, SizeSpec const & sizes,
-                      char const * previousName, Options const & options )
+                      std::string const & previousName, Options const & options )
    : options_( options ) {
+   bool const earlier = standsAsTrace( fileName );
+   if ( earlier ) {
+      standsAsTrace( previousName );
+   }
    std::string const temporary = fileName + ".new" + std::to_string( ::getpid() );
    fd_ = ::open( temporary.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0644 );
    if ( fd_ < 0 && errno == EEXIST ) {
@@ -38,7 +62,7 @@ TraceFile::TraceFile( std::string const & fileName, SizeSpec const & sizes,
    }
    try {
       layOut( sizes );
-      if ( previousName && ::rename( fileName.c_str(), previousName ) != 0 && errno != ENOENT ) {
+      if ( earlier && ::rename( fileName.c_str(), previousName.c_str() ) != 0 && errno != ENOENT ) {
          fail( "cannot keep the earlier file", errno );
       }
       if ( ::rename( temporary.c_str(), fileName.c_str() ) != 0 ) {

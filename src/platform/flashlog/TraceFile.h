@@ -20,8 +20,8 @@ class TraceFile {
    };
 
    /** @throw std::runtime_error with the reason, without the file's name. */
-   TraceFile( std::string const & fileName, SizeSpec const & sizes, char const * previousName,
-              Options const & options );
+   TraceFile( std::string const & fileName, SizeSpec const & sizes,
+              std::string const & previousName, Options const & options );
    ~TraceFile();
    TraceFile( TraceFile const & ) = delete;
    TraceFile & operator=( TraceFile const & ) = delete;

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <exception>
+#include <new>
 #include <string>
 #include <typeinfo>
 
@@ -49,6 +50,9 @@ std::string typeName( std::type_info const & type ) {
    if ( auto const current = std::current_exception() ) {
       try {
          std::rethrow_exception( current );
+      } catch ( std::bad_alloc const & ) {
+         writeStandardError( "out of memory\n" );
+         std::_Exit( 2 );
       } catch ( std::exception const & e ) {
          text = "Uncaught exception " + typeName( typeid( e ) ) + ": " + e.what();
       } catch ( ... ) {

@@ -14,7 +14,8 @@ namespace Kel {
 [[noreturn]] void endWithText( std::string const & text );
 
 /** From now on an uncaught exception is told on standard error with its type and text, then the
- * flush hooks run and the process aborts. */
+ * flush hooks run and the process aborts. Memory that is used up is nobody's fault: it is told in
+ * one line, and the process exits with status 2. */
 void installTerminateHandler();
 
 /** An action that is to run before the process aborts, for as long as this object lives: saves

@@ -1,5 +1,7 @@
 #include "platform/kel/TraceHandle.h"
 
+#include <chrono>
+#include <ctime>
 #include <map>
 
 #include "platform/kel/StandardError.h"
@@ -92,12 +94,26 @@ void textTraceSinkIs( TextTraceSink sink ) {
    registry().sink = std::move( sink );
 }
 
-void writeTextTrace( std::string_view line ) {
+void writeTextTrace( TraceHandle const & handle, int level, std::string_view line ) {
    if ( auto const & sink = registry().sink ) {
       sink( line );
-   } else {
-      writeStandardError( std::string( line ) + '\n' );
+      return;
    }
+   auto const now = std::chrono::system_clock::now().time_since_epoch();
+   auto const time = std::chrono::duration_cast< std::chrono::nanoseconds >( now ).count();
+   writeStandardError( traceTime( static_cast< std::uint64_t >( time ) ) + ' ' +
+                       std::to_string( level ) + ' ' + handle.name() + ' ' + oneLine( line ) +
+                       '\n' );
+}
+
+std::string traceTime( std::uint64_t nanoseconds ) {
+   auto const seconds = static_cast< std::time_t >( nanoseconds / 1'000'000'000 );
+   std::tm parts{};
+   ::gmtime_r( &seconds, &parts );
+   char text[40];
+   auto const length = std::strftime( text, sizeof text, "%Y-%m-%dT%H:%M:%S.", &parts );
+   auto const fraction = std::to_string( nanoseconds % 1'000'000'000 );
+   return std::string( text, length ) + std::string( 9 - fraction.size(), '0' ) + fraction + 'Z';
 }
 
 TraceUnitRegistration::TraceUnitRegistration( TraceUnit & unit, std::string_view handleName ) {

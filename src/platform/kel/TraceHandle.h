@@ -49,9 +49,12 @@ void setTextTrace( std::string_view handleName, int level );
 
 /** Takes finished lines, without line end. */
 using TextTraceSink = std::function< void( std::string_view line ) >;
-/** Where text lines go from now on; an empty sink is standard error, one write a line. */
+/** Where text lines go from now on; an empty sink is standard error, one write a line, with time,
+ * level and handle before it. */
 void textTraceSinkIs( TextTraceSink sink );
-void writeTextTrace( std::string_view line );
+void writeTextTrace( TraceHandle const & handle, int level, std::string_view line );
+/** "2026-01-31T12:00:00.000000000Z" for nanoseconds since 1970: the time of a trace, UTC. */
+std::string traceTime( std::uint64_t nanoseconds );
 
 /** One source file's share of the tracing, in static storage; its mask is what a trace point
  * tests. The low half of the mask says which levels are recorded, the high half which are text. */

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "platform/kel/StandardError.h"
+
 namespace Kel {
 
 char const * Value::kindName() const {
@@ -33,6 +35,8 @@ std::string pointerStep( std::string_view member ) {
    }
    return step;
 }
+
+ValueError::ValueError( std::string const & reason ) : std::runtime_error( oneLine( reason ) ) {}
 
 ValueError ValueError::below( std::string_view member ) const {
    ValueError error( *this );

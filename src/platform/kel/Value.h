@@ -57,7 +57,8 @@ class Value {
 /** A value that does not fit: the reason, and the place below the value that was given. */
 class ValueError : public std::runtime_error {
  public:
-   explicit ValueError( std::string const & reason ) : std::runtime_error( reason ) {}
+   /** The reason is shown on one line. */
+   explicit ValueError( std::string const & reason );
    /** The same error, seen from one level up. */
    [[nodiscard]] ValueError below( std::string_view member ) const;
    /** A JSON pointer; empty for the value itself. */

@@ -7,6 +7,7 @@
 #include <limits>
 #include <optional>
 #include <ostream>
+#include <span>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -23,7 +24,8 @@
  * What the generic code needs to know of a value type: its neutral form, its text and its hash.
  *
  * A type is one of: a plain number, boolean or enumeration; a checked number (`Number`, `value()`);
- * a text type (`stringValue()`, `parse()`); a record, which lists its fields with KEL_RECORD; a set
+ * a text type (`stringValue()`, `parse()`, and `form`, what `parse` wants, unless any text will
+ * do); a record, which lists its fields with KEL_RECORD; a set
  * (`ValueSet`), a map (`ValueMap`) or a `std::array`. A new value type therefore needs no code
  * here.
  */
@@ -120,18 +122,37 @@ namespace Detail {
 
 /** Joins the fields of a record: a bar between them, bars and backslashes inside escaped. */
 void appendKeyField( std::string & text, std::string_view field, bool first );
-/** The reverse; throws ValueError unless the text is what joining `count` fields gives. */
-std::vector< std::string > splitKeyFields( std::string_view text, std::size_t count );
+/** The reverse; throws ValueError unless the text is what joining the fields of these names gives.
+ */
+std::vector< std::string > splitKeyFields( std::string_view text,
+                                           std::span< char const * const > names );
 
-[[noreturn]] void failKind( char const * wanted, Value const & found );
+/** Each throws ValueError: "wants WANTED, not ...", with the kind of what was found, with what sort
+ *  of number it is, and with the text itself. */
+[[noreturn]] void failKind( std::string const & wanted, Value const & found );
+[[noreturn]] void failNumber( std::string const & wanted, Value const & found );
+[[noreturn]] void failText( std::string const & wanted, std::string_view found );
+/** Throws ValueError for a field that a record doesn't have, with those that it has. */
+[[noreturn]] void failField( std::span< char const * const > names );
+
+template < class Number >
+std::string wholeNumber() {
+   return "a whole number, " + std::to_string( std::numeric_limits< Number >::min() ) + " to " +
+          std::to_string( std::numeric_limits< Number >::max() );
+}
+
+template < class Record >
+constexpr auto fieldNames() {
+   return Record::kelFields( []( auto const &... fields ) {
+      return std::array< char const *, sizeof...( fields ) >{ fields.name... };
+   } );
+}
 
 template < class Number >
 Number numberFromValue( Value const & v ) {
-   auto check = []( auto given ) {
+   auto check = [&v]( auto given ) {
       if ( !std::in_range< Number >( given ) ) {
-         throw ValueError( "number " + std::to_string( given ) + " is out of range " +
-                           std::to_string( std::numeric_limits< Number >::min() ) + " to " +
-                           std::to_string( std::numeric_limits< Number >::max() ) );
+         failNumber( wholeNumber< Number >(), v );
       }
       return static_cast< Number >( given );
    };
@@ -141,7 +162,7 @@ Number numberFromValue( Value const & v ) {
    if ( auto const * number = v.as< std::int64_t >() ) {
       return check( *number );
    }
-   failKind( "a whole number", v );
+   failNumber( wholeNumber< Number >(), v );
 }
 
 template < class Number >
@@ -154,7 +175,7 @@ Number numberFromText( std::string_view text ) {
       whole = whole && std::to_string( number ) == text;
    }
    if ( !whole ) {
-      throw ValueError( "\"" + std::string( text ) + "\" is not a number in range" );
+      failText( std::is_integral_v< Number > ? wholeNumber< Number >() : "a number", text );
    }
    return number;
 }
@@ -222,7 +243,7 @@ template < class T >
 T fromText( std::string_view text ) {
    if constexpr ( std::is_same_v< T, bool > ) {
       if ( text != "true" && text != "false" ) {
-         throw ValueError( "\"" + std::string( text ) + "\" is neither true nor false" );
+         Detail::failText( "true or false", text );
       }
       return text == "true";
    } else if constexpr ( std::is_enum_v< T > ) {
@@ -234,20 +255,25 @@ T fromText( std::string_view text ) {
          [&] { return T( Detail::numberFromText< typename T::Number >( text ) ); } );
    } else if constexpr ( TextType< T > ) {
       std::optional< T > v = T::parse( text );
-      if ( !v ) {
-         throw ValueError( "\"" + std::string( text ) + "\" is not a valid value" );
+      // What can be any text has no form.
+      if constexpr ( requires { T::form; } ) {
+         if ( !v ) {
+            Detail::failText( T::form, text );
+         }
       }
       return *v;
    } else {
       static_assert( RecordType< T >, "no text is known for this type" );
-      constexpr std::size_t count =
-         T::kelFields( []( auto const &... fields ) { return sizeof...( fields ); } );
-      std::vector< std::string > parts = Detail::splitKeyFields( text, count );
+      std::vector< std::string > parts = Detail::splitKeyFields( text, Detail::fieldNames< T >() );
       T record{};
       std::size_t next = 0;
       forEachField< T >( [&]( auto const & field ) {
          auto & member = record.*field.member;
-         member = fromText< std::remove_cvref_t< decltype( member ) > >( parts[next++] );
+         try {
+            member = fromText< std::remove_cvref_t< decltype( member ) > >( parts[next++] );
+         } catch ( ValueError const & e ) {
+            throw ValueError( std::string( field.name ) + " " + e.what() );
+         }
       } );
       return record;
    }
@@ -320,8 +346,10 @@ void patchValue( T & target, Value const & patch ) {
          target = static_cast< T >( *real );
       } else if ( auto const * number = patch.as< std::uint64_t >() ) {
          target = static_cast< T >( *number );
+      } else if ( auto const * negative = patch.as< std::int64_t >() ) {
+         target = static_cast< T >( *negative );
       } else {
-         target = static_cast< T >( Detail::numberFromValue< std::int64_t >( patch ) );
+         Detail::failKind( "a number", patch );
       }
    } else if constexpr ( std::is_integral_v< T > ) {
       target = Detail::numberFromValue< T >( patch );
@@ -403,7 +431,7 @@ void patchValue( T & target, Value const & patch ) {
                }
             } );
             if ( !known ) {
-               throw ValueError( "unknown field" );
+               Detail::failField( Detail::fieldNames< T >() );
             }
          } catch ( ValueError const & e ) {
             throw e.below( name );

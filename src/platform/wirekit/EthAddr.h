@@ -43,6 +43,8 @@ class EthAddr {
                            groups_[2] );
    }
 
+   /** For whoever has to write one. */
+   static constexpr char const * form = "a MAC address such as 02:00:00:00:00:01";
    std::string stringValue() const;
    static std::optional< EthAddr > parse( std::string_view text );
 

@@ -30,6 +30,7 @@ class Ip4Addr {
    constexpr bool isZero() const { return bits_ == 0; }
    constexpr std::size_t hash() const { return Kel::mixHash( bits_ ); }
 
+   static constexpr char const * form = "an IPv4 address such as 10.0.0.1";
    std::string stringValue() const;
    static std::optional< Ip4Addr > parse( std::string_view text );
 
@@ -76,6 +77,7 @@ class Ip6Addr {
       return Kel::combineHash( Kel::combineHash( 0, half( 0 ) ), half( 2 ) );
    }
 
+   static constexpr char const * form = "an IPv6 address such as 2001:db8::1";
    std::string stringValue() const;
    static std::optional< Ip6Addr > parse( std::string_view text );
 

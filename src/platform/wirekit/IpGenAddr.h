@@ -37,6 +37,7 @@ class IpGenAddr {
                     : Kel::mixHash( std::uint64_t{ words_[0] } << 1 | std::uint64_t{ isV4() } );
    }
 
+   static constexpr char const * form = "an IP address such as 10.0.0.1 or 2001:db8::1";
    std::string stringValue() const;
    static std::optional< IpGenAddr > parse( std::string_view text );
 
@@ -78,6 +79,7 @@ class IpGenPrefix {
       return Kel::combineHash( addr_.hash(), Kel::mixHash( len_ ) );
    }
 
+   static constexpr char const * form = "a prefix such as 10.0.0.0/8 or 2001:db8::/32";
    std::string stringValue() const;
    static std::optional< IpGenPrefix > parse( std::string_view text );
 

@@ -12,9 +12,6 @@ using OpenFlowTable::TrafficStreamStatus;
 
 namespace {
 
-/** What the hardware says of an entry for which it has no room. */
-constexpr auto tableFull = static_cast< FlowStatus >( 5 );
-
 /** A new row, which is complete when the agent hears of it. */
 template < class Row >
 void announce( OpenFlowTable::HwStatus & status, char const * collection, std::string const & key,
@@ -36,7 +33,7 @@ void FlowTableSm::handleInitialized() {
    for ( auto const & [name, row] : pfHwStatus()->flowStats() ) {
       if ( row->status() == FlowStatus::active ) {
          programmed_.insert( name );
-      } else if ( row->status() == tableFull ) {
+      } else if ( row->status() == FlowStatus::tableFull ) {
          refused_.set( name, Kel::Nothing{} );
       }
    }
@@ -83,7 +80,7 @@ void FlowTableSm::answerFlowEntry( Kel::Name const & name ) {
       answer( *pfHwStatus(), name, FlowStatus::active );
    } else {
       refused_.set( name, Kel::Nothing{} );
-      answer( *pfHwStatus(), name, tableFull );
+      answer( *pfHwStatus(), name, FlowStatus::tableFull );
    }
 }
 

@@ -26,7 +26,8 @@ std::size_t publishedRules( QorClient::Status const & agent, Kel::String const &
 class FlowRows {
  public:
    explicit FlowRows( Switch const & device )
-      : agent_( device.entity< QorClient::Status >( "qorclient/status" ) ),
+      : device_( device ),
+        agent_( device.entity< QorClient::Status >( "qorclient/status" ) ),
         statuses_( device.entity< Qor::V1::QorPolicyFragmentStatus >(
            "qorclient/version1/policystatus" ) ) {}
 
@@ -59,9 +60,11 @@ class FlowRows {
       table_.row( { fragment.stringValue(), flow.stringValue(), kind,
                     status ? stateWord( status->flowState ) : "not reported",
                     publishedRules( *agent_, fragment, flow ),
-                    status ? status->flowStateDetails.stringValue() : "" } );
+                    status ? detailsOf( device_, fragment, flow, status->flowStateDetails )
+                           : std::string() } );
    }
 
+   Switch const & device_;
    Kel::Ptr< QorClient::Status const > agent_;
    Kel::Ptr< Qor::V1::QorPolicyFragmentStatus const > statuses_;
    TextTable table_{ { "FRAGMENT", "FLOW", "KIND", "STATE", "RULES", "DETAILS" } };

@@ -80,7 +80,7 @@ TextTable hostsTable( Switch const & device ) {
    TextTable table( { "HOST", "VLAN", "FLOWS", "INTERFACE", "MOVES", "STATE" } );
    for ( auto const & [host, flows] : placedHosts( *agent ) ) {
       bool const warm = agent->warmHostHas( host );
-      std::string const state = !warm ? "waiting: " + whyNotKnown( device, host )
+      std::string const state = !warm ? "waiting: " + whyNotKnown( device, host ).words
                                 : agent->boundHostHas( host ) ? "known"
                                                               : "known, no longer wanted";
       table.row( { host.mac.stringValue(), host.vlanId.value(), flows,

@@ -1,13 +1,17 @@
 #include "runner/tables/Places.h"
 
+#include <set>
+
 #include "agent/QorClientUtils.h"
 #include "datapath/HostFdbStatus.h"
+#include "host/ReportedPlace.h"
 #include "platform/kel/Dir.h"
 #include "platform/records/bridging/Config.h"
 #include "platform/records/bridging/SwitchIntfConfig.h"
 #include "platform/records/mlag/HostTable.h"
 #include "platform/records/qorclient/Status.h"
 #include "platform/records/vxlan/VtiStatus.h"
+#include "runner/tables/Words.h"
 
 namespace Runner {
 
@@ -16,34 +20,28 @@ namespace {
 using Bridging::MacVlanPair;
 using Bridging::VlanId;
 
-bool isServiceIntf( QorClient::Status const & agent, Wirekit::IntfId intf ) {
-   for ( auto const & fragment : agent.policyFragmentInfo() ) {
-      for ( auto const & set : fragment.value->serviceIntfSetInfo() ) {
-         for ( auto const & binding : set.value->boundVni() ) {
-            if ( binding.key.intfId == intf ) {
-               return true;
-            }
-         }
-      }
-   }
-   return false;
-}
-
-/** Why an interface is no place for a host, as the host tracker checks it; empty if it is one. */
-std::string whyNotThere( Switch const & device, VlanId vlan, Wirekit::IntfId intf ) {
-   auto const agent = device.entity< QorClient::Status >( "qorclient/status" );
-   auto const members = device.entity< Bridging::Config >( "bridging/config" )->vlanConfig( vlan );
+/** What hinders the agent from taking up a place, in words that go on after the interface. */
+Reason atPlace( Switch const & device, std::string const & words, VlanId vlan, Wirekit::IntfId intf,
+                char const * table ) {
+   using QorClient::ReportedPlace;
    auto const ports = device.entity< Bridging::SwitchIntfConfigDir >( "bridging/switchIntfConfig" );
-   if ( intf == agent->cachedPeerLinkIntfId() ) {
-      return ", the peer link";
+   switch ( QorClient::reportedPlace( *device.entity< QorClient::Status >( "qorclient/status" ),
+                                      *device.entity< Bridging::Config >( "bridging/config" ),
+                                      *ports, vlan, intf ) ) {
+      case ReportedPlace::serviceIntf:
+         return { words + ", a service interface", table };
+      case ReportedPlace::outsideVlan:
+         return { words + ", which is not in VLAN " + std::to_string( vlan.value() ),
+                  "bridging/config" };
+      case ReportedPlace::withoutConfig:
+         return { words + ", which has no switchport configuration", "bridging/switchIntfConfig" };
+      case ReportedPlace::peerLink:
+         return { words + ", the peer link", table };
+      case ReportedPlace::none:
+      case ReportedPlace::usable:
+         break;
    }
-   if ( isServiceIntf( *agent, intf ) ) {
-      return ", a service interface";
-   }
-   if ( !members || !members->intfHas( intf ) ) {
-      return ", which is not in VLAN " + std::to_string( vlan.value() );
-   }
-   return ports->switchIntfConfigHas( intf ) ? "" : ", which has no switchport configuration";
+   return { words + ", not taken up by the agent", table };
 }
 
 /** The VLAN of the service that a fragment puts before a VLAN, where hosts are looked for too. */
@@ -63,40 +61,63 @@ std::optional< VlanId > serviceVlan( Switch const & device, VlanId original ) {
    return std::nullopt;
 }
 
-/** Empty when the forwarding database has no such host. */
-std::string learntWords( Switch const & device, MacVlanPair const & learnt, VlanId vlan ) {
-   auto const row = learntRow( device, learnt );
-   if ( !row.intf ) {
-      return "";
+/** The VLAN for which the agent takes a forwarding entry: the first that has its fid. */
+std::uint32_t vlanOf( Bridging::Config const & config, Bridging::Fid fid ) {
+   for ( auto const & mapped : config.vidToFidMap() ) {
+      if ( mapped.value == fid ) {
+         return mapped.key.value();
+      }
    }
-   std::string const words = "learnt on " + row.intf.shortName();
-   auto const type = static_cast< std::uint32_t >( row.entryType );
-   if ( type != 0 && ( type < 4 || type > 6 ) ) {
-      return words + ", but neither locally nor on the peer (entry type " + std::to_string( type ) +
-             ")";
-   }
-   std::string const trouble = whyNotThere( device, vlan, row.intf );
-   return words + ( trouble.empty() ? ", not taken up by the agent" : trouble );
+   return fid;
 }
 
-/** Empty when the peer says nothing of the host. */
-std::string peerWords( Switch const & device, MacVlanPair const & asked, VlanId vlan ) {
+/** Nothing when the forwarding database has no such host. */
+std::optional< Reason > learntReason( Switch const & device, MacVlanPair const & learnt,
+                                      VlanId vlan ) {
+   auto const row = learntRow( device, learnt );
+   if ( !row.intf ) {
+      return std::nullopt;
+   }
+   constexpr char const * table = "bridging/status";
+   std::string const words = "learnt on " + row.intf.shortName();
+   if ( !QorClient::isLearntHost( row.entryType ) ) {
+      return Reason{ words + ", but neither locally nor on the peer (entry type " +
+                        std::to_string( static_cast< std::uint32_t >( row.entryType ) ) + ")",
+                     table };
+   }
+   auto const config = device.entity< Bridging::Config >( "bridging/config" );
+   auto const counts = vlanOf( *config, config->hostKey( learnt.vlanId, learnt.mac ).fid );
+   if ( counts != learnt.vlanId.value() ) {
+      return Reason{
+         words + ", but in VLAN " + std::to_string( counts ) + ", which has the same fid",
+         "bridging/config" };
+   }
+   return atPlace( device, words, vlan, row.intf, table );
+}
+
+/** Nothing when the peer says nothing of the host. */
+std::optional< Reason > peerReason( Switch const & device, MacVlanPair const & asked,
+                                    VlanId vlan ) {
+   constexpr char const * table = "mlag/hostTable";
    Mlag::HostEntryKey const key{ asked.vlanId, asked.mac };
-   auto const peer = device.entity< Mlag::HostTable >( "mlag/hostTable" );
+   auto const peer = device.entity< Mlag::HostTable >( table );
    if ( !peer->hostEntryHas( key ) ) {
-      return "";
+      return std::nullopt;
    }
    Mlag::HostEntry const entry = peer->hostEntry( key );
    if ( entry.unusable ) {
-      return "known to the peer by an entry that says no place";
+      return Reason{ "known to the peer by an entry that says no place", table };
    }
    Wirekit::IntfId const intf( entry.intf.view() );
    std::string const words = "known to the peer on " + intf.shortName();
    if ( QorClient::isVti( entry.intf ) ) {
-      return words + ", behind the tunnel";
+      return Reason{ words + ", behind the tunnel", table };
    }
-   std::string const trouble = whyNotThere( device, vlan, intf );
-   return words + ( trouble.empty() ? ", not taken up by the agent" : trouble );
+   // The agent leaves what the peer reports there before it looks at the VLAN.
+   if ( intf == device.entity< QorClient::Status >( "qorclient/status" )->cachedPeerLinkIntfId() ) {
+      return Reason{ words + ", the peer link", table };
+   }
+   return atPlace( device, words, vlan, intf, table );
 }
 
 }  // namespace
@@ -124,21 +145,47 @@ Slab::Bridging::SlabFdbStatus learntRow( Switch const & device, MacVlanPair cons
       device.entity< Slab::Bridging::Status >( "bridging/status" ) );
 }
 
-std::string whyNotKnown( Switch const & device, MacVlanPair const & host ) {
-   std::string words = learntWords( device, host, host.vlanId );
+Reason whyNotKnown( Switch const & device, MacVlanPair const & host ) {
+   std::optional< Reason > reason = learntReason( device, host, host.vlanId );
    auto const service = serviceVlan( device, host.vlanId );
-   if ( words.empty() && service ) {
+   if ( !reason && service ) {
       MacVlanPair const there{ host.mac, *service };
-      words = learntWords( device, there, host.vlanId );
-      if ( words.empty() ) {
-         words = peerWords( device, there, host.vlanId );
+      reason = learntReason( device, there, host.vlanId );
+      if ( !reason ) {
+         reason = peerReason( device, there, host.vlanId );
       }
    }
-   if ( words.empty() ) {
-      words = "not learnt";
+   if ( !reason ) {
+      reason = Reason{ "not learnt", "bridging/status" };
    }
-   bool const resync = device.entity< QorClient::Status >( "qorclient/status" )->resyncInProgress();
-   return resync ? words + " (resync in progress)" : words;
+   if ( device.entity< QorClient::Status >( "qorclient/status" )->resyncInProgress() ) {
+      reason->words += " (resync in progress)";
+   }
+   return *reason;
+}
+
+std::string detailsOf( Switch const & device, Kel::String const & fragment,
+                       Kel::String const & flow, Kel::String const & reported ) {
+   std::string details = reported.stringValue();
+   if ( !details.ends_with( ": " ) ) {
+      return details;
+   }
+   auto const agent = device.entity< QorClient::Status >( "qorclient/status" );
+   auto const hardware =
+      device.entity< OpenFlowTable::HwStatus >( "pinflow/pfHwStatusDir/dyninputstatus/qor" );
+   auto const fragmentInfo = agent->policyFragmentInfo( fragment );
+   auto const flowInfo = fragmentInfo ? fragmentInfo->flowInfo( flow ) : nullptr;
+   std::set< std::string > reasons;
+   if ( flowInfo ) {
+      for ( auto const & rule : flowInfo->ruleInfo() ) {
+         auto const answer = policyAnswer( *hardware, rule.value->ruleName() );
+         if ( answer.kind == HardwareAnswer::Kind::rejected ) {
+            reasons.insert( answer.reason );
+         }
+      }
+   }
+   return details +
+          ( reasons.empty() ? "no reason is told" : joined( { reasons.begin(), reasons.end() } ) );
 }
 
 }  // namespace Runner

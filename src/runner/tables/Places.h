@@ -11,6 +11,13 @@
 
 namespace Runner {
 
+/** Why something isn't there, and the path of the input that lacks it; null when it is no input
+ * that is missing. */
+struct Reason {
+   std::string words;
+   char const * path;
+};
+
 /** The policy; null when the controller has published none. */
 Kel::Ptr< Qor::V1::QorPolicyFragment const > policyOf( Switch const & device );
 
@@ -23,6 +30,11 @@ Slab::Bridging::SlabFdbStatus learntRow( Switch const & device,
 
 /** Why the agent has no interface for a host that it looks for: what the switch says of the host,
  *  in words that go on after the host's name. */
-std::string whyNotKnown( Switch const & device, Bridging::MacVlanPair const & host );
+Reason whyNotKnown( Switch const & device, Bridging::MacVlanPair const & host );
+
+/** The details of a flow as the agent reports them, with the hardware's reason where the agent
+ * names none. */
+std::string detailsOf( Switch const & device, Kel::String const & fragment,
+                       Kel::String const & flow, Kel::String const & reported );
 
 }  // namespace Runner

@@ -148,6 +148,8 @@ TextTable routedFlowsTable( Switch const & device ) {
             }
          }
       } );
+   auto const answers =
+      device.entity< OpenFlowTable::HwStatus >( "pinflow/pfHwStatusDir/dyninputstatus/qorl3" );
    TextTable table(
       { "VRF", "PREFERENCE", "GROUP PRIORITY", "FLOW", "STATE", "PRIORITY", "DETAIL" } );
    for ( auto const & [place, flow] : flows ) {
@@ -158,9 +160,12 @@ TextTable routedFlowsTable( Switch const & device ) {
       } else if ( !flow.config->enabled ) {
          state += ", disabled";
       }
+      std::string detail = flow.status ? flow.status->detail.stringValue() : "";
+      if ( flow.status && flow.status->state == QorL3::V1::State::error && detail.empty() ) {
+         detail = routedAnswer( *answers, name ).reason;
+      }
       table.row( { vrf, order.preference, order.priority, name, state,
-                   flow.config ? Cell( flow.config->priority ) : Cell(),
-                   flow.status ? flow.status->detail.stringValue() : "" } );
+                   flow.config ? Cell( flow.config->priority ) : Cell(), detail } );
    }
    return table;
 }

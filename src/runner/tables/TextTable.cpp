@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/corestore/ValueText.h"
+#include "platform/kel/StandardError.h"
 #include "runner/tables/Words.h"
 
 namespace Runner {
@@ -42,16 +43,8 @@ Cell Cell::insteadOf( char const * word ) {
    return cell;
 }
 
-std::string printable( std::string text ) {
-   std::ranges::replace_if(
-      text, []( char c ) { return ( c >= 0 && c < ' ' ) || c == '\x7f'; }, '?' );
-   // U+0080 to U+009F are control characters too.
-   for ( std::size_t at = 0; ( at = text.find( '\xc2', at ) ) != std::string::npos; ++at ) {
-      if ( at + 1 != text.size() && ( text[at + 1] & 0xe0 ) == 0x80 ) {
-         text.replace( at, 2, "?" );
-      }
-   }
-   return text.empty() ? "-" : text;
+std::string printable( std::string_view text ) {
+   return text.empty() ? "-" : Kel::oneLine( text );
 }
 
 void TextTable::print( std::ostream & out ) const {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/kel/Value.h"
@@ -51,7 +52,7 @@ class TextTable {
 
 /** Texts come from documents: no line end or control sequence of theirs reaches the screen. "-" for
  *  the empty text. */
-std::string printable( std::string text );
+std::string printable( std::string_view text );
 
 /** A JSON array with one value on a line. */
 void printJsonLines( std::ostream & out, Kel::Value::Array const & values );

@@ -25,7 +25,11 @@ HardwareAnswer answer( OpenFlowTable::HwStatus const & hardware, Kel::Name const
       return { programmed, "programmed" };
    }
    if ( isRejection( stats->status() ) ) {
-      return { rejected, "rejected" + inBrackets };
+      std::string const meaning = stats->status() == OpenFlowTable::FlowStatus::tableFull
+                                     ? "no room in the flow table"
+                                     : "refused by the platform";
+      return { rejected, "rejected (" + std::to_string( number ) + ": " + meaning + ")",
+               meaning + inBrackets };
    }
    return othersRejected ? HardwareAnswer{ rejected, "unknown" + inBrackets }
                          : HardwareAnswer{ inProgress, "in progress" + inBrackets };

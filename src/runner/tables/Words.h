@@ -27,6 +27,8 @@ struct HardwareAnswer {
    enum class Kind { none, inProgress, programmed, rejected };
    Kind kind = Kind::none;
    std::string words = "no answer";
+   /** For a rejection: what its number means, and the number. */
+   std::string reason = {};
 };
 /** Its answer to a rule of the policy, and to one for routed traffic: the two sides of the agent
  *  count different numbers as rejections. */

@@ -23,14 +23,18 @@ char const * Chain::word( Finding finding ) {
    return "";
 }
 
+void Chain::add( char const * name, Finding finding, std::string & words, char const * path ) {
+   links_.push_back( { name, finding, std::move( words ), path } );
+}
+
 bool Chain::holds() const {
    return std::ranges::all_of( links_, isGood );
 }
 
-std::string Chain::summary() const {
+Chain::Link const * Chain::reason() const {
    auto first = std::ranges::find_if_not( links_, isGood );
    if ( first == links_.end() ) {
-      return "programmed";
+      return nullptr;
    }
    auto const firstOf = [&]( Finding finding ) {
       auto const found = std::ranges::find( links_, finding, &Link::finding );
@@ -42,6 +46,14 @@ std::string Chain::summary() const {
    if ( first->finding == Finding::rejected ) {
       first = firstOf( Finding::underWay );
    }
+   return &*first;
+}
+
+std::string Chain::summary() const {
+   Link const * const first = reason();
+   if ( !first ) {
+      return "programmed";
+   }
    char const * const state = inHardware_                           ? "programmed, but "
                               : first->finding == Finding::rejected ? "rejected: "
                                                                     : "waiting: ";
@@ -49,6 +61,9 @@ std::string Chain::summary() const {
 }
 
 void Chain::print( std::ostream & out ) const {
+   auto const at = []( Link const & link ) {
+      return link.path ? std::string( " (" ) + link.path + ")" : std::string();
+   };
    std::size_t width = 0;
    for ( Link const & link : links_ ) {
       width = std::max( width, std::string_view( link.name ).size() );
@@ -57,18 +72,28 @@ void Chain::print( std::ostream & out ) const {
    for ( Link const & link : links_ ) {
       out << "  " << std::left << std::setw( 8 ) << word( link.finding ) << "  "
           << std::setw( static_cast< int >( width ) ) << link.name << "  "
-          << printable( link.words ) << '\n';
+          << printable( link.words ) << at( link ) << '\n';
    }
-   out << printable( summary() ) << '\n';
+   Link const * const first = reason();
+   out << printable( summary() ) << ( first ? at( *first ) : "" ) << '\n';
 }
 
 Kel::Value::Object Chain::members() const {
+   auto const at = []( Link const * link ) {
+      return link && link->path ? Kel::Value( link->path ) : Kel::Value();
+   };
    Kel::Value::Array links;
    for ( Link const & link : links_ ) {
-      links.emplace_back( Kel::Value::Object{
-         { "link", link.name }, { "finding", word( link.finding ) }, { "words", link.words } } );
+      links.emplace_back( Kel::Value::Object{ { "link", link.name },
+                                              { "finding", word( link.finding ) },
+                                              { "words", link.words },
+                                              { "path", at( &link ) } } );
    }
-   return { { "flow", flow_ }, { "kind", kind_ }, { "links", links }, { "summary", summary() } };
+   return { { "flow", flow_ },
+            { "kind", kind_ },
+            { "links", links },
+            { "summary", summary() },
+            { "path", at( reason() ) } };
 }
 
 }  // namespace Runner

@@ -10,11 +10,13 @@ namespace Runner {
 
 namespace {
 
+constexpr char const * controllerPath = "mgmt/controller/status";
+
 /** Either service opens the gate for both kinds of flows. */
 void addService( Chain & chain, ControllerClient::Status const & controller, bool routed ) {
    auto const services = controller.leaderServiceStatusDir();
    if ( !services ) {
-      chain.missing( "service", "no controller leads, so no service is enabled" );
+      chain.missing( "service", "no controller leads, so no service is enabled", controllerPath );
       return;
    }
    auto const enabled = [&services]( char const * name ) {
@@ -28,14 +30,13 @@ void addService( Chain & chain, ControllerClient::Status const & controller, boo
    } else if ( enabled( other ) ) {
       chain.good( "service", std::string( other ) + " is enabled, which opens " + own + " too" );
    } else {
-      chain.missing( "service", "neither of the services Qor and QorL3 is enabled" );
+      chain.missing( "service", "neither of the services Qor and QorL3 is enabled",
+                     controllerPath );
    }
 }
 
 void addPlatform( Chain & chain, Switch const & device, bool routed ) {
-   bool const supported =
-      device.entity< OpenFlowTable::HwStatus >( "pinflow/pfHwStatusDir/dyninputstatus/qor" )
-         ->supported();
+   bool const supported = device.entity< OpenFlowTable::HwStatus >( hardwarePath )->supported();
    auto const feature =
       device.entity< QorCommon::V1::Capability >( "qorclient/version1/capability" )->feature();
    if ( !routed ) {
@@ -43,7 +44,8 @@ void addPlatform( Chain & chain, Switch const & device, bool routed ) {
                                  ? "supports static flows"
                                  : "does not report static flows; only routed flows wait for it" );
    } else if ( !supported ) {
-      chain.missing( "platform", "the platform does not report that it supports static flows" );
+      chain.missing( "platform", "the platform does not report that it supports static flows",
+                     hardwarePath );
    } else if ( !( feature & QorCommon::V1::FeatureBit::l3Policy ) ) {
       chain.missing( "platform", "the agent does not count routed flows as a capability" );
    } else {
@@ -54,11 +56,11 @@ void addPlatform( Chain & chain, Switch const & device, bool routed ) {
 }  // namespace
 
 void addGate( Chain & chain, Switch const & device, bool routed ) {
-   auto const controller = device.entity< ControllerClient::Status >( "mgmt/controller/status" );
+   auto const controller = device.entity< ControllerClient::Status >( controllerPath );
    if ( controller->enabled() ) {
       chain.good( "controller", "the client is enabled" );
    } else {
-      chain.missing( "controller", "the controller client is not enabled" );
+      chain.missing( "controller", "the controller client is not enabled", controllerPath );
    }
    addService( chain, *controller, routed );
    addPlatform( chain, device, routed );
@@ -83,15 +85,16 @@ std::string answerWords( std::string const & rule, HardwareAnswer const & answer
    return "";
 }
 
-void addAnswer( Chain & chain, std::string const & rule, HardwareAnswer const & answer ) {
+void addAnswer( Chain & chain, std::string const & rule, HardwareAnswer const & answer,
+                char const * path ) {
    std::string const words = answerWords( rule, answer );
    switch ( answer.kind ) {
       case HardwareAnswer::Kind::none:
          // A flow of which the hardware has refused all that it has answered for is rejected.
-         chain.lacking( "hardware", words );
+         chain.lacking( "hardware", words, path );
          break;
       case HardwareAnswer::Kind::inProgress:
-         chain.underWay( "hardware", words );
+         chain.underWay( "hardware", words, path );
          break;
       case HardwareAnswer::Kind::programmed:
          chain.inHardware();
@@ -103,19 +106,22 @@ void addAnswer( Chain & chain, std::string const & rule, HardwareAnswer const & 
    }
 }
 
-std::string vniWaits( Switch const & device, std::uint32_t vni ) {
-   auto const tunnels = device.entity< Vxlan::VtiStatusDir >( "interface/status/eth/vxlan" );
+Reason vniWaits( Switch const & device, std::string const & words, std::uint32_t vni ) {
+   constexpr char const * path = "interface/status/eth/vxlan";
+   auto const tunnels = device.entity< Vxlan::VtiStatusDir >( path );
    if ( tunnels->vtiStatusCount() == 0 ) {
-      return "there is no VXLAN interface";
+      return { words + "there is no VXLAN interface", path };
    }
    std::string tunnel;
    for ( auto const & one : tunnels->vtiStatus() ) {
       tunnel = one.key.shortName();
    }
-   auto const vlan = tunnelVlan( device, vni );
-   return vlan ? tunnel + " has it in VLAN " + std::to_string( vlan->value() ) +
-                    ", which the agent has not taken up"
-               : tunnel + " does not have it";
+   if ( auto const vlan = tunnelVlan( device, vni ) ) {
+      return { words + tunnel + " has it in VLAN " + std::to_string( vlan->value() ) +
+                  ", which the agent has not taken up",
+               nullptr };
+   }
+   return { words + tunnel + " does not have it", path };
 }
 
 }  // namespace Runner

@@ -11,11 +11,16 @@ namespace Runner {
  * of routed traffic need of the platform. */
 void addGate( Chain & chain, Switch const & device, bool routed );
 
-/** The hardware's answer to one rule, and the link of it. */
-std::string answerWords( std::string const & rule, HardwareAnswer const & answer );
-void addAnswer( Chain & chain, std::string const & rule, HardwareAnswer const & answer );
+/** Where the hardware answers to the rules of the policy, and to those for routed traffic. */
+inline constexpr char const * hardwarePath = "pinflow/pfHwStatusDir/dyninputstatus/qor";
+inline constexpr char const * routedHardwarePath = "pinflow/pfHwStatusDir/dyninputstatus/qorl3";
 
-/** Words for a VNI without a VLAN: how far its request has come. */
-std::string vniWaits( Switch const & device, std::uint32_t vni );
+/** The hardware's answer to one rule, and the link of it; `path` is where it answers. */
+std::string answerWords( std::string const & rule, HardwareAnswer const & answer );
+void addAnswer( Chain & chain, std::string const & rule, HardwareAnswer const & answer,
+                char const * path );
+
+/** For a VNI without a VLAN, how far its request has come: words that go on after `words`. */
+Reason vniWaits( Switch const & device, std::string const & words, std::uint32_t vni );
 
 }  // namespace Runner

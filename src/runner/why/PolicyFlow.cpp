@@ -62,7 +62,7 @@ bool PolicyFlow::isNative( IntfId intf, VlanId vlan ) const {
 
 bool PolicyFlow::addFlow( Chain & chain ) const {
    if ( !config_ ) {
-      chain.missing( "flow", "the policy has no such flow: what follows is left over" );
+      chain.missing( "flow", "the policy has no such flow: what follows is left over", policyPath );
       return false;
    }
    Vxlan::VniOrNone const match = config_->match.vni;
@@ -102,13 +102,13 @@ void PolicyFlow::addVni( Chain & chain, char const * name, Vxlan::VniOrNone vni 
    if ( auto const vlan = vlanOf( vni ) ) {
       chain.good( name, words + " is VLAN " + std::to_string( vlan->value() ) );
    } else if ( !isOfFragment( vni ) ) {
-      chain.missing( name, notOfFragment( vni ) );
+      chain.missing( name, notOfFragment( vni ), policyPath );
    } else if ( !device_.entity< Vxlan::VniSviConfig >( "vxlan/input/vniconfig/qor" )
                    ->vniSviInfoHas( convertVniToVniExt( vni ) ) ) {
       chain.missing( name, words + " has no VLAN: the agent has not asked for it" );
    } else {
       chain.missing( name,
-                     words + " has no VLAN: it is asked for, " + vniWaits( device_, vni.value() ) );
+                     vniWaits( device_, words + " has no VLAN: it is asked for, ", vni.value() ) );
    }
 }
 
@@ -147,10 +147,8 @@ void PolicyFlow::addStatus( Chain & chain ) const {
       return;
    }
    auto const row = status->flowStatus( place_.flow );
-   std::string details = row.flowStateDetails.stringValue();
-   if ( details.ends_with( ": " ) ) {  // A rejection by the hardware comes without a reason.
-      details.clear();
-   }
+   std::string const details =
+      detailsOf( device_, place_.place, place_.flow, row.flowStateDetails );
    std::string const words = "the agent reports it as " + stateWord( row.flowState ) +
                              ( details.empty() ? "" : ": " + details );
    if ( row.flowState == Qor::FlowState::flowProgrammed ) {

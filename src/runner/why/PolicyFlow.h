@@ -25,6 +25,8 @@ class PolicyFlow {
    Chain take() const;
 
  private:
+   static constexpr char const * policyPath = "qor/version1/policy";
+
    bool isIngress() const {
       return config_->interceptPoint == Qor::V1::InterceptPoint::interceptIngress;
    }

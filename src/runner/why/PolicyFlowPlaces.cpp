@@ -4,6 +4,7 @@
 
 #include "datapath/KelPolicyFragment.h"
 #include "platform/records/bridging/AllowedVlans.h"
+#include "runner/Remarks.h"
 #include "runner/tables/Places.h"
 #include "runner/tables/Words.h"
 #include "runner/why/PolicyFlow.h"
@@ -20,7 +21,7 @@ std::vector< RuleKey > PolicyFlow::addServiceSet( Chain & chain ) const {
    std::string const name = config_->serviceIntfKey.stringValue();
    auto const set = fragment_->serviceIntfSet( config_->serviceIntfKey );
    if ( !set ) {
-      chain.missing( "interfaces", "the fragment has no set \"" + name + "\"" );
+      chain.missing( "interfaces", "the fragment has no set \"" + name + "\"", policyPath );
       return {};
    }
    auto const allowed =
@@ -35,9 +36,14 @@ std::vector< RuleKey > PolicyFlow::addServiceSet( Chain & chain ) const {
                        ( vlans.empty() ? "" : " (allowed VLAN " + vlans + ")" ) );
    }
    if ( names.empty() ) {
-      chain.missing( "interfaces", "the set \"" + name + "\" has no interface" );
+      chain.missing( "interfaces", "the set \"" + name + "\" has no interface", policyPath );
    } else {
       chain.good( "interfaces", name + ": " + joined( names ) );
+   }
+   for ( auto const & member : set->intf() ) {
+      if ( std::string const remark = intfRemark( member.key.view() ); !remark.empty() ) {
+         chain.note( "interfaces", remark );
+      }
    }
    return wanted;
 }
@@ -79,7 +85,9 @@ std::vector< RuleKey > PolicyFlow::addHost( Chain & chain ) const {
       return {};
    }
    if ( !intf ) {
-      chain.missing( "host", words + " is " + whyNotKnown( device_, host ) );
+      Reason reason = whyNotKnown( device_, host );
+      reason.words.insert( 0, words + " is " );
+      chain.missing( "host", reason );
       return {};
    }
    std::string const place = words + " is on " + intf.shortName();
@@ -91,7 +99,8 @@ std::vector< RuleKey > PolicyFlow::addHost( Chain & chain ) const {
       return info_->ruleInfo( untagged ) ? std::vector{ tagged, untagged } : std::vector{ tagged };
    }
    if ( !trouble.empty() ) {
-      chain.missing( "host", place + ", " + trouble + ": not caught there" );
+      chain.missing( "host", place + ", " + trouble + ": not caught there",
+                     isServiceIntf( intf ) ? nullptr : "bridging/switchIntfConfig" );
       return {};
    }
    auto const others = otherCatchers( host );
@@ -160,7 +169,7 @@ std::vector< RuleKey > PolicyFlow::addHostIntfs( Chain & chain ) const {
                        ( rewrite && isNative( intf, *rewrite ) ? " (its native VLAN)" : "" ) );
    }
    if ( catching == 0 ) {
-      chain.missing( "hosts", "no flow of the fragment catches a host" );
+      chain.missing( "hosts", "no flow of the fragment catches a host", policyPath );
    } else if ( names.empty() ) {
       chain.missing( "hosts", "none of the flows that catch hosts has a rule yet (waiting flows: " +
                                  std::to_string( catching ) + ")" );

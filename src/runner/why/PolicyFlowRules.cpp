@@ -89,7 +89,7 @@ void PolicyFlow::addRule( Chain & chain, QorClient::RuleInfo const & rule ) cons
    } else {
       chain.good( "rule", name );
    }
-   addAnswer( chain, name, policyAnswer( *hardware(), rule.ruleName() ) );
+   addAnswer( chain, name, policyAnswer( *hardware(), rule.ruleName() ), hardwarePath );
 }
 
 std::string PolicyFlow::otherOwner( Kel::String const & rule ) const {
@@ -140,7 +140,7 @@ Kel::Ptr< OpenFlowTable::PinFlowHwConfig const > PolicyFlow::flowTable() const {
 }
 
 Kel::Ptr< OpenFlowTable::HwStatus const > PolicyFlow::hardware() const {
-   return device_.entity< OpenFlowTable::HwStatus >( "pinflow/pfHwStatusDir/dyninputstatus/qor" );
+   return device_.entity< OpenFlowTable::HwStatus >( hardwarePath );
 }
 
 void PolicyFlow::addArp( Chain & chain ) const {
@@ -163,7 +163,8 @@ void PolicyFlow::addArp( Chain & chain ) const {
                                ", which is not that of the service VNI (" +
                                vniWord( fragment_->serviceVni() ) + ")" );
    } else if ( answer.kind != HardwareAnswer::Kind::programmed ) {
-      chain.lacking( "ARP", words );
+      chain.lacking( "ARP", words,
+                     answer.kind == HardwareAnswer::Kind::rejected ? nullptr : hardwarePath );
    } else {
       chain.good( "ARP", words );
    }

@@ -18,6 +18,10 @@ namespace {
 
 namespace MatchField = QorL3::V1::MatchField;
 
+constexpr char const * fragmentsPath = "qorl3/version1/global/fragmentConfig";
+constexpr char const * typesPath = "qorl3/version1/global/groupTypeConfig";
+constexpr char const * setsPath = "qorl3/version1/global/groupSetConfig";
+
 OpenFlowTable::Actions actionsOf( QorL3::V1::FlowConfig const & flow ) {
    return QorClientL3::V1::FlowGroupConfigSm::buildActions( flow.action, flow.actionFieldSet );
 }
@@ -30,8 +34,7 @@ Kel::Ptr< T const > entryOf( Switch const & device, char const * path, Kel::Name
 
 /** A flow's configuration; absent if the flow is only reported. */
 std::optional< QorL3::V1::FlowConfig > configOf( Switch const & device, FlowPlace const & place ) {
-   auto const fragment = entryOf< QorL3::V1::FragmentConfig >(
-      device, "qorl3/version1/global/fragmentConfig", place.place );
+   auto const fragment = entryOf< QorL3::V1::FragmentConfig >( device, fragmentsPath, place.place );
    auto const group = fragment ? fragment->flowGroup( place.order ) : nullptr;
    return group && group->flowHas( place.flow ) ? std::optional( group->flow( place.flow ) )
                                                 : std::nullopt;
@@ -43,8 +46,7 @@ class RoutedFlow {
       : device_( device ),
         place_( place ),
         table_( device.entity< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qorl3" ) ),
-        answers_( device.entity< OpenFlowTable::HwStatus >(
-           "pinflow/pfHwStatusDir/dyninputstatus/qorl3" ) ),
+        answers_( device.entity< OpenFlowTable::HwStatus >( routedHardwarePath ) ),
         config_( configOf( device, place ) ) {
       for ( FlowPlace const & other : flowsOf( device ) ) {
          if ( other.kind == FlowPlace::Kind::routed && other.flow == place.flow && other != place &&
@@ -77,15 +79,16 @@ class RoutedFlow {
    bool addFlow( Chain & chain ) const {
       std::string const vrf = place_.place.stringValue();
       if ( !config_ ) {
-         chain.missing(
-            "flow", "the policy of VRF " + vrf + " has no such flow: what follows is left over" );
+         chain.missing( "flow",
+                        "the policy of VRF " + vrf + " has no such flow: what follows is left over",
+                        fragmentsPath );
          return false;
       }
       chain.good( "flow group", "VRF " + vrf + ", preference " +
                                    std::to_string( place_.order.preference ) + ", priority " +
                                    std::to_string( place_.order.priority ) );
       if ( !config_->enabled ) {
-         chain.missing( "flow", "the controller has the flow disabled" );
+         chain.missing( "flow", "the controller has the flow disabled", fragmentsPath );
       } else if ( actionsOf( *config_ ) == OpenFlowTable::Actions{} ) {
          chain.rejected( "flow", "the flow has no action" );
       } else {
@@ -109,11 +112,13 @@ class RoutedFlow {
       bool const untold = chain.holds() && !table_->flowEntryHas( place_.flow );
       if ( !( config_->matchFieldSet & MatchField::vni ) ) {
          if ( untold && !vlan && config_->match.vni != QorL3::V1::Match().vni ) {
-            chain.missing( "match VNI", words + ", which the flow names and does not match, has " +
-                                           "lost its VLAN: the entry went with it" );
+            chain.missing( "match VNI",
+                           words + ", which the flow names and does not match, has " +
+                              "lost its VLAN: the entry went with it",
+                           "interface/status/eth/vxlan" );
          }
       } else if ( !vlan || untold ) {
-         chain.missing( "match VNI", words + " has no VLAN: " + vniWaits( device_, vni ) );
+         chain.missing( "match VNI", vniWaits( device_, words + " has no VLAN: ", vni ) );
       } else if ( auto const entry = ownEntry(); entry && entry->match.vlanId != vlan->value() ) {
          chain.missing( "match VNI", words + " is VLAN " + std::to_string( vlan->value() ) +
                                         " by now, and the entry matches VLAN " +
@@ -126,25 +131,25 @@ class RoutedFlow {
    /** A group that the flow names, and its members in the VRF, VNI by VNI. */
    void addGroup( Chain & chain, Kel::String const & name ) const {
       std::string const group = "group " + name.stringValue();
-      auto const types = entryOf< QorL3::V1::GroupTypeConfig >(
-         device_, "qorl3/version1/global/groupTypeConfig", "config" );
-      auto const set = entryOf< QorL3::V1::GroupSetConfig >(
-         device_, "qorl3/version1/global/groupSetConfig", place_.place );
+      auto const types = entryOf< QorL3::V1::GroupTypeConfig >( device_, typesPath, "config" );
+      auto const set = entryOf< QorL3::V1::GroupSetConfig >( device_, setsPath, place_.place );
       auto const members = set ? set->group( name ) : nullptr;
       auto const answer = answers_->trafficGroupStatus( name );
       if ( !types || types->group( name ) == QorL3::V1::GroupType{} ) {
-         chain.lacking( "group", group + " is not configured" );
+         chain.lacking( "group", group + " is not configured", typesPath );
       } else if ( !members || isEmpty( *members ) ) {
-         chain.lacking( "group", group + " has no member in VRF " + place_.place.stringValue() );
+         chain.lacking( "group", group + " has no member in VRF " + place_.place.stringValue(),
+                        setsPath );
       } else if ( !table_->trafficGroupHas( name ) ) {
          chain.lacking( "group", group + " is not in the flow table" );
       } else if ( !answer ) {
-         chain.lacking( "group", "the hardware has not answered for " + group );
+         chain.lacking( "group", "the hardware has not answered for " + group, routedHardwarePath );
       } else if ( answer->status() != OpenFlowTable::TrafficStreamStatus::active ) {
          bool const pending = answer->status() == OpenFlowTable::TrafficStreamStatus::pending;
-         chain.lacking(
-            "group", "the hardware " +
-                        std::string( pending ? "is not done with " : "does not take " ) + group );
+         chain.lacking( "group",
+                        "the hardware " +
+                           std::string( pending ? "is not done with " : "does not take " ) + group,
+                        pending ? routedHardwarePath : nullptr );
       } else {
          chain.good( "group", group + ": active" );
       }
@@ -170,7 +175,7 @@ class RoutedFlow {
       std::string const words = group + ", VNI " + std::to_string( vni );
       auto const vlan = tunnelVlan( device_, vni );
       if ( !vlan ) {
-         chain.lacking( "members", words + " has no VLAN: " + vniWaits( device_, vni ) );
+         chain.lacking( "members", vniWaits( device_, words + " has no VLAN: ", vni ) );
          return;
       }
       std::size_t active = 0;
@@ -191,7 +196,7 @@ class RoutedFlow {
       if ( waiting.empty() ) {
          chain.good( "members", counted );
       } else {
-         chain.lacking( "members", counted );
+         chain.lacking( "members", counted, routedHardwarePath );
       }
    }
 
@@ -220,7 +225,7 @@ class RoutedFlow {
          chain.missing( "entry", "the entry " + name + " is not as this flow would have it" );
       } else {
          chain.good( "entry", name );
-         addAnswer( chain, name, routedAnswer( *answers_, place_.flow ) );
+         addAnswer( chain, name, routedAnswer( *answers_, place_.flow ), routedHardwarePath );
       }
    }
 

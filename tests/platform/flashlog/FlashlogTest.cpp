@@ -148,6 +148,23 @@ TEST_F( FlashlogTest, KilledWriterLeavesAllFinishedRecords ) {
    }
 }
 
+TEST_F( FlashlogTest, ATraceIsKeptBesideItsSuccessorAndNothingElseIsReplaced ) {
+   for ( unsigned i = 1; i <= 3; ++i ) {
+      ASSERT_TRUE( open() );
+      KEL_TRACE_INFO( "number ", i );
+   }
+   EXPECT_THAT( decoded(), ElementsAre( EndsWith( "number 3" ) ) );
+   EXPECT_THAT( decoded( "t.fl.1" ), ElementsAre( EndsWith( "number 2" ) ) );
+   write( path( "mine" ), "mine" );
+   write( path( "u.fl.1" ), "mine" );
+   ASSERT_TRUE( open( "u.fl" ) );
+   for ( char const * name : { "mine", "u.fl", "." } ) {
+      EXPECT_FALSE( open( name ) );
+   }
+   EXPECT_EQ( bytesOf( path( "mine" ) ) + bytesOf( path( "u.fl.1" ) ), "minemine" );
+   EXPECT_TRUE( std::filesystem::is_directory( path( "." ) ) );
+}
+
 TEST_F( FlashlogTest, ReopeningDescribesAnew ) {
    auto const point = []( unsigned n ) { KEL_TRACE_INFO( "n ", n ); };
    open( "one.fl" );
@@ -197,7 +214,7 @@ TEST_F( FlashlogTest, NamesSizesAndFailures ) {
    EXPECT_THAT( failure( "b.fl" ), HasSubstr( "too large" ) );
    sizes[3] = 0;
    std::filesystem::create_directories( path( "c.fl/d" ) );
-   EXPECT_THAT( failure( "c.fl" ), HasSubstr( "cannot rename" ) );
+   EXPECT_THAT( failure( "c.fl" ), HasSubstr( "no regular file" ) );
    std::size_t leftOver = 0;
    for ( auto const & entry : std::filesystem::directory_iterator( directory ) ) {
       leftOver += entry.path().string().find( ".new" ) != std::string::npos;

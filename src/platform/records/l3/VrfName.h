@@ -27,6 +27,7 @@ class VrfName {
 
    std::string_view name() const;
    std::string stringValue() const { return std::string( name() ); }
+   static constexpr char const * form = "a name of at most 100 bytes";
    static std::optional< VrfName > parse( std::string_view text );
 
    /** Stable within the process only. */

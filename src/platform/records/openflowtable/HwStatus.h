@@ -11,7 +11,7 @@ namespace OpenFlowTable {
 
 /** The hardware's answer to a flow entry. Other values than those named stand for the ways of
  *  failing and of being in progress. */
-enum class FlowStatus : std::uint32_t { pending = 0, active = 1 };
+enum class FlowStatus : std::uint32_t { pending = 0, active = 1, tableFull = 5 };
 
 inline std::ostream & operator<<( std::ostream & out, FlowStatus status ) {
    return Kel::printEnum(

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string>
+
+namespace Runner {
+
+/** Checks all of a scenario, and tells on standard error what it hardly means. Throws InputError.
+ */
+void checkScenario( std::string const & file );
+
+}  // namespace Runner
