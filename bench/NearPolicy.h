@@ -5,9 +5,9 @@
 
 #include "platform/corestore/EntityManager.h"
 #include "platform/kel/Dir.h"
-#include "platform/records/controllerclient/Status.h"
-#include "platform/records/qor/PolicyFragment.h"
-#include "platform/records/vxlan/VtiStatus.h"
+#include "records/controllerclient/Status.h"
+#include "records/qor/PolicyFragment.h"
+#include "records/vxlan/VtiStatus.h"
 
 /* What some benchmarks start from: the controller's word that the agent is wanted, and the policy
  * that they converge, which is fragments of 100 service flows through a near set of 10 interfaces,

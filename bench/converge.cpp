@@ -13,12 +13,12 @@
 
 #include "Measure.h"
 #include "NearPolicy.h"
-#include "agent/QorClientAgent.h"
 #include "platform/corestore/EntityManager.h"
-#include "platform/records/openflowtable/PinFlowHwConfig.h"
-#include "platform/records/qor/PolicyFragmentStatus.h"
-#include "platform/records/qorclient/Status.h"
 #include "platform/warden/CAgent.h"
+#include "qorclient/agent/QorClientAgent.h"
+#include "qorclient/agent/Status.h"
+#include "qorclient/flowtable/PinFlowHwConfig.h"
+#include "records/qor/PolicyFragmentStatus.h"
 
 namespace {
 

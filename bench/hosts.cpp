@@ -12,14 +12,14 @@
 
 #include "Measure.h"
 #include "NearPolicy.h"
-#include "agent/QorClientAgent.h"
-#include "host/HostTrackerSm.h"
 #include "platform/corestore/EntityManager.h"
-#include "platform/records/openflowtable/PinFlowHwConfig.h"
-#include "platform/records/qor/PolicyFragment.h"
-#include "platform/records/qor/PolicyFragmentStatus.h"
-#include "platform/records/vxlan/VtiStatus.h"
 #include "platform/warden/CAgent.h"
+#include "qorclient/agent/QorClientAgent.h"
+#include "qorclient/flowtable/PinFlowHwConfig.h"
+#include "qorclient/host/HostTrackerSm.h"
+#include "records/qor/PolicyFragment.h"
+#include "records/qor/PolicyFragmentStatus.h"
+#include "records/vxlan/VtiStatus.h"
 
 namespace {
 

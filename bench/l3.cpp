@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "Measure.h"
-#include "l3/QorClientL3RootSm.h"
+#include "qorclient/l3/QorClientL3RootSm.h"
 
 namespace {
 

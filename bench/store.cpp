@@ -16,10 +16,10 @@
 
 #include "Measure.h"
 #include "NearPolicy.h"
-#include "platform/corestore/SqliteStore.h"
 #include "platform/corestore/ValueText.h"
-#include "platform/records/openflowtable/PinFlowHwConfig.h"
-#include "runner/Switch.h"
+#include "qorclient/flowtable/PinFlowHwConfig.h"
+#include "scenario/Switch.h"
+#include "stores/sqlite/SqliteStore.h"
 
 namespace {
 

@@ -2,21 +2,21 @@
 
 #include <sstream>
 
-#include "runner/tables/Tables.h"
-#include "runner/why/Flows.h"
+#include "views/tables/Tables.h"
+#include "views/why/Flows.h"
 
 namespace Fuzz {
 
 /** All that a person can ask of a state: its tables, and why each flow is as it is. */
-inline void showAll( Runner::Switch const & device ) {
+inline void showAll( Corestore::EntityManager const & em ) {
    std::ostringstream text;
    for ( std::string const & table : Runner::tableNames() ) {
-      Runner::TextTable const cells = Runner::tableOf( table, device );
+      Runner::TextTable const cells = Runner::tableOf( table, em );
       cells.print( text );
       cells.printJson( text );
    }
-   for ( Runner::FlowPlace const & flow : Runner::flowsOf( device ) ) {
-      Runner::Chain const chain = Runner::chainOf( device, flow );
+   for ( Runner::FlowPlace const & flow : Runner::flowsOf( em ) ) {
+      Runner::Chain const chain = Runner::chainOf( em, flow );
       chain.print( text );
       chain.members();
    }

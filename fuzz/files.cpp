@@ -11,9 +11,9 @@
 #include <string>
 
 #include "Shown.h"
-#include "platform/corestore/SqliteStore.h"
 #include "platform/flashlog/Decode.h"
-#include "runner/Switch.h"
+#include "scenario/Switch.h"
+#include "stores/sqlite/SqliteStore.h"
 
 namespace {
 

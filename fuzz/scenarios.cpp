@@ -8,9 +8,10 @@
 #include <string_view>
 
 #include "Shown.h"
+#include "documents/Document.h"
 #include "platform/kel/Exceptions.h"
-#include "runner/Document.h"
-#include "runner/Scenario.h"
+#include "scenario/Scenario.h"
+#include "scenario/Switch.h"
 
 namespace {
 

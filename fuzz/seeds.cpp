@@ -6,8 +6,9 @@
 #include <iostream>
 #include <sstream>
 
-#include "platform/corestore/SqliteStore.h"
-#include "runner/Scenario.h"
+#include "scenario/Scenario.h"
+#include "scenario/Switch.h"
+#include "stores/sqlite/SqliteStore.h"
 
 int main( int argc, char ** argv ) {
    if ( argc < 3 ) {

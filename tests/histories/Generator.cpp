@@ -1,10 +1,10 @@
 #include "histories/Generator.h"
 
 #include "platform/corestore/ValueText.h"
-#include "platform/records/l2rib/HostInput.h"
-#include "platform/records/openflowtable/HwStatus.h"
-#include "platform/records/openflowtable/PinFlowHwConfig.h"
-#include "platform/records/slab/BridgingStatus.h"
+#include "qorclient/flowtable/HwStatus.h"
+#include "qorclient/flowtable/PinFlowHwConfig.h"
+#include "records/l2rib/HostInput.h"
+#include "records/slab/BridgingStatus.h"
 
 namespace Histories {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "runner/Scenario.h"
+#include "scenario/Scenario.h"
 
 namespace Histories {
 

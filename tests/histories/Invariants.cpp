@@ -6,12 +6,12 @@
 #include "histories/Complaints.h"
 #include "histories/RoutedInvariants.h"
 #include "platform/kel/Dir.h"
-#include "platform/records/l2rib/HostInput.h"
-#include "platform/records/openflowtable/PinFlowHwConfig.h"
-#include "platform/records/qor/PolicyFragment.h"
-#include "platform/records/qor/PolicyFragmentStatus.h"
-#include "platform/records/qorclient/Status.h"
-#include "platform/records/vxlan/VniSviConfig.h"
+#include "qorclient/agent/Status.h"
+#include "qorclient/flowtable/PinFlowHwConfig.h"
+#include "records/l2rib/HostInput.h"
+#include "records/qor/PolicyFragment.h"
+#include "records/qor/PolicyFragmentStatus.h"
+#include "records/vxlan/VniSviConfig.h"
 
 namespace Histories {
 

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "histories/PolicyMemory.h"
-#include "runner/Switch.h"
+#include "scenario/Switch.h"
 
 namespace Histories {
 

@@ -1,15 +1,15 @@
 #include "histories/L2RibMemory.h"
 
-#include "datapath/HostFdbStatus.h"
 #include "histories/RoutedInvariants.h"
 #include "platform/kel/Dir.h"
-#include "platform/records/bridging/Config.h"
-#include "platform/records/l2rib/HostInput.h"
-#include "platform/records/qor/PolicyFragment.h"
-#include "platform/records/qor/PolicyFragmentStatus.h"
-#include "platform/records/qorclient/Status.h"
-#include "platform/records/slab/BridgingStatus.h"
-#include "platform/records/vxlancontroller/VniFdbStatusV2.h"
+#include "qorclient/agent/Status.h"
+#include "qorclient/datapath/HostFdbStatus.h"
+#include "records/bridging/Config.h"
+#include "records/l2rib/HostInput.h"
+#include "records/qor/PolicyFragment.h"
+#include "records/qor/PolicyFragmentStatus.h"
+#include "records/slab/BridgingStatus.h"
+#include "records/vxlancontroller/VniFdbStatusV2.h"
 
 namespace Histories {
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "histories/Complaints.h"
-#include "runner/Scenario.h"
+#include "scenario/Scenario.h"
 
 namespace Histories {
 

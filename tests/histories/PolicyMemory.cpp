@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "platform/kel/Dir.h"
-#include "platform/records/bridging/SwitchIntfConfig.h"
-#include "platform/records/qor/PolicyFragment.h"
-#include "platform/records/qorclient/Status.h"
+#include "qorclient/agent/Status.h"
+#include "records/bridging/SwitchIntfConfig.h"
+#include "records/qor/PolicyFragment.h"
 
 namespace Histories {
 

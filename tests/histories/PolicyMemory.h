@@ -6,7 +6,7 @@
 
 #include "histories/L2RibMemory.h"
 #include "histories/RuleCounts.h"
-#include "runner/Scenario.h"
+#include "scenario/Scenario.h"
 
 namespace Histories {
 

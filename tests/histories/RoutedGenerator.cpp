@@ -1,6 +1,6 @@
 #include "histories/Generator.h"
-#include "platform/records/openflowtable/HwStatus.h"
-#include "platform/records/openflowtable/PinFlowHwConfig.h"
+#include "qorclient/flowtable/HwStatus.h"
+#include "qorclient/flowtable/PinFlowHwConfig.h"
 
 namespace Histories {
 

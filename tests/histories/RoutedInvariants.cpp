@@ -1,16 +1,16 @@
 #include "histories/RoutedInvariants.h"
 
-#include "agent/QorClientLocalTypes.h"
 #include "histories/Complaints.h"
 #include "platform/kel/Dir.h"
-#include "platform/records/openflowtable/HwStatus.h"
-#include "platform/records/openflowtable/PinFlowHwConfig.h"
-#include "platform/records/qorcommon/Capability.h"
-#include "platform/records/qorl3/FragmentConfig.h"
-#include "platform/records/qorl3/FragmentStatus.h"
-#include "platform/records/qorl3/GroupSetConfig.h"
-#include "platform/records/qorl3/GroupSetStatus.h"
-#include "platform/records/qorl3/GroupType.h"
+#include "qorclient/agent/QorClientLocalTypes.h"
+#include "qorclient/flowtable/HwStatus.h"
+#include "qorclient/flowtable/PinFlowHwConfig.h"
+#include "records/qorcommon/Capability.h"
+#include "records/qorl3/FragmentConfig.h"
+#include "records/qorl3/FragmentStatus.h"
+#include "records/qorl3/GroupSetConfig.h"
+#include "records/qorl3/GroupSetStatus.h"
+#include "records/qorl3/GroupType.h"
 
 namespace Histories {
 

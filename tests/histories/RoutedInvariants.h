@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "runner/Switch.h"
+#include "scenario/Switch.h"
 
 namespace Histories {
 

@@ -1,8 +1,8 @@
 #include "histories/RuleCounts.h"
 
-#include "datapath/KelPolicyFragment.h"
-#include "platform/records/openflowtable/HwStatus.h"
-#include "platform/records/qorclient/Status.h"
+#include "qorclient/agent/Status.h"
+#include "qorclient/datapath/KelPolicyFragment.h"
+#include "qorclient/flowtable/HwStatus.h"
 
 namespace Histories {
 

@@ -5,7 +5,7 @@
 #include <set>
 #include <string>
 
-#include "runner/Switch.h"
+#include "scenario/Switch.h"
 
 namespace Histories {
 

@@ -6,7 +6,7 @@
 
 #include "histories/PolicyMemory.h"
 #include "histories/RoutedInvariants.h"
-#include "runner/Switch.h"
+#include "scenario/Switch.h"
 
 namespace Histories {
 

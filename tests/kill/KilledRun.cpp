@@ -10,9 +10,9 @@
 #include <fstream>
 #include <sstream>
 
-#include "platform/corestore/SqliteStore.h"
 #include "platform/corestore/ValueText.h"
 #include "platform/slab/Segment.h"
+#include "stores/sqlite/SqliteStore.h"
 
 namespace Kill {
 

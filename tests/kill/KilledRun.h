@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "runner/Scenario.h"
+#include "scenario/Scenario.h"
 
 namespace Kill {
 

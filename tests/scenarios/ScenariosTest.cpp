@@ -3,8 +3,8 @@
 #include <cstdlib>
 
 #include "platform/kel/Assert.h"
-#include "runner/Journal.h"
-#include "runner/Scenario.h"
+#include "scenario/Journal.h"
+#include "scenario/Scenario.h"
 #include "scenarios/Documents.h"
 
 /*

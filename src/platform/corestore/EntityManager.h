@@ -81,6 +81,11 @@ class EntityManager : public Kel::PtrInterface, private Kel::ChangeSink {
 
    /** The entity at a path, to read; null when there is none. */
    Kel::Ptr< Kel::Entity const > getEntity( std::string_view path ) const;
+   /** The same by its class; null when it is of another. */
+   template < class T >
+   Kel::Ptr< T const > entity( std::string_view path ) const {
+      return Kel::ptrCast< T const >( getEntity( path ) );
+   }
    /** The entity at a path, whatever its mount; for the platform's own side. Null when there is
     *  none. */
    Kel::Ptr< Kel::Entity > standing( std::string_view path ) const;

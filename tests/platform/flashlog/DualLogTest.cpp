@@ -7,8 +7,8 @@
 #include <memory>
 
 #include "TraceSupport.h"
-#include "platform/records/bridging/VlanId.h"
-#include "platform/records/vxlan/Vni.h"
+#include "records/bridging/VlanId.h"
+#include "records/vxlan/Vni.h"
 
 KEL_TRACE_UNIT( "DualLogTest", "DualLogTestHandle" )
 

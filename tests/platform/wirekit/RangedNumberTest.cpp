@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/records/bridging/VlanId.h"
-#include "platform/records/openflowtable/Priority.h"
-#include "platform/records/vxlan/Vni.h"
+#include "qorclient/flowtable/Priority.h"
+#include "records/bridging/VlanId.h"
+#include "records/vxlan/Vni.h"
 
 namespace {
 

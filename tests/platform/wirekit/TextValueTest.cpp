@@ -10,11 +10,11 @@
 #include <vector>
 
 #include "platform/kel/Exceptions.h"
-#include "platform/records/l3/VrfName.h"
 #include "platform/wirekit/EthAddr.h"
 #include "platform/wirekit/IntfId.h"
 #include "platform/wirekit/IpAddr.h"
 #include "platform/wirekit/IpGenAddr.h"
+#include "records/l3/VrfName.h"
 
 namespace {
 

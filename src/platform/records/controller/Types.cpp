@@ -1,4 +1,0 @@
-#include "platform/records/controller/ServiceStatus.h"
-
-KEL_SHARED_TYPE( Controller::ServiceStatusV1 )
-KEL_SHARED_TYPE( Controller::ServiceStatusDir )

@@ -1,3 +1,0 @@
-#include "platform/records/controllerclient/Status.h"
-
-KEL_SHARED_TYPE( ControllerClient::Status )

@@ -1,3 +1,0 @@
-#include "platform/records/l2rib/SourceDirEntry.h"
-
-KEL_SHARED_TYPE( L2Rib::SourceDirEntry )

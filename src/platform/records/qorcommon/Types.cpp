@@ -1,3 +1,0 @@
-#include "platform/records/qorcommon/Capability.h"
-
-KEL_SHARED_TYPE( QorCommon::V1::Capability )

@@ -1,3 +1,0 @@
-#include "platform/records/routing/VirtualRouterMacStatus.h"
-
-KEL_SHARED_TYPE( Routing::Fhrp::VirtualRouterMacStatus )

@@ -1,3 +1,0 @@
-#include "platform/records/vxlancontroller/VniFdbStatusV2.h"
-
-KEL_SHARED_TYPE( VxlanController::VniFdbStatusV2 )

@@ -1,0 +1,206 @@
+#include "program/Commands.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <charconv>
+#include <cstdlib>
+#include <iostream>
+#include <new>
+#include <span>
+#include <system_error>
+
+#include "documents/Document.h"
+#include "platform/corestore/Store.h"
+#include "platform/flashlog/Decode.h"
+#include "platform/kel/StandardError.h"
+#include "platform/kel/TraceHandle.h"
+#include "program/CheckCommand.h"
+#include "program/RunCommand.h"
+#include "program/ShowCommand.h"
+#include "program/WhyCommand.h"
+#include "views/Graph.h"
+#include "views/tables/Tables.h"
+
+namespace Runner {
+
+namespace {
+
+constexpr int exitDone = 0;
+constexpr int exitBadInput = 2;
+constexpr char version[] = "qorclient " QORCLIENT_VERSION;
+
+struct Arguments {
+   RunOptions run;
+   std::vector< std::string > traces;
+   ShowOptions show;
+   WhyOptions why;
+   std::string scenario;
+   std::string traceFile;
+};
+
+/** The level in "LEVEL" or "HANDLE=LEVEL"; nothing when it is none. */
+std::optional< int > traceLevel( std::string_view text ) {
+   text.remove_prefix( text.find( '=' ) + 1 );
+   int level = -1;
+   auto [end, error] = std::from_chars( text.data(), text.data() + text.size(), level );
+   bool const whole = error == std::errc{} && end == text.data() + text.size();
+   return whole && level >= 0 && level < Kel::traceLevels ? std::optional( level ) : std::nullopt;
+}
+
+/** What is wrong with "LEVEL" or "HANDLE=LEVEL"; empty if nothing is. */
+std::string checkTrace( std::string const & text ) {
+   if ( !traceLevel( text ) ) {
+      return text + " is neither LEVEL nor HANDLE=LEVEL, 0 to 9";
+   }
+   std::string const handle = text.substr( 0, text.rfind( '=' ) );
+   auto const handles = Kel::traceHandleNames();
+   return handle == text || std::ranges::count( handles, handle )
+             ? ""
+             : "no handle " + handle + "; there are: " + Kel::shownNames( handles );
+}
+
+void setTraces( std::vector< std::string > const & traces ) {
+   for ( std::string const & trace : traces ) {
+      if ( std::size_t const sign = trace.find( '=' ); sign == std::string::npos ) {
+         Kel::setTextTrace( *traceLevel( trace ) );
+      } else {
+         Kel::setTextTrace( trace.substr( 0, sign ), *traceLevel( trace ) );
+      }
+   }
+}
+
+/** An empty name would stand for an option that wasn't given. */
+std::string someName( std::string const & name ) {
+   return name.empty() ? "a name is empty" : "";
+}
+
+void addSource( CLI::App & command, StateSource & from, bool & json ) {
+   CLI::Option_group & source = *command.add_option_group( "source" );
+   source.add_option( "--scenario", from.scenario, "Play it and look at its end" )
+      ->check( someName );
+   source.add_option( "--state", from.state, "Look at a state document or the file of a run" )
+      ->check( someName );
+   source.require_option( 1 );
+   command.add_flag( "--json", json, "Write JSON" );
+}
+
+void addCommands( CLI::App & app, Arguments & arguments ) {
+   app.require_subcommand( 1 );
+   app.set_version_flag( "--version", version, "Print the version" );
+
+   CLI::App & run = *app.add_subcommand( "run", "Play a scenario" );
+   run.add_option( "SCENARIO", arguments.run.scenario )->required();
+   run.add_option( "--state", arguments.run.state, "Keep the state in a file and go on from it" )
+      ->check( someName );
+   run.add_option( "--dump", arguments.run.dump, "Write the final state (-: standard output)" )
+      ->check( someName );
+   run.add_option( "--dump-each", arguments.run.dumpEach, "Write the state after each step" )
+      ->option_text( "DIR" )
+      ->check( someName );
+   run.add_option( "--journal", arguments.run.journal, "Write the agent's changes, one a line" )
+      ->check( someName );
+   run.add_option( "--trace", arguments.traces, "Text trace on standard error" )
+      ->option_text( "LEVEL|HANDLE=LEVEL ..." )
+      ->allow_extra_args( false )
+      ->check( checkTrace );
+   run.add_option( "--trace-file", arguments.run.traceFile, "Write the binary trace" )
+      ->check( someName );
+
+   CLI::App & check = *app.add_subcommand( "check", "Validate a scenario without playing it" );
+   check.add_option( "SCENARIO", arguments.scenario )->required();
+
+   CLI::App & show = *app.add_subcommand( "show", "Show a table of the state" );
+   show.add_option( "TABLE", arguments.show.table )
+      ->required()
+      ->check( CLI::IsMember( tableNames() ) );
+   addSource( show, arguments.show.source, arguments.show.json );
+
+   CLI::App & why = *app.add_subcommand(
+      "why", "Follow a flow from policy to hardware and say what it waits for" );
+   why.add_option( "FLOW", arguments.why.flow, "A flow, FRAGMENT/FLOW or VRF/FLOW" )->required();
+   addSource( why, arguments.why.source, arguments.why.json );
+
+   app.add_subcommand( "graph", "Print the wiring as Graphviz DOT" );
+
+   CLI::App & decode = *app.add_subcommand( "decode", "Print a binary trace as text" );
+   decode.add_option( "FILE", arguments.traceFile )->required();
+}
+
+/** An agent writes its trace into the folder where it is started, which is right for a service and
+ *  not for a command: here it does so only when it was told where. */
+void keepFolderClean( RunOptions const & run ) {
+   if ( !std::getenv( "FLASHLOGDIR" ) || !run.traceFile.empty() ) {
+      ::setenv( "FLASHLOG_DISABLE", "1", 1 );
+   }
+}
+
+int runCommand( std::string const & name, Arguments const & arguments ) {
+   keepFolderClean( arguments.run );
+   if ( name == "run" ) {
+      setTraces( arguments.traces );
+      return runScenario( arguments.run );
+   }
+   if ( name == "check" ) {
+      checkScenario( arguments.scenario );
+   } else if ( name == "show" ) {
+      return showTable( arguments.show );
+   } else if ( name == "why" ) {
+      return explainFlow( arguments.why );
+   } else if ( name == "graph" ) {
+      printGraph( std::cout );
+   } else {
+      Flashlog::decode( arguments.traceFile, std::cout );
+   }
+   return exitDone;
+}
+
+/** Names in it come from outside: it stays one line. */
+int refused( std::exception const & error ) {
+   std::cerr << Kel::oneLine( error.what() ) << std::endl;
+   return exitBadInput;
+}
+
+/** The same for a command line, of which the message may quote any argument. */
+int refused( CLI::ParseError const & error, int argc, char const * const * argv ) {
+   std::string text = error.what();
+   for ( std::string_view argument : std::span( argv, static_cast< std::size_t >( argc ) ) ) {
+      std::string const shown = Kel::shownName( argument );
+      std::size_t const at = shown == argument ? text.npos : text.find( argument );
+      if ( at != text.npos ) {
+         text.replace( at, argument.size(), shown );
+      }
+   }
+   std::cerr << Kel::oneLine( text ) << "\nRun with --help for more information." << std::endl;
+   return exitBadInput;
+}
+
+}  // namespace
+
+int runCommandLine( int argc, char const * const * argv ) {
+   CLI::App app( "The policy agent of a data-centre switch, and a switch to run it on",
+                 "qorclient" );
+   Arguments arguments;
+   addCommands( app, arguments );
+   try {
+      app.parse( argc, argv );
+   } catch ( CLI::ParseError const & e ) {
+      return e.get_exit_code() == 0 ? app.exit( e ) : refused( e, argc, argv );
+   }
+   try {
+      return runCommand( app.get_subcommands().front()->get_name(), arguments );
+   } catch ( InputError const & e ) {
+      return refused( e );
+   } catch ( Corestore::StoreError const & e ) {
+      return refused( e );
+   } catch ( Flashlog::DecodeError const & e ) {
+      return refused( e );
+   } catch ( std::system_error const & e ) {
+      // Shared memory that is full or cannot be written.
+      return refused( e );
+   } catch ( std::bad_alloc const & ) {
+      Kel::writeStandardError( "out of memory\n" );
+      return exitBadInput;
+   }
+}
+
+}  // namespace Runner

@@ -1,0 +1,20 @@
+#include "program/ShowCommand.h"
+
+#include <iostream>
+
+#include "views/tables/Tables.h"
+
+namespace Runner {
+
+int showTable( ShowOptions const & options ) {
+   OpenedState const state = openState( options.source );
+   TextTable const table = tableOf( options.table, state.device.entityManager() );
+   if ( options.json ) {
+      table.printJson( std::cout );
+   } else {
+      table.print( std::cout );
+   }
+   return state.met ? 0 : 1;
+}
+
+}  // namespace Runner

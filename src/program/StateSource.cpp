@@ -1,0 +1,70 @@
+#include "program/StateSource.h"
+
+#include <filesystem>
+#include <iostream>
+
+#include "documents/Document.h"
+#include "scenario/Scenario.h"
+#include "stores/sqlite/SqliteStore.h"
+#include "views/tables/TextTable.h"
+
+namespace Runner {
+
+namespace {
+
+// None of these is ever destroyed: at the end of the process the state stays as it is.
+
+Switch const & ofStateFile( std::string const & file ) {
+   Corestore::SqliteStore store( file, Corestore::SqliteStore::Mode::read );
+   try {
+      return *new Switch( { .with = Switch::With::StateAlone, .initial = &store } );
+   } catch ( Kel::ValueError const & e ) {
+      throw InputError( file, e );
+   }
+}
+
+Switch const & ofDocument( std::string const & file ) {
+   auto & device = *new Switch( { .with = Switch::With::StateAlone } );
+   Kel::Value const document = readDocument( file );
+   if ( document.member( "steps" ) ) {
+      throw InputError( file, "", "is a scenario, and no state: --scenario plays it" );
+   }
+   try {
+      device.patch( document );
+   } catch ( Kel::ValueError const & e ) {
+      throw InputError( file, e );
+   }
+   return device;
+}
+
+OpenedState ofScenario( std::string const & file ) {
+   bool met = true;
+   Scenario const scenario = openScenario( file );
+   auto & device = *new Switch( { .simulated = scenario.simulated } );
+   for ( std::size_t step = 0; step != scenario.steps.size(); ++step ) {
+      for ( Unmet const & unmet : playStep( device, scenario, step ) ) {
+         std::cerr << printable( describe( scenario, unmet ) ) << std::endl;
+         met = false;
+      }
+   }
+   return { device, met };
+}
+
+}  // namespace
+
+Scenario openScenario( std::string const & file ) {
+   if ( Corestore::SqliteStore::isSuchFile( file ) && std::filesystem::file_size( file ) != 0 ) {
+      throw InputError( file, "", "is the state file of a run, and no document" );
+   }
+   return readScenario( file );
+}
+
+OpenedState openState( StateSource const & source ) {
+   if ( !source.scenario.empty() ) {
+      return ofScenario( source.scenario );
+   }
+   return { Corestore::SqliteStore::isSuchFile( source.state ) ? ofStateFile( source.state )
+                                                               : ofDocument( source.state ) };
+}
+
+}  // namespace Runner

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <string>
+
+#include "scenario/Scenario.h"
+#include "scenario/Switch.h"
+
+namespace Runner {
+
+/** Where a state comes from, one of the two: the other one is empty. */
+struct StateSource {
+   /** A scenario, which is played to its end. */
+   std::string scenario;
+   /** A state document, or the file in which a run has kept its state. */
+   std::string state;
+};
+
+/** A switch with the state, which stands to the end of the process, and whether all expectations of
+ *  the scenario were met: those that were not are told on standard error. */
+struct OpenedState {
+   Switch const & device;
+   bool met = true;
+};
+
+/** Throws InputError and Corestore::StoreError. */
+OpenedState openState( StateSource const & source );
+
+/** As `readScenario`; of the file in which a run has kept its state it says what that is. */
+Scenario openScenario( std::string const & file );
+
+}  // namespace Runner

@@ -1,0 +1,73 @@
+#include "program/WhyCommand.h"
+
+#include <algorithm>
+#include <iostream>
+#include <iterator>
+
+#include "platform/kel/StandardError.h"
+#include "views/tables/TextTable.h"
+#include "views/tables/Words.h"
+#include "views/why/Flows.h"
+
+namespace Runner {
+
+namespace {
+
+/** So many flows are named to someone who has asked for one that isn't there. */
+constexpr std::size_t flowsNamed = 8;
+
+std::vector< std::string > pathsOf( std::vector< FlowPlace > const & flows ) {
+   std::vector< std::string > paths;
+   for ( FlowPlace const & flow : flows ) {
+      paths.push_back( flowPath( flow.place, flow.flow ) );
+   }
+   return paths;
+}
+
+/** What tells flows apart that a person names alike: names may contain "/", and a VRF has several
+ *  groups of flows. */
+Kel::Value valueOf( FlowPlace const & flow, Chain const & chain ) {
+   bool const routed = flow.kind == FlowPlace::Kind::routed;
+   Kel::Value::Object value{ { routed ? "vrf" : "fragment", flow.place.stringValue() },
+                             { "name", flow.flow.stringValue() } };
+   if ( routed ) {
+      value.emplace_back( "preference", std::int64_t{ flow.order.preference } );
+      value.emplace_back( "group_priority", std::int64_t{ flow.order.priority } );
+   }
+   std::ranges::move( chain.members(), std::back_inserter( value ) );
+   return value;
+}
+
+}  // namespace
+
+int explainFlow( WhyOptions const & options ) {
+   OpenedState const state = openState( options.source );
+   std::vector< FlowPlace > const flows = flowsOf( state.device.entityManager() );
+   std::vector< std::pair< FlowPlace const *, Chain > > chains;
+   for ( FlowPlace const & flow : flows ) {
+      if ( flow.flow.view() == options.flow || flowPath( flow.place, flow.flow ) == options.flow ) {
+         chains.emplace_back( &flow, chainOf( state.device.entityManager(), flow ) );
+      }
+   }
+   if ( chains.empty() ) {
+      std::cerr << "no flow \"" << Kel::shownName( options.flow )
+                << "\"; there are: " << Kel::shownNames( pathsOf( flows ), flowsNamed )
+                << std::endl;
+      return 2;
+   }
+   Kel::Value::Array values;
+   for ( auto const & [flow, chain] : chains ) {
+      if ( options.json ) {
+         values.push_back( valueOf( *flow, chain ) );
+      } else {
+         std::cout << ( flow == chains.front().first ? "" : "\n" );
+         chain.print( std::cout );
+      }
+   }
+   if ( options.json ) {
+      printJsonLines( std::cout, values );
+   }
+   return state.met ? 0 : 1;
+}
+
+}  // namespace Runner

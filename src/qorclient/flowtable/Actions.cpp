@@ -1,0 +1,20 @@
+#include "qorclient/flowtable/Actions.h"
+
+#include "qorclient/flowtable/MaskedText.h"
+
+namespace OpenFlowTable {
+
+void Actions::outputIntfIs( Wirekit::IntfId intf, bool member ) {
+   outputIntf.memberIs( intf, member );
+}
+
+void Actions::outputNexthopIs( Wirekit::IpGenAddr const & nexthop, bool member ) {
+   outputNexthop.memberIs( nexthop, member );
+}
+
+std::ostream & operator<<( std::ostream & out, Actions const & actions ) {
+   printMasked( out, actions );
+   return out;
+}
+
+}  // namespace OpenFlowTable

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstdint>
+#include <ostream>
+
+#include "platform/kel/Entity.h"
+#include "platform/kel/EnumText.h"
+#include "qorclient/flowtable/TrafficStream.h"
+
+namespace OpenFlowTable {
+
+/** The hardware's answer to a flow entry. Other values than those named stand for the ways of
+ *  failing and of being in progress. */
+enum class FlowStatus : std::uint32_t { pending = 0, active = 1, tableFull = 5 };
+
+inline std::ostream & operator<<( std::ostream & out, FlowStatus status ) {
+   return Kel::printEnum(
+      out, status, { { FlowStatus::pending, "pending" }, { FlowStatus::active, "active" } } );
+}
+
+/** The hardware's answer to a group or an end point. Numbered otherwise than FlowStatus. */
+enum class TrafficStreamStatus : std::uint32_t { active = 0, pending = 1 };
+
+inline std::ostream & operator<<( std::ostream & out, TrafficStreamStatus status ) {
+   return Kel::printEnum(
+      out, status,
+      { { TrafficStreamStatus::active, "active" }, { TrafficStreamStatus::pending, "pending" } } );
+}
+
+class FlowStats : public Kel::NamedEntity {
+   KEL_SHARED_ENTITY( OpenFlowTable::FlowStats )
+   KEL_SCALAR( FlowStatus, status )
+};
+KEL_FACTORY( flowStatsFactory, FlowStats )
+
+class TrafficStreamGroupHwStatus : public Kel::NamedEntity {
+   KEL_SHARED_ENTITY( OpenFlowTable::TrafficStreamGroupHwStatus )
+   KEL_SCALAR( TrafficStreamStatus, status )
+};
+KEL_FACTORY( trafficStreamGroupHwStatusFactory, TrafficStreamGroupHwStatus )
+
+class TrafficStreamEndPointStatus : public Kel::KeyedEntity< TrafficStreamEndPointId > {
+   KEL_SHARED_ENTITY_OF( OpenFlowTable::TrafficStreamEndPointStatus,
+                         ::Kel::KeyedEntity< TrafficStreamEndPointId > )
+   KEL_KEY( TrafficStreamEndPointId, id )
+   KEL_SCALAR( Kel::String, groupName )
+   KEL_SCALAR( TrafficStreamStatus, status )
+};
+KEL_FACTORY( trafficStreamEndPointStatusFactory, TrafficStreamEndPointStatus )
+
+/** What the hardware made of a flow table. */
+class HwStatus : public Kel::NamedEntity {
+   KEL_SHARED_ENTITY( OpenFlowTable::HwStatus )
+   /** The platform has such a table. */
+   KEL_SCALAR( bool, supported )
+   /** ARP needs a rule of its own. */
+   KEL_SCALAR( bool, arpRuleRequired )
+   KEL_CHILDREN( Kel::Name, FlowStats, flowStats )
+   KEL_CHILDREN( Kel::Name, TrafficStreamGroupHwStatus, trafficGroupStatus )
+   KEL_CHILDREN( TrafficStreamEndPointId, TrafficStreamEndPointStatus, trafficEndPointStatus )
+};
+KEL_FACTORY( hwStatusFactory, HwStatus )
+
+}  // namespace OpenFlowTable

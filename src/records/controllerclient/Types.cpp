@@ -1,0 +1,3 @@
+#include "records/controllerclient/Status.h"
+
+KEL_SHARED_TYPE( ControllerClient::Status )

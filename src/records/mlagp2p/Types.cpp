@@ -1,0 +1,3 @@
+#include "records/mlagp2p/Status.h"
+
+KEL_SHARED_TYPE( MlagP2p::QorClient::Status )

@@ -1,0 +1,3 @@
+#include "records/qorcommon/Capability.h"
+
+KEL_SHARED_TYPE( QorCommon::V1::Capability )

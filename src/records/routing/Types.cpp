@@ -1,0 +1,3 @@
+#include "records/routing/VirtualRouterMacStatus.h"
+
+KEL_SHARED_TYPE( Routing::Fhrp::VirtualRouterMacStatus )

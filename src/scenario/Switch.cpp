@@ -1,0 +1,196 @@
+#include "scenario/Switch.h"
+
+#include "documents/MountPlan.h"
+#include "documents/StateCheck.h"
+#include "documents/StateDump.h"
+
+namespace Runner {
+
+namespace {
+
+using Kel::AttributeKind;
+
+/** A later time has no room for the seconds in its digits. */
+constexpr Orb::Seconds latest = 1e12;
+
+OutputChange outputChange( Corestore::Change const & change ) {
+   Kel::AttributeRecord const & attribute = change.attribute;
+   OutputChange output{ change.entity.fullName(), attribute.name(), {}, {}, true };
+   std::string key;
+   if ( change.key ) {
+      output.key = key = attribute.keyText( change.key );
+   }
+   if ( attribute.kind() == AttributeKind::Scalar || attribute.kind() == AttributeKind::Map ) {
+      if ( auto value = attribute.read( change.entity, key ) ) {
+         output.value = *value;
+         output.deleted = false;
+      } else if ( attribute.kind() == AttributeKind::Scalar ) {
+         // A scalar has always a value; it reads as nothing when that is its default.
+         output.value = attribute.preview( change.entity, key, {} );
+         output.deleted = false;
+      }
+   } else if ( auto child = attribute.child( change.entity, key ) ) {
+      output.value = entityDocument( *child );
+      output.deleted = false;
+   }
+   return output;
+}
+
+Kel::Ptr< Clock > clockOf( Corestore::EntityManager & em ) {
+   constexpr char const * path = "runner/clock";
+   auto const entity = em.entityIs( path, Clock::kelType().name );
+   if ( !entity ) {
+      throw Kel::ValueError( "is no clock" ).below( path );
+   }
+   auto const clock = Kel::ptrCast< Clock >( entity );
+   if ( !( clock->now() >= 0 && clock->now() <= latest ) ) {
+      throw Kel::ValueError( "tells no time" ).below( "now" ).below( path );
+   }
+   return clock;
+}
+
+}  // namespace
+
+Switch::Switch( Setup setup ) : setup_( std::move( setup ) ) {
+   try {
+      start( setup_.initial );
+   } catch ( ... ) {
+      stop();
+      throw;
+   }
+}
+
+Switch::~Switch() {
+   stop();
+}
+
+void Switch::start( Corestore::Store * state ) {
+   scheduler_ = new Orb::TaskScheduler( std::make_unique< Orb::VirtualTime >() );
+   em_ = new Corestore::EntityManager( scheduler_, setup_.store );
+   if ( state ) {
+      em_->loadFrom( *state );
+   }
+   createMountPlan( *em_ );
+   clock_ = clockOf( *em_ );
+   scheduler_->advanceTo( clock_->now() );
+   scheduler_->turnEndIs( [this] { endTurn(); } );
+   observe();
+   if ( setup_.with == With::Agent && Kel::typeNode( "QorClient::Agent" ) ) {
+      agent_ = Warden::startAgent( "QorClient::Agent", "QorClient", em_ );
+   }
+   if ( setup_.simulated ) {
+      simulated_.emplace( *em_, *setup_.simulated );
+   }
+   scheduler_->runReady();
+}
+
+void Switch::stop() {
+   // What the agent writes at its end is no part of what a killed process leaves.
+   if ( em_ ) {
+      em_->changeObserverIs( {} );
+   }
+   scheduler_->turnEndIs( {} );
+   scheduler_->postedDelAll();
+   simulated_.reset();
+   agent_ = nullptr;
+   clock_ = nullptr;
+   em_ = nullptr;
+   Kel::Entity::singletonsDel();
+   scheduler_ = nullptr;
+}
+
+void Switch::restart() {
+   Corestore::MemoryStore state;
+   if ( !setup_.store ) {
+      em_->saveTo( state );
+   }
+   stop();
+   start( setup_.store ? nullptr : &state );
+}
+
+void Switch::endTurn() {
+   clock_->nowIs( scheduler_->now() );
+   em_->save();
+}
+
+void Switch::mutate( std::function< void() > const & mutator ) {
+   ownChange_ = true;
+   try {
+      mutator();
+   } catch ( ... ) {
+      ownChange_ = false;
+      throw;
+   }
+   ownChange_ = false;
+}
+
+void Switch::patch( Kel::Value const & document ) {
+   checkState( document );
+   checkRoom( *em_, document );
+   // A turn of its own, so that it is saved whole.
+   scheduler_->post( [&] {
+      applyState(
+         *em_, document, [this]( auto const & mutator ) { mutate( mutator ); }, place_ );
+   } );
+   scheduler_->runReady();
+}
+
+std::string Switch::place() const {
+   std::string pointer;
+   for ( std::string_view member : place_ ) {
+      pointer += Kel::pointerStep( member );
+   }
+   return pointer;
+}
+
+void Switch::advance( Orb::Seconds seconds ) {
+   Orb::Seconds const until = scheduler_->now() + seconds;
+   if ( until > latest ) {
+      throw Kel::ValueError( "takes the clock beyond 1000000000000 seconds" );
+   }
+   scheduler_->advanceTo( until );
+   endTurn();
+}
+
+bool Switch::corrupt( std::string const & path, std::string const & table,
+                      std::string const & key ) {
+   Kel::Entity & entity = *em_->standing( path );
+   Kel::AttributeRecord const & attribute = *entity.fwkType().attribute( table );
+   bool const damaged = attribute.corrupt( entity, key );
+   if ( damaged ) {
+      em_->rowDamaged( entity, attribute, key );
+   }
+   scheduler_->runReady();
+   endTurn();
+   return damaged;
+}
+
+std::vector< Unmet > Switch::expect( Kel::Value const & document ) const {
+   return compareState( *em_, document );
+}
+
+Kel::Value Switch::dump() const {
+   return stateDocument( *em_ );
+}
+
+void Switch::outputObserverIs( std::function< void( OutputChange const & ) > observer ) {
+   setup_.observer = std::move( observer );
+   observe();
+}
+
+void Switch::observe() {
+   if ( !setup_.observer ) {
+      em_->changeObserverIs( {} );
+      return;
+   }
+   em_->changeObserverIs( [this]( Corestore::Change const & change ) {
+      if ( std::exchange( ownChange_, false ) ) {
+         return;
+      }
+      if ( em_->isMountedForWrite( change.rootPath ) ) {
+         setup_.observer( outputChange( change ) );
+      }
+   } );
+}
+
+}  // namespace Runner

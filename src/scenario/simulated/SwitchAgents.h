@@ -1,0 +1,23 @@
+#pragma once
+
+#include "platform/corestore/EntityManager.h"
+#include "scenario/simulated/FlowTableSm.h"
+#include "scenario/simulated/VlanGiverSm.h"
+
+namespace Runner::Simulated {
+
+/** The other agents of a switch, as far as the policy agent waits for them. They go on from the
+ *  state that they find, and leave it as it stands when they go. */
+class SwitchAgents {
+ public:
+   /** The entities of the mount plan stand. */
+   SwitchAgents( Corestore::EntityManager & em, Settings const & settings );
+
+ private:
+   Kel::Ptr< Answers > answers_;
+   Kel::Ptr< VlanGiverSm > vlanGiver_;
+   Kel::Ptr< FlowTableSm > flowTable_;
+   Kel::Ptr< FlowTableSm > routedFlowTable_;
+};
+
+}  // namespace Runner::Simulated

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "platform/kel/StateMachine.h"
+#include "records/vxlan/VniSviConfig.h"
+#include "records/vxlan/VtiStatus.h"
+#include "scenario/simulated/Answers.h"
+#include "scenario/simulated/Settings.h"
+
+namespace Runner::Simulated {
+
+/**
+ * The VXLAN agent in small: gives each VNI that is asked for a VLAN of the pool in the map of the
+ * tunnel interface, and takes it back. A VNI that is mapped already, and VLANs outside the pool,
+ * are left alone. A VNI for which no VLAN is left waits for one that this agent takes back.
+ */
+class VlanGiverSm : public Kel::StateMachine {
+   KEL_STATE_MACHINE( Runner::Simulated::VlanGiverSm )
+
+   // Inputs.
+   KEL_REACTOR( KelVniSviConfig, Vxlan::VniSviConfig const, vniSviConfig,
+                KEL_ON( vniSviInfo, handleVniSviInfo ) )
+   KEL_GIVEN( Kel::Ptr< Vxlan::VtiStatusDir >, vtiStatusDir )
+   KEL_GIVEN( Kel::Ptr< Answers >, answers )
+   KEL_GIVEN( Settings, settings )
+
+   // Handlers.
+   void handleVniSviInfo( Vxlan::VniExtOrNone const & vni );
+   void handleVniSviInfo();
+   void handleInitialized() override;
+
+ private:
+   /** The tunnel interface; "Vxlan1" is made where there is none. */
+   Kel::Ptr< Vxlan::VtiStatus > vti() const;
+   void give( Vxlan::VniExtOrNone vni );
+   void takeBack();
+
+   Askers< Vxlan::VniExtOrNone > asking_;
+   /** In the order in which the pool was found empty. */
+   Kel::HashMap2018< Vxlan::VniExtOrNone, Kel::Nothing > waiting_;
+};
+KEL_FACTORY( vlanGiverSmFactory, VlanGiverSm )
+
+}  // namespace Runner::Simulated

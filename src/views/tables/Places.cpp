@@ -1,0 +1,192 @@
+#include "views/tables/Places.h"
+
+#include <set>
+
+#include "platform/kel/Dir.h"
+#include "qorclient/agent/QorClientUtils.h"
+#include "qorclient/agent/Status.h"
+#include "qorclient/datapath/HostFdbStatus.h"
+#include "qorclient/host/ReportedPlace.h"
+#include "records/bridging/Config.h"
+#include "records/bridging/SwitchIntfConfig.h"
+#include "records/mlag/HostTable.h"
+#include "records/vxlan/VtiStatus.h"
+#include "views/tables/Words.h"
+
+namespace Runner {
+
+namespace {
+
+using Bridging::MacVlanPair;
+using Bridging::VlanId;
+
+/** What hinders the agent from taking up a place, in words that go on after the interface. */
+Reason atPlace( Corestore::EntityManager const & em, std::string const & words, VlanId vlan,
+                Wirekit::IntfId intf, char const * table ) {
+   using QorClient::ReportedPlace;
+   auto const ports = em.entity< Bridging::SwitchIntfConfigDir >( "bridging/switchIntfConfig" );
+   switch ( QorClient::reportedPlace( *em.entity< QorClient::Status >( "qorclient/status" ),
+                                      *em.entity< Bridging::Config >( "bridging/config" ), *ports,
+                                      vlan, intf ) ) {
+      case ReportedPlace::serviceIntf:
+         return { words + ", a service interface", table };
+      case ReportedPlace::outsideVlan:
+         return { words + ", which is not in VLAN " + std::to_string( vlan.value() ),
+                  "bridging/config" };
+      case ReportedPlace::withoutConfig:
+         return { words + ", which has no switchport configuration", "bridging/switchIntfConfig" };
+      case ReportedPlace::peerLink:
+         return { words + ", the peer link", table };
+      case ReportedPlace::none:
+      case ReportedPlace::usable:
+         break;
+   }
+   return { words + ", not taken up by the agent", table };
+}
+
+/** The VLAN of the service that a fragment puts before a VLAN, where hosts are looked for too. */
+std::optional< VlanId > serviceVlan( Corestore::EntityManager const & em, VlanId original ) {
+   using QorClientUtils::convertVniToVniExt;
+   auto const agent = em.entity< QorClient::Status >( "qorclient/status" );
+   if ( auto const policy = policyOf( em ) ) {
+      for ( auto const & fragment : policy->policyFragment() ) {
+         auto const from = convertVniToVniExt( fragment.value->originalVni() );
+         auto const to = convertVniToVniExt( fragment.value->serviceVni() );
+         if ( agent->vlanForVniHas( from ) && agent->vlanForVniHas( to ) &&
+              agent->vlanForVni( from ) == original ) {
+            return agent->vlanForVni( to );
+         }
+      }
+   }
+   return std::nullopt;
+}
+
+/** The VLAN for which the agent takes a forwarding entry: the first that has its fid. */
+std::uint32_t vlanOf( Bridging::Config const & config, Bridging::Fid fid ) {
+   for ( auto const & mapped : config.vidToFidMap() ) {
+      if ( mapped.value == fid ) {
+         return mapped.key.value();
+      }
+   }
+   return fid;
+}
+
+/** Nothing when the forwarding database has no such host. */
+std::optional< Reason > learntReason( Corestore::EntityManager const & em,
+                                      MacVlanPair const & learnt, VlanId vlan ) {
+   auto const row = learntRow( em, learnt );
+   if ( !row.intf ) {
+      return std::nullopt;
+   }
+   constexpr char const * table = "bridging/status";
+   std::string const words = "learnt on " + row.intf.shortName();
+   if ( !QorClient::isLearntHost( row.entryType ) ) {
+      return Reason{ words + ", but neither locally nor on the peer (entry type " +
+                        std::to_string( static_cast< std::uint32_t >( row.entryType ) ) + ")",
+                     table };
+   }
+   auto const config = em.entity< Bridging::Config >( "bridging/config" );
+   auto const counts = vlanOf( *config, config->hostKey( learnt.vlanId, learnt.mac ).fid );
+   if ( counts != learnt.vlanId.value() ) {
+      return Reason{
+         words + ", but in VLAN " + std::to_string( counts ) + ", which has the same fid",
+         "bridging/config" };
+   }
+   return atPlace( em, words, vlan, row.intf, table );
+}
+
+/** Nothing when the peer says nothing of the host. */
+std::optional< Reason > peerReason( Corestore::EntityManager const & em, MacVlanPair const & asked,
+                                    VlanId vlan ) {
+   constexpr char const * table = "mlag/hostTable";
+   Mlag::HostEntryKey const key{ asked.vlanId, asked.mac };
+   auto const peer = em.entity< Mlag::HostTable >( table );
+   if ( !peer->hostEntryHas( key ) ) {
+      return std::nullopt;
+   }
+   Mlag::HostEntry const entry = peer->hostEntry( key );
+   if ( entry.unusable ) {
+      return Reason{ "known to the peer by an entry that says no place", table };
+   }
+   Wirekit::IntfId const intf( entry.intf.view() );
+   std::string const words = "known to the peer on " + intf.shortName();
+   if ( QorClient::isVti( entry.intf ) ) {
+      return Reason{ words + ", behind the tunnel", table };
+   }
+   // The agent leaves what the peer reports there before it looks at the VLAN.
+   if ( intf == em.entity< QorClient::Status >( "qorclient/status" )->cachedPeerLinkIntfId() ) {
+      return Reason{ words + ", the peer link", table };
+   }
+   return atPlace( em, words, vlan, intf, table );
+}
+
+}  // namespace
+
+Kel::Ptr< Qor::V1::QorPolicyFragment const > policyOf( Corestore::EntityManager const & em ) {
+   return Kel::ptrCast< Qor::V1::QorPolicyFragment const >(
+      em.entity< Kel::Dir >( "qor/version1/policy" )->entity( "policy" ) );
+}
+
+std::optional< VlanId > tunnelVlan( Corestore::EntityManager const & em, std::uint32_t vni ) {
+   auto const tunnels = em.entity< Vxlan::VtiStatusDir >( "interface/status/eth/vxlan" );
+   for ( auto const & tunnel : tunnels->vtiStatus() ) {
+      for ( auto const & carried : tunnel.value->vlanToVniMap() ) {
+         if ( carried.value.vni.value() == vni ) {
+            return carried.key;
+         }
+      }
+   }
+   return std::nullopt;
+}
+
+Slab::Bridging::SlabFdbStatus learntRow( Corestore::EntityManager const & em,
+                                         MacVlanPair const & host ) {
+   return QorClient::DatapathV1::getHostFdbStatus(
+      host, em.entity< Bridging::Config >( "bridging/config" ),
+      em.entity< Slab::Bridging::Status >( "bridging/status" ) );
+}
+
+Reason whyNotKnown( Corestore::EntityManager const & em, MacVlanPair const & host ) {
+   std::optional< Reason > reason = learntReason( em, host, host.vlanId );
+   auto const service = serviceVlan( em, host.vlanId );
+   if ( !reason && service ) {
+      MacVlanPair const there{ host.mac, *service };
+      reason = learntReason( em, there, host.vlanId );
+      if ( !reason ) {
+         reason = peerReason( em, there, host.vlanId );
+      }
+   }
+   if ( !reason ) {
+      reason = Reason{ "not learnt", "bridging/status" };
+   }
+   if ( em.entity< QorClient::Status >( "qorclient/status" )->resyncInProgress() ) {
+      reason->words += " (resync in progress)";
+   }
+   return *reason;
+}
+
+std::string detailsOf( Corestore::EntityManager const & em, Kel::String const & fragment,
+                       Kel::String const & flow, Kel::String const & reported ) {
+   std::string details = reported.stringValue();
+   if ( !details.ends_with( ": " ) ) {
+      return details;
+   }
+   auto const agent = em.entity< QorClient::Status >( "qorclient/status" );
+   auto const hardware =
+      em.entity< OpenFlowTable::HwStatus >( "pinflow/pfHwStatusDir/dyninputstatus/qor" );
+   auto const fragmentInfo = agent->policyFragmentInfo( fragment );
+   auto const flowInfo = fragmentInfo ? fragmentInfo->flowInfo( flow ) : nullptr;
+   std::set< std::string > reasons;
+   if ( flowInfo ) {
+      for ( auto const & rule : flowInfo->ruleInfo() ) {
+         auto const answer = policyAnswer( *hardware, rule.value->ruleName() );
+         if ( answer.kind == HardwareAnswer::Kind::rejected ) {
+            reasons.insert( answer.reason );
+         }
+      }
+   }
+   return details +
+          ( reasons.empty() ? "no reason is told" : joined( { reasons.begin(), reasons.end() } ) );
+}
+
+}  // namespace Runner

@@ -1,0 +1,207 @@
+#include <bit>
+#include <cstdio>
+#include <map>
+
+#include "platform/kel/Dir.h"
+#include "qorclient/agent/Status.h"
+#include "qorclient/datapath/KelPolicyFragment.h"
+#include "qorclient/flowtable/HwStatus.h"
+#include "qorclient/flowtable/PinFlowHwConfig.h"
+#include "records/qorl3/FragmentConfig.h"
+#include "views/tables/Tables.h"
+#include "views/tables/Words.h"
+
+namespace Runner {
+
+namespace {
+
+namespace MatchField = OpenFlowTable::MatchField;
+namespace ActionField = OpenFlowTable::ActionField;
+using OpenFlowTable::TableType;
+using QorClient::DatapathV1::KelPolicyFragment;
+
+/** Collects the words for the fields whose bit is set, and shows the bits without words. */
+class FieldWords {
+ public:
+   explicit FieldWords( std::uint64_t mask ) : mask_( mask ) {}
+
+   template < class Text >
+   void add( std::uint64_t bit, Text text ) {
+      if ( mask_ & bit ) {
+         mask_ &= ~bit;
+         words_.push_back( text() );
+      }
+   }
+   std::string take() {
+      if ( mask_ ) {
+         words_.push_back( "bits " + hex( mask_ ) );
+      }
+      return joined( words_ );
+   }
+
+   static std::string hex( std::uint64_t number ) {
+      char text[24];
+      std::snprintf( text, sizeof text, "0x%llx", static_cast< unsigned long long >( number ) );
+      return text;
+   }
+
+ private:
+   std::uint64_t mask_;
+   std::vector< std::string > words_;
+};
+
+std::string names( Kel::ValueSet< Wirekit::IntfId > const & interfaces ) {
+   std::string text;
+   for ( Wirekit::IntfId const & intf : interfaces ) {
+      text += " " + intf.shortName();
+   }
+   return text;
+}
+
+/** An address, and its mask unless that is all ones: as a prefix length where it is one. */
+std::string masked( Wirekit::EthAddr const & address, Wirekit::EthAddr const & mask ) {
+   std::string const text = address.stringValue();
+   return mask == Wirekit::EthAddr::allOnes() ? text : text + "/" + mask.stringValue();
+}
+std::string masked( Wirekit::Ip4Addr address, Wirekit::Ip4Addr mask ) {
+   auto const length = static_cast< unsigned >( std::countl_one( mask.bits() ) );
+   return address.stringValue() + ( mask != Wirekit::Ip4Addr::mask( length )
+                                       ? "/" + mask.stringValue()
+                                    : length == 32 ? ""
+                                                   : "/" + std::to_string( length ) );
+}
+std::string masked( Wirekit::Ip6Addr const & address, Wirekit::Ip6Addr const & mask ) {
+   int length = 0;
+   int bits = 0;
+   bool isPrefix = true;
+   for ( std::uint8_t const byte : mask.bytes() ) {
+      int const ones = std::countl_one( byte );
+      isPrefix = isPrefix && ones == std::popcount( byte ) && ( ones == 0 || length == bits );
+      length += ones;
+      bits += 8;
+   }
+   return address.stringValue() + ( !isPrefix       ? "/" + mask.stringValue()
+                                    : length == 128 ? ""
+                                                    : "/" + std::to_string( length ) );
+}
+
+std::string matchWords( OpenFlowTable::Match const & match ) {
+   FieldWords words( match.matchFieldSet );
+   words.add( MatchField::inIntf, [&] { return "in" + names( match.inIntf ); } );
+   words.add( MatchField::vlanId, [&] { return "VLAN " + std::to_string( match.vlanId ); } );
+   words.add( MatchField::ethSrc,
+              [&] { return "from " + masked( match.ethSrc, match.ethSrcMask ); } );
+   words.add( MatchField::ethDst,
+              [&] { return "to " + masked( match.ethDst, match.ethDstMask ); } );
+   words.add( MatchField::ethType, [&] { return "type " + FieldWords::hex( match.ethType ); } );
+   words.add( MatchField::arp, [] { return std::string( "ARP" ); } );
+   words.add( MatchField::routed, [] { return std::string( "routed" ); } );
+   words.add( MatchField::srcGroup, [&] { return "from group " + match.srcGroup.stringValue(); } );
+   words.add( MatchField::dstGroup, [&] { return "to group " + match.dstGroup.stringValue(); } );
+   words.add( MatchField::ipSrc, [&] { return "from " + masked( match.ipSrc, match.ipSrcMask ); } );
+   words.add( MatchField::ipDst, [&] { return "to " + masked( match.ipDst, match.ipDstMask ); } );
+   words.add( MatchField::ip6Src,
+              [&] { return "from " + masked( match.ip6Src, match.ip6SrcMask ); } );
+   words.add( MatchField::ip6Dst,
+              [&] { return "to " + masked( match.ip6Dst, match.ip6DstMask ); } );
+   words.add( MatchField::ipProtocol,
+              [&] { return "protocol " + std::to_string( match.ipProtocol ); } );
+   words.add( MatchField::l4SrcPort,
+              [&] { return "source port " + std::to_string( match.l4SrcPort ); } );
+   words.add( MatchField::l4DstPort, [&] { return "port " + std::to_string( match.l4DstPort ); } );
+   return words.take();
+}
+
+std::string actionWords( OpenFlowTable::Actions const & actions ) {
+   FieldWords words( actions.actionFieldSet );
+   words.add( ActionField::vlanId,
+              [&] { return "rewrite to VLAN " + std::to_string( actions.vlanId ); } );
+   words.add( ActionField::dropTag, [] { return std::string( "drop tag" ); } );
+   words.add( ActionField::outputIntf, [&] { return "out" + names( actions.outputIntf ); } );
+   words.add( ActionField::outputNexthop, [&] {
+      std::string text = "next hop";
+      for ( auto const & nexthop : actions.outputNexthop ) {
+         text += " " + nexthop.stringValue();
+      }
+      return text;
+   } );
+   words.add( ActionField::outputNormal, [] { return std::string( "forward" ); } );
+   words.add( ActionField::routedFlag, [] { return std::string( "flag" ); } );
+   return words.take();
+}
+
+std::string tableWord( TableType type ) {
+   switch ( type ) {
+      case TableType::none:
+         return "none";
+      case TableType::lookup:
+         return "lookup";
+      case TableType::preLookup:
+         return "preLookup";
+      case TableType::preTransmit:
+         return "preTransmit";
+   }
+   return std::to_string( static_cast< std::uint32_t >( type ) );
+}
+
+/** The flows that each entry for routed traffic may stand for: its name is the flow's. */
+std::map< std::string, std::string > routedFlows( Corestore::EntityManager const & em ) {
+   std::map< std::string, std::string > flows;
+   auto const dir = em.entity< Kel::Dir >( "qorl3/version1/global/fragmentConfig" );
+   for ( auto const & vrf : dir->entity() ) {
+      auto const fragment = Kel::ptrCast< QorL3::V1::FragmentConfig >( vrf.value );
+      for ( auto const & group : fragment->flowGroup() ) {
+         for ( auto const & flow : group.value->flow() ) {
+            std::string & paths = flows[flow.key.stringValue()];
+            paths += ( paths.empty() ? "" : ", " ) + flowPath( vrf.key, flow.key );
+         }
+      }
+   }
+   return flows;
+}
+
+/** The flow of a rule of the policy, or the fragment whose flows share it. */
+std::string policyFlow( QorClient::Status const & agent, Kel::Name const & rule ) {
+   if ( agent.flowNameForRuleNameHas( rule ) ) {
+      return flowPath( agent.fragmentNameForRuleName( rule ), agent.flowNameForRuleName( rule ) );
+   }
+   for ( auto const & users : agent.platformFlowRefCount() ) {
+      if ( rule == KelPolicyFragment::arpRuleName( users.key ) ) {
+         return users.key.stringValue() + " (shared)";
+      }
+   }
+   return "";
+}
+
+}  // namespace
+
+TextTable rulesTable( Corestore::EntityManager const & em ) {
+   TextTable table( { "RULE", "FLOW", "TABLE", "PRIORITY", "HARDWARE", "MATCH", "ACTIONS" } );
+   auto add = [&]( Kel::Name const & rule, OpenFlowTable::FlowEntry const & entry, std::string flow,
+                   HardwareAnswer const & hardware ) {
+      table.row( { rule.stringValue(), std::move( flow ), tableWord( entry.tableType ),
+                   entry.priority.value(), hardware.words, matchWords( entry.match ),
+                   actionWords( entry.actions ) } );
+   };
+   auto const tableAt = [&em]( char const * path ) {
+      return em.entity< OpenFlowTable::PinFlowHwConfig >( path );
+   };
+   auto const answersAt = [&em]( char const * path ) {
+      return em.entity< OpenFlowTable::HwStatus >( path );
+   };
+   auto const agent = em.entity< QorClient::Status >( "qorclient/status" );
+   auto const answers = answersAt( "pinflow/pfHwStatusDir/dyninputstatus/qor" );
+   for ( auto const & rule : tableAt( "pinflow/dyninput/qor" )->flowEntry() ) {
+      add( rule.key, rule.value, policyFlow( *agent, rule.key ),
+           policyAnswer( *answers, rule.key ) );
+   }
+   auto flows = routedFlows( em );
+   auto const routedAnswers = answersAt( "pinflow/pfHwStatusDir/dyninputstatus/qorl3" );
+   for ( auto const & rule : tableAt( "pinflow/dyninput/qorl3" )->flowEntry() ) {
+      add( rule.key, rule.value, flows[rule.key.stringValue()],
+           routedAnswer( *routedAnswers, rule.key ) );
+   }
+   return table;
+}
+
+}  // namespace Runner

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/corestore/EntityManager.h"
+#include "views/tables/TextTable.h"
+
+namespace Runner {
+
+/** The tables that `tableOf` knows. */
+std::vector< std::string > tableNames();
+
+/** One table of the switch's state. */
+TextTable tableOf( std::string const & name, Corestore::EntityManager const & em );
+
+/** Each flow of the policy, its state and the number of its rules. */
+TextTable flowsTable( Corestore::EntityManager const & em );
+/** Each rule in the flow tables and the hardware's answer. */
+TextTable rulesTable( Corestore::EntityManager const & em );
+/** Each host that a flow intercepts or that is known, where it is, and what it waits for. */
+TextTable hostsTable( Corestore::EntityManager const & em );
+/** Each VNI that is needed or mapped, its VLAN and who needs it. */
+TextTable vnisTable( Corestore::EntityManager const & em );
+/** Each group of routed traffic with its members and their VLANs. */
+TextTable groupsTable( Corestore::EntityManager const & em );
+/** Each flow of routed traffic and its state. */
+TextTable routedFlowsTable( Corestore::EntityManager const & em );
+/** What the platform can do. */
+TextTable capabilityTable( Corestore::EntityManager const & em );
+
+}  // namespace Runner

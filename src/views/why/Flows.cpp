@@ -1,0 +1,63 @@
+#include "views/why/Flows.h"
+
+#include <set>
+
+#include "platform/kel/Dir.h"
+#include "qorclient/agent/Status.h"
+#include "records/qor/PolicyFragmentStatus.h"
+#include "records/qorl3/FragmentConfig.h"
+#include "records/qorl3/FragmentStatus.h"
+#include "views/tables/Places.h"
+
+namespace Runner {
+
+namespace {
+
+template < class Fragment >
+void addRouted( std::set< FlowPlace > & flows, Corestore::EntityManager const & em,
+                char const * path ) {
+   for ( auto const & vrf : em.entity< Kel::Dir >( path )->entity() ) {
+      auto const fragment = Kel::ptrCast< Fragment >( vrf.value );
+      for ( auto const & group : fragment->flowGroup() ) {
+         for ( auto const & flow : group.value->flow() ) {
+            flows.insert( { FlowPlace::Kind::routed, vrf.key, flow.key, group.key } );
+         }
+      }
+   }
+}
+
+}  // namespace
+
+std::vector< FlowPlace > flowsOf( Corestore::EntityManager const & em ) {
+   std::set< FlowPlace > flows;
+   if ( auto const policy = policyOf( em ) ) {
+      for ( auto const & fragment : policy->policyFragment() ) {
+         for ( auto const & flow : fragment.value->flow() ) {
+            flows.insert( { FlowPlace::Kind::policy, fragment.key, flow.key, {} } );
+         }
+      }
+   }
+   auto const statuses =
+      em.entity< Qor::V1::QorPolicyFragmentStatus >( "qorclient/version1/policystatus" );
+   for ( auto const & fragment : statuses->policyFragment() ) {
+      for ( auto const & flow : fragment.value->flowStatus() ) {
+         flows.insert( { FlowPlace::Kind::policy, fragment.key, flow.key, {} } );
+      }
+   }
+   auto const agent = em.entity< QorClient::Status >( "qorclient/status" );
+   for ( auto const & fragment : agent->policyFragmentInfo() ) {
+      for ( auto const & flow : fragment.value->flowInfo() ) {
+         flows.insert( { FlowPlace::Kind::policy, fragment.key, flow.key, {} } );
+      }
+   }
+   addRouted< QorL3::V1::FragmentConfig >( flows, em, "qorl3/version1/global/fragmentConfig" );
+   addRouted< QorL3::V1::FragmentStatus >( flows, em,
+                                           "qorclientl3/version1/global/fragmentStatus" );
+   return { flows.begin(), flows.end() };
+}
+
+Chain chainOf( Corestore::EntityManager const & em, FlowPlace const & flow ) {
+   return flow.kind == FlowPlace::Kind::policy ? policyChain( em, flow ) : routedChain( em, flow );
+}
+
+}  // namespace Runner

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/corestore/EntityManager.h"
+#include "platform/kel/String.h"
+#include "records/qorl3/FlowGroupOrder.h"
+#include "views/why/Chain.h"
+
+namespace Runner {
+
+/** A flow that is configured or reported, or of which the agent has kept something. */
+struct FlowPlace {
+   enum class Kind { policy, routed };
+   Kind kind;
+   /** A fragment, or the VRF of a routed flow. */
+   Kel::String place;
+   Kel::String flow;
+   /** A routed flow's group. */
+   QorL3::V1::FlowGroupOrder order;
+
+   friend auto operator<=>( FlowPlace const &, FlowPlace const & ) = default;
+};
+
+/** All flows, in order. */
+std::vector< FlowPlace > flowsOf( Corestore::EntityManager const & em );
+
+/** The chain of such a flow. */
+Chain chainOf( Corestore::EntityManager const & em, FlowPlace const & flow );
+
+/** The two kinds of chains. */
+Chain policyChain( Corestore::EntityManager const & em, FlowPlace const & flow );
+Chain routedChain( Corestore::EntityManager const & em, FlowPlace const & flow );
+
+}  // namespace Runner
