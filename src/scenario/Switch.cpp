@@ -86,9 +86,7 @@ void Switch::start( Corestore::Store * state ) {
 
 void Switch::stop() {
    // What the agent writes at its end is no part of what a killed process leaves.
-   if ( em_ ) {
-      em_->changeObserverIs( {} );
-   }
+   observer_.reset();
    scheduler_->turnEndIs( {} );
    scheduler_->postedDelAll();
    simulated_.reset();
@@ -114,14 +112,7 @@ void Switch::endTurn() {
 }
 
 void Switch::mutate( std::function< void() > const & mutator ) {
-   ownChange_ = true;
-   try {
-      mutator();
-   } catch ( ... ) {
-      ownChange_ = false;
-      throw;
-   }
-   ownChange_ = false;
+   em_->byHand( "scenario", mutator );
 }
 
 void Switch::patch( Kel::Value const & document ) {
@@ -179,18 +170,14 @@ void Switch::outputObserverIs( std::function< void( OutputChange const & ) > obs
 }
 
 void Switch::observe() {
-   if ( !setup_.observer ) {
-      em_->changeObserverIs( {} );
-      return;
+   observer_.reset();
+   if ( setup_.observer ) {
+      observer_.emplace( *em_, [this]( Corestore::Change const & change ) {
+         if ( change.writer == Corestore::EntityManager::agent ) {
+            setup_.observer( outputChange( change ) );
+         }
+      } );
    }
-   em_->changeObserverIs( [this]( Corestore::Change const & change ) {
-      if ( std::exchange( ownChange_, false ) ) {
-         return;
-      }
-      if ( em_->isMountedForWrite( change.rootPath ) ) {
-         setup_.observer( outputChange( change ) );
-      }
-   } );
 }
 
 }  // namespace Runner

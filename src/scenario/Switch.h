@@ -106,8 +106,7 @@ class Switch {
    Kel::Ptr< Warden::CAgent > agent_;
    std::optional< Simulated::SwitchAgents > simulated_;
    Place place_;
-   /** The next change is the switch's own: observers come first inside a mutator. */
-   bool ownChange_ = false;
+   std::optional< Corestore::ChangeObserver > observer_;
 };
 
 }  // namespace Runner

@@ -1,5 +1,8 @@
 #include "platform/corestore/EntityManager.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "platform/corestore/EntityRows.h"
 #include "platform/kel/StandardError.h"
 
@@ -21,27 +24,69 @@ EntityManager::EntityManager( Kel::Ptr< Orb::TaskScheduler > scheduler, Store * 
    : scheduler_( std::move( scheduler ) ), store_( store ) {
    if ( store_ ) {
       loadFrom( *store_ );
+      // What others change is applied as one turn, saved and told at its end.
+      store_->arrivalsTo( [this]( std::vector< RowChange > changes ) {
+         scheduler_->post( [em = Kel::Ptr< EntityManager >( this ),
+                            changes = std::move( changes )] { em->arrived( changes ); } );
+      } );
    }
    sinkIs();
 }
 
 EntityManager::~EntityManager() {
+   if ( store_ ) {
+      store_->arrivalsTo( {} );
+   }
    if ( Kel::Notifier::changeSink() == this ) {
       Kel::Notifier::changeSinkIs( nullptr );
    }
 }
 
 void EntityManager::sinkIs() {
-   if ( store_ || observer_ ) {
+   if ( store_ || !observers_.empty() ) {
       Kel::Notifier::changeSinkIs( this );
    } else if ( Kel::Notifier::changeSink() == this ) {
       Kel::Notifier::changeSinkIs( nullptr );
    }
 }
 
-void EntityManager::changeObserverIs( std::function< void( Change const & ) > observer ) {
-   observer_ = std::move( observer );
-   sinkIs();
+ChangeObserver::ChangeObserver( EntityManager & em, std::function< void( Change const & ) > seen )
+   : em_( em ), seen_( std::move( seen ) ) {
+   em_.observers_.push_back( this );
+   em_.sinkIs();
+}
+
+ChangeObserver::~ChangeObserver() {
+   if ( em_.walks_ != 0 ) {
+      std::ranges::replace( em_.observers_, this, nullptr );
+   } else {
+      std::erase( em_.observers_, this );
+   }
+   em_.sinkIs();
+}
+
+void EntityManager::tellObservers( Change const & change ) {
+   ++walks_;
+   // One that comes meanwhile sees later changes alone.
+   for ( std::size_t i = 0, end = observers_.size(); i != end; ++i ) {
+      if ( observers_[i] ) {
+         observers_[i]->seen_( change );
+      }
+   }
+   if ( --walks_ == 0 ) {
+      std::erase( observers_, nullptr );
+   }
+}
+
+void EntityManager::byHand( std::string_view writer, std::function< void() > const & mutator ) {
+   hand_ = writer;
+   try {
+      mutator();
+   } catch ( ... ) {
+      hand_ = {};
+      throw;
+   }
+   hand_ = {};
 }
 
 Kel::Ptr< MountGroup > EntityManager::getMountGroup( Kel::Ptr< Mounter > const & mounter ) {
@@ -163,6 +208,40 @@ void EntityManager::rowDamaged( Kel::Entity const & table, Kel::AttributeRecord 
    }
 }
 
+void EntityManager::arrived( std::vector< RowChange > const & changes ) {
+   for ( RowChange const & change : changes ) {
+      try {
+         byHand( others, [&] { applyArrival( change ); } );
+      } catch ( std::runtime_error const & e ) {
+         // The text of a value that does not fit, or of a table without room.
+         store_->refused( change, e.what() );
+      }
+   }
+}
+
+void EntityManager::applyArrival( RowChange const & change ) {
+   std::string const & path = change.row.path;
+   auto root = entities_.upper_bound( path );
+   Kel::Ptr< Kel::Entity > entity;
+   // Paths of roots hold slashes themselves; the longest that begins the row's own is its root.
+   while ( !entity && root != entities_.begin() ) {
+      --root;
+      std::string const & start = root->first;
+      if ( path.starts_with( start ) &&
+           ( path.size() == start.size() || path[start.size()] == '/' ) ) {
+         entity = entityAt( root->second, path );
+      }
+   }
+   if ( !entity ) {
+      throw Kel::ValueError( "stands without its entity" );
+   }
+   if ( change.deleted ) {
+      deleteRow( *entity, change.row );
+   } else {
+      applyRow( *entity, change.row );
+   }
+}
+
 void EntityManager::changed( Kel::Notifier const & notifier, Kel::AttributeId id,
                              void const * key ) {
    auto const * entity = dynamic_cast< Kel::Entity const * >( &notifier );
@@ -174,11 +253,16 @@ void EntityManager::changed( Kel::Notifier const & notifier, Kel::AttributeId id
       return;
    }
    Kel::AttributeRecord const & attribute = *notifier.fwkType().attributes()[id];
-   if ( store_ ) {
+   std::string_view writer = std::exchange( hand_, {} );
+   // What has come through the store stands there already.
+   if ( store_ && writer.data() != others.data() ) {
       unsaved_.add( *entity, attribute, key );
    }
-   if ( observer_ ) {
-      observer_( { *entity, root->first, attribute, key } );
+   if ( !observers_.empty() ) {
+      if ( writer.empty() && isMountedForWrite( root->first ) ) {
+         writer = agent;
+      }
+      tellObservers( { *entity, root->first, attribute, key, writer } );
    }
 }
 

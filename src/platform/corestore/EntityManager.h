@@ -69,6 +69,26 @@ struct Change {
    Kel::AttributeRecord const & attribute;
    /** Null for an attribute without keys. */
    void const * key;
+   /** Who made it: `EntityManager::agent` for what the agent writes to its outputs, the name of a
+    *  hand that `byHand` was given; empty where it is not known. */
+   std::string_view writer;
+};
+
+class EntityManager;
+
+/** Sees every change of a manager's entities, before the agents do, for as long as it lives, which
+ *  is not longer than the manager. Of several the oldest comes first. */
+class ChangeObserver {
+ public:
+   ChangeObserver( EntityManager & em, std::function< void( Change const & ) > seen );
+   ~ChangeObserver();
+   ChangeObserver( ChangeObserver const & ) = delete;
+   ChangeObserver & operator=( ChangeObserver const & ) = delete;
+
+ private:
+   friend class EntityManager;
+   EntityManager & em_;
+   std::function< void( Change const & ) > seen_;
 };
 
 class EntityManager : public Kel::PtrInterface, private Kel::ChangeSink {
@@ -101,8 +121,13 @@ class EntityManager : public Kel::PtrInterface, private Kel::ChangeSink {
    /** Whether an agent mounted the path to write it. */
    bool isMountedForWrite( std::string_view path ) const;
 
-   /** Sees every change of the entities, before the agents do. One at a time; empty for none. */
-   void changeObserverIs( std::function< void( Change const & ) > observer );
+   /** The writer of what the agent writes. */
+   static constexpr std::string_view agent = "agent";
+   /** The writer of what has come through the store. */
+   static constexpr std::string_view others = "others";
+   /** Runs a mutator on behalf of someone, whose name must live as long: the first change is
+    * theirs, and what follows from it is the agents'. */
+   void byHand( std::string_view writer, std::function< void() > const & mutator );
 
    /** Brings the store up to date, in one step for whoever reads it. Throws what the store throws,
     *  which then holds what it held. */
@@ -127,6 +152,11 @@ class EntityManager : public Kel::PtrInterface, private Kel::ChangeSink {
    ~EntityManager() override;
 
  private:
+   friend class ChangeObserver;
+
+   void arrived( std::vector< RowChange > const & changes );
+   void applyArrival( RowChange const & change );
+   void tellObservers( Change const & change );
    void changed( Kel::Notifier const & notifier, Kel::AttributeId attribute,
                  void const * key ) override;
    void sinkIs();
@@ -138,7 +168,11 @@ class EntityManager : public Kel::PtrInterface, private Kel::ChangeSink {
    PendingChanges unsaved_;
    Entities entities_;
    std::map< std::string, Mount, std::less<> > mounts_;
-   std::function< void( Change const & ) > observer_;
+   /** Null for one that went while the list was walked. */
+   std::vector< ChangeObserver * > observers_;
+   int walks_ = 0;
+   /** Whose the next change is. */
+   std::string_view hand_;
 };
 
 }  // namespace Corestore

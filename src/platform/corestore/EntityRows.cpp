@@ -1,5 +1,7 @@
 #include "platform/corestore/EntityRows.h"
 
+#include <algorithm>
+
 #include "platform/corestore/ValueText.h"
 #include "platform/kel/StandardError.h"
 
@@ -54,19 +56,71 @@ void forEachRow( Kel::Entity const & entity, std::string const & path,
    }
 }
 
-void applyRow( Kel::Entity & entity, Row const & row ) {
-   Kel::AttributeRecord const * attribute = entity.fwkType().attribute( row.attribute );
-   if ( !attribute ) {
-      throw Kel::ValueError( "unknown attribute " + Kel::shownName( row.attribute ) );
+namespace {
+
+Kel::AttributeRecord const & attributeOf( Kel::Entity const & entity, Row const & row ) {
+   if ( Kel::AttributeRecord const * found = entity.fwkType().attribute( row.attribute ) ) {
+      return *found;
    }
+   throw Kel::ValueError( "unknown attribute " + Kel::shownName( row.attribute ) );
+}
+
+bool holdsEntities( Kel::AttributeRecord const & attribute ) {
+   return attribute.kind() != Kel::AttributeKind::Scalar &&
+          attribute.kind() != Kel::AttributeKind::Map;
+}
+
+/** Takes the next step off the path, without its slash and escapes. */
+std::string takeStep( std::string_view & path ) {
+   std::size_t const end = std::min( path.find( '/', 1 ), path.size() );
+   std::string step;
+   for ( std::size_t i = 1; i < end; ++i ) {
+      if ( path[i] == '~' && i + 1 != end ) {
+         step += path[++i] == '1' ? '/' : '~';
+      } else {
+         step += path[i];
+      }
+   }
+   path.remove_prefix( end );
+   return step;
+}
+
+}  // namespace
+
+Kel::Ptr< Kel::Entity > entityAt( Kel::Ptr< Kel::Entity > const & root, std::string_view path ) {
+   Kel::Ptr< Kel::Entity > entity = root;
+   path.remove_prefix( root->keyName().size() );
+   while ( entity && !path.empty() ) {
+      Kel::AttributeRecord const * attribute = entity->fwkType().attribute( takeStep( path ) );
+      if ( !attribute || path.empty() || !holdsEntities( *attribute ) ) {
+         return nullptr;
+      }
+      std::string const key = takeStep( path );
+      attribute->checkKey( key );
+      entity = attribute->child( *entity, key );
+   }
+   return entity;
+}
+
+void deleteRow( Kel::Entity & entity, Row const & row ) {
+   Kel::AttributeRecord const & attribute = attributeOf( entity, row );
+   attribute.checkKey( row.key );
+   if ( holdsEntities( attribute ) ) {
+      attribute.childDel( entity, row.key );
+   } else {
+      attribute.write( entity, row.key, Kel::Value() );
+   }
+}
+
+void applyRow( Kel::Entity & entity, Row const & row ) {
+   Kel::AttributeRecord const * const attribute = &attributeOf( entity, row );
    Kel::Value value;
    try {
       value = parseJson( row.value );
    } catch ( TextError const & e ) {
       throw Kel::ValueError( e.what() );
    }
-   if ( attribute->kind() == Kel::AttributeKind::Scalar ||
-        attribute->kind() == Kel::AttributeKind::Map ) {
+   if ( !holdsEntities( *attribute ) ) {
       attribute->write( entity, row.key, value );
       return;
    }

@@ -21,6 +21,14 @@ void forEachRow( Kel::Entity const & entity, std::string const & path,
 std::optional< Row > rowOf( Kel::Entity const & entity, std::string const & path,
                             Kel::AttributeRecord const & attribute, std::string const & key );
 
+/** The entity that has that path in a store, on or below `root`, whose own path is a part of it;
+ * null when there is none. */
+Kel::Ptr< Kel::Entity > entityAt( Kel::Ptr< Kel::Entity > const & root, std::string_view path );
+
+/** Takes out what a row stood for; nothing happens when it is gone already. Throws Kel::ValueError
+ *  when there can be no such row. */
+void deleteRow( Kel::Entity & entity, Row const & row );
+
 /** Applies one row to the entity at its path. Throws Kel::ValueError when it does not fit. */
 void applyRow( Kel::Entity & entity, Row const & row );
 

@@ -3,6 +3,7 @@
 #include <functional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "platform/kel/HashMap2018.h"
 #include "platform/kel/String.h"
@@ -29,6 +30,13 @@ class StoreError : public std::runtime_error {
    using std::runtime_error::runtime_error;
 };
 
+/** What another process did to a row. */
+struct RowChange {
+   /** Without a value where the row is gone. */
+   Row row;
+   bool deleted = false;
+};
+
 /** What stands behind the entity manager. Each operation may throw StoreError. */
 class Store {
  public:
@@ -44,6 +52,15 @@ class Store {
    /** What was put and deleted since the last time becomes one step: a process that is killed
     *  leaves all of it or nothing. Throws StoreError, and then nothing of it is kept. */
    virtual void flush() = 0;
+
+   /** Takes changes that others have made, all that came together, in the order in which they are
+    *  to be applied. */
+   using Arrivals = std::function< void( std::vector< RowChange > changes ) >;
+   /** From now on `arrivals` is called from the scheduler with what others change; empty for
+    * nobody. A store that has one process at a time calls nobody. */
+   virtual void arrivalsTo( Arrivals /* arrivals */ ) {}
+   /** A change by others that does not fit the state, and why; it was left out. */
+   virtual void refused( RowChange const &, std::string const & /* reason */ ) {}
 };
 
 /** Keeps the rows in memory, for as long as it lives itself. */

@@ -1,5 +1,7 @@
 #include "platform/orb/TaskScheduler.h"
 
+#include <poll.h>
+
 #include <algorithm>
 #include <chrono>
 #include <thread>
@@ -84,12 +86,60 @@ void TaskScheduler::advanceTo( Seconds time ) {
 
 void TaskScheduler::run( std::function< bool() > const & stop ) {
    while ( !stop() ) {
-      if ( !runOne() ) {
-         constexpr Seconds longestWait = 1;
-         Seconds next = timers_.empty() ? endOfTime : timers_.begin()->first.first;
-         time_->sleepUntil( std::min( next, now() + longestWait ) );
+      bool const busy = runOne();
+      Seconds const next = timers_.empty() ? endOfTime : timers_.begin()->first.first;
+      Seconds const wait = busy ? 0 : next == endOfTime ? endOfTime : time_->waitFor( next );
+      serveDescriptors( wait );
+      if ( !busy && wait <= 0 ) {
+         time_->sleepUntil( next );
       }
    }
+}
+
+void TaskScheduler::serveDescriptors( Seconds wait ) {
+   if ( descriptors_.empty() && wait <= 0 ) {
+      return;
+   }
+   std::vector< pollfd > polled;
+   for ( Watched const & watched : descriptors_ ) {
+      polled.push_back( { watched.fd, watched.events, 0 } );
+   }
+   // A wait beyond what a timespec holds is one without end.
+   timespec limit{};
+   bool const endless = wait > 1e9;
+   if ( !endless && wait > 0 ) {
+      limit.tv_sec = static_cast< time_t >( wait );
+      limit.tv_nsec =
+         static_cast< long >( ( wait - static_cast< Seconds >( limit.tv_sec ) ) * 1e9 );
+   }
+   auto const watchedNow = descriptors_;
+   if ( ::ppoll( polled.data(), polled.size(), endless ? nullptr : &limit, nullptr ) <= 0 ) {
+      return;
+   }
+   for ( std::size_t i = 0; i != polled.size(); ++i ) {
+      if ( polled[i].revents == 0 ) {
+         continue;
+      }
+      // One that was served before it may have ended it, or have it watch another.
+      bool const stands = std::ranges::any_of( descriptors_, [&]( Watched const & watched ) {
+         return watched.descriptor == watchedNow[i].descriptor && watched.fd == polled[i].fd;
+      } );
+      if ( stands ) {
+         watchedNow[i].descriptor->ready( polled[i].revents );
+         endTurn();
+      }
+   }
+}
+
+void TaskScheduler::watch( Descriptor & descriptor, int fd, short events ) {
+   unwatch( descriptor );
+   descriptors_.push_back( { &descriptor, fd, events } );
+}
+
+void TaskScheduler::unwatch( Descriptor & descriptor ) {
+   std::erase_if( descriptors_, [&descriptor]( Watched const & watched ) {
+      return watched.descriptor == &descriptor;
+   } );
 }
 
 void TaskScheduler::sliceIs( std::uint32_t units, Seconds time ) {

@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <utility>
+#include <vector>
 
 #include "platform/kel/Ptr.h"
 
@@ -28,6 +29,9 @@ class TimeSource {
    virtual Seconds now() const = 0;
    /** Returns at that time; at once when it has passed. */
    virtual void sleepUntil( Seconds time ) = 0;
+   /** How long to wait for that time in the world outside; zero or less for a clock that is moved
+    *  by hand. */
+   virtual Seconds waitFor( Seconds time ) const = 0;
 };
 
 /** The machine's own clock. */
@@ -35,6 +39,7 @@ class RealTime final : public TimeSource {
  public:
    Seconds now() const override;
    void sleepUntil( Seconds time ) override;
+   Seconds waitFor( Seconds time ) const override { return time - now(); }
 };
 
 /** A clock that stands still until someone moves it: for tests and scenarios. */
@@ -42,6 +47,7 @@ class VirtualTime final : public TimeSource {
  public:
    Seconds now() const override { return now_; }
    void sleepUntil( Seconds time ) override { now_ = time > now_ ? time : now_; }
+   Seconds waitFor( Seconds ) const override { return 0; }
 
  private:
    Seconds now_ = 0;
@@ -54,7 +60,17 @@ class Timer {
    virtual void due() = 0;
 };
 
-/** Runs tasks and timers, one at a time, on the thread that calls it. */
+/** A file descriptor that something comes from or goes to. It leaves the scheduler when it is
+ *  destroyed. */
+class Descriptor {
+ public:
+   virtual ~Descriptor() = default;
+   /** The descriptor is ready for what was asked for, or has failed: `events` as poll(2) tells. It
+    *  runs in a turn of its own. */
+   virtual void ready( short events ) = 0;
+};
+
+/** Runs tasks, timers and what descriptors bring, one at a time, on the thread that calls it. */
 class TaskScheduler : public Kel::PtrInterface {
  public:
    explicit TaskScheduler( std::unique_ptr< TimeSource > time ) : time_( std::move( time ) ) {}
@@ -74,7 +90,8 @@ class TaskScheduler : public Kel::PtrInterface {
    void runReady();
    /** Goes to that time; timers fire in order on the way, each followed by what it made ready. */
    void advanceTo( Seconds time );
-   /** Runs and waits until `stop` says so, which is asked after each turn. */
+   /** Runs and waits, for timers and descriptors, until `stop` says so, which is asked after each
+    *  turn and after a signal. */
    void run( std::function< bool() > const & stop );
 
    /** Runs after each turn that did something, the timers of one moment included; for what is saved
@@ -89,18 +106,30 @@ class TaskScheduler : public Kel::PtrInterface {
    void notReady( Task & task );
    void arm( Timer & timer, Seconds time );
    void disarm( Timer & timer );
+   /** Waits for events of poll(2) on a descriptor, from now on in place of those asked for before.
+    */
+   void watch( Descriptor & descriptor, int fd, short events );
+   void unwatch( Descriptor & descriptor );
    /** Counts one unit of the present run; true when its slice is used up. */
    bool sliceUsed();
    Task * running() const { return running_; }
 
  private:
    void fireDueTimers();
+   /** Runs those of the watched descriptors that are ready; waits for one so many seconds. */
+   void serveDescriptors( Seconds wait );
    void endTurn();
 
    std::unique_ptr< TimeSource > time_;
    std::deque< std::function< void() > > posted_;
    std::map< std::pair< TaskPriority, std::uint64_t >, Task * > ready_;
    std::map< std::pair< Seconds, std::uint64_t >, Timer * > timers_;
+   struct Watched {
+      Descriptor * descriptor;
+      int fd;
+      short events;
+   };
+   std::vector< Watched > descriptors_;
    std::uint64_t sequence_ = 0;
    std::function< void() > turnEnd_;
 

@@ -1,6 +1,10 @@
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,6 +21,7 @@ class SetTime final : public Orb::TimeSource {
    explicit SetTime( Seconds & time ) : time_( time ) {}
    Seconds now() const override { return time_; }
    void sleepUntil( Seconds time ) override { time_ = std::max( time_, time ); }
+   Seconds waitFor( Seconds ) const override { return 0; }
 
  private:
    Seconds & time_;
@@ -98,6 +103,60 @@ TEST( SchedulerTest, ATaskWithEqualArgumentsStays ) {
    EXPECT_NE( worker->task(), first );
    worker->taskIs( scheduler, 4, "other" );
    EXPECT_EQ( worker->runs(), 3 );
+}
+
+struct Pipe final : Orb::Descriptor {
+   Pipe( Orb::TaskScheduler & at, std::vector< std::string > & to, std::string text )
+      : scheduler( at ), log( to ), name( std::move( text ) ) {
+      EXPECT_EQ( ::pipe( ends ), 0 );
+      scheduler.watch( *this, ends[0], POLLIN );
+   }
+   ~Pipe() override {
+      scheduler.unwatch( *this );
+      ::close( ends[0] );
+      ::close( ends[1] );
+   }
+   void send() { EXPECT_EQ( ::write( ends[1], "x", 1 ), 1 ); }
+   void ready( short ) override {
+      char byte;
+      EXPECT_EQ( ::read( ends[0], &byte, 1 ), 1 );
+      log.push_back( name );
+      if ( next ) {
+         next();
+      }
+   }
+   Orb::TaskScheduler & scheduler;
+   std::vector< std::string > & log;
+   std::string name;
+   std::function< void() > next;
+   int ends[2] = {};
+};
+
+TEST( SchedulerTest, DescriptorsAreServedAmongTasksAndTimers ) {
+   std::vector< std::string > log;
+   Kel::Ptr< Orb::TaskScheduler > const scheduler(
+      new Orb::TaskScheduler( std::make_unique< Orb::RealTime >() ) );
+   int turns = 0;
+   scheduler->turnEndIs( [&] { ++turns; } );
+   Pipe a( *scheduler, log, "a" );
+   auto b = std::make_unique< Pipe >( *scheduler, log, "b" );
+   Pipe c( *scheduler, log, "c" );
+   a.send();
+   b->send();
+   c.send();
+   // One that goes while another is served is not served any more.
+   a.next = [&] { b = nullptr; };
+   std::optional< Alarm > alarm;
+   c.next = [&] { alarm.emplace( *scheduler, log, "late", scheduler->now() + 0.001 ); };
+   // Busy for ever: what comes is served all the same.
+   std::function< void() > busy = [&] { scheduler->post( [&] { busy(); } ); };
+   busy();
+   scheduler->run( [&] { return log.size() == 2; } );
+   scheduler->postedDelAll();
+   int const before = turns;
+   scheduler->run( [&] { return log.size() == 3; } );
+   EXPECT_EQ( log, ( std::vector< std::string >{ "a", "c", "late" } ) );
+   EXPECT_EQ( turns, before + 1 );
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,7 +16,7 @@ class AgentFixture : public testing::Test {
  protected:
    AgentFixture() { ::setenv( "FLASHLOG_DISABLE", "1", 1 ); }
    ~AgentFixture() override {
-      em->changeObserverIs( {} );
+      observer.reset();
       agent = nullptr;
       Kel::Entity::singletonsDel();
    }
@@ -34,7 +35,7 @@ class AgentFixture : public testing::Test {
 
    /** Names the changes from now on, "entity attribute[key]", the entity by the path's last two. */
    void record() {
-      em->changeObserverIs( [this]( Corestore::Change const & change ) {
+      observer.emplace( *em, [this]( Corestore::Change const & change ) {
          std::string const & path = change.rootPath;
          std::size_t const last = path.rfind( '/', path.rfind( '/' ) - 1 );
          std::string text =
@@ -66,4 +67,5 @@ class AgentFixture : public testing::Test {
    Kel::Ptr< Corestore::EntityManager > const em{ new Corestore::EntityManager( scheduler ) };
    Kel::Ptr< QorClient::Agent > agent;
    std::vector< std::string > changes;
+   std::optional< Corestore::ChangeObserver > observer;
 };
