@@ -1,8 +1,8 @@
 #include "documents/StateCheck.h"
 
 #include "documents/Document.h"
-#include "documents/MountPlan.h"
 #include "platform/kel/StandardError.h"
+#include "records/catalog/Catalog.h"
 
 namespace Runner {
 
@@ -25,13 +25,13 @@ Kel::AttributeRecord const & attributeOf( Kel::TypeRecord const & type, std::str
    return *attribute;
 }
 
-MountPoint const & mountPointOf( std::string_view path ) {
-   MountPoint const * point = mountPoint( path );
-   if ( !point ) {
+Catalog::Place const & placeFor( std::string_view path ) {
+   Catalog::Place const * place = Catalog::placeAt( path );
+   if ( !place ) {
       std::vector< std::string > all;
       std::vector< std::string > near;
       std::string_view const folder = path.substr( 0, path.find( '/' ) );
-      for ( MountPoint const & known : mountPlan() ) {
+      for ( Catalog::Place const & known : Catalog::placesByPath() ) {
          std::string_view const other = known.path;
          all.emplace_back( other );
          if ( other.substr( 0, other.find( '/' ) ) == folder ) {
@@ -41,7 +41,7 @@ MountPoint const & mountPointOf( std::string_view path ) {
       throw ValueError( "unknown path; there are: " +
                         Kel::shownNames( near.empty() ? all : near ) );
    }
-   return *point;
+   return *place;
 }
 
 void checkAttribute( Kel::AttributeRecord const & attribute, Value const & value );
@@ -74,34 +74,34 @@ void checkAttribute( Kel::AttributeRecord const & attribute, Value const & value
    }
 }
 
-void checkTypeName( MountPoint const & point, Value const & value ) {
+void checkTypeName( Catalog::Place const & place, Value const & value ) {
    auto const & name = wanted< std::string >( value, "a text" );
-   if ( name != point.entryType().name ) {
+   if ( name != place.entryTypeRecord().name ) {
       throw ValueError( ( Kel::typeNode( name ) ? "type " : "unknown type " ) +
-                        Kel::shownName( name ) + ", wants " + point.entryType().name );
+                        Kel::shownName( name ) + ", wants " + place.entryTypeRecord().name );
    }
 }
 
-void checkEntry( MountPoint const & point, Value const & value ) {
+void checkEntry( Catalog::Place const & place, Value const & value ) {
    for ( auto const & member : objectOf( value ) ) {
       below( member.first, [&] {
          if ( member.first == "@type" ) {
-            checkTypeName( point, member.second );
+            checkTypeName( place, member.second );
          } else {
-            checkAttribute( attributeOf( point.entryType(), member.first ), member.second );
+            checkAttribute( attributeOf( place.entryTypeRecord(), member.first ), member.second );
          }
       } );
    }
 }
 
-void checkDirectory( MountPoint const & point, Value const & value ) {
+void checkDirectory( Catalog::Place const & place, Value const & value ) {
    for ( auto const & entry : objectOf( value ) ) {
       below( entry.first, [&] {
-         if ( point.checkEntryName ) {
-            point.checkEntryName( entry.first );
+         if ( place.checkEntryName ) {
+            place.checkEntryName( entry.first );
          }
          if ( !entry.second.isNull() ) {
-            checkEntry( point, entry.second );
+            checkEntry( place, entry.second );
          }
       } );
    }
@@ -112,14 +112,14 @@ void checkDirectory( MountPoint const & point, Value const & value ) {
 void checkState( Value const & document ) {
    for ( auto const & member : objectOf( document ) ) {
       below( member.first, [&] {
-         MountPoint const & point = mountPointOf( member.first );
+         Catalog::Place const & place = placeFor( member.first );
          if ( member.second.isNull() ) {
             return;
          }
-         if ( point.entryType ) {
-            checkDirectory( point, member.second );
+         if ( place.entryType ) {
+            checkDirectory( place, member.second );
          } else {
-            checkMembers( point.type(), member.second );
+            checkMembers( place.typeRecord(), member.second );
          }
       } );
    }
@@ -127,9 +127,9 @@ void checkState( Value const & document ) {
 
 void checkRow( std::string_view path, std::string_view attributeName, Value const & key ) {
    below( path, [&] {
-      MountPoint const & point = mountPointOf( path );
+      Catalog::Place const & place = placeFor( path );
       below( attributeName, [&] {
-         Kel::AttributeRecord const & attribute = attributeOf( point.type(), attributeName );
+         Kel::AttributeRecord const & attribute = attributeOf( place.typeRecord(), attributeName );
          if ( attribute.kind() != AttributeKind::Map ) {
             throw ValueError( "is no table" );
          }

@@ -1,6 +1,6 @@
 #include "documents/StateDump.h"
 
-#include "documents/MountPlan.h"
+#include "records/catalog/Catalog.h"
 
 namespace Runner {
 
@@ -72,8 +72,8 @@ Value entityDocument( Kel::Entity const & entity ) {
 
 Value stateDocument( Corestore::EntityManager const & em ) {
    Value::Object document;
-   for ( MountPoint const & point : mountPlan() ) {
-      document.emplace_back( point.path, entityDocument( *em.getEntity( point.path ) ) );
+   for ( Catalog::Place const & place : Catalog::placesByPath() ) {
+      document.emplace_back( place.path, entityDocument( *em.getEntity( place.path ) ) );
    }
    return document;
 }

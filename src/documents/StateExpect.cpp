@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "documents/Document.h"
-#include "documents/MountPlan.h"
 #include "documents/StateDump.h"
 #include "platform/corestore/ValueText.h"
+#include "records/catalog/Catalog.h"
 
 namespace Runner {
 
@@ -144,12 +144,12 @@ class Comparison {
 std::vector< Unmet > compareState( Corestore::EntityManager const & em, Value const & document ) {
    Comparison comparison;
    for ( auto const & member : objectOf( document ) ) {
-      MountPoint const & point = *mountPoint( member.first );
+      Catalog::Place const & place = *Catalog::placeAt( member.first );
       Entity const & entity = *em.standing( member.first );
       std::string const pointer = Kel::pointerStep( member.first );
       if ( member.second.isNull() ) {
          comparison.compareEmpty( entity, pointer );
-      } else if ( point.entryType ) {
+      } else if ( place.entryType ) {
          comparison.compareMembers( entity, *entity.fwkType().attributes().front(), member.second,
                                     pointer );
       } else {

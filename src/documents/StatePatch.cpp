@@ -1,8 +1,8 @@
 #include "documents/StatePatch.h"
 
 #include "documents/Document.h"
-#include "documents/MountPlan.h"
 #include "platform/slab/Table.h"
+#include "records/catalog/Catalog.h"
 
 namespace Runner {
 
@@ -159,13 +159,13 @@ void applyState( Corestore::EntityManager const & em, Value const & document, Mu
                  Place & place ) {
    Patcher patcher( mutate, place );
    for ( auto const & member : objectOf( document ) ) {
-      MountPoint const & point = *mountPoint( member.first );
+      Catalog::Place const & mounted = *Catalog::placeAt( member.first );
       Kel::Ptr< Entity > const entity = em.standing( member.first );
       patcher.at( member.first, [&] {
          if ( member.second.isNull() ) {
             patcher.clear( *entity );
-         } else if ( point.entryType ) {
-            patcher.patchDirectory( *entity, point.entryType(), member.second );
+         } else if ( mounted.entryType ) {
+            patcher.patchDirectory( *entity, mounted.entryTypeRecord(), member.second );
          } else {
             patcher.patch( *entity, member.second );
          }

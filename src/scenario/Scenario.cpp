@@ -3,10 +3,10 @@
 #include <regex.h>
 
 #include "documents/Document.h"
-#include "documents/MountPlan.h"
 #include "documents/StateCheck.h"
 #include "platform/kel/Assert.h"
 #include "platform/kel/StandardError.h"
+#include "records/catalog/Catalog.h"
 
 namespace Runner {
 
@@ -107,7 +107,7 @@ void readMember( Scenario & scenario, std::string const & name, Value const & va
 void read( Scenario & scenario, Value const & document ) {
    if ( !document.member( "steps" ) ) {
       for ( auto const & member : objectOf( document ) ) {
-         if ( mountPoint( member.first ) ) {
+         if ( Catalog::placeAt( member.first ) ) {
             throw ValueError( "is a state, and no scenario: it has no \"steps\"" );
          }
       }

@@ -1,8 +1,8 @@
 #include "scenario/Switch.h"
 
-#include "documents/MountPlan.h"
 #include "documents/StateCheck.h"
 #include "documents/StateDump.h"
+#include "records/catalog/Catalog.h"
 
 namespace Runner {
 
@@ -70,7 +70,7 @@ void Switch::start( Corestore::Store * state ) {
    if ( state ) {
       em_->loadFrom( *state );
    }
-   createMountPlan( *em_ );
+   Catalog::createPlaces( *em_ );
    clock_ = clockOf( *em_ );
    scheduler_->advanceTo( clock_->now() );
    scheduler_->turnEndIs( [this] { endTurn(); } );

@@ -18,7 +18,7 @@ std::map< std::string, std::set< std::string > > const allowed = {
    { "records", { "platform" } },
    { "qorclient", { "platform", "records" } },
    { "stores", { "platform" } },
-   { "documents", { "platform", "records", "qorclient" } },
+   { "documents", { "platform", "records" } },
    { "scenario", { "platform", "records", "qorclient", "documents" } },
    { "views", { "platform", "records", "qorclient", "documents" } },
    { "program", { "platform", "records", "stores", "documents", "scenario", "views" } },

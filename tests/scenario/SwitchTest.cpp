@@ -3,13 +3,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "documents/MountPlan.h"
 #include "platform/corestore/ValueText.h"
 #include "platform/kel/Dir.h"
 #include "platform/kel/StateMachine.h"
 #include "platform/slab/Table.h"
 #include "qorclient/agent/Status.h"
 #include "records/bridging/Config.h"
+#include "records/catalog/Catalog.h"
 #include "records/mlag/Config.h"
 #include "records/qor/PolicyFragment.h"
 #include "scenario/Journal.h"

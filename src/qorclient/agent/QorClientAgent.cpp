@@ -8,6 +8,7 @@
 #include "platform/flashlog/Flashlog.h"
 #include "platform/kel/Assert.h"
 #include "platform/slab/KelSlab.h"
+#include "records/catalog/Catalog.h"
 #include "records/l2rib/SourceDirEntry.h"
 
 KEL_TRACE_UNIT( "QorClientAgent", "QorClient" )
@@ -16,52 +17,12 @@ namespace QorClient {
 
 namespace {
 
-struct MountPlanEntry {
-   char const * path;
-   char const * type;
-   char const * mode;
-};
-
-constexpr MountPlanEntry mountPlan[] = {
-   { "qor/version1/policy", "Kel::Dir", "ri" },
-   { "qorclient/version1/policystatus", "Qor::V1::QorPolicyFragmentStatus", "w" },
-   { "qorclient/status", "QorClient::Status", "w" },
-   { "qorclient/mlagpluginstatus", "MlagP2p::QorClient::Status", "r" },
-   { "vxlan/input/vniconfig/qor", "Vxlan::VniSviConfig", "wc" },
-   { "interface/status/eth/vxlan", "Vxlan::VtiStatusDir", "r" },
-   { "bridging/config", "Bridging::Config", "r" },
-   { "bridging/switchIntfConfig", "Bridging::SwitchIntfConfigDir", "r" },
-   { "bridging/input/dynvlan/allowedvlan/qor", "Bridging::Input::AllowedVlans", "wc" },
-   { "pinflow/dyninput/qor", "OpenFlowTable::PinFlowHwConfig", "w" },
-   { "openflow/platformInitConfig", "OpenFlowTable::PlatformInitConfig", "w" },
-   { "pinflow/pfHwStatusDir/dyninputstatus/qor", "OpenFlowTable::HwStatus", "r" },
-   { "features/pinflow/hwcapabilities/platformTableSupport", "OpenFlowTable::PlatformTableSupport",
-     "r" },
-   { "vxlan/clientDir", "Kel::Dir", "w" },
-   { "mgmt/controller/status", "ControllerClient::Status", "r" },
-   { "mlag/config", "Mlag::Config", "r" },
-   { "mlag/status", "Mlag::Status", "r" },
-   { "mlag/hostTable", "Mlag::HostTable", "r" },
-   { "routing/fhrp/vrMacStatus", "Routing::Fhrp::VirtualRouterMacStatus", "r" },
-   { "vxlancontroller/version2/vni", "Kel::Dir", "ri" },
-   { "bridging/l2Rib/inputDir/qor", "L2Rib::SourceDirEntry", "w" },
-   { "openflow/hwstatus", "OpenFlowTable::HwStatus", "r" },
-   { "qorclient/version1/capability", "QorCommon::V1::Capability", "w" },
-   { "qorl3/version1/global/groupTypeConfig", "Kel::Dir", "ri" },
-   { "qorl3/version1/global/groupSetConfig", "Kel::Dir", "ri" },
-   { "qorl3/version1/global/fragmentConfig", "Kel::Dir", "ri" },
-   { "qorclientl3/version1/global/groupTypeStatus", "QorL3::V1::GroupTypeStatus", "wc" },
-   { "qorclientl3/version1/global/groupSetStatus", "Kel::Dir", "wi" },
-   { "qorclientl3/version1/global/fragmentStatus", "Kel::Dir", "wi" },
-   { "pinflow/dyninput/qorl3", "OpenFlowTable::PinFlowHwConfig", "w" },
-   { "pinflow/pfHwStatusDir/dyninputstatus/qorl3", "OpenFlowTable::HwStatus", "r" },
-};
-
 constexpr char trunkGroupName[] = "qor";
 
-/** Null when the path is not mounted or holds another type. */
+/** The entity of that input; null when its path is not mounted or holds another type. */
 template < class T >
-void fetch( Corestore::EntityManager const & em, char const * path, Kel::Ptr< T > & attribute ) {
+void fetch( Corestore::EntityManager const & em, char const * input, Kel::Ptr< T > & attribute ) {
+   char const * const path = Catalog::placeOf( input ).path;
    if constexpr ( std::is_const_v< T > ) {
       attribute = Kel::ptrCast< T >( em.getEntity( path ) );
    } else {
@@ -77,8 +38,10 @@ void Agent::doInit() {
    }
    KEL_TRACE_SCOPE_ENDING( " return " );
    Kel::Ptr< Corestore::MountGroup > const group = entityManager().getMountGroup( this );
-   for ( MountPlanEntry const & mount : mountPlan ) {
-      group->doMount( { mount.path, mount.type, mount.mode } );
+   for ( Catalog::Place const & place : Catalog::places() ) {
+      if ( !place.isTable ) {
+         group->doMount( { place.path, place.type, place.mode } );
+      }
    }
    group->doClose( false, "", 0.0 );
 }
@@ -121,14 +84,16 @@ void Agent::mountSlabTables( Kel::Ptr< Corestore::EntityManager > const & em ) {
    KelSlab::Mount slab( em );
    slab.handleInitialized();
 
-   slab.doMount( "bridging/status", "Slab::Bridging::Status",
+   Catalog::Place const & forwardingTable = Catalog::placeOf( "slabBridgingStatus" );
+   slab.doMount( forwardingTable.path, forwardingTable.type,
                  KelSlab::MountInfo( KelSlab::KelSlabType::reader_ ) );
    slabBridgingStatus_ =
-      Kel::ptrCast< Slab::Bridging::Status const >( slab.getEntity( "bridging/status" ) );
+      Kel::ptrCast< Slab::Bridging::Status const >( slab.getEntity( forwardingTable.path ) );
 
    KelSlab::MountInfo hostInput( KelSlab::KelSlabType::writer_ );
    hostInput.collectionInfoIs( { "host", l2RibQorHostTableLen_ } );
-   slab.doMount( l2RibQorHostTableSlabPath_, "L2Rib::HostInput", hostInput );
+   slab.doMount( l2RibQorHostTableSlabPath_, Catalog::placeOf( "l2RibQorHostInput" ).type,
+                 hostInput );
    l2RibQorHostInput_ =
       Kel::ptrCast< L2Rib::HostInput >( slab.getEntity( l2RibQorHostTableSlabPath_ ) );
 }
@@ -136,7 +101,7 @@ void Agent::mountSlabTables( Kel::Ptr< Corestore::EntityManager > const & em ) {
 /** The L2 RIB learns of the table on every start, whether or not the service is enabled. */
 void Agent::announceHostTable( Corestore::EntityManager const & em ) const {
    Kel::Ptr< L2Rib::SourceDirEntry > source;
-   fetch( em, "bridging/l2Rib/inputDir/qor", source );
+   fetch( em, "l2RibQorSourceDirEntry", source );
    source->hostTableSlabPathIs( l2RibQorHostTableSlabPath_ );
    source->hostTableLenIs( l2RibQorHostTableLen_ );
    source->sourceIs( L2Rib::Source::qor );
@@ -144,37 +109,37 @@ void Agent::announceHostTable( Corestore::EntityManager const & em ) const {
 }
 
 void Agent::fetchEntities( Corestore::EntityManager const & em ) {
-   fetch( em, "qor/version1/policy", polFragDir_ );
-   fetch( em, "qorclient/version1/policystatus", polFragStatus_ );
-   fetch( em, "qorclient/status", agentStatus_ );
-   fetch( em, "qorclient/mlagpluginstatus", mlagPluginStatus_ );
-   fetch( em, "bridging/config", bridgingConfig_ );
-   fetch( em, "bridging/switchIntfConfig", switchIntfConfigDir_ );
-   fetch( em, "pinflow/dyninput/qor", pfHwConfig_ );
-   fetch( em, "openflow/platformInitConfig", platformInitConfig_ );
-   fetch( em, "pinflow/pfHwStatusDir/dyninputstatus/qor", pfHwStatus_ );
-   fetch( em, "features/pinflow/hwcapabilities/platformTableSupport", platformTableSupport_ );
-   fetch( em, "vxlan/clientDir", vxlanClientDir_ );
-   fetch( em, "mgmt/controller/status", mgmtControllerStatus_ );
-   fetch( em, "vxlan/input/vniconfig/qor", vniSviConfig_ );
-   fetch( em, "interface/status/eth/vxlan", vtiStatusDir_ );
-   fetch( em, "bridging/input/dynvlan/allowedvlan/qor", dynAllowedVlans_ );
+   fetch( em, "polFragDir", polFragDir_ );
+   fetch( em, "polFragStatus", polFragStatus_ );
+   fetch( em, "agentStatus", agentStatus_ );
+   fetch( em, "mlagPluginStatus", mlagPluginStatus_ );
+   fetch( em, "bridgingConfig", bridgingConfig_ );
+   fetch( em, "switchIntfConfigDir", switchIntfConfigDir_ );
+   fetch( em, "pfHwConfig", pfHwConfig_ );
+   fetch( em, "platformInitConfig", platformInitConfig_ );
+   fetch( em, "pfHwStatus", pfHwStatus_ );
+   fetch( em, "platformTableSupport", platformTableSupport_ );
+   fetch( em, "vxlanClientDir", vxlanClientDir_ );
+   fetch( em, "mgmtControllerStatus", mgmtControllerStatus_ );
+   fetch( em, "vniSviConfig", vniSviConfig_ );
+   fetch( em, "vtiStatusDir", vtiStatusDir_ );
+   fetch( em, "dynAllowedVlans", dynAllowedVlans_ );
    dynAllowedVlans_->trunkGroupIs( trunkGroupName );
-   fetch( em, "mlag/config", mlagConfig_ );
-   fetch( em, "mlag/status", mlagStatus_ );
-   fetch( em, "mlag/hostTable", mlagHostTable_ );
-   fetch( em, "routing/fhrp/vrMacStatus", fhrpGlideMacStatus_ );
-   fetch( em, "vxlancontroller/version2/vni", nimbusVniBaseDir_ );
-   fetch( em, "openflow/hwstatus", ofHwStatus_ );
-   fetch( em, "qorclient/version1/capability", capability_ );
-   fetch( em, "qorl3/version1/global/groupTypeConfig", groupTypeConfigDir_ );
-   fetch( em, "qorclientl3/version1/global/groupTypeStatus", groupTypeStatus_ );
-   fetch( em, "qorl3/version1/global/groupSetConfig", groupSetConfigDir_ );
-   fetch( em, "qorclientl3/version1/global/groupSetStatus", groupSetStatusDir_ );
-   fetch( em, "qorl3/version1/global/fragmentConfig", fragmentConfigDir_ );
-   fetch( em, "qorclientl3/version1/global/fragmentStatus", fragmentStatusDir_ );
-   fetch( em, "pinflow/dyninput/qorl3", pfHwConfigL3_ );
-   fetch( em, "pinflow/pfHwStatusDir/dyninputstatus/qorl3", pfHwStatusL3_ );
+   fetch( em, "mlagConfig", mlagConfig_ );
+   fetch( em, "mlagStatus", mlagStatus_ );
+   fetch( em, "mlagHostTable", mlagHostTable_ );
+   fetch( em, "fhrpGlideMacStatus", fhrpGlideMacStatus_ );
+   fetch( em, "nimbusVniBaseDir", nimbusVniBaseDir_ );
+   fetch( em, "ofHwStatus", ofHwStatus_ );
+   fetch( em, "capability", capability_ );
+   fetch( em, "groupTypeConfigDir", groupTypeConfigDir_ );
+   fetch( em, "groupTypeStatus", groupTypeStatus_ );
+   fetch( em, "groupSetConfigDir", groupSetConfigDir_ );
+   fetch( em, "groupSetStatusDir", groupSetStatusDir_ );
+   fetch( em, "fragmentConfigDir", fragmentConfigDir_ );
+   fetch( em, "fragmentStatusDir", fragmentStatusDir_ );
+   fetch( em, "pfHwConfigL3", pfHwConfigL3_ );
+   fetch( em, "pfHwStatusL3", pfHwStatusL3_ );
 }
 
 Agent::~Agent() {

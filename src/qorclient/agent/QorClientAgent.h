@@ -5,6 +5,7 @@
 #include "platform/warden/CAgent.h"
 #include "qorclient/agent/QorClientLaunchSm.h"
 #include "qorclient/monitor/QorClientServiceMonitorSm.h"
+#include "records/catalog/Catalog.h"
 
 namespace QorClient {
 
@@ -55,7 +56,7 @@ class Agent : public Warden::CAgent {
    Kel::Ptr< QorCommon::V1::Capability > capability_;
    Kel::Ptr< L2Rib::HostInput > l2RibQorHostInput_;
    std::uint32_t l2RibQorHostTableLen_ = 16384;  // rows
-   Kel::String l2RibQorHostTableSlabPath_ = "bridging/l2Rib/qor/hostInput";
+   Kel::String l2RibQorHostTableSlabPath_ = Catalog::placeOf( "l2RibQorHostInput" ).path;
    Kel::Ptr< Vxlan::VniSviConfig > vniSviConfig_;
    Kel::Ptr< Vxlan::VtiStatusDir const > vtiStatusDir_;
    Kel::Ptr< Bridging::Input::AllowedVlans > dynAllowedVlans_;
