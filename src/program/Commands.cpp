@@ -56,7 +56,8 @@ std::string checkTrace( std::string const & text ) {
    auto const handles = Kel::traceHandleNames();
    return handle == text || std::ranges::count( handles, handle )
              ? ""
-             : "no handle " + handle + "; there are: " + Kel::shownNames( handles );
+             : "no handle " + Kel::shownName( handle ) +
+                  "; there are: " + Kel::shownNames( handles );
 }
 
 void setTraces( std::vector< std::string > const & traces ) {

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 #include "documents/Document.h"
 
@@ -19,7 +20,8 @@ namespace {
 
 constexpr mode_t forAll = 0666;
 
-/** The name behind all links, of which the last may lead to what isn't there yet. */
+/** The name behind all links, of which the last may lead to what isn't there yet; empty for one
+ * that cannot be found out. */
 fs::path plainName( std::string const & file ) {
    std::error_code error;
    fs::path path = fs::absolute( file, error );
@@ -36,14 +38,31 @@ Output::Output( std::string file ) : file_( std::move( file ) ) {
    fd_ = ::open( file_.c_str(), flags | O_EXCL, forAll );
    made_ = fd_ != -1;
    if ( !made_ && errno == EEXIST ) {
+      // It stands, or is a link, which may lead to what isn't there yet.
+      fs::path const target = plainName( file_ );
+      std::error_code error;
+      made_ = !target.empty() && !fs::exists( target, error );
       fd_ = ::open( file_.c_str(), flags, forAll );
+      file_ = made_ ? target.string() : file_;
    }
    check( fd_ != -1 );
+   next_ = std::exchange( first_, this );
 }
 
 Output::~Output() {
    undo();
    ::close( fd_ );
+   Output ** link = &first_;
+   while ( *link != this ) {
+      link = &( *link )->next_;
+   }
+   *link = next_;
+}
+
+void Output::undoAll() noexcept {
+   for ( Output * output = first_; output; output = output->next_ ) {
+      output->undo();
+   }
 }
 
 void Output::check( bool done ) const {
@@ -52,7 +71,7 @@ void Output::check( bool done ) const {
    }
 }
 
-void Output::undo() {
+void Output::undo() noexcept {
    if ( made_ && !begun_ ) {
       ::unlink( file_.c_str() );
    }
@@ -137,7 +156,8 @@ bool sameFile( std::string const & a, std::string const & b ) {
    if ( fs::exists( a, error ) && !fs::is_regular_file( a, error ) ) {
       return false;
    }
-   return fs::equivalent( a, b, error ) || plainName( a ) == plainName( b );
+   fs::path const plain = plainName( a );
+   return fs::equivalent( a, b, error ) || ( !plain.empty() && plain == plainName( b ) );
 }
 
 }  // namespace Runner

@@ -24,15 +24,20 @@ class Output {
    /** Goes on behind what stands there, on a line of its own. */
    void goOn();
    void write( std::string_view text );
+   /** For the end of a process without memory: removes what was made and not begun. */
+   static void undoAll() noexcept;
 
  private:
    void check( bool done ) const;
-   void undo();
+   void undo() noexcept;
 
    std::string file_;
    bool made_ = false;
    bool begun_ = false;
    int fd_ = -1;
+   /** All that are open. */
+   static inline Output * first_ = nullptr;
+   Output * next_ = nullptr;
    Kel::FlushHook undone_{ [this] { undo(); } };
 };
 

@@ -1,5 +1,6 @@
 #include "program/RunCommand.h"
 
+#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <utility>
@@ -44,6 +45,9 @@ void checkNames( RunOptions const & options, std::size_t steps ) {
    std::vector< Named > others{ { options.scenario, "the scenario" } };
    if ( !options.state.empty() ) {
       for ( std::string const & file : Corestore::SqliteStore::filesOf( options.state ) ) {
+         if ( sameFile( file, options.scenario ) ) {
+            throw InputError( options.state, "", "cannot be the state file: it is the scenario" );
+         }
          others.emplace_back( file, "the state file" );
       }
    }
@@ -133,6 +137,29 @@ Switch & switchOn( RunOptions const & options, Switch::Setup setup ) {
    }
 }
 
+/** The trace comes last, since an earlier one gives way to it at once. A state file that was made
+ *  for nothing goes again. */
+std::unique_ptr< Corestore::SqliteStore > openStateAndTrace( RunOptions const & options ) {
+   std::error_code error;
+   bool const made = !options.state.empty() && !std::filesystem::exists( options.state, error );
+   auto store =
+      options.state.empty() ? nullptr : std::make_unique< Corestore::SqliteStore >( options.state );
+   try {
+      if ( !options.traceFile.empty() ) {
+         openTrace( options.traceFile );
+      }
+   } catch ( InputError const & ) {
+      store = nullptr;
+      if ( made ) {
+         for ( std::string const & file : Corestore::SqliteStore::filesOf( options.state ) ) {
+            std::filesystem::remove( file, error );
+         }
+      }
+      throw;
+   }
+   return store;
+}
+
 /** Null for no name. */
 template < class T, class... Args >
 std::unique_ptr< T > openIf( std::string const & name, Args... args ) {
@@ -147,10 +174,7 @@ int runScenario( RunOptions const & options ) {
    auto const dump = openIf< Output >( options.dump == "-" ? "" : options.dump );
    auto const dumpEach = openIf< StepOutputs >( options.dumpEach, scenario.steps.size() );
    auto const journal = openIf< JournalFile >( options.journal );
-   if ( !options.traceFile.empty() ) {
-      openTrace( options.traceFile );
-   }
-   auto const store = openIf< Corestore::SqliteStore >( options.state );
+   auto const store = openStateAndTrace( options );
    if ( journal && store ) {
       journal->beginIs( store->holdsState() );
    }

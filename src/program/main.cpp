@@ -8,6 +8,7 @@
 #include "platform/kel/StandardError.h"
 #include "platform/slab/Segment.h"
 #include "program/Commands.h"
+#include "program/Output.h"
 
 namespace {
 
@@ -19,6 +20,7 @@ void endWithoutMemory() {
    if ( reserve ) {
       delete[] std::exchange( reserve, nullptr );
       Kel::writeStandardError( "out of memory\n" );
+      Runner::Output::undoAll();
       Slab::removeProcessSegments();
    }
    std::_Exit( 2 );

@@ -138,7 +138,7 @@ struct Player {
       return {};
    }
    std::vector< Unmet > operator()( RestartStep const & ) const {
-      device.restart();
+      here( [&] { device.restart(); } );
       return {};
    }
    std::vector< Unmet > operator()( CorruptStep const & step ) const {
@@ -202,13 +202,16 @@ std::vector< Unmet > playStep( Switch & device, Scenario const & scenario, std::
 }
 
 std::string describe( Scenario const & scenario, Unmet const & unmet ) {
-   return placeOf( scenario.file, unmet.pointer ) + ": wanted " + unmet.wanted + ", found " +
-          unmet.found;
+   return placeOf( scenario.file, unmet.pointer ) + ": wanted " + Kel::shownName( unmet.wanted ) +
+          ", found " + Kel::shownName( unmet.found );
 }
 
 void checkDeath( Scenario const & scenario ) {
    if ( !scenario.expectDeath ) {
       return;
+   }
+   if ( scenario.expectDeath->empty() ) {
+      throw InputError( scenario.file, "/expectDeath", "wants a text: every end would fit this" );
    }
    regex_t pattern;
    int const error = ::regcomp( &pattern, scenario.expectDeath->c_str(), REG_EXTENDED | REG_NOSUB );

@@ -30,7 +30,10 @@ void RuleCounts::observe( Runner::Switch const & device ) {
       std::map< IntfId, std::uint32_t > hosts;
       for ( auto const & [name, flow] : info->flowInfo() ) {
          for ( auto const & [host, intf] : flow->boundHost() ) {
-            ++hosts[intf];
+            // One without a place has no rule to be counted for.
+            if ( intf ) {
+               ++hosts[intf];
+            }
          }
          if ( flow->ruleInfoCount() != 0 ) {
             counted.insert( fragment.stringValue() );

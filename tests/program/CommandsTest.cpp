@@ -356,6 +356,21 @@ TEST_F( CommandsTest, WhatEndsOrStarvesTheProgramIsOneLineAndNoHarm ) {
    refused( "$Q show flows --state /dev/null", "/dev/null: /: cannot be read: it is a device\n" );
    refused( "$Q run s.json --dump /dev/full", "/dev/full: /: cannot be written: No space .*\n" );
    refused( "$Q check s.db", "s.db: /: is the state file of a run, and no document\n" );
+   refused( "printf '{\"steps\":[]}\\0x' > nul; $Q check nul",
+            "nul: /: holds a NUL byte, at offset 12\n" );
+   refused( "$Q run s.json --state s.json", "s.json: /: cannot be the state file: it is .*\n" );
+   // What was made for a run that is refused goes again, and an earlier trace stays.
+   refused( "ln -s target link; $Q run s.json --dump link --journal missing/x",
+            "missing/x: /: cannot be written: No such .*\n" );
+   refused( "$Q run s.json --trace-file t --state missing/x", "missing/x: .*\n" );
+   refused( "$Q run s.json --trace-file missing/t --state fresh", "missing/t: .*\n" );
+   for ( char const * file : { "target", "t", "fresh", "fresh-wal" } ) {
+      EXPECT_FALSE( fs::exists( directory / file ) ) << file;
+   }
+   std::string const longName( 300, 'x' );
+   refused( "$Q run s.json --dump " + longName + " --journal " + longName + "y",
+            "x+[^:]*: /: cannot be written: File name too long\n" );
+   EXPECT_LT( run( "run s.json --trace " + longName + longName + "=3" ).text.size(), 1200u );
 
    std::string hosts;
    for ( int n = 0; n != 20'000; ++n ) {
@@ -373,7 +388,8 @@ TEST_F( CommandsTest, WhatEndsOrStarvesTheProgramIsOneLineAndNoHarm ) {
    int starved = 0;
    for ( int kilobytes = 14'000; kilobytes < 40'000; kilobytes += 2'000 ) {
       Ended const ended = shell( "ulimit -v " + std::to_string( kilobytes ) +
-                                 "; $Q run big.json --state s.db > end" );
+                                 "; $Q run big.json --state s.db --dump new > end" );
+      EXPECT_EQ( fs::exists( directory / "new" ), ended.code == 0 ) << kilobytes;
       starved += ended.code == 2;
       EXPECT_THAT( ended.code, testing::AnyOf( 0, 2 ) ) << kilobytes;
       EXPECT_EQ( std::ranges::count( ended.text, '\n' ), ended.code / 2 ) << ended.text;

@@ -33,12 +33,24 @@ std::string inputText( T const & v ) {
    return text.str();
 }
 
-template < class Machine, int n = 0 >
-constexpr char const * firstInputName() {
-   if constexpr ( isArgument< AttributeType< Machine, n > > ) {
+/** The name of a machine's input, counted from 0. */
+template < class Machine, std::size_t input, int n = 0 >
+constexpr char const * inputName() {
+   if constexpr ( isArgument< AttributeType< Machine, n > > &&
+                  inputsBefore< Machine, n >() == input ) {
       return Machine::kelAttribute( Index< n >{} ).name;
    } else {
-      return firstInputName< Machine, n + 1 >();
+      return inputName< Machine, input, n + 1 >();
+   }
+}
+
+/** Which of a machine's inputs tells its key: the first, unless the machine says `keyInput`. */
+template < class Machine >
+constexpr std::size_t keyInputOf() {
+   if constexpr ( requires { Machine::keyInput; } ) {
+      return Machine::keyInput;
+   } else {
+      return 0;
    }
 }
 
@@ -77,14 +89,15 @@ DifferentInput differentInput( Machine & machine, Inputs const &... inputs ) {
 [[noreturn]] void throwNullParameter( StateMachine const & owner, char const * parameter,
                                       char const * attribute );
 
-/** Throws RangeException when the record that tells a new member's key, its first input, is null.
- */
-template < class Machine, class Record, class... Others >
-void checkKeyRecord( StateMachine const & owner, char const * attribute, Record const & record,
-                     Others const &... ) {
+/** Throws RangeException when the record that tells a new member's key is null. */
+template < class Machine, class... Inputs >
+void checkKeyRecord( StateMachine const & owner, char const * attribute,
+                     Inputs const &... inputs ) {
+   constexpr std::size_t input = keyInputOf< Machine >();
+   auto const & record = std::get< input >( std::tie( inputs... ) );
    if constexpr ( requires { record.ptr(); } ) {
       if ( !record ) {
-         throwNullParameter( owner, firstInputName< Machine >(), attribute );
+         throwNullParameter( owner, inputName< Machine, input >(), attribute );
       }
    }
 }
@@ -265,6 +278,10 @@ class NestedMap : public MachineMap< HashMap2018, K, Machine > {
       }
       Ptr< Machine > fresh = construct< Machine >( notifier, tie_ );
       fresh->kelDoZombieReactors( owner.kelMarkedForDeletion() );
+      if ( !tie_ ) {
+         // It has no owner to work for any more.
+         return fresh;
+      }
       return this->add( owner, key, fresh );
    }
 

@@ -36,7 +36,7 @@ void FarIntfNimbusHostMacSm::handleNimbusVniBaseDir( Kel::Name const & name ) {
       return;
    }
    if ( vlan().isNone() || !intfId() ) {
-      KEL_TRACE_RETURN( " return: not ready" );
+      KEL_TRACE_INFO( " return: not ready" );
       return;
    }
    if ( Kel::Ptr< Kel::Entity const > const entity = nimbusVniBaseDir()->entity( name ) ) {
@@ -64,7 +64,7 @@ void FarIntfNimbusHostMacSm::handleMacVtepTable( Wirekit::EthAddr const & macAdd
    }
    MacVlanPair const mvp{ macAddr, Bridging::VlanId( vlan() ) };
    if ( !interceptedHostHas( mvp ) ) {
-      KEL_TRACE_RETURN( " return: not an intercept host" );
+      KEL_TRACE_INFO( " return: not an intercept host" );
       return;
    }
    MacVtepV2 const macVtep = vniFdbStatusV2()->macVtepTable( macAddr );

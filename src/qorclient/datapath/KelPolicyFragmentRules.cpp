@@ -48,10 +48,10 @@ OpenFlowTable::TableType KelPolicyFragment::getTableType(
    KEL_TRACE_SCOPE( " flow: ", flowConfig.flowName );
    switch ( flowConfig.interceptPoint ) {
       case InterceptPoint::interceptIngress:
-         KEL_TRACE_RETURN( " returning preLookup" );
+         KEL_TRACE_INFO( " returning preLookup" );
          return OpenFlowTable::TableType::preLookup;
       case InterceptPoint::interceptEgress:
-         KEL_TRACE_RETURN( " returning preTransmit" );
+         KEL_TRACE_INFO( " returning preTransmit" );
          return OpenFlowTable::TableType::preTransmit;
    }
    Kel::assertFail( "false && \"Unsupported intercept type\"", "QorClientDatapathV1", __LINE__,
@@ -92,7 +92,7 @@ OpenFlowTable::Match KelPolicyFragment::buildMatch( Qor::V1::PolicyFlowInfo cons
       match.inIntfIs( ruleKey.inIntf, true );
       match.matchFieldSet |= MatchField::inIntf;
    }
-   KEL_TRACE_RETURN( " returning ", match );
+   KEL_TRACE_INFO( " returning ", match );
    return match;
 }
 
@@ -129,7 +129,7 @@ OpenFlowTable::Actions KelPolicyFragment::buildAction( Qor::V1::PolicyFlowInfo c
    }
    KEL_TRACE_INFO( "Re-writes VLAN to ", vlan, ", drops tag for native vlan ",
                    dropTag ? "True" : "False" );
-   KEL_TRACE_RETURN( " returning ", actions );
+   KEL_TRACE_INFO( " returning ", actions );
    return actions;
 }
 

@@ -79,11 +79,11 @@ bool KelPolicyFragment::hasServiceFlowInterceptChanged( Kel::String const & flow
    for ( QorClient::RuleKey const & ruleKey : info->ruleInfoKeys() ) {
       if ( ingress ? bool( ruleKey.outIntf ) : bool( ruleKey.inIntf ) ) {
          KEL_TRACE_INFO( "Intercept point is changed" );
-         KEL_TRACE_RETURN( " returning true" );
+         KEL_TRACE_INFO( " returning true" );
          return true;
       }
    }
-   KEL_TRACE_RETURN( " returning false" );
+   KEL_TRACE_INFO( " returning false" );
    return false;
 }
 

@@ -20,7 +20,7 @@ void NearIntfGlideMacSm::handleGlideMac() {
    KEL_TRACE_SCOPE( " vmac: ", vmac, " vlan: ", vlan(), " near interface: ", intfId() );
    if ( vlan().isNone() || !intfId() ) {
       glideMacIs( vmac );
-      KEL_TRACE_RETURN( " return: not ready " );
+      KEL_TRACE_INFO( " return: not ready " );
       return;
    }
    if ( vmac != glideMac() ) {

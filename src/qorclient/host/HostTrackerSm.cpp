@@ -125,7 +125,7 @@ std::uint32_t HostTrackerSm::getVidForFid( std::uint32_t fid ) {
    if ( VlanId const * vid = vidForFid_.find( fid ) ) {
       return vid->value();
    }
-   KEL_TRACE_RETURN( "return vid=fid=", fid );
+   KEL_TRACE_INFO( "return vid=fid=", fid );
    return fid;
 }
 
@@ -142,7 +142,7 @@ VlanId HostTrackerSm::getServiceVlan( VlanId oVlan ) const {
          break;
       }
    }
-   KEL_TRACE_RETURN( " returning ", found );
+   KEL_TRACE_INFO( " returning ", found );
    return found;
 }
 
@@ -351,7 +351,7 @@ void HostTrackerSm::handleCachedPeerLinkIntfId() {
    IntfId const peerLink = agentStatus()->cachedPeerLinkIntfId();
    KEL_TRACE_SCOPE( " peerLink: ", peerLink );
    if ( !peerLink ) {
-      KEL_TRACE_RETURN( " peerlink is removed. return" );
+      KEL_TRACE_INFO( " peerlink is removed. return" );
       return;
    }
    removeHostsOnIntf( peerLink );

@@ -30,6 +30,7 @@ class FlowGroupConfigSm : public Kel::StateMachine {
    // Own state.
    KEL_OWN( bool, initialized )
 
+   static constexpr std::size_t keyInput = 1;
    static QorL3::V1::FlowGroupOrder keyOf(
       auto const &, Kel::Ptr< QorL3::V1::FlowGroupConfig const > const & flowGroupConfig,
       auto const &... ) {

@@ -33,6 +33,7 @@ class FlowGroupStatusSm : public Kel::StateMachine {
    KEL_CHILDREN_BY_KEY( Kel::String, FlowStatusSm, flowStatusSm )
    KEL_OWN( bool, initialized )
 
+   static constexpr std::size_t keyInput = 1;
    static QorL3::V1::FlowGroupOrder keyOf(
       auto const &, Kel::Ptr< QorL3::V1::FlowGroupStatus > const & flowGroupStatus,
       auto const &... ) {

@@ -18,6 +18,7 @@ class PerGroupTypeStatusSm : public Kel::StateMachine {
    // Own state.
    KEL_OWN( bool, initialized )
 
+   static constexpr std::size_t keyInput = 1;
    static Kel::String keyOf(
       auto const &,
       Kel::Ptr< OpenFlowTable::TrafficStreamGroupHwStatus const > const & groupHwStatus ) {

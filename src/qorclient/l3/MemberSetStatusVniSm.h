@@ -23,6 +23,7 @@ class MemberStatusSm : public Kel::StateMachine {
    // Own state.
    KEL_OWN( bool, initialized )
 
+   static constexpr std::size_t keyInput = 1;
    static OpenFlowTable::TrafficStreamEndPointId keyOf(
       auto const &,
       Kel::Ptr< OpenFlowTable::TrafficStreamEndPointStatus const > const & endPointStatus,

@@ -11,12 +11,22 @@ namespace {
 using namespace Sample;
 using Kel::Ptr, Kel::String;
 
+/** Its second input tells its key. */
+class LabelSm : public Kel::StateMachine {
+   KEL_LOCAL_STATE_MACHINE( LabelSm )
+   KEL_GIVEN( String, label )
+   KEL_GIVEN( Ptr< Box >, box )
+   static constexpr std::size_t keyInput = 1;
+   static String keyOf( String const &, Ptr< Box > const & box ) { return box->name(); }
+};
+
 class OwnerSm : public Kel::StateMachine {
    KEL_LOCAL_STATE_MACHINE( OwnerSm )
    KEL_GIVEN( Script *, script )
    KEL_CHILD( WatchSm, child )
    KEL_CHILDREN_BY_KEY( String, WatchSm, watch )
    KEL_CHILDREN_IN_ORDER( String, WatchSm, sorted )
+   KEL_CHILDREN_BY_KEY( String, LabelSm, label )
 
  protected:
    void handleEnd() override { script()->event( "owner end" ); }
@@ -144,6 +154,7 @@ TEST_F( ChildrenTest, AChildByKeyIsMadeOnceAndRefusesOtherInputs ) {
    } catch ( Kel::RangeException const & e ) {
       EXPECT_STREQ( e.what(), "null _box parameter to mutator for OwnerSm::watch not allowed\"" );
    }
+   EXPECT_THROW( owner->labelIs( String( "a" ), Ptr< Box >() ), Kel::RangeException );
    EXPECT_EQ( owner->watch( "a" ), a );
    EXPECT_EQ( owner->watchCount(), 1u );
    EXPECT_EQ( a->box(), box );
