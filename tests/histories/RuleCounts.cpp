@@ -9,6 +9,21 @@ namespace Histories {
 using QorClient::DatapathV1::KelPolicyFragment;
 using Wirekit::IntfId;
 
+namespace {
+
+/** How many flows and sets have bound a VNI, on whatever interfaces. */
+std::uint64_t bindingsOf( QorClient::Status const & status, std::string const & vni ) {
+   std::uint64_t count = 0;
+   for ( auto const & [fragment, info] : status.policyFragmentInfo() ) {
+      for ( auto const & [key, users] : info->boundVni() ) {
+         count += Kel::textOf( key.vni ) == vni ? users : 0;
+      }
+   }
+   return count;
+}
+
+}  // namespace
+
 void RuleCounts::observe( Runner::Switch const & device ) {
    auto const status = device.entity< QorClient::Status >( "qorclient/status" );
    bool const needed =
@@ -52,8 +67,11 @@ void RuleCounts::observe( Runner::Switch const & device ) {
             for ( auto const vni :
                   { flow->flowConfig().match.vni, flow->flowConfig().action.vni } ) {
                std::string const text = Kel::textOf( vni );
-               broughtVlan =
-                  broughtVlan || ( mapped.contains( text ) && !mapped_.contains( text ) );
+               // A flow that is read again has given up its VNIs, with their VLANs where nobody
+               // else has bound them.
+               broughtVlan = broughtVlan ||
+                             ( mapped.contains( text ) &&
+                               ( !mapped_.contains( text ) || bindingsOf( *status, text ) == 1 ) );
             }
          }
          std::map< IntfId, std::uint32_t > counts;
