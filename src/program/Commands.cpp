@@ -15,6 +15,7 @@
 #include "platform/kel/StandardError.h"
 #include "platform/kel/TraceHandle.h"
 #include "program/CheckCommand.h"
+#include "program/DescribeCommand.h"
 #include "program/RunCommand.h"
 #include "program/ShowCommand.h"
 #include "program/WhyCommand.h"
@@ -34,6 +35,7 @@ struct Arguments {
    std::vector< std::string > traces;
    ShowOptions show;
    WhyOptions why;
+   DescribeOptions describe;
    std::string scenario;
    std::string traceFile;
 };
@@ -121,6 +123,14 @@ void addCommands( CLI::App & app, Arguments & arguments ) {
    why.add_option( "FLOW", arguments.why.flow, "A flow, FRAGMENT/FLOW or VRF/FLOW" )->required();
    addSource( why, arguments.why.source, arguments.why.json );
 
+   CLI::App & describe = *app.add_subcommand(
+      "describe", "Say what the state is made of: paths, attributes, keys, numbers, writers" );
+   CLI::Option & described = *describe.add_option( "PATH|TYPE", arguments.describe.name,
+                                                   "A path or a type; without it, all paths" );
+   described.check( someName );
+   describe.add_flag( "--markdown", arguments.describe.markdown, "Everything, as a page" )
+      ->excludes( &described );
+
    app.add_subcommand( "graph", "Print the wiring as Graphviz DOT" );
 
    CLI::App & decode = *app.add_subcommand( "decode", "Print a binary trace as text" );
@@ -147,6 +157,8 @@ int runCommand( std::string const & name, Arguments const & arguments ) {
       return showTable( arguments.show );
    } else if ( name == "why" ) {
       return explainFlow( arguments.why );
+   } else if ( name == "describe" ) {
+      return describeState( arguments.describe );
    } else if ( name == "graph" ) {
       printGraph( std::cout );
    } else {

@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "documents/Document.h"
+#include "documents/NumberNames.h"
 #include "scenario/Scenario.h"
 #include "stores/sqlite/SqliteStore.h"
 #include "views/tables/TextTable.h"
@@ -30,7 +31,7 @@ Switch const & ofDocument( std::string const & file ) {
       throw InputError( file, "", "is a scenario, and no state: --scenario plays it" );
    }
    try {
-      device.patch( document );
+      device.patch( withNumbers( document ) );
    } catch ( Kel::ValueError const & e ) {
       throw InputError( file, e );
    }

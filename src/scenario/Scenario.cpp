@@ -3,6 +3,7 @@
 #include <regex.h>
 
 #include "documents/Document.h"
+#include "documents/NumberNames.h"
 #include "documents/StateCheck.h"
 #include "platform/kel/Assert.h"
 #include "platform/kel/StandardError.h"
@@ -36,8 +37,9 @@ CorruptStep readCorrupt( Value const & value ) {
 
 template < class DocumentStep >
 DocumentStep readDocumentStep( Value const & value ) {
-   checkState( value );
-   return { value };
+   Value document = withNumbers( value );
+   checkState( document );
+   return { std::move( document ) };
 }
 
 /** The members that make a step, and how each is read, in the order of the kinds of steps. */

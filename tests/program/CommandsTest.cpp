@@ -115,6 +115,9 @@ TEST_F( CommandsTest, BadInputIsOneLineAndExitCode2 ) {
       refused( R"({"steps":[{"advance":1},{"expect":{"mlag/status":{"x":null}}}]})" ),
       "s.json: /steps/1/expect/mlag~1status/x: unknown attribute of Mlag::Status; there are: "
       "mlagState\n" );
+   EXPECT_EQ( refused( R"({"steps":[{"patch":{"mlag/status":{"mlagState":"primary"}}}]})" ),
+              "s.json: /steps/0/patch/mlag~1status/mlagState: "
+              "wants a number or one of none, secondary, not \"primary\"\n" );
    EXPECT_EQ( refused( R"({"steps":[],"noRestartAfter":[0]})" ),
               "s.json: /: wants a member \"noRestartWhy\" with \"noRestartAfter\"\n" );
 
