@@ -127,8 +127,7 @@ class EntityManager : public Kel::PtrInterface, private Kel::ChangeSink {
    ~EntityManager() override;
 
  private:
-   void changed( Kel::Notifier const & notifier, Kel::AttributeId attribute,
-                 void const * key ) override;
+   void changed( Kel::Notifier const & notifier, Kel::AttributeId id, void const * key ) override;
    void sinkIs();
    /** Where the entity's root stands; the end for one that has no place here. */
    Entities::const_iterator rootOf( Kel::Entity const & entity ) const;

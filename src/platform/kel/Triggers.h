@@ -72,7 +72,7 @@ constexpr Trigger triggerRow( char const * attributeName, char const * handlerNa
                      return;
                   }
                   auto & machine = static_cast< Owner & >( owner );
-                  runHeld( machine, [&machine, key] {
+                  runHeld( machine, [&] {
                      if constexpr ( hasKeyed ) {
                         Handler{}( machine, *static_cast< Key const * >( key ) );
                      } else {
