@@ -86,8 +86,11 @@ void TaskScheduler::run( std::function< bool() > const & stop ) {
    while ( !stop() ) {
       if ( !runOne() ) {
          constexpr Seconds longestWait = 1;
-         Seconds next = timers_.empty() ? endOfTime : timers_.begin()->first.first;
-         time_->sleepUntil( std::min( next, now() + longestWait ) );
+         Seconds until = now() + longestWait;
+         if ( !timers_.empty() ) {
+            until = std::min( until, timers_.begin()->first.first );
+         }
+         time_->sleepUntil( until );
       }
    }
 }
