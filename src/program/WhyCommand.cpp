@@ -18,6 +18,7 @@ constexpr std::size_t flowsNamed = 8;
 
 std::vector< std::string > pathsOf( std::vector< FlowPlace > const & flows ) {
    std::vector< std::string > paths;
+   paths.reserve( flows.size() );
    for ( FlowPlace const & flow : flows ) {
       paths.push_back( flowPath( flow.place, flow.flow ) );
    }

@@ -42,7 +42,7 @@ Kel::Ptr< Clock > clockOf( Corestore::EntityManager & em ) {
    if ( !entity ) {
       throw Kel::ValueError( "is no clock" ).below( path );
    }
-   auto const clock = Kel::ptrCast< Clock >( entity );
+   auto clock = Kel::ptrCast< Clock >( entity );
    if ( !( clock->now() >= 0 && clock->now() <= latest ) ) {
       throw Kel::ValueError( "tells no time" ).below( "now" ).below( path );
    }

@@ -157,8 +157,7 @@ class EntityManager : public Kel::PtrInterface, private Kel::ChangeSink {
    void arrived( std::vector< RowChange > const & changes );
    void applyArrival( RowChange const & change );
    void tellObservers( Change const & change );
-   void changed( Kel::Notifier const & notifier, Kel::AttributeId attribute,
-                 void const * key ) override;
+   void changed( Kel::Notifier const & notifier, Kel::AttributeId id, void const * key ) override;
    void sinkIs();
    /** Where the entity's root stands; the end for one that has no place here. */
    Entities::const_iterator rootOf( Kel::Entity const & entity ) const;

@@ -98,7 +98,7 @@ void put( RingBuf & ring, std::uint16_t value ) {
 }
 
 void put( RingBuf & ring, bool value ) {
-   char const byte = value;
+   char const byte = value ? 1 : 0;
    ring.append( &byte, 1 );
 }
 

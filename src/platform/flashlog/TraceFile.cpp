@@ -92,7 +92,7 @@ void TraceFile::layOut( SizeSpec const & sizes ) {
       if ( kib > Format::maxRingKiB ) {
          throw std::runtime_error( "a ring of " + std::to_string( kib ) + " KiB is too large" );
       }
-      offset += kib * 1024u;
+      offset += std::uint64_t{ kib } * 1024;
    }
    mapSize_ = offset + Format::maxDescBytes;
    extend( offset + options_.descBytes );

@@ -21,8 +21,8 @@ Ptr< Entity > Dir::entity( Name const & name ) const {
 Ptr< Entity > Dir::createEntity( Name const & typeName, Name const & name,
                                  std::function< void( Entity & ) > const & prepare ) {
    TypeRecord const * const type = typeNode( typeName );
-   Ptr< Entity > const standing = entity( name );
-   Ptr< Entity > const fresh = type && !standing ? type->create( name ) : nullptr;
+   Ptr< Entity > standing = entity( name );
+   Ptr< Entity > fresh = type && !standing ? type->create( name ) : nullptr;
    if ( !type || ( !standing && !fresh ) ) {
       throw NoTypeNodeException( "unable to find type " + typeName.stringValue() +
                                  " to create entity" );

@@ -12,25 +12,82 @@
 #include "platform/kel/Walk.h"
 
 /*
- * How a state machine is declared.
+ * How a state machine is declared: here one that watches a service and owns two others, a child,
+ * and for each interface of a set a nested reactor.
  *
- *   class ServiceStatusSm : public Kel::StateMachine {
- *      KEL_STATE_MACHINE( QorClient::ServiceStatusSm )
+ *   class ServiceSm : public Kel::StateMachine {
+ *      KEL_STATE_MACHINE( Example::ServiceSm )
  *      // Inputs: given at construction, in this order.
- *      KEL_REACTOR( KelServiceStatus, Controller::ServiceStatusV1 const, serviceStatus,
+ *      KEL_REACTOR( KelStatus, Controller::ServiceStatusV1 const, status,
  *         KEL_ON( enabled, handleEnabled ) )
- *      KEL_GIVEN( QorClient::ServiceMonitorSm *, parent )
+ *      KEL_REACTOR( KelIntfConfig, Bridging::SwitchIntfConfigDir const, intfConfig,
+ *         KEL_ON( switchIntfConfig, handleIntfConfig ) )
+ *      KEL_GIVEN( Kel::Ptr< QorClient::Status >, agentStatus )
+ *      // Children.
+ *      KEL_CHILD( ReportSm, reportSm )
+ *      KEL_NESTED( Wirekit::IntfId, IntfSm, intf )
  *      // Own state.
  *      KEL_OWN( bool, initialized )
+ *      // Handlers.
+ *      void createNestedReactors() override;
  *      void handleInitialized() override;
  *      void handleEnabled();
+ *      void handleIntfConfig( Wirekit::IntfId const & intfId );
+ *    protected:
+ *      void handleEnd() override;
  *   };
- *   KEL_FACTORY( serviceStatusSmFactory, ServiceStatusSm )
+ *   KEL_FACTORY( serviceSmFactory, ServiceSm )
  *
  * There is no constructor to write: an owner makes the machine with the inputs as arguments. Each
  * declaration leaves the access at public. The machine's source file holds one more line,
  *
- *   KEL_MACHINE_TYPE( QorClient::ServiceStatusSm )
+ *   KEL_MACHINE_TYPE( Example::ServiceSm )
+ *
+ * A child is made and deleted by its owner, with its inputs. A second `xIs` with equal inputs
+ * leaves the child as it is; with others it makes a new one.
+ *
+ *   void ServiceSm::handleEnabled() {
+ *      if ( status()->enabled() ) {
+ *         reportSmIs( agentStatus() );
+ *      } else {
+ *         reportSmDel();
+ *      }
+ *   }
+ *
+ * A nested reactor is a machine too: its first input is what it watches, its second the owner.
+ *
+ *   class IntfSm : public Kel::StateMachine {
+ *      KEL_STATE_MACHINE( Example::IntfSm )
+ *      KEL_REACTOR( KelConfig, Bridging::Input::SwitchIntfConfig const, config,
+ *         KEL_ON( trunkNativeVlan, handleTrunkNativeVlan ) )
+ *      KEL_OWNER( ServiceSm, owner )
+ *      static Wirekit::IntfId keyOf(
+ *         Kel::Ptr< Bridging::Input::SwitchIntfConfig const > const & config );
+ *      void handleTrunkNativeVlan();
+ *   };
+ *
+ * The owner makes those for what stands already in `createNestedReactors`, and the others as they
+ * come:
+ *
+ *   void ServiceSm::createNestedReactors() {
+ *      for ( auto const & [intfId, config] : intfConfig()->switchIntfConfig() ) {
+ *         intfIs( config );
+ *      }
+ *   }
+ *   void ServiceSm::handleIntfConfig( Wirekit::IntfId const & intfId ) {
+ *      if ( auto const config = intfConfig()->switchIntfConfig( intfId ) ) {
+ *         intfIs( config );
+ *      } else {
+ *         intfDel( intfId );
+ *      }
+ *   }
+ *
+ * The end runs when the last reference goes, while inputs and children still work, and takes back
+ * what the machine has written. It does not run at the end of the process (`kelMakeTreeZombie`).
+ *
+ *   void ServiceSm::handleEnd() {
+ *      agentStatus()->activeIs( false );
+ *   }
  */
 
 /** Opens a state machine; `Type` is its full name. */

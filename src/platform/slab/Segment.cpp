@@ -133,8 +133,8 @@ std::string processSegmentName( std::string const & tablePath ) {
    std::string path = tablePath;
    std::replace( path.begin(), path.end(), '/', '.' );
    for ( ;; ) {
-      std::string const name = "/" + std::string( namePrefix ) + std::to_string( ::getpid() ) +
-                               "-" + std::to_string( counter++ ) + "-" + path;
+      std::string name = "/" + std::string( namePrefix ) + std::to_string( ::getpid() ) + "-" +
+                         std::to_string( counter++ ) + "-" + path;
       // A killed process of the same number may have left this very name.
       int const taken = ::shm_open( name.c_str(), O_RDONLY, 0 );
       if ( taken < 0 ) {

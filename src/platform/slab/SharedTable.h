@@ -96,7 +96,7 @@ class SharedTable {
    /** Adds or overwrites a row; an equal, sound row is left as it is. An overwrite keeps the row's
     *  place in the order and heals a damaged row. Throws Kel::RangeException, with nothing changed,
     *  if the key is new and the table full. */
-   PutResult put( Bytes key, Bytes row );
+   PutResult put( Bytes key, Bytes bytes );
 
    /** False if there is no such row. A damaged row can be erased. */
    bool erase( Bytes key );
@@ -137,7 +137,7 @@ class SharedTable {
 
    std::optional< std::size_t > find( Bytes key, std::uint64_t hash ) const;
    std::uint64_t storedChecksum( std::size_t slot ) const;
-   bool holds( std::size_t slot, Bytes key, Bytes row, std::uint64_t checksum ) const;
+   bool holds( std::size_t slot, Bytes key, Bytes bytes, std::uint64_t checksum ) const;
    void indexRow( std::size_t slot );
    void compact();
 

@@ -23,7 +23,8 @@ class KeyHash {
    constexpr std::size_t value() const {
       std::uint32_t end = hash_ * 9;
       end ^= end >> 11;
-      return end * 32769;
+      end *= 32769;
+      return end;
    }
 
  private:

@@ -62,10 +62,10 @@ class SqliteStore final : public Store {
    void makePrivate( std::string const & path );
    void prepare();
    /** Runs SQL that yields nothing. */
-   void execute( char const * sql );
+   void execute( char const * text );
    /** The first column of the first row; empty for none. */
-   std::string ask( char const * sql );
-   void run( Statement statement, std::initializer_list< std::string_view > texts );
+   std::string ask( char const * text );
+   void run( Statement which, std::initializer_list< std::string_view > texts );
    void beginStep();
    /** Throws StoreError with the database's own reason, after undoing the step under way. */
    [[noreturn]] void fail( char const * what );

@@ -15,6 +15,7 @@
 #include <functional>
 #include <random>
 #include <system_error>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -303,45 +304,76 @@ TEST_F( SharedTableTest, AWriterThatDiesInTheMiddleIsReportedNotAwaited ) {
    EXPECT_EQ( get( table, 1 ), 1 );
 }
 
-TEST_F( SharedTableTest, ReadersInAnotherProcessSeeWholeRowsInOrderWhileTheWriterWorks ) {
-   constexpr std::uint32_t stop = 0xffffffff;
-   auto table = make( name, 64 );
-   put( table, 1000, 0 );  // stands throughout
-   pid_t const child = inChild( [this] {
-      ::alarm( 30 );  // no orphan, should the parent fail first
-      auto const view = reader( name );
-      for ( long seen = 0;; ) {
-         std::uint32_t previous = 0;
-         unsigned met = 0;
-         std::uint32_t key = 0;
-         Row row;
-         for ( auto cursor = view.begin(); cursor.next( out( key ), out( row ) ); ) {
-            if ( row != rowOf( row[0] ) )
-               return 1;  // a mixture
-            met += key == 1000;
-            // Apart from the fixed row, later keys are larger: the writer counts up.
-            if ( key != 1000 && std::exchange( previous, key ) >= key )
-               return 2;
-         }
-         if ( met != 1 )
-            return 3;
-         long const now = get( view, 1000 );
-         if ( now < seen )
-            return 4;
-         seen = now;
-         if ( get( view, stop ) == 1 )
-            return get( view, 1000 ) > 0 ? 0 : 5;
+constexpr std::uint32_t stop = 0xffffffff;
+constexpr std::uint32_t fixedKey = 1000;
+
+/** Reads until the row `stop` comes; 0 when every row was whole and in its order. */
+int readUntilStop( SharedTable const & view ) {
+   for ( long seen = 0;; ) {
+      std::uint32_t previous = 0;
+      unsigned met = 0;
+      std::uint32_t key = 0;
+      Row row;
+      for ( auto cursor = view.begin(); cursor.next( out( key ), out( row ) ); ) {
+         if ( row != rowOf( row[0] ) )
+            return 1;  // a mixture
+         met += key == fixedKey;
+         // Apart from the fixed row, later keys are larger: the writer counts up.
+         if ( key != fixedKey && std::exchange( previous, key ) >= key )
+            return 2;
       }
-   } );
+      if ( met != 1 )
+         return 3;
+      long const now = get( view, fixedKey );
+      if ( now < seen )
+         return 4;
+      seen = now;
+      if ( get( view, stop ) == 1 )
+         return get( view, fixedKey ) > 0 ? 0 : 5;
+   }
+}
+
+void writeUntilStop( SharedTable & table ) {
    auto const until = std::chrono::steady_clock::now() + std::chrono::milliseconds( 400 );
    for ( std::uint32_t i = 2000; std::chrono::steady_clock::now() < until; ++i ) {
-      put( table, 1000, i );
+      put( table, fixedKey, i );
       put( table, i, i );
       if ( i >= 2020 )
          erase( table, i - 20 );
    }
    put( table, stop, 1 );
+}
+
+TEST_F( SharedTableTest, ReadersInAnotherProcessSeeWholeRowsInOrderWhileTheWriterWorks ) {
+   auto table = make( name, 64 );
+   put( table, fixedKey, 0 );  // stands throughout
+   pid_t const child = inChild( [this] {
+      ::alarm( 30 );  // no orphan, should the parent fail first
+      return readUntilStop( reader( name ) );
+   } );
+   writeUntilStop( table );
    EXPECT_EQ( wait( child ), 0 );
+}
+
+// On one mapping, so that a thread sanitizer sees where writer and readers meet.
+TEST_F( SharedTableTest, ReadersInThreadsSeeTheSame ) {
+   auto table = make( name, 64 );
+   put( table, fixedKey, 0 );
+   std::array< int, 3 > results{ -1, -1, -1 };
+   {
+      std::vector< std::jthread > readers;
+      for ( int & result : results ) {
+         readers.emplace_back( [&table, &result] {
+            try {
+               result = readUntilStop( table );
+            } catch ( Corruption const & ) {
+               result = 6;
+            }
+         } );
+      }
+      writeUntilStop( table );
+   }
+   EXPECT_EQ( results, ( std::array< int, 3 >{} ) );
 }
 
 // Against a plain list, with cursors under way, so that every pairing of step and change comes up.
