@@ -91,8 +91,16 @@ void L2RibMemory::rememberSets( Runner::Switch const & device ) {
    }
 }
 
+std::set< std::string > L2RibMemory::vlansOf( std::string const & vni ) const {
+   auto const found = vlansByVni_.find( vni );
+   return found == vlansByVni_.end() ? std::set< std::string >() : found->second;
+}
+
 void L2RibMemory::observe( Runner::Switch const & device, Runner::Step const & step ) {
    rememberSets( device );
+   for ( auto const & [vni, vlan] : vlansOfVnis() ) {
+      vlansByVni_[vni].insert( vlan );
+   }
    auto const before = std::exchange( rows_, rowsOf( device ) );
    if ( auto const * damage = std::get_if< Runner::CorruptStep >( &step ) ) {
       for ( auto const & row : damage->rows ) {

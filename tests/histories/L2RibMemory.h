@@ -24,6 +24,9 @@ class L2RibMemory {
  public:
    /** To be told of every step. */
    void observe( Runner::Switch const & device, Runner::Step const & step );
+   /** The VLANs that a VNI has or has had: a row that nobody is told to take back stays when the
+    * VNI loses its VLAN. */
+   std::set< std::string > vlansOf( std::string const & vni ) const;
    /** With the rows of a switch that was given the last inputs at once, but for some VLANs. */
    void compare( Complaints & complaints, Runner::Switch const & fresh,
                  std::set< std::string > const & leftOutVlans ) const;
@@ -41,6 +44,7 @@ class L2RibMemory {
    void rememberSets( Runner::Switch const & device );
 
    Rows rows_;
+   std::map< std::string, std::set< std::string > > vlansByVni_;
    /** The sets of each VLAN now, and the VLANs that have had several. */
    std::map< std::string, std::set< std::string > > sets_;
    std::set< std::string > contested_;

@@ -265,8 +265,7 @@ std::vector< std::string > Scratch::differences() const {
       for ( auto const & [side, vni] :
             rowsOf( state_, { "qor/version1/policy", "policy", "policyFragment", fragment } ) ) {
          if ( side == "originalVni" || side == "serviceVni" ) {
-            auto const vlan = vlans_.find( Corestore::jsonLine( vni ) );
-            leftOut.insert( vlan == vlans_.end() ? "" : vlan->second );
+            leftOut.merge( policy_.l2Rib().vlansOf( Corestore::jsonLine( vni ) ) );
          }
       }
    }
