@@ -1,5 +1,7 @@
 #include "platform/wirekit/IntfId.h"
 
+#include <array>
+
 namespace Wirekit {
 
 namespace {
@@ -31,9 +33,32 @@ NameTable & names() {
    return table;
 }
 
+/** The number of a name. A switch has few interfaces, whose names are asked for over and over, and
+ *  the table takes a lock. */
+NameTable::Index numberOf( std::string_view name ) {
+   struct Known {
+      std::string_view name;
+      NameTable::Index index = 0;
+   };
+   thread_local constinit std::array< Known, 64 > recent{};
+   if ( name.size() < 2 ) {
+      return names().intern( name );
+   }
+   // Names differ in their last digits.
+   auto const at = [name]( std::size_t fromEnd ) {
+      return static_cast< unsigned char >( name[name.size() - fromEnd] );
+   };
+   Known & known = recent[( at( 1 ) + at( 2 ) * 10U ) % recent.size()];
+   if ( known.name != name ) {
+      NameTable::Index const index = names().intern( name );
+      known = { names().name( index ), index };
+   }
+   return known.index;
+}
+
 }  // namespace
 
-IntfId::IntfId( std::string_view name ) : index_( names().intern( name ) ) {}
+IntfId::IntfId( std::string_view name ) : index_( numberOf( name ) ) {}
 
 std::string_view IntfId::name() const {
    return names().name( index_ );

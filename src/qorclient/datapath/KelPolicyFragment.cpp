@@ -46,13 +46,32 @@ Kel::Ptr< Qor::V1::ServicePolicyFragmentStatus > KelPolicyFragment::fragmentStat
    return parent()->polFragStatus()->policyFragment( fragmentName() );
 }
 
-Kel::Ptr< QorClient::FlowInfo > KelPolicyFragment::readFlowInfo(
-   Kel::String const & flowName ) const {
-   auto fragInfo = this->fragInfo();
-   KEL_ASSERT( fragInfo, "QorClientDatapathV1" );
-   auto flowInfo = fragInfo->flowInfo( flowName );
-   KEL_ASSERT( flowInfo, "QorClientDatapathV1" );
-   return flowInfo;
+void KelPolicyFragment::lookAgain( FlowHandle & flow ) const {
+   findInfoAgain( flow );
+   flow.config = policyFragment()->flow( flow.name );
+}
+
+void KelPolicyFragment::findInfoAgain( FlowHandle & flow ) const {
+   if ( flow.stands() ) {
+      return;
+   }
+   if ( !flow.fragInfo || !flow.fragInfo->parent() ) {
+      flow.fragInfo = fragInfo();
+   }
+   flow.info = flow.fragInfo ? flow.fragInfo->flowInfo( flow.name ) : nullptr;
+}
+
+FlowHandle KelPolicyFragment::flowHandle( Kel::String const & flowName ) const {
+   FlowHandle flow{ flowName };
+   lookAgain( flow );
+   return flow;
+}
+
+QorClient::FlowInfo const & KelPolicyFragment::readFlowInfo( FlowHandle & flow ) const {
+   findInfoAgain( flow );
+   KEL_ASSERT( flow.fragInfo, "QorClientDatapathV1" );
+   KEL_ASSERT( flow.info, "QorClientDatapathV1" );
+   return *flow.info;
 }
 
 bool KelPolicyFragment::isServiceFlow( QorClient::FlowInfo const & info ) {
@@ -68,22 +87,26 @@ bool KelPolicyFragment::isHostEgressFlow( QorClient::FlowInfo const & info ) {
 }
 
 bool KelPolicyFragment::isServiceFlow( Kel::String const & flowName ) const {
-   return isServiceFlow( *readFlowInfo( flowName ) );
+   FlowHandle flow{ flowName };
+   return isServiceFlow( readFlowInfo( flow ) );
 }
 
 bool KelPolicyFragment::isHostInterceptFlow( Kel::String const & flowName ) const {
-   return isHostInterceptFlow( *readFlowInfo( flowName ) );
+   FlowHandle flow{ flowName };
+   return isHostInterceptFlow( readFlowInfo( flow ) );
 }
 
 bool KelPolicyFragment::isHostEgressFlow( Kel::String const & flowName ) const {
-   return isHostEgressFlow( *readFlowInfo( flowName ) );
+   FlowHandle flow{ flowName };
+   return isHostEgressFlow( readFlowInfo( flow ) );
 }
 
 void KelPolicyFragment::forEachFlow( FlowClass flowClass, FlowOperation operation ) {
    if ( auto info = fragInfo() ) {
       for ( Kel::String const & flowName : info->flowInfoKeys() ) {
-         if ( flowClass( *readFlowInfo( flowName ) ) ) {
-            ( this->*operation )( flowName );
+         FlowHandle flow{ flowName, {}, info };
+         if ( flowClass( readFlowInfo( flow ) ) ) {
+            ( this->*operation )( flow );
          }
       }
    }
@@ -103,7 +126,7 @@ void KelPolicyFragment::handleInitialized() {
    }
    parent()->polFragStatus()->policyFragmentIs( fragmentName() );
    agentStatus()->policyFragmentInfoIs( fragmentName() );
-   forEachFlow( &KelPolicyFragment::isHostEgressFlow, &KelPolicyFragment::hostEgressFlowIs );
+   forEachFlow( &KelPolicyFragment::isHostEgressFlow, &KelPolicyFragment::noteHostEgressFlow );
    handleOriginalVni();
    handleServiceVni();
    handleFlow();
@@ -188,43 +211,47 @@ void KelPolicyFragment::handleFlow( Kel::String const & flowName ) {
       KEL_TRACE_INFO( "Not initialized" );
       return;
    }
-   auto info = flowInfo( flowName );
+   FlowHandle flow = flowHandle( flowName );
    bool const present = policyFragment()->flowHas( flowName );
-   Qor::V1::PolicyFlowInfo const flowConfig = policyFragment()->flow( flowName );
    // A service flow whose set has gone counts as changed.
-   bool const unchanged =
-      info && info->flowConfig() == flowConfig &&
-      ( info->flowConfig().serviceIntfKey.empty() ||
-        policyFragment()->serviceIntfSetHas( info->flowConfig().serviceIntfKey ) );
+   bool const unchanged = flow.info && flow.info->flowConfig() == flow.config &&
+                          ( flow.config.serviceIntfKey.empty() ||
+                            policyFragment()->serviceIntfSetHas( flow.config.serviceIntfKey ) );
    if ( unchanged ) {
       KEL_TRACE_INFO( "fragment: ", fragmentName(), " flow:", flowName, " unchanged flow" );
-      if ( present && isHostInterceptFlow( flowName ) && isMatchVniBound( flowName ) ) {
-         populateTransientStates( flowName );
+      if ( present && isHostInterceptFlow( *flow.info ) && isMatchVniBound( flow ) ) {
+         populateTransientStates( flow );
       }
       return;
    }
-   if ( info ) {
-      doFlowCleanup( flowName );
+   if ( flow.info ) {
+      FlowHandle gone = flow;
+      doFlowCleanup( gone );
    }
    if ( !policyFragment()->flowHas( flowName ) ) {
       KEL_TRACE_INFO( "FlowId ", flowName, " removed" );
       fragmentStatus()->flowStatusDel( flowName );
    } else {
-      readFlow( flowName, flowConfig );
+      readFlow( flowName, flow.config );
    }
 }
 
-void KelPolicyFragment::populateTransientStates( Kel::String const & flowName ) {
+void KelPolicyFragment::populateTransientStates( FlowHandle & flow ) {
    // The rules that were published before a restart stay; only these two maps were lost with it.
    KEL_TRACE_INFO( "Populating transient states" );
-   Bridging::MacVlanPair const host{ policyFragment()->flow( flowName ).match.srcMac,
-                                     agentStatus()->vlanForVni( matchVni( flowName ) ) };
+   Bridging::MacVlanPair const host{ flow.config.match.srcMac,
+                                     agentStatus()->vlanForVni( matchVni( flow ) ) };
    parent()->policyFragmentForHostIs( host, fragmentName() );
-   flowForHostIs( host, flowName );
-   if ( !flowInfo( flowName )->boundHostHas( host ) ) {
+   flowForHostIs( host, flow.name );
+   findInfoAgain( flow );
+   if ( !flow.info->boundHostHas( host ) ) {
       // Its VLAN has changed while nobody heard of it.
-      flowWithUnboundHostIs( flowName );
+      flowWithUnboundHostIs( flow.name );
    }
+}
+
+void KelPolicyFragment::noteHostEgressFlow( FlowHandle & flow ) {
+   hostEgressFlowIs( flow.name );
 }
 
 void KelPolicyFragment::readFlow( Kel::String const & flowName,
@@ -233,33 +260,36 @@ void KelPolicyFragment::readFlow( Kel::String const & flowName,
    Qor::V1::PolicyFlowStatus status;
    status.flowName = flowName;
    fragmentStatus()->flowStatusIs( status );
-   auto info = fragInfo()->flowInfoIs( flowName );
+   auto const fragInfo = this->fragInfo();
+   auto const info = fragInfo->flowInfoIs( flowName );
    info->flowConfigIs( flowConfig );
    info->rulePrefixIs( Kel::String::concat( { fragmentName(), "_", flowName } ) );
    info->serviceIntfKeyIs( flowConfig.serviceIntfKey );
    info->isInterceptIngressIs( flowConfig.interceptPoint ==
                                Qor::V1::InterceptPoint::interceptIngress );
-   if ( isHostEgressFlow( flowName ) ) {
+   FlowHandle flow{ flowName, flowConfig, fragInfo, info };
+   if ( isHostEgressFlow( readFlowInfo( flow ) ) ) {
       // Now, since what the bindings set off concerns the flow already.
-      hostEgressFlowIs( flowName );
+      noteHostEgressFlow( flow );
    }
 
    for ( Vxlan::VniOrNone vni : { flowConfig.match.vni, flowConfig.action.vni } ) {
       if ( !vni.isNone() ) {
-         bindVniForFlow( flowName, { convertVniToVniExt( vni ), {}, fragmentName() } );
+         bindVniForFlow( flow, { convertVniToVniExt( vni ), {}, fragmentName() } );
       }
    }
 
-   if ( isServiceFlow( flowName ) ) {
-      installServiceFlow( flowName );
-   } else if ( isMatchVniBound( flowName ) ) {
-      if ( isHostInterceptFlow( flowName ) ) {
-         bindHostForHostInterceptFlow( flowName );
+   lookAgain( flow );
+   if ( isServiceFlow( readFlowInfo( flow ) ) ) {
+      installServiceFlow( flow );
+   } else if ( isMatchVniBound( flow ) ) {
+      if ( isHostInterceptFlow( *flow.info ) ) {
+         bindHostForHostInterceptFlow( flow );
       } else {
-         installHostEgressFlowOnAllIntfs( flowName );
+         installHostEgressFlowOnAllIntfs( flow );
       }
    }
-   updateFlowState( flowName, Qor::FlowState::flowInitial );
+   updateFlowState( flow, Qor::FlowState::flowInitial );
 }
 
 }  // namespace QorClient::DatapathV1

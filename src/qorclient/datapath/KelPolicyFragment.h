@@ -3,6 +3,7 @@
 #include "platform/kel/StateMachine.h"
 #include "qorclient/agent/Status.h"
 #include "qorclient/datapath/FarIntfNimbusHostMacSm.h"
+#include "qorclient/datapath/FlowHandle.h"
 #include "qorclient/datapath/KelServiceIntfSet.h"
 #include "qorclient/datapath/NearIntfGlideMacSm.h"
 #include "qorclient/datapath/QorClientGrCookieSm.h"
@@ -27,7 +28,8 @@ class PolicyFragmentSm;
  * What it must remember over a restart stands in `agentStatus`; it adopts what it finds there.
  *
  * Its source is one file a subject: this file's own (life, reconciliation), Rules, Publication,
- * ServiceFlows, HostFlows, VniBindings, MacInputs and FlowState.
+ * ServiceFlows, HostFlows, VniBindings, MacInputs and FlowState. An operation on one flow takes it
+ * as a FlowHandle; some take its name as well, for callers that have no more of it.
  */
 class KelPolicyFragment : public Kel::StateMachine {
    KEL_STATE_MACHINE( QorClient::DatapathV1::KelPolicyFragment )
@@ -78,6 +80,21 @@ class KelPolicyFragment : public Kel::StateMachine {
    Kel::Ptr< QorClient::FlowInfo > flowInfo( Kel::String const & flowName ) const;
    Kel::Ptr< Qor::V1::ServicePolicyFragmentStatus > fragmentStatus() const;
 
+   // --- Life and reconciliation: KelPolicyFragment.cpp ---
+   // A flow's record holds the configuration that was acted on: one that differs from it is read
+   // anew, and a record without a configured flow goes.
+
+   void createNestedReactors() override;
+   void handleInitialized() override;
+   /** For the owner, when the fragment has gone: nothing published for it stays. */
+   void cleanup();
+   void handleFlow( Kel::String const & flowName );
+   void handleFlow();
+   void handleServiceIntfSet( Kel::Name const & setName );
+   void handleGrCookie();
+   /** The flow as it stands now, configured or not, read or not. */
+   FlowHandle flowHandle( Kel::String const & flowName ) const;
+
    // Classification of a flow that was read. By name, each asserts that its records exist.
    bool isServiceFlow( Kel::String const & flowName ) const;
    bool isHostInterceptFlow( Kel::String const & flowName ) const;
@@ -86,25 +103,10 @@ class KelPolicyFragment : public Kel::StateMachine {
    static bool isHostInterceptFlow( QorClient::FlowInfo const & info );
    static bool isHostEgressFlow( QorClient::FlowInfo const & info );
 
-   // Life.
-   void createNestedReactors() override;
-   void handleInitialized() override;
-   /** For the owner, when the fragment has gone: nothing published for it stays. */
-   void cleanup();
+   // --- Rule building: KelPolicyFragmentRules.cpp ---
+   // What a rule looks like follows from flow, key, VLANs and native VLANs alone; the same key
+   // always gives the same name. Nothing is written here.
 
-   // Handlers.
-   void handleOriginalVni();
-   void handleServiceVni();
-   void handleFlow( Kel::String const & flowName );
-   void handleFlow();
-   void handleServiceIntfSet( Kel::Name const & setName );
-   void handleGrCookie();
-   /** Routed by the owner: the mapping of one of the fragment's two VNIs has changed. */
-   void handleVlanForVni( Vxlan::VniExtOrNone vni );
-   /** Routed by the owner: a host that a flow intercepts appeared, moved or went. */
-   void handleWarmHost( Bridging::MacVlanPair const & host );
-
-   // Rule building.
    Kel::String getFlowRuleName( Kel::String const & flowName,
                                 QorClient::RuleKey const & ruleKey ) const;
    static Kel::String getFlowRuleName( QorClient::FlowInfo const & info,
@@ -120,114 +122,160 @@ class KelPolicyFragment : public Kel::StateMachine {
                                        QorClient::RuleKey const & ruleKey,
                                        bool isHostEgress ) const;
 
-   // Rule publication.
+   // --- Rule publication: KelPolicyFragmentPublication.cpp ---
+   // A published rule stands in the flow table and in the books (its RuleInfo and the two maps of
+   // names), or in neither. Each service and intercept rule holds a count of the ARP rule.
+
    /** Enters the rule in the books and the flow table; nothing while it is incomplete, or when an
     *  equal entry stands. */
-   void publishFlowRule( Kel::String const & flowName, QorClient::RuleKey const & ruleKey );
+   void publishFlowRule( FlowHandle & flow, QorClient::RuleKey const & ruleKey );
    /** Takes the rule out of books and table, whoever else counts on it. */
-   void revokePublishedFlowRule( Kel::String const & flowName, QorClient::RuleKey const & ruleKey );
+   void revokePublishedFlowRule( FlowHandle & flow, QorClient::RuleKey const & ruleKey );
    /** The same for all rules of the flow, which is proposed as initial then. */
+   void revokePublishedFlow( FlowHandle & flow );
    void revokePublishedFlow( Kel::String const & flowName );
+   bool isFlowPublished( FlowHandle const & flow ) const;
    bool isFlowPublished( Kel::String const & flowName ) const;
    /** A flow's rules and, for a host-intercept flow, the egress rules that it brought. */
+   void removeFlowWithItsDependents( FlowHandle & flow );
    void removeFlowWithItsDependents( Kel::String const & flowName );
    /** Forgets a flow entirely. */
-   void doFlowCleanup( Kel::String const & flowName );
+   void doFlowCleanup( FlowHandle & flow );
    /** Takes and drops a reference on the fragment's ARP rule. */
    void configurePlatformForQor( Kel::String const & flowName );
    void unconfigurePlatformForQor( Kel::String const & flowName );
    void forwardArpOnServiceVlan();
 
-   // Service flows.
-   void installServiceFlow( Kel::String const & flowName );
-   void removeServiceFlow( Kel::String const & flowName );
+   // --- Service flows: KelPolicyFragmentServiceFlows.cpp ---
+   // A service flow has one rule for each member of its set, on the side where it intercepts; the
+   // rules themselves tell where it was last installed.
+
+   void installServiceFlow( FlowHandle & flow );
+   void removeServiceFlow( FlowHandle & flow );
    void installAllServiceFlows();
 
-   // Host flows.
-   void bindHostForHostInterceptFlow( Kel::String const & flowName );
-   void unbindHostForHostInterceptFlow( Kel::String const & flowName );
-   void cleanupBoundHostForFlow( Kel::String const & flowName );
+   // --- Host flows: KelPolicyFragmentHostFlows.cpp ---
+   // An intercept flow follows its host: the interface in `boundHost` is that of its rules, and the
+   // empty one says that it has none. An egress rule counts the hosts on its interface.
+
+   /** Routed by the owner: a host that a flow intercepts appeared, moved or went. */
+   void handleWarmHost( Bridging::MacVlanPair const & host );
+   void bindHostForHostInterceptFlow( FlowHandle & flow );
+   void unbindHostForHostInterceptFlow( FlowHandle & flow );
+   void cleanupBoundHostForFlow( FlowHandle & flow );
    void bindHostsForAllHostInterceptFlows();
    void unbindHostsForAllHostInterceptFlows();
    void cleanupBoundHostsForAllFlows();
+   void installHostInterceptFlow( FlowHandle & flow );
    void installHostInterceptFlow( Kel::String const & flowName );
-   void removeHostInterceptFlow( Kel::String const & flowName );
-   bool areHostsWarm( Kel::String const & flowName ) const;
+   void removeHostInterceptFlow( FlowHandle & flow );
+   bool areHostsWarm( FlowHandle const & flow ) const;
    bool areHostsWarm( QorClient::FlowInfo const & info ) const;
    bool areHostsWarmForAnyFlow() const;
    /** Whether the flow's rules are missing, or built for another place or VLAN than the host's;
     * never while the host has no place, or is on a service interface. */
-   bool needsFlowInstallation( Kel::String const & flowName,
-                               Bridging::MacVlanPair const & host ) const;
-   bool didHostMove( Kel::String const & flowName, Bridging::MacVlanPair const & host ) const;
-   bool didVlanChange( Kel::String const & flowName ) const;
-   bool didNativeVlanChange( Kel::String const & flowName, Wirekit::IntfId intf ) const;
+   bool needsFlowInstallation( FlowHandle const & flow, Bridging::MacVlanPair const & host ) const;
+   bool didHostMove( FlowHandle const & flow, Bridging::MacVlanPair const & host ) const;
+   bool didVlanChange( FlowHandle const & flow ) const;
+   bool didNativeVlanChange( FlowHandle const & flow, Wirekit::IntfId intf ) const;
    bool isServiceIntf( Wirekit::IntfId intf ) const;
    /** The host whose flow this is; the zero pair if none. */
-   Bridging::MacVlanPair getHostFromFlowName( Kel::String const & flowName ) const;
+   Bridging::MacVlanPair getHostFromFlowName( FlowHandle const & flow ) const;
    std::uint32_t getHostMoveCount( Bridging::MacVlanPair const & host ) const;
-   void installHostEgressFlowOnIntf( Kel::String const & flowName, Wirekit::IntfId intf );
-   void removeHostEgressFlowFromIntf( Kel::String const & flowName, Wirekit::IntfId intf );
-   void installHostEgressFlowOnAllIntfs( Kel::String const & flowName );
+   void installHostEgressFlowOnIntf( FlowHandle & flow, Wirekit::IntfId intf );
+   void removeHostEgressFlowFromIntf( FlowHandle & flow, Wirekit::IntfId intf );
+   void installHostEgressFlowOnAllIntfs( FlowHandle & flow );
    void installAllHostEgressFlowsOnIntf( Wirekit::IntfId intf );
    void removeAllHostEgressFlowsFromIntf( Wirekit::IntfId intf );
 
-   // VNI bindings. "Bound" in the questions means mapped to a VLAN.
+   // --- VNI bindings: KelPolicyFragmentVniBindings.cpp ---
+   // A flow and a set count each binding at most once, and the agent is asked for it while anyone
+   // does. "Bound" in the questions means mapped to a VLAN.
+
+   void handleOriginalVni();
+   void handleServiceVni();
+   /** Routed by the owner: the mapping of one of the fragment's two VNIs has changed. */
+   void handleVlanForVni( Vxlan::VniExtOrNone vni );
    /** Counts a user of the binding; the first asks the agent for it, the last drops it. */
    void bindVni( QorClient::VniAndIntfForPolicyFragment const & vip );
    void unbindVni( QorClient::VniAndIntfForPolicyFragment const & vip );
-   void bindVniForFlow( Kel::String const & flowName,
-                        QorClient::VniAndIntfForPolicyFragment const & vip );
-   void unbindVnisForFlow( Kel::String const & flowName );
+   void bindVniForFlow( FlowHandle & flow, QorClient::VniAndIntfForPolicyFragment const & vip );
+   void unbindVnisForFlow( FlowHandle & flow );
    /** Moves the flow's interface bindings to that interface. */
-   void updateVniBindingForIntf( Kel::String const & flowName, Wirekit::IntfId intf );
+   void updateVniBindingForIntf( FlowHandle & flow, Wirekit::IntfId intf );
    void removeVniBindings();
-   bool isMatchVniBound( Kel::String const & flowName ) const;
-   bool isActionVniBound( Kel::String const & flowName ) const;
-   bool areVnisBound( Kel::String const & flowName ) const;
+   bool isMatchVniBound( FlowHandle const & flow ) const;
+   bool isActionVniBound( FlowHandle const & flow ) const;
+   bool areVnisBound( FlowHandle const & flow ) const;
    bool isVniBound( Vxlan::VniOrNone vni ) const;
 
-   // MAC inputs of the sets "near" and "far"; nothing for a set of another name.
+   // --- MAC inputs of the sets "near" and "far": KelPolicyFragmentMacInputs.cpp ---
+   // A machine that feeds the L2 RIB lives while its set is initialized, and ends with its rows
+   // taken back. Nothing happens for a set of another name.
+
    void createServiceIntfMacSm( Kel::Name const & intfType );
    void destroyServiceIntfMacSm( Kel::Name const & intfType );
    void updateServiceIntfMacSm( Kel::Name const & intfType );
 
-   // Flow state.
+   // --- Flow state: KelPolicyFragmentFlowState.cpp ---
+   // What is reported follows from the proposed state and from what is open at that moment; nothing
+   // is reported for a flow that isn't configured or wasn't read.
+
    void updateFlowStateAll( Qor::FlowState flowState );
    /** Reports what becomes of a proposed state (`calculateQorFlowState`). */
+   void updateFlowState( FlowHandle & flow, Qor::FlowState flowState );
    void updateFlowState( Kel::String const & flowName, Qor::FlowState flowState );
    /** The same for one rule; it has no words. */
+   void updateRuleState( FlowHandle & flow, Kel::String const & ruleName,
+                         Qor::FlowState flowState );
    void updateRuleState( Kel::String const & flowName, Kel::String const & ruleName,
                          Qor::FlowState flowState );
-   void setFlowRuleState( Kel::String const & flowName, Kel::String const & ruleName,
+   void setFlowRuleState( FlowHandle const & flow, Kel::String const & ruleName,
                           Qor::FlowState flowState );
-   Kel::String getFlowWaitingDetails( Kel::String const & flowName ) const;
+   /** False when the flow isn't configured, wasn't read, or its fragment has no status. */
+   bool isFlowReported( FlowHandle const & flow ) const;
+   /** Of a flow that is reported: the state and words that a proposed state becomes; false when
+    *  nothing has changed for it. */
+   bool calculateFlowState( FlowHandle const & flow, Qor::FlowState & flowState,
+                            Kel::String & details ) const;
    Kel::String getFlowWaitingDetails( Qor::V1::PolicyFlowInfo const & flowConfig,
                                       QorClient::FlowInfo const & info ) const;
+   Kel::String getFlowWaitingDetails( Kel::String const & flowName ) const;
+   Kel::String getFlowRejectedDetails( FlowHandle const & flow ) const;
    Kel::String getFlowRejectedDetails( Kel::String const & flowName ) const;
 
  private:
-   using FlowOperation = void ( KelPolicyFragment::* )( Kel::String const & flowName );
+   using FlowOperation = void ( KelPolicyFragment::* )( FlowHandle & flow );
    using FlowClass = bool ( * )( QorClient::FlowInfo const & info );
    /** Runs an operation on each flow that was read and is of that class. */
    void forEachFlow( FlowClass flowClass, FlowOperation operation );
 
+   void lookAgain( FlowHandle & flow ) const;
+   /** The same for what has been read alone. */
+   void findInfoAgain( FlowHandle & flow ) const;
    /** The record of a flow that was read; asserts that it exists. */
-   Kel::Ptr< QorClient::FlowInfo > readFlowInfo( Kel::String const & flowName ) const;
-   void populateTransientStates( Kel::String const & flowName );
+   QorClient::FlowInfo const & readFlowInfo( FlowHandle & flow ) const;
+   void populateTransientStates( FlowHandle & flow );
+   void noteHostEgressFlow( FlowHandle & flow );
    void readFlow( Kel::String const & flowName, Qor::V1::PolicyFlowInfo const & flowConfig );
 
-   Vxlan::VniExtOrNone matchVni( Kel::String const & flowName ) const;
-   Vxlan::VniExtOrNone actionVni( Kel::String const & flowName ) const;
+   /** The name of the rule of that key; that of `standing` where it is the same, which saves making
+    * it. Null when no rule stands. */
+   static Kel::String ruleNameOf( QorClient::FlowInfo const & info,
+                                  QorClient::RuleKey const & ruleKey,
+                                  Kel::Ptr< QorClient::RuleInfo > const & standing );
 
-   void installServiceFlowOnSet( Kel::String const & flowName,
+   static Vxlan::VniExtOrNone matchVni( FlowHandle const & flow );
+   static Vxlan::VniExtOrNone actionVni( FlowHandle const & flow );
+
+   void installServiceFlowOnSet( FlowHandle & flow,
                                  Kel::Ptr< Qor::V1::ServiceIntfSet const > const & intfSet,
                                  Wirekit::IntfId QorClient::RuleKey::*side );
-   void installIngressServiceFlow( Kel::String const & flowName,
+   void installIngressServiceFlow( FlowHandle & flow,
                                    Kel::Ptr< Qor::V1::ServiceIntfSet const > const & intfSet );
-   void installEgressServiceFlow( Kel::String const & flowName,
+   void installEgressServiceFlow( FlowHandle & flow,
                                   Kel::Ptr< Qor::V1::ServiceIntfSet const > const & intfSet );
-   bool hasServiceFlowInterceptChanged( Kel::String const & flowName ) const;
+   bool hasServiceFlowInterceptChanged( FlowHandle const & flow ) const;
 
    void takeOverVni(
       Vxlan::VniOrNone wanted, Vxlan::VniOrNone known,

@@ -1,8 +1,6 @@
 // Flow state: what is reported to the controller, and in which words.
 
 #include <array>
-#include <optional>
-#include <string>
 #include <string_view>
 
 #include "platform/flashlog/DualLog.h"
@@ -25,14 +23,15 @@ class Conditions {
       if ( count_ == 0 ) {
          return {};
       }
-      std::string text;
-      text.reserve( 512 );
-      text += opening;
+      std::array< char, 1024 > text;
+      std::size_t size = 0;
+      auto append = [&]( std::string_view part ) { size += part.copy( &text[size], part.size() ); };
+      append( opening );
       for ( std::size_t i = 0; i != count_; ++i ) {
-         text += i == 0 ? "" : ", ";
-         text += texts_[i];
+         append( i == 0 ? "" : ", " );
+         append( texts_[i] );
       }
-      return text;
+      return std::string_view( text.data(), size );
    }
 
  private:
@@ -45,7 +44,8 @@ constexpr char const * waitingFor = "Waiting for: ";
 }  // namespace
 
 Kel::String KelPolicyFragment::getFlowWaitingDetails( Kel::String const & flowName ) const {
-   return getFlowWaitingDetails( policyFragment()->flow( flowName ), *readFlowInfo( flowName ) );
+   FlowHandle flow = flowHandle( flowName );
+   return getFlowWaitingDetails( flow.config, readFlowInfo( flow ) );
 }
 
 Kel::String KelPolicyFragment::getFlowWaitingDetails( Qor::V1::PolicyFlowInfo const & flowConfig,
@@ -53,12 +53,11 @@ Kel::String KelPolicyFragment::getFlowWaitingDetails( Qor::V1::PolicyFlowInfo co
    if ( !initialized() ) {
       return {};
    }
-   Vxlan::VniOrNone const originalVni = policyFragment()->originalVni();
-   Vxlan::VniOrNone const serviceVni = policyFragment()->serviceVni();
+   auto const fragment = policyFragment();
    auto vniCondition = [&]( Vxlan::VniOrNone vni, char const * neither ) {
-      return vni == originalVni  ? "Original VNI to be mapped to a VLAN"
-             : vni == serviceVni ? "Service VNI to be mapped to a VLAN"
-                                 : neither;
+      return vni == fragment->originalVni()  ? "Original VNI to be mapped to a VLAN"
+             : vni == fragment->serviceVni() ? "Service VNI to be mapped to a VLAN"
+                                             : neither;
    };
    Conditions open;
    if ( !isVniBound( flowConfig.match.vni ) ) {
@@ -72,7 +71,7 @@ Kel::String KelPolicyFragment::getFlowWaitingDetails( Qor::V1::PolicyFlowInfo co
                               "VNI to be the same" ) );
    }
    if ( isServiceFlow( info ) ) {
-      auto const set = policyFragment()->serviceIntfSet( flowConfig.serviceIntfKey );
+      auto const set = fragment->serviceIntfSet( flowConfig.serviceIntfKey );
       if ( !set || set->intfCount() == 0 ) {
          open.add( "Service Interfaces to become available" );
       }
@@ -86,8 +85,9 @@ Kel::String KelPolicyFragment::getFlowWaitingDetails( Qor::V1::PolicyFlowInfo co
    if ( info.ruleInfoCount() == 0 ) {
       open.add( "PinFlow rule" );
    }
+   auto const hwStatus = pfHwStatus();
    for ( auto const & [key, rule] : info.ruleInfo() ) {
-      if ( !pfHwStatus()->flowStatsHas( rule->ruleName() ) ) {
+      if ( !hwStatus->flowStatsHas( rule->ruleName() ) ) {
          open.add( "PinFlow status" );
          break;
       }
@@ -96,13 +96,16 @@ Kel::String KelPolicyFragment::getFlowWaitingDetails( Qor::V1::PolicyFlowInfo co
 }
 
 Kel::String KelPolicyFragment::getFlowRejectedDetails( Kel::String const & flowName ) const {
-   KEL_TRACE_INFO( " Flow ", flowName );
-   Qor::V1::PolicyFlowInfo const flowConfig = policyFragment()->flow( flowName );
+   return getFlowRejectedDetails( flowHandle( flowName ) );
+}
+
+Kel::String KelPolicyFragment::getFlowRejectedDetails( FlowHandle const & flow ) const {
+   KEL_TRACE_INFO( " Flow ", flow.name );
    Conditions invalid;
-   if ( flowConfig.match.vni.isNone() ) {
+   if ( flow.config.match.vni.isNone() ) {
       invalid.add( "Match VNI invalid" );
    }
-   if ( flowConfig.action.vni.isNone() ) {
+   if ( flow.config.action.vni.isNone() ) {
       invalid.add( "Action VNI invalid" );
    }
    // Rejected by the hardware alone, there is nothing to say behind the opening.
@@ -112,28 +115,9 @@ Kel::String KelPolicyFragment::getFlowRejectedDetails( Kel::String const & flowN
 
 namespace {
 
-/** What stands of a flow that a state is proposed for. */
-struct ProposedFlow {
-   Kel::Ptr< QorClient::FlowInfo > info;
-   Qor::V1::PolicyFlowInfo config;
-   bool rejected;
-};
-
-/** Nothing for a flow of which there is nothing to report. */
-std::optional< ProposedFlow > proposedFlow( KelPolicyFragment const & polFrag,
-                                            Kel::String const & flowName, FlowState flowState ) {
-   if ( !polFrag.initialized() ) {
-      return {};
-   }
-   auto const fragment = polFrag.policyFragment();
-   auto const info = polFrag.flowInfo( flowName );
-   if ( !info || !fragment->flowHas( flowName ) || !polFrag.fragmentStatus() ) {
-      return {};
-   }
-   ProposedFlow flow{ info, fragment->flow( flowName ), false };
-   flow.rejected = flowState == FlowState::flowRejected || flow.config.match.vni.isNone() ||
-                   flow.config.action.vni.isNone();
-   return flow;
+bool isRejected( FlowHandle const & flow, FlowState proposed ) {
+   return proposed == FlowState::flowRejected || flow.config.match.vni.isNone() ||
+          flow.config.action.vni.isNone();
 }
 
 }  // namespace
@@ -141,19 +125,26 @@ std::optional< ProposedFlow > proposedFlow( KelPolicyFragment const & polFrag,
 bool calculateQorFlowState( Kel::Ptr< KelPolicyFragment const > const & polFrag,
                             Kel::String const & flowName, FlowState & flowState,
                             Kel::String & details ) {
-   auto const flow = proposedFlow( *polFrag, flowName, flowState );
-   if ( !flow ) {
-      return false;
-   }
-   if ( flow->rejected ) {
+   FlowHandle const flow = polFrag->flowHandle( flowName );
+   return polFrag->isFlowReported( flow ) &&
+          polFrag->calculateFlowState( flow, flowState, details );
+}
+
+bool KelPolicyFragment::isFlowReported( FlowHandle const & flow ) const {
+   return initialized() && flow.info && policyFragment()->flowHas( flow.name ) && fragmentStatus();
+}
+
+bool KelPolicyFragment::calculateFlowState( FlowHandle const & flow, FlowState & flowState,
+                                            Kel::String & details ) const {
+   if ( isRejected( flow, flowState ) ) {
       FlowState const proposed = flowState;
       flowState = FlowState::flowRejected;
-      details = polFrag->getFlowRejectedDetails( flowName );
+      details = getFlowRejectedDetails( flow );
       KEL_TRACE_INFO( " old flowState: ", proposed, " new flowState: ", flowState,
                       " flowStateDetails: ", details );
       return true;
    }
-   details = polFrag->getFlowWaitingDetails( flow->config, *flow->info );
+   details = getFlowWaitingDetails( flow.config, *flow.info );
    if ( flowState != FlowState::flowInitial || details.view().starts_with( "Waiting" ) ) {
       return true;
    }
@@ -162,24 +153,33 @@ bool calculateQorFlowState( Kel::Ptr< KelPolicyFragment const > const & polFrag,
    return false;
 }
 
-void KelPolicyFragment::updateRuleState( Kel::String const & flowName, Kel::String const & ruleName,
+void KelPolicyFragment::updateRuleState( FlowHandle & flow, Kel::String const & ruleName,
                                          FlowState flowState ) {
-   KEL_TRACE_SCOPE( " flow: ", flowName, " rule: ", ruleName );
+   KEL_TRACE_SCOPE( " flow: ", flow.name, " rule: ", ruleName );
+   lookAgain( flow );
+   if ( !isFlowReported( flow ) ) {
+      return;
+   }
    // A rule has no words, so what its flow waits for matters only to a proposed 0.
-   auto const flow = proposedFlow( *this, flowName, flowState );
-   bool const stands = flow && !flow->rejected && flowState != FlowState::flowInitial;
+   bool const stands = !isRejected( flow, flowState ) && flowState != FlowState::flowInitial;
    Kel::String details;
-   if ( stands || calculateQorFlowState( this, flowName, flowState, details ) ) {
+   if ( stands || calculateFlowState( flow, flowState, details ) ) {
       KEL_TRACE_INFO( " set flow rule state" );
-      setFlowRuleState( flowName, ruleName, flowState );
+      setFlowRuleState( flow, ruleName, flowState );
       agentStatus()->ruleStateForRuleNameIs( ruleName, static_cast< std::uint32_t >( flowState ) );
    }
 }
 
-void KelPolicyFragment::setFlowRuleState( Kel::String const & flowName,
-                                          Kel::String const & ruleName, FlowState flowState ) {
-   if ( auto info = flowInfo( flowName ) ) {
-      for ( auto const & [key, rule] : info->ruleInfo() ) {
+void KelPolicyFragment::updateRuleState( Kel::String const & flowName, Kel::String const & ruleName,
+                                         FlowState flowState ) {
+   FlowHandle flow{ flowName };
+   updateRuleState( flow, ruleName, flowState );
+}
+
+void KelPolicyFragment::setFlowRuleState( FlowHandle const & flow, Kel::String const & ruleName,
+                                          FlowState flowState ) {
+   if ( flow.info ) {
+      for ( auto const & [key, rule] : flow.info->ruleInfo() ) {
          if ( rule->ruleName() == ruleName ) {
             rule->ruleStateIs( static_cast< std::uint32_t >( flowState ) );
             return;
@@ -188,28 +188,36 @@ void KelPolicyFragment::setFlowRuleState( Kel::String const & flowName,
    }
 }
 
-void KelPolicyFragment::updateFlowState( Kel::String const & flowName, FlowState flowState ) {
-   KEL_TRACE_SCOPE( " flow: ", flowName );
+void KelPolicyFragment::updateFlowState( FlowHandle & flow, FlowState flowState ) {
+   KEL_TRACE_SCOPE( " flow: ", flow.name );
+   lookAgain( flow );
    Qor::V1::PolicyFlowStatus status;
-   if ( !calculateQorFlowState( this, flowName, flowState, status.flowStateDetails ) ) {
+   if ( !isFlowReported( flow ) ||
+        !calculateFlowState( flow, flowState, status.flowStateDetails ) ) {
       return;
    }
    KEL_TRACE_INFO( " flowState: ", flowState );
-   status.flowName = flowName;
+   status.flowName = flow.name;
    status.flowState = flowState;
-   if ( flowState == FlowState::flowProgrammed && !isServiceFlow( flowName ) ) {
-      Bridging::MacVlanPair const host = getHostFromFlowName( flowName );
+   if ( flowState == FlowState::flowProgrammed && !isServiceFlow( *flow.info ) ) {
+      Bridging::MacVlanPair const host = getHostFromFlowName( flow );
       status.hostMac = host.mac;
       status.hostMoveCount = getHostMoveCount( host );
    }
    fragmentStatus()->flowStatusIs( status );
 }
 
+void KelPolicyFragment::updateFlowState( Kel::String const & flowName, FlowState flowState ) {
+   FlowHandle flow{ flowName };
+   updateFlowState( flow, flowState );
+}
+
 void KelPolicyFragment::updateFlowStateAll( FlowState flowState ) {
    KEL_TRACE_SCOPE( " fragment: ", fragmentName() );
    if ( auto info = fragInfo() ) {
       for ( Kel::String const & flowName : info->flowInfoKeys() ) {
-         updateFlowState( flowName, flowState );
+         FlowHandle flow{ flowName, {}, info };
+         updateFlowState( flow, flowState );
       }
    }
 }

@@ -14,21 +14,21 @@ using Bridging::MacVlanPair;
 using QorClientUtils::convertVniToVniExt;
 using Wirekit::IntfId;
 
-void KelPolicyFragment::bindHostForHostInterceptFlow( Kel::String const & flowName ) {
-   KEL_TRACE_SCOPE( " flow: ", flowName );
-   auto const info = flowInfo( flowName );
-   if ( !initialized() || !info || flowInCleanupHas( flowName ) ||
-        !isHostInterceptFlow( flowName ) || !isMatchVniBound( flowName ) ) {
+void KelPolicyFragment::bindHostForHostInterceptFlow( FlowHandle & flow ) {
+   KEL_TRACE_SCOPE( " flow: ", flow.name );
+   lookAgain( flow );
+   auto const info = flow.info;
+   if ( !initialized() || !info || flowInCleanupHas( flow.name ) || !isHostInterceptFlow( *info ) ||
+        !isMatchVniBound( flow ) ) {
       return;
    }
-   Vxlan::VniExtOrNone const vni = matchVni( flowName );
-   MacVlanPair const host{ policyFragment()->flow( flowName ).match.srcMac,
-                           agentStatus()->vlanForVni( vni ) };
+   Vxlan::VniExtOrNone const vni = matchVni( flow );
+   MacVlanPair const host{ flow.config.match.srcMac, agentStatus()->vlanForVni( vni ) };
    for ( MacVlanPair const & bound : info->boundHostKeys() ) {
       if ( bound.mac == host.mac && bound.vlanId != host.vlanId ) {
          KEL_TRACE_INFO( "VniExt ", vni, " is not mapped to vlan ", bound.vlanId,
                          ". unbind this host ", bound.mac );
-         unbindHostForHostInterceptFlow( flowName );
+         unbindHostForHostInterceptFlow( flow );
       }
    }
    KEL_TRACE_INFO( "binding host ", host.mac, host.vlanId );
@@ -37,37 +37,40 @@ void KelPolicyFragment::bindHostForHostInterceptFlow( Kel::String const & flowNa
    }
    agentStatus()->boundHostIs( host, true );
    parent()->policyFragmentForHostIs( host, fragmentName() );
-   flowForHostIs( host, flowName );
+   flowForHostIs( host, flow.name );
    if ( auto const far = farIntfNimbusHostMacSm() ) {
-      far->addInterceptedHost( host, flowName );
+      far->addInterceptedHost( host, flow.name );
    }
-   installHostInterceptFlow( flowName );
+   installHostInterceptFlow( flow );
 }
 
-void KelPolicyFragment::unbindHostForHostInterceptFlow( Kel::String const & flowName ) {
-   KEL_TRACE_SCOPE( " flow: ", flowName );
-   if ( !initialized() || !isHostInterceptFlow( flowName ) ) {
+void KelPolicyFragment::unbindHostForHostInterceptFlow( FlowHandle & flow ) {
+   KEL_TRACE_SCOPE( " flow: ", flow.name );
+   if ( !initialized() || !isHostInterceptFlow( readFlowInfo( flow ) ) ) {
       return;
    }
-   removeFlowWithItsDependents( flowName );
-   if ( auto const info = flowInfo( flowName ) ) {
+   removeFlowWithItsDependents( flow );
+   findInfoAgain( flow );
+   if ( auto const info = flow.info ) {
       for ( MacVlanPair const & host : info->boundHostKeys() ) {
-         bool const keep = isMatchVniBound( flowName ) &&
-                           host.vlanId == agentStatus()->vlanForVni( matchVni( flowName ) );
+         lookAgain( flow );
+         bool const keep =
+            isMatchVniBound( flow ) && host.vlanId == agentStatus()->vlanForVni( matchVni( flow ) );
          if ( keep ) {
             // Its rules have gone; the egress references must not be taken off a second time.
             info->boundHostIs( host, IntfId() );
          } else {
-            cleanupBoundHostForFlow( flowName );
+            cleanupBoundHostForFlow( flow );
          }
       }
    }
 }
 
-void KelPolicyFragment::cleanupBoundHostForFlow( Kel::String const & flowName ) {
-   KEL_TRACE_SCOPE( " flow: ", flowName );
-   auto const info = flowInfo( flowName );
-   if ( info && isHostInterceptFlow( flowName ) ) {
+void KelPolicyFragment::cleanupBoundHostForFlow( FlowHandle & flow ) {
+   KEL_TRACE_SCOPE( " flow: ", flow.name );
+   findInfoAgain( flow );
+   auto const info = flow.info;
+   if ( info && isHostInterceptFlow( *info ) ) {
       for ( MacVlanPair const & host : info->boundHostKeys() ) {
          // Of two flows with one host, the one that goes takes the host's binding, of which there
          // is one, along: the other hears of the host again when it is read anew.
@@ -97,18 +100,20 @@ void KelPolicyFragment::cleanupBoundHostsForAllFlows() {
                 &KelPolicyFragment::cleanupBoundHostForFlow );
 }
 
-void KelPolicyFragment::installHostInterceptFlow( Kel::String const & flowName ) {
-   KEL_TRACE_SCOPE( " flow: ", flowName );
-   if ( !initialized() || !isHostInterceptFlow( flowName ) || !areHostsWarm( flowName ) ||
-        !areVnisBound( flowName ) ) {
+void KelPolicyFragment::installHostInterceptFlow( FlowHandle & flow ) {
+   KEL_TRACE_SCOPE( " flow: ", flow.name );
+   lookAgain( flow );
+   if ( !initialized() || !isHostInterceptFlow( readFlowInfo( flow ) ) || !areHostsWarm( flow ) ||
+        !areVnisBound( flow ) ) {
       return;
    }
-   auto const info = flowInfo( flowName );
+   auto const info = flow.info;
    for ( MacVlanPair const & host : info->boundHostKeys() ) {
-      if ( !needsFlowInstallation( flowName, host ) ) {
+      lookAgain( flow );
+      if ( !needsFlowInstallation( flow, host ) ) {
          continue;
       }
-      removeFlowWithItsDependents( flowName );
+      removeFlowWithItsDependents( flow );
       IntfId const intf = agentStatus()->warmHost( host );
       auto const intfConfig = switchIntfConfigDir()->switchIntfConfig( intf );
       if ( !intfConfig ) {
@@ -118,26 +123,33 @@ void KelPolicyFragment::installHostInterceptFlow( Kel::String const & flowName )
       }
       installAllHostEgressFlowsOnIntf( intf );
       info->boundHostIs( host, intf );
-      updateVniBindingForIntf( flowName, intf );
+      updateVniBindingForIntf( flow, intf );
       Bridging::VlanId const nativeVlan = intfConfig->trunkNativeVlan();
       info->nativeVlanIs( nativeVlan );
       QorClient::RuleKey ruleKey;
       ruleKey.inIntf = intf;
       KEL_TRACE_INFO( "Adding flow variant for tagged packets" );
-      publishFlowRule( flowName, ruleKey );
-      if ( agentStatus()->vlanForVni( matchVni( flowName ) ) == nativeVlan ) {
+      publishFlowRule( flow, ruleKey );
+      lookAgain( flow );
+      if ( agentStatus()->vlanForVni( matchVni( flow ) ) == nativeVlan ) {
          // On its native VLAN the host's packets arrive untagged.
          KEL_TRACE_INFO( "Adding flow variant for untagged packets" );
          ruleKey.matchVlanTag = false;
-         publishFlowRule( flowName, ruleKey );
+         publishFlowRule( flow, ruleKey );
       }
    }
 }
 
-void KelPolicyFragment::removeHostInterceptFlow( Kel::String const & flowName ) {
-   KEL_TRACE_SCOPE( " flow: ", flowName );
-   auto const info = flowInfo( flowName );
-   if ( info && isHostInterceptFlow( flowName ) ) {
+void KelPolicyFragment::installHostInterceptFlow( Kel::String const & flowName ) {
+   FlowHandle flow{ flowName };
+   installHostInterceptFlow( flow );
+}
+
+void KelPolicyFragment::removeHostInterceptFlow( FlowHandle & flow ) {
+   KEL_TRACE_SCOPE( " flow: ", flow.name );
+   findInfoAgain( flow );
+   auto const info = flow.info;
+   if ( info && isHostInterceptFlow( *info ) ) {
       // The binding stays, so that the flow is installed again as soon as the host returns.
       for ( MacVlanPair const & host : info->boundHostKeys() ) {
          KEL_TRACE_INFO( "boundHost is reset for: ", host );
@@ -151,18 +163,17 @@ void KelPolicyFragment::handleWarmHost( MacVlanPair const & host ) {
    if ( !initialized() || !flowForHostHas( host ) ) {
       return;
    }
-   Kel::String const flowName = flowForHost( host );
-   if ( areHostsWarm( flowName ) ) {
-      installHostInterceptFlow( flowName );
+   FlowHandle flow = flowHandle( flowForHost( host ) );
+   if ( areHostsWarm( flow ) ) {
+      installHostInterceptFlow( flow );
    } else {
-      removeFlowWithItsDependents( flowName );
-      removeHostInterceptFlow( flowName );
+      removeFlowWithItsDependents( flow );
+      removeHostInterceptFlow( flow );
    }
 }
 
-bool KelPolicyFragment::areHostsWarm( Kel::String const & flowName ) const {
-   auto const info = flowInfo( flowName );
-   return info && areHostsWarm( *info );
+bool KelPolicyFragment::areHostsWarm( FlowHandle const & flow ) const {
+   return flow.info && areHostsWarm( *flow.info );
 }
 
 bool KelPolicyFragment::areHostsWarm( QorClient::FlowInfo const & info ) const {
@@ -186,7 +197,7 @@ bool KelPolicyFragment::areHostsWarmForAnyFlow() const {
    return false;
 }
 
-bool KelPolicyFragment::needsFlowInstallation( Kel::String const & flowName,
+bool KelPolicyFragment::needsFlowInstallation( FlowHandle const & flow,
                                                MacVlanPair const & host ) const {
    IntfId const intf = agentStatus()->warmHost( host );
    if ( !intf ) {
@@ -195,10 +206,10 @@ bool KelPolicyFragment::needsFlowInstallation( Kel::String const & flowName,
    }
    // A host that is seen on a service interface never moves its flow there.
    bool const notServiceIntf = !isServiceIntf( intf );
-   bool const hostMoved = didHostMove( flowName, host );
-   bool const vlanChanged = didVlanChange( flowName );
-   bool const nativeChanged = didNativeVlanChange( flowName, intf );
-   bool const notPublished = !isFlowPublished( flowName );
+   bool const hostMoved = didHostMove( flow, host );
+   bool const vlanChanged = didVlanChange( flow );
+   bool const nativeChanged = didNativeVlanChange( flow, intf );
+   bool const notPublished = !isFlowPublished( flow );
    bool const needed =
       notServiceIntf && ( hostMoved || vlanChanged || nativeChanged || notPublished );
    KEL_TRACE_INFO( notServiceIntf ? "interface was not service intf and " : "",
@@ -209,27 +220,24 @@ bool KelPolicyFragment::needsFlowInstallation( Kel::String const & flowName,
    return needed;
 }
 
-bool KelPolicyFragment::didHostMove( Kel::String const & flowName,
-                                     MacVlanPair const & host ) const {
-   auto const info = flowInfo( flowName );
-   return agentStatus()->warmHost( host ) != ( info ? info->boundHost( host ) : IntfId() );
+bool KelPolicyFragment::didHostMove( FlowHandle const & flow, MacVlanPair const & host ) const {
+   return agentStatus()->warmHost( host ) !=
+          ( flow.info ? flow.info->boundHost( host ) : IntfId() );
 }
 
-bool KelPolicyFragment::didVlanChange( Kel::String const & flowName ) const {
-   Qor::V1::PolicyFlowInfo const flowConfig = policyFragment()->flow( flowName );
-   if ( !isVniBound( flowConfig.match.vni ) || !isVniBound( flowConfig.action.vni ) ) {
+bool KelPolicyFragment::didVlanChange( FlowHandle const & flow ) const {
+   if ( !areVnisBound( flow ) ) {
       return true;
    }
-   auto const info = flowInfo( flowName );
    auto const status = agentStatus();
-   return info->matchVlan() != status->vlanForVni( convertVniToVniExt( flowConfig.match.vni ) ) ||
-          info->rewriteVlan() != status->vlanForVni( convertVniToVniExt( flowConfig.action.vni ) );
+   return flow.info->matchVlan() != status->vlanForVni( matchVni( flow ) ) ||
+          flow.info->rewriteVlan() != status->vlanForVni( actionVni( flow ) );
 }
 
-bool KelPolicyFragment::didNativeVlanChange( Kel::String const & flowName, IntfId intf ) const {
+bool KelPolicyFragment::didNativeVlanChange( FlowHandle const & flow, IntfId intf ) const {
    auto const intfConfig = switchIntfConfigDir()->switchIntfConfig( intf );
-   return intfConfig && flowInfo( flowName )->nativeVlan() !=
-                           Bridging::VlanIdOrNone( intfConfig->trunkNativeVlan() );
+   return intfConfig &&
+          flow.info->nativeVlan() != Bridging::VlanIdOrNone( intfConfig->trunkNativeVlan() );
 }
 
 bool KelPolicyFragment::isServiceIntf( IntfId intf ) const {
@@ -242,19 +250,19 @@ bool KelPolicyFragment::isServiceIntf( IntfId intf ) const {
    return false;
 }
 
-MacVlanPair KelPolicyFragment::getHostFromFlowName( Kel::String const & flowName ) const {
-   if ( flowWithUnboundHostHas( flowName ) ) {
-      for ( auto const & [host, flow] : flowForHost() ) {
-         if ( flow == flowName ) {
+MacVlanPair KelPolicyFragment::getHostFromFlowName( FlowHandle const & flow ) const {
+   if ( flowWithUnboundHostHas( flow.name ) ) {
+      for ( auto const & [host, flowName] : flowForHost() ) {
+         if ( flowName == flow.name ) {
             return host;
          }
       }
       return {};
    }
    // The host of any other flow is the one that it has bound, so the map need not be walked.
-   if ( auto const info = flowInfo( flowName ) ) {
-      for ( MacVlanPair const & host : info->boundHostKeys() ) {
-         if ( flowForHostHas( host ) && flowForHost( host ) == flowName ) {
+   if ( flow.info ) {
+      for ( MacVlanPair const & host : flow.info->boundHostKeys() ) {
+         if ( flowForHostHas( host ) && flowForHost( host ) == flow.name ) {
             return host;
          }
       }
@@ -269,53 +277,53 @@ std::uint32_t KelPolicyFragment::getHostMoveCount( MacVlanPair const & host ) co
    return getHostFdbStatus( host, parent()->brConfig(), parent()->slabBrStatus() ).moveCount;
 }
 
-void KelPolicyFragment::installHostEgressFlowOnIntf( Kel::String const & flowName, IntfId intf ) {
-   KEL_TRACE_SCOPE( " flow: ", flowName, " intf: ", intf );
-   if ( !initialized() || !isHostEgressFlow( flowName ) || !intf ) {
+void KelPolicyFragment::installHostEgressFlowOnIntf( FlowHandle & flow, IntfId intf ) {
+   KEL_TRACE_SCOPE( " flow: ", flow.name, " intf: ", intf );
+   if ( !initialized() || !isHostEgressFlow( readFlowInfo( flow ) ) || !intf ) {
       return;
    }
    QorClient::RuleKey ruleKey;
    ruleKey.outIntf = intf;
-   auto const rule = flowInfo( flowName )->ruleInfo( ruleKey );
+   auto const rule = flow.info->ruleInfo( ruleKey );
    if ( !rule ) {
-      publishFlowRule( flowName, ruleKey );
+      publishFlowRule( flow, ruleKey );
    } else if ( rule->published() ) {
       rule->refCountInc( 1 );
       KEL_TRACE_INFO( "rule:", rule->ruleName(), " refCount: ", rule->refCount() );
    }
 }
 
-void KelPolicyFragment::removeHostEgressFlowFromIntf( Kel::String const & flowName, IntfId intf ) {
-   KEL_TRACE_SCOPE( " flow: ", flowName, " intf: ", intf );
-   if ( !initialized() || !isHostEgressFlow( flowName ) || !intf ) {
+void KelPolicyFragment::removeHostEgressFlowFromIntf( FlowHandle & flow, IntfId intf ) {
+   KEL_TRACE_SCOPE( " flow: ", flow.name, " intf: ", intf );
+   if ( !initialized() || !isHostEgressFlow( readFlowInfo( flow ) ) || !intf ) {
       return;
    }
    QorClient::RuleKey ruleKey;
    ruleKey.outIntf = intf;
-   auto const info = flowInfo( flowName );
+   auto const info = flow.info;
    if ( auto const rule = info->ruleInfo( ruleKey ) ) {
       if ( rule->published() && rule->refCount() != 0 ) {
          rule->refCountDec( 1 );
          KEL_TRACE_INFO( "rule:", rule->ruleName(), " refCount: ", rule->refCount() );
       }
       if ( rule->refCount() == 0 ) {
-         revokePublishedFlowRule( flowName, ruleKey );
+         revokePublishedFlowRule( flow, ruleKey );
          if ( info->ruleInfoCount() == 0 ) {
-            updateFlowState( flowName, Qor::FlowState::flowInitial );
+            updateFlowState( flow, Qor::FlowState::flowInitial );
          }
       }
    }
 }
 
-void KelPolicyFragment::installHostEgressFlowOnAllIntfs( Kel::String const & flowName ) {
-   KEL_TRACE_SCOPE( " flow: ", flowName );
-   if ( !initialized() || !isHostEgressFlow( flowName ) ) {
+void KelPolicyFragment::installHostEgressFlowOnAllIntfs( FlowHandle & flow ) {
+   KEL_TRACE_SCOPE( " flow: ", flow.name );
+   if ( !initialized() || !isHostEgressFlow( readFlowInfo( flow ) ) ) {
       return;
    }
    for ( auto const & [name, info] : fragInfo()->flowInfo() ) {
       if ( isHostInterceptFlow( *info ) ) {
          for ( auto const & [host, intf] : info->boundHost() ) {
-            installHostEgressFlowOnIntf( flowName, intf );
+            installHostEgressFlowOnIntf( flow, intf );
          }
       }
    }
@@ -323,9 +331,11 @@ void KelPolicyFragment::installHostEgressFlowOnAllIntfs( Kel::String const & flo
 
 void KelPolicyFragment::installAllHostEgressFlowsOnIntf( IntfId intf ) {
    for ( Kel::String const & flowName : hostEgressFlow() ) {
+      FlowHandle flow{ flowName };
+      findInfoAgain( flow );
       // Another hand may have taken a flow's record away.
-      if ( flowInfo( flowName ) ) {
-         installHostEgressFlowOnIntf( flowName, intf );
+      if ( flow.info ) {
+         installHostEgressFlowOnIntf( flow, intf );
       }
    }
 }
@@ -333,8 +343,10 @@ void KelPolicyFragment::installAllHostEgressFlowsOnIntf( IntfId intf ) {
 void KelPolicyFragment::removeAllHostEgressFlowsFromIntf( IntfId intf ) {
    if ( intf ) {
       for ( Kel::String const & flowName : hostEgressFlow() ) {
-         if ( flowInfo( flowName ) ) {
-            removeHostEgressFlowFromIntf( flowName, intf );
+         FlowHandle flow{ flowName };
+         findInfoAgain( flow );
+         if ( flow.info ) {
+            removeHostEgressFlowFromIntf( flow, intf );
          }
       }
    }

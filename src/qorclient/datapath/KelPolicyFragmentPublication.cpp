@@ -22,51 +22,53 @@ Kel::String KelPolicyFragment::arpRuleName( Kel::String const & fragmentName ) {
    return Kel::String::concat( { fragmentName, "-arp" } );
 }
 
-void KelPolicyFragment::publishFlowRule( Kel::String const & flowName,
-                                         QorClient::RuleKey const & ruleKey ) {
+void KelPolicyFragment::publishFlowRule( FlowHandle & flow, QorClient::RuleKey const & ruleKey ) {
    KEL_TRACE_SCOPE( " inIntf:", ruleKey.inIntf, " outIntf:", ruleKey.outIntf,
                     " matchVlanTag: ", ruleKey.matchVlanTag );
-   if ( !initialized() || flowInCleanupHas( flowName ) ) {
+   if ( !initialized() || flowInCleanupHas( flow.name ) ) {
       return;
    }
-   auto const fragment = fragInfo();
-   auto const info = fragment ? fragment->flowInfo( flowName ) : nullptr;
+   lookAgain( flow );
+   // What is told on the way may have the flow looked up again.
+   auto const fragment = flow.fragInfo;
+   auto const info = flow.info;
    if ( !info ) {
-      KEL_TRACE_INFO( "Flow ", flowName, " has not been read yet, bailing out" );
+      KEL_TRACE_INFO( "Flow ", flow.name, " has not been read yet, bailing out" );
       return;
    }
    bool const isHostEgress = isHostEgressFlow( *info );
-   Qor::V1::PolicyFlowInfo const flowConfig = policyFragment()->flow( flowName );
-   OpenFlowTable::Match const match = buildMatch( flowConfig, ruleKey );
-   OpenFlowTable::Actions const actions = buildAction( flowConfig, ruleKey, isHostEgress );
-   OpenFlowTable::TableType const tableType = getTableType( flowConfig );
+   Vxlan::VniExtOrNone const matchVni = this->matchVni( flow );
+   Vxlan::VniExtOrNone const actionVni = this->actionVni( flow );
+   OpenFlowTable::Match const match = buildMatch( flow.config, ruleKey );
+   OpenFlowTable::Actions const actions = buildAction( flow.config, ruleKey, isHostEgress );
+   OpenFlowTable::TableType const tableType = getTableType( flow.config );
    if ( actions == OpenFlowTable::Actions() || match == OpenFlowTable::Match() ) {
       KEL_TRACE_INFO( "Match and/or Action don't have complete information" );
       return;
    }
-   Kel::String const ruleName = getFlowRuleName( *info, ruleKey );
+   auto const old = info->ruleInfo( ruleKey );
+   Kel::String const ruleName = ruleNameOf( *info, ruleKey, old );
    auto const table = pfHwConfig();
    auto const status = agentStatus();
-   if ( table->flowEntryHas( ruleName ) ) {
-      OpenFlowTable::FlowEntry const entry = table->flowEntry( ruleName );
-      if ( entry.match == match && entry.actions == actions ) {
-         KEL_TRACE_INFO( "Identical rule", ruleName, "Match: ", match, " action: ", actions );
-         return;
-      }
+   // An absent entry has the default match, which this one is not.
+   OpenFlowTable::FlowEntry const entry = table->flowEntry( ruleName );
+   if ( entry.match == match && entry.actions == actions ) {
+      KEL_TRACE_INFO( "Identical rule", ruleName, "Match: ", match, " action: ", actions );
+      return;
    }
    std::uint32_t refCount = 1;
-   if ( auto old = info->ruleInfo( ruleKey ); old && old->published() ) {
+   if ( old && old->published() ) {
       refCount = old->refCount();
-      revokePublishedFlowRule( flowName, ruleKey );
+      revokePublishedFlowRule( flow, ruleKey );
    }
    auto rule = info->ruleInfoIs( ruleKey );
    rule->ruleNameIs( ruleName );
-   status->flowNameForRuleNameIs( ruleName, flowName );
+   status->flowNameForRuleNameIs( ruleName, flow.name );
    status->fragmentNameForRuleNameIs( ruleName, fragmentName() );
-   KEL_TRACE_INFO( "Adding new rule ", ruleName, " to the flow ", flowName,
+   KEL_TRACE_INFO( "Adding new rule ", ruleName, " to the flow ", flow.name,
                    " and configuring pinflow rule ", ruleName );
-   updateFlowState( flowName, Qor::FlowState::flowWaiting );
-   updateRuleState( flowName, ruleName, Qor::FlowState::flowWaiting );
+   updateFlowState( flow, Qor::FlowState::flowWaiting );
+   updateRuleState( flow, ruleName, Qor::FlowState::flowWaiting );
    table->flowEntryIs( ruleName, match, actions, OpenFlowTable::Priority( 0 ),
                        OpenFlowTable::PriorityGroupType::normal, tableType, 0, 0.0, 0.0, false );
    rule->publishedIs( true );
@@ -74,41 +76,40 @@ void KelPolicyFragment::publishFlowRule( Kel::String const & flowName,
    // What the rule was built with tells later whether a VLAN has changed.
    if ( isRuleVlan( match.vlanId ) ) {
       info->matchVlanIs( Bridging::VlanId( match.vlanId ) );
-      fragment->vlanForVniIs( convertVniToVniExt( flowConfig.match.vni ),
-                              Bridging::VlanId( match.vlanId ) );
+      fragment->vlanForVniIs( matchVni, Bridging::VlanId( match.vlanId ) );
    }
    if ( isRuleVlan( actions.vlanId ) ) {
       info->rewriteVlanIs( Bridging::VlanId( actions.vlanId ) );
-      fragment->vlanForVniIs( convertVniToVniExt( flowConfig.action.vni ),
-                              Bridging::VlanId( actions.vlanId ) );
+      fragment->vlanForVniIs( actionVni, Bridging::VlanId( actions.vlanId ) );
    }
    if ( !isHostEgress ) {
-      configurePlatformForQor( flowName );
+      configurePlatformForQor( flow.name );
    }
 }
 
-void KelPolicyFragment::revokePublishedFlowRule( Kel::String const & flowName,
+void KelPolicyFragment::revokePublishedFlowRule( FlowHandle & flow,
                                                  QorClient::RuleKey const & ruleKey ) {
-   KEL_TRACE_SCOPE( " flow: ", flowName );
+   KEL_TRACE_SCOPE( " flow: ", flow.name );
    if ( !initialized() ) {
       return;
    }
-   auto info = flowInfo( flowName );
+   findInfoAgain( flow );
+   auto const info = flow.info;
    if ( !info ) {
-      KEL_TRACE_INFO( "Flow ", flowName, " has not been read yet, bailing out" );
+      KEL_TRACE_INFO( "Flow ", flow.name, " has not been read yet, bailing out" );
       return;
    }
    auto const rule = info->ruleInfo( ruleKey );
    if ( !rule ) {
       return;
    }
-   Kel::String const ruleName = getFlowRuleName( *info, ruleKey );
+   Kel::String const ruleName = ruleNameOf( *info, ruleKey, rule );
    auto const status = agentStatus();
    if ( rule->published() ) {
       KEL_TRACE_INFO( "Un-Configuring pinflow rule ", ruleName );
       pfHwConfig()->flowEntryDel( ruleName );
       if ( !isHostEgressFlow( *info ) ) {
-         unconfigurePlatformForQor( flowName );
+         unconfigurePlatformForQor( flow.name );
       }
    }
    info->ruleInfoDel( ruleKey );
@@ -117,19 +118,25 @@ void KelPolicyFragment::revokePublishedFlowRule( Kel::String const & flowName,
    status->ruleStateForRuleNameDel( ruleName );
 }
 
-void KelPolicyFragment::revokePublishedFlow( Kel::String const & flowName ) {
-   KEL_TRACE_SCOPE( " flow: ", flowName );
-   if ( auto info = flowInfo( flowName ) ) {
+void KelPolicyFragment::revokePublishedFlow( FlowHandle & flow ) {
+   KEL_TRACE_SCOPE( " flow: ", flow.name );
+   findInfoAgain( flow );
+   if ( auto const info = flow.info ) {
       for ( QorClient::RuleKey const & ruleKey : info->ruleInfoKeys() ) {
-         revokePublishedFlowRule( flowName, ruleKey );
+         revokePublishedFlowRule( flow, ruleKey );
       }
-      updateFlowState( flowName, Qor::FlowState::flowInitial );
+      updateFlowState( flow, Qor::FlowState::flowInitial );
    }
 }
 
-bool KelPolicyFragment::isFlowPublished( Kel::String const & flowName ) const {
-   if ( auto info = flowInfo( flowName ) ) {
-      for ( auto const & [key, rule] : info->ruleInfo() ) {
+void KelPolicyFragment::revokePublishedFlow( Kel::String const & flowName ) {
+   FlowHandle flow{ flowName };
+   revokePublishedFlow( flow );
+}
+
+bool KelPolicyFragment::isFlowPublished( FlowHandle const & flow ) const {
+   if ( flow.info ) {
+      for ( auto const & [key, rule] : flow.info->ruleInfo() ) {
          if ( rule->published() ) {
             return true;
          }
@@ -138,32 +145,44 @@ bool KelPolicyFragment::isFlowPublished( Kel::String const & flowName ) const {
    return false;
 }
 
-void KelPolicyFragment::removeFlowWithItsDependents( Kel::String const & flowName ) {
-   KEL_TRACE_SCOPE( " flow: ", flowName );
-   if ( auto info = flowInfo( flowName ) ) {
+bool KelPolicyFragment::isFlowPublished( Kel::String const & flowName ) const {
+   FlowHandle flow{ flowName };
+   findInfoAgain( flow );
+   return isFlowPublished( flow );
+}
+
+void KelPolicyFragment::removeFlowWithItsDependents( FlowHandle & flow ) {
+   KEL_TRACE_SCOPE( " flow: ", flow.name );
+   findInfoAgain( flow );
+   if ( auto const info = flow.info ) {
       if ( isHostInterceptFlow( *info ) ) {
          for ( auto const & [host, intf] : info->boundHost() ) {
             removeAllHostEgressFlowsFromIntf( intf );
          }
       }
-      revokePublishedFlow( flowName );
+      revokePublishedFlow( flow );
    }
 }
 
-void KelPolicyFragment::doFlowCleanup( Kel::String const & flowName ) {
-   KEL_TRACE_SCOPE( " flow: ", flowName );
+void KelPolicyFragment::removeFlowWithItsDependents( Kel::String const & flowName ) {
+   FlowHandle flow{ flowName };
+   removeFlowWithItsDependents( flow );
+}
+
+void KelPolicyFragment::doFlowCleanup( FlowHandle & flow ) {
+   KEL_TRACE_SCOPE( " flow: ", flow.name );
    if ( !initialized() ) {
       return;
    }
    // Unbinding the flow's VNIs may take a VLAN away and bring it back, and so have all flows
    // installed again while this one is half gone.
-   flowInCleanupIs( flowName );
-   removeFlowWithItsDependents( flowName );
-   cleanupBoundHostForFlow( flowName );
-   unbindVnisForFlow( flowName );
-   hostEgressFlowDel( flowName );
-   fragInfo()->flowInfoDel( flowName );
-   flowInCleanupDel( flowName );
+   flowInCleanupIs( flow.name );
+   removeFlowWithItsDependents( flow );
+   cleanupBoundHostForFlow( flow );
+   unbindVnisForFlow( flow );
+   hostEgressFlowDel( flow.name );
+   fragInfo()->flowInfoDel( flow.name );
+   flowInCleanupDel( flow.name );
 }
 
 void KelPolicyFragment::configurePlatformForQor( Kel::String const & flowName ) {

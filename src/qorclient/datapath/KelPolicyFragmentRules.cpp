@@ -1,5 +1,8 @@
 // Rule building: what a flow and a rule's key make of name, table, match and action.
 
+#include <initializer_list>
+#include <string_view>
+
 #include "platform/flashlog/DualLog.h"
 #include "platform/kel/Assert.h"
 #include "qorclient/agent/QorClientUtils.h"
@@ -23,6 +26,16 @@ std::string_view shortNameOrAny( Wirekit::IntfId intf ) {
    return intf ? intf.shortNameView() : std::string_view( "any" );
 }
 
+bool isJoined( std::string_view text, std::initializer_list< std::string_view > parts ) {
+   for ( std::string_view part : parts ) {
+      if ( !text.starts_with( part ) ) {
+         return false;
+      }
+      text.remove_prefix( part.size() );
+   }
+   return text.empty();
+}
+
 /** The VLAN as a rule carries it; throws when it is none that a rule can. */
 std::uint16_t ruleVlan( Bridging::VlanId vlan ) {
    return Bridging::VlanIdOrNone( vlan.value() ).value();
@@ -37,10 +50,27 @@ Kel::String KelPolicyFragment::getFlowRuleName( Kel::String const & flowName,
 
 Kel::String KelPolicyFragment::getFlowRuleName( QorClient::FlowInfo const & info,
                                                 QorClient::RuleKey const & ruleKey ) {
+   return ruleNameOf( info, ruleKey, nullptr );
+}
+
+Kel::String KelPolicyFragment::ruleNameOf( QorClient::FlowInfo const & info,
+                                           QorClient::RuleKey const & ruleKey,
+                                           Kel::Ptr< QorClient::RuleInfo > const & standing ) {
    // The same key always gives the same name, which makes a second publication recognisable.
-   return Kel::String::concat( { info.rulePrefix(), "-from-", shortNameOrAny( ruleKey.inIntf ),
-                                 "-to-", shortNameOrAny( ruleKey.outIntf ),
-                                 ruleKey.matchVlanTag ? "" : "-untagged" } );
+   Kel::String const prefix = info.rulePrefix();
+   std::initializer_list< std::string_view > const parts = {
+      prefix,
+      "-from-",
+      shortNameOrAny( ruleKey.inIntf ),
+      "-to-",
+      shortNameOrAny( ruleKey.outIntf ),
+      ruleKey.matchVlanTag ? "" : "-untagged" };
+   if ( standing ) {
+      if ( Kel::String const name = standing->ruleName(); isJoined( name, parts ) ) {
+         return name;
+      }
+   }
+   return Kel::String::concat( parts );
 }
 
 OpenFlowTable::TableType KelPolicyFragment::getTableType(
@@ -77,13 +107,14 @@ OpenFlowTable::Match KelPolicyFragment::buildMatch( Qor::V1::PolicyFlowInfo cons
    // VNI 0 asks for no VLAN; none is not 0, and has no VLAN to be found.
    if ( flowConfig.match.vni.value() != 0 ) {
       Vxlan::VniExtOrNone const vni = convertVniToVniExt( flowConfig.match.vni );
-      if ( !agentStatus()->vlanForVniHas( vni ) ) {
+      auto const status = agentStatus();
+      if ( !status->vlanForVniHas( vni ) ) {
          KEL_TRACE_INFO( "Match vni ", flowConfig.match.vni, " is not mapped to any vlan" );
          return {};
       }
       if ( ruleKey.matchVlanTag ) {
          match.matchFieldSet |= MatchField::vlanId;
-         match.vlanId = ruleVlan( agentStatus()->vlanForVni( vni ) );
+         match.vlanId = ruleVlan( status->vlanForVni( vni ) );
          match.vlanIdMask = wholeVlan;
       }
       KEL_TRACE_INFO( "Matches on VLAN ", match.vlanId );
@@ -111,11 +142,12 @@ OpenFlowTable::Actions KelPolicyFragment::buildAction( Qor::V1::PolicyFlowInfo c
       return actions;
    }
    Vxlan::VniExtOrNone const vni = convertVniToVniExt( flowConfig.action.vni );
-   if ( !agentStatus()->vlanForVniHas( vni ) ) {
+   auto const status = agentStatus();
+   if ( !status->vlanForVniHas( vni ) ) {
       KEL_TRACE_INFO( "Action vni ", flowConfig.action.vni, " is not mapped to any vlan" );
       return {};
    }
-   Bridging::VlanId const vlan = agentStatus()->vlanForVni( vni );
+   Bridging::VlanId const vlan = status->vlanForVni( vni );
    actions.actionFieldSet |= ActionField::vlanId;
    actions.vlanId = ruleVlan( vlan );
    bool dropTag = false;

@@ -1,5 +1,8 @@
 // Service flows: one rule per member of the flow's set of service interfaces.
 
+#include <algorithm>
+#include <vector>
+
 #include "platform/flashlog/DualLog.h"
 #include "qorclient/datapath/KelPolicyFragment.h"
 
@@ -9,74 +12,91 @@ namespace QorClient::DatapathV1 {
 
 using Qor::V1::InterceptPoint;
 
-void KelPolicyFragment::installServiceFlow( Kel::String const & flowName ) {
-   KEL_TRACE_SCOPE( " flow: ", flowName );
-   if ( !initialized() || !isServiceFlow( flowName ) ) {
+namespace {
+
+/** The members of a set as rules name them: to look each rule's interface up in the set itself
+ * would make a text of it. */
+std::vector< Wirekit::IntfId > membersOf( Qor::V1::ServiceIntfSet const & intfSet ) {
+   std::vector< Wirekit::IntfId > members;
+   members.reserve( intfSet.intfCount() );
+   for ( Kel::String const & intfName : intfSet.intfKeys() ) {
+      members.emplace_back( intfName );
+   }
+   return members;
+}
+
+}  // namespace
+
+void KelPolicyFragment::installServiceFlow( FlowHandle & flow ) {
+   KEL_TRACE_SCOPE( " flow: ", flow.name );
+   if ( !initialized() || !isServiceFlow( readFlowInfo( flow ) ) ) {
       return;
    }
-   Qor::V1::PolicyFlowInfo const flowConfig = policyFragment()->flow( flowName );
-   auto const intfSet = policyFragment()->serviceIntfSet( flowConfig.serviceIntfKey );
-   if ( !intfSet || !areVnisBound( flowName ) || hasServiceFlowInterceptChanged( flowName ) ) {
-      removeServiceFlow( flowName );
+   lookAgain( flow );
+   InterceptPoint const interceptPoint = flow.config.interceptPoint;
+   auto const intfSet = policyFragment()->serviceIntfSet( flow.config.serviceIntfKey );
+   if ( !intfSet || !areVnisBound( flow ) || hasServiceFlowInterceptChanged( flow ) ) {
+      removeServiceFlow( flow );
    }
    if ( intfSet ) {
-      if ( flowConfig.interceptPoint == InterceptPoint::interceptIngress ) {
-         installIngressServiceFlow( flowName, intfSet );
+      if ( interceptPoint == InterceptPoint::interceptIngress ) {
+         installIngressServiceFlow( flow, intfSet );
       } else {
-         installEgressServiceFlow( flowName, intfSet );
+         installEgressServiceFlow( flow, intfSet );
       }
    }
 }
 
-void KelPolicyFragment::removeServiceFlow( Kel::String const & flowName ) {
-   KEL_TRACE_SCOPE( " flow: ", flowName );
-   if ( initialized() && isServiceFlow( flowName ) && isFlowPublished( flowName ) ) {
-      revokePublishedFlow( flowName );
+void KelPolicyFragment::removeServiceFlow( FlowHandle & flow ) {
+   KEL_TRACE_SCOPE( " flow: ", flow.name );
+   if ( initialized() && isServiceFlow( readFlowInfo( flow ) ) && isFlowPublished( flow ) ) {
+      revokePublishedFlow( flow );
    }
 }
 
 void KelPolicyFragment::installIngressServiceFlow(
-   Kel::String const & flowName, Kel::Ptr< Qor::V1::ServiceIntfSet const > const & intfSet ) {
-   installServiceFlowOnSet( flowName, intfSet, &QorClient::RuleKey::inIntf );
+   FlowHandle & flow, Kel::Ptr< Qor::V1::ServiceIntfSet const > const & intfSet ) {
+   installServiceFlowOnSet( flow, intfSet, &QorClient::RuleKey::inIntf );
 }
 
 void KelPolicyFragment::installEgressServiceFlow(
-   Kel::String const & flowName, Kel::Ptr< Qor::V1::ServiceIntfSet const > const & intfSet ) {
-   installServiceFlowOnSet( flowName, intfSet, &QorClient::RuleKey::outIntf );
+   FlowHandle & flow, Kel::Ptr< Qor::V1::ServiceIntfSet const > const & intfSet ) {
+   installServiceFlowOnSet( flow, intfSet, &QorClient::RuleKey::outIntf );
 }
 
 void KelPolicyFragment::installServiceFlowOnSet(
-   Kel::String const & flowName, Kel::Ptr< Qor::V1::ServiceIntfSet const > const & intfSet,
+   FlowHandle & flow, Kel::Ptr< Qor::V1::ServiceIntfSet const > const & intfSet,
    Wirekit::IntfId QorClient::RuleKey::*side ) {
-   KEL_TRACE_SCOPE( " flow: ", flowName );
+   KEL_TRACE_SCOPE( " flow: ", flow.name );
    if ( !initialized() ) {
       return;
    }
-   if ( auto info = flowInfo( flowName ) ) {
+   findInfoAgain( flow );
+   if ( auto const info = flow.info; info && info->ruleInfoCount() != 0 ) {
+      std::vector< Wirekit::IntfId > members = membersOf( *intfSet );
       for ( QorClient::RuleKey const & ruleKey : info->ruleInfoKeys() ) {
          Wirekit::IntfId const intf = ruleKey.*side;
-         if ( intf && !intfSet->intfHas( intf.name() ) ) {
-            revokePublishedFlowRule( flowName, ruleKey );
+         if ( intf && std::ranges::find( members, intf ) == members.end() ) {
+            revokePublishedFlowRule( flow, ruleKey );
+            members = membersOf( *intfSet );
          }
       }
    }
    for ( Kel::String const & intfName : intfSet->intfKeys() ) {
       QorClient::RuleKey ruleKey;
       ruleKey.*side = Wirekit::IntfId( intfName );
-      publishFlowRule( flowName, ruleKey );
+      publishFlowRule( flow, ruleKey );
    }
 }
 
-bool KelPolicyFragment::hasServiceFlowInterceptChanged( Kel::String const & flowName ) const {
-   KEL_TRACE_SCOPE( " flow: ", flowName );
-   auto info = flowInfo( flowName );
-   if ( !info ) {
+bool KelPolicyFragment::hasServiceFlowInterceptChanged( FlowHandle const & flow ) const {
+   KEL_TRACE_SCOPE( " flow: ", flow.name );
+   if ( !flow.info ) {
       return false;
    }
    // The rules show where the flow was last installed, so no further memory is needed.
-   bool const ingress =
-      policyFragment()->flow( flowName ).interceptPoint == InterceptPoint::interceptIngress;
-   for ( QorClient::RuleKey const & ruleKey : info->ruleInfoKeys() ) {
+   bool const ingress = flow.config.interceptPoint == InterceptPoint::interceptIngress;
+   for ( QorClient::RuleKey const & ruleKey : flow.info->ruleInfoKeys() ) {
       if ( ingress ? bool( ruleKey.outIntf ) : bool( ruleKey.inIntf ) ) {
          KEL_TRACE_INFO( "Intercept point is changed" );
          KEL_TRACE_INFO( " returning true" );

@@ -57,22 +57,23 @@ void KelPolicyFragment::unbindVni( QorClient::VniAndIntfForPolicyFragment const 
    }
 }
 
-void KelPolicyFragment::bindVniForFlow( Kel::String const & flowName,
+void KelPolicyFragment::bindVniForFlow( FlowHandle & flow,
                                         QorClient::VniAndIntfForPolicyFragment const & vip ) {
-   KEL_TRACE_SCOPE( " flow: ", flowName, " vni:", vip.vni, " intfId:", vip.intfId );
-   if ( !initialized() || flowInCleanupHas( flowName ) ) {
+   KEL_TRACE_SCOPE( " flow: ", flow.name, " vni:", vip.vni, " intfId:", vip.intfId );
+   if ( !initialized() || flowInCleanupHas( flow.name ) ) {
       return;
    }
-   auto info = flowInfo( flowName );
-   if ( info && !info->boundVni( vip ) ) {
-      info->boundVniIs( vip, true );
+   findInfoAgain( flow );
+   if ( flow.info && !flow.info->boundVni( vip ) ) {
+      flow.info->boundVniIs( vip, true );
       bindVni( vip );
    }
 }
 
-void KelPolicyFragment::unbindVnisForFlow( Kel::String const & flowName ) {
-   KEL_TRACE_SCOPE( " flow: ", flowName );
-   if ( auto info = flowInfo( flowName ) ) {
+void KelPolicyFragment::unbindVnisForFlow( FlowHandle & flow ) {
+   KEL_TRACE_SCOPE( " flow: ", flow.name );
+   findInfoAgain( flow );
+   if ( auto const info = flow.info ) {
       for ( auto const & vip : info->boundVniKeys() ) {
          unbindVni( vip );
       }
@@ -80,10 +81,10 @@ void KelPolicyFragment::unbindVnisForFlow( Kel::String const & flowName ) {
    }
 }
 
-void KelPolicyFragment::updateVniBindingForIntf( Kel::String const & flowName,
-                                                 Wirekit::IntfId intf ) {
-   KEL_TRACE_SCOPE( " flow: ", flowName, " intf: ", intf );
-   auto info = flowInfo( flowName );
+void KelPolicyFragment::updateVniBindingForIntf( FlowHandle & flow, Wirekit::IntfId intf ) {
+   KEL_TRACE_SCOPE( " flow: ", flow.name, " intf: ", intf );
+   findInfoAgain( flow );
+   auto const info = flow.info;
    if ( !initialized() || !info ) {
       return;
    }
@@ -93,10 +94,11 @@ void KelPolicyFragment::updateVniBindingForIntf( Kel::String const & flowName,
          info->boundVniDel( vip );
       }
    }
-   for ( Vxlan::VniExtOrNone vni : { matchVni( flowName ), actionVni( flowName ) } ) {
+   lookAgain( flow );
+   for ( Vxlan::VniExtOrNone vni : { matchVni( flow ), actionVni( flow ) } ) {
       QorClient::VniAndIntfForPolicyFragment const vip{ vni, intf, fragmentName() };
       if ( !info->boundVniHas( vip ) ) {
-         bindVniForFlow( flowName, vip );
+         bindVniForFlow( flow, vip );
       }
    }
 }
@@ -110,29 +112,28 @@ void KelPolicyFragment::removeVniBindings() {
    }
 }
 
-Vxlan::VniExtOrNone KelPolicyFragment::matchVni( Kel::String const & flowName ) const {
-   return convertVniToVniExt( policyFragment()->flow( flowName ).match.vni );
+Vxlan::VniExtOrNone KelPolicyFragment::matchVni( FlowHandle const & flow ) {
+   return convertVniToVniExt( flow.config.match.vni );
 }
 
-Vxlan::VniExtOrNone KelPolicyFragment::actionVni( Kel::String const & flowName ) const {
-   return convertVniToVniExt( policyFragment()->flow( flowName ).action.vni );
+Vxlan::VniExtOrNone KelPolicyFragment::actionVni( FlowHandle const & flow ) {
+   return convertVniToVniExt( flow.config.action.vni );
 }
 
 bool KelPolicyFragment::isVniBound( Vxlan::VniOrNone vni ) const {
    return agentStatus()->vlanForVniHas( convertVniToVniExt( vni ) );
 }
 
-bool KelPolicyFragment::isMatchVniBound( Kel::String const & flowName ) const {
-   return isVniBound( policyFragment()->flow( flowName ).match.vni );
+bool KelPolicyFragment::isMatchVniBound( FlowHandle const & flow ) const {
+   return isVniBound( flow.config.match.vni );
 }
 
-bool KelPolicyFragment::isActionVniBound( Kel::String const & flowName ) const {
-   return isVniBound( policyFragment()->flow( flowName ).action.vni );
+bool KelPolicyFragment::isActionVniBound( FlowHandle const & flow ) const {
+   return isVniBound( flow.config.action.vni );
 }
 
-bool KelPolicyFragment::areVnisBound( Kel::String const & flowName ) const {
-   Qor::V1::PolicyFlowInfo const flowConfig = policyFragment()->flow( flowName );
-   return isVniBound( flowConfig.match.vni ) && isVniBound( flowConfig.action.vni );
+bool KelPolicyFragment::areVnisBound( FlowHandle const & flow ) const {
+   return isMatchVniBound( flow ) && isActionVniBound( flow );
 }
 
 void KelPolicyFragment::handleOriginalVni() {

@@ -105,8 +105,9 @@ void KelServiceIntfSet::reinstallServiceFlowsForThisIntfSet() {
       return;
    }
    for ( Kel::String const & flowName : parent()->fragInfo()->flowInfoKeys() ) {
-      if ( parent()->policyFragment()->flow( flowName ).serviceIntfKey == name() ) {
-         parent()->installServiceFlow( flowName );
+      FlowHandle flow = parent()->flowHandle( flowName );
+      if ( flow.config.serviceIntfKey == name() ) {
+         parent()->installServiceFlow( flow );
       }
    }
 }

@@ -1,6 +1,7 @@
 #include "qorclient/l3/GroupSetConfigVrfSm.h"
 
 #include "platform/flashlog/DualLog.h"
+#include "qorclient/l3/EndPointCache.h"
 #include "qorclient/l3/TrafficEndPoint.h"
 
 KEL_TRACE_UNIT( "QorClientL3GroupSm", "QorClientL3GroupSm" )
@@ -50,12 +51,18 @@ void GroupSetConfigVrfSm::handleGroupMemberConfig( Kel::String const & groupName
 void GroupSetConfigVrfSm::writeEndPoints(
    Kel::String const & groupName, Kel::Ptr< QorL3::V1::MemberSetConfig const > const & memberSet,
    Bridging::VlanIdOrNone vlan ) {
+   auto const table = pfHwConfig();
+   auto const cache = cachedPfHwConfig();
+   auto const mayStayEmpty = dynamic_cast< EndPointCache const * >( cache.ptr() );
+   bool const isCacheNeeded = !mayStayEmpty || mayStayEmpty->isNeeded();
    for ( QorL3::V1::MemberKey const & key : memberSet->memberKeys() ) {
       OpenFlowTable::TrafficStreamEndPointId const id = endPointIdOf( vrf(), key, vlan );
-      pfHwConfig()->trafficEndPointIs( id, groupName );
+      table->trafficEndPointIs( id, groupName );
       if ( buildCachedEndPoints() ) {
          KEL_TRACE_INFO( "Adding to cache: ", id.stringValue() );
-         cachedPfHwConfig()->trafficEndPointIs( id, groupName );
+         if ( isCacheNeeded ) {
+            cache->trafficEndPointIs( id, groupName );
+         }
       }
    }
 }

@@ -78,6 +78,7 @@ void MemberSetStatusVniSm::handleInitialized() {
 void MemberSetStatusVniSm::updateMember( MemberKey const & key ) {
    KEL_TRACE_SCOPE( " ip: ", key.ip, " mac: ", key.mac );
    Vxlan::VniExt const vniExt = vni();
+   auto const status = memberSetStatus();
    TrafficStreamEndPointId const id =
       endPointIdOf( vrf(), key, vtepInfo()->vniToVlanMap( vniExt ) );
    QorL3::V1::Member const memberConfig = memberSetConfig()->member( key );
@@ -87,17 +88,17 @@ void MemberSetStatusVniSm::updateMember( MemberKey const & key ) {
    // The end of the machine removes the row.
    memberStatusSmDel( id );
    if ( !isReported ) {
-      memberSetStatus()->statusDel( key );
+      status->statusDel( key );
    }
    if ( memberConfig == QorL3::V1::Member{} ) {
       return;
    }
    if ( isReported ) {
-      memberStatusSmIs( memberConfig, endPoint, vni(), vrf(), memberSetStatus() );
+      memberStatusSmIs( memberConfig, endPoint, vni(), vrf(), status );
    } else {
       KEL_TRACE_INFO( "EndPoint status is not avaialble" );
       static Kel::String const detail = "No member status";
-      memberSetStatus()->statusIs( { key, State::pending, detail, memberConfig.flag } );
+      status->statusIs( { key, State::pending, detail, memberConfig.flag } );
    }
 }
 

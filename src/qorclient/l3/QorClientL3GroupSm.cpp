@@ -1,6 +1,7 @@
 #include "qorclient/l3/QorClientL3GroupSm.h"
 
 #include "platform/flashlog/DualLog.h"
+#include "qorclient/l3/EndPointCache.h"
 
 KEL_TRACE_UNIT( "QorClientL3GroupSm", "QorClientL3GroupSm" )
 
@@ -13,9 +14,11 @@ void GroupSm::handleInitialized() {
    initializedIs( true );
    deleteStaleGroups();
    handleGroupTypeConfigDir();
-   cachedPfHwConfigIs( OpenFlowTable::pinFlowHwConfigFactory( "cachedPfHwConfig" ) );
+   // Where the table holds no end point yet, all that it will hold is wanted.
+   bool const mayBeStale = pfHwConfig()->trafficEndPointCount() != 0;
+   cachedPfHwConfigIs( new EndPointCache( "cachedPfHwConfig", mayBeStale ) );
    handleGroupSetConfigDir();
-   deleteStaleEndPoints();
+   deleteStaleEndPoints( mayBeStale );
    cachedPfHwConfig()->trafficEndPointDelAll();
 }
 
@@ -34,16 +37,20 @@ void GroupSm::deleteStaleGroups() {
    }
 }
 
-void GroupSm::deleteStaleEndPoints() {
+void GroupSm::deleteStaleEndPoints( bool mayBeStale ) {
+   auto const table = pfHwConfig();
    auto const wanted = cachedPfHwConfig();
-   KEL_TRACE_INFO( "EndPoints present for PinFlow: ", pfHwConfig()->trafficEndPointCount(),
-                   " and in Cache: ", wanted->trafficEndPointCount() );
-   for ( auto const & [id, groupName] : pfHwConfig()->trafficEndPoint() ) {
+   KEL_TRACE_INFO( "EndPoints present for PinFlow: ", table->trafficEndPointCount(),
+                   " and in Cache: ", ( mayBeStale ? wanted : table )->trafficEndPointCount() );
+   if ( !mayBeStale ) {
+      return;
+   }
+   for ( auto const & [id, groupName] : table->trafficEndPoint() ) {
       // One that is not wanted has the empty name.
       if ( wanted->trafficEndPoint( id ) != groupName ||
            ( groupName.empty() && !wanted->trafficEndPointHas( id ) ) ) {
          KEL_TRACE_INFO( "Removing endPoint: ", id.stringValue() );
-         pfHwConfig()->trafficEndPointDel( id );
+         table->trafficEndPointDel( id );
       }
    }
 }

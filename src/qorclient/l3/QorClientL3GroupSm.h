@@ -34,8 +34,8 @@ class GroupSm : public Kel::StateMachine {
    KEL_CHILDREN_BY_KEY( L3::VrfName, GroupSetConfigVrfSm, groupSetConfigVrfSm )
    KEL_CHILD( GroupTypeStatusSm, groupTypeStatusSm )
    KEL_CHILDREN_BY_KEY( L3::VrfName, GroupSetStatusVrfSm, groupSetStatusVrfSm )
-   /** The end points that the configuration wants, for the comparison at the start. The platform
-    *  never sees it. */
+   /** The end points that the configuration wants, for the comparison at the start (EndPointCache).
+    *  The platform never sees it. */
    KEL_OWN( Kel::Ptr< OpenFlowTable::PinFlowHwConfig >, cachedPfHwConfig )
    KEL_OWN( bool, initialized )
 
@@ -54,7 +54,8 @@ class GroupSm : public Kel::StateMachine {
  private:
    Kel::Ptr< QorL3::V1::GroupTypeConfig const > groupTypeConfig( Kel::Name const & name ) const;
    void deleteStaleGroups();
-   void deleteStaleEndPoints();
+   /** Also traces how many there are when none can be stale. */
+   void deleteStaleEndPoints( bool mayBeStale );
 };
 KEL_FACTORY( groupSmFactory, GroupSm )
 
