@@ -36,7 +36,7 @@ EthAddr macOf( std::uint32_t n ) {
                                    std::uint8_t( n >> 8 ), std::uint8_t( n ) } );
 }
 
-constexpr auto local = static_cast< Bridging::EntryType >( 4 );
+constexpr auto local = Bridging::EntryType::local;
 
 /** Hosts in an order that no cache foresees. */
 std::vector< std::uint32_t > shuffled( std::uint32_t count ) {

@@ -313,7 +313,8 @@ TEST_F( CommandsTest, UsageErrorsExitWith2 ) {
          { "", "play s.json", "run", "run s.json --trace 10",
            "run s.json --trace =", "run s.json --trace Nobody=3", "show flows", "why", "why a",
            "show colors --scenario s.json", "show flows --scenario s.json --state s.json",
-           "run s.json --dump missing/end.json", "run s.json --state ''", "decode s.json" } ) {
+           "run s.json --dump missing/end.json", "run s.json --state ''", "decode s.json",
+           "describe mlag", "describe mlag/status --markdown" } ) {
       EXPECT_EQ( run( arguments ).code, 2 ) << arguments;
    }
 }

@@ -14,11 +14,11 @@ using OpenFlowTable::FlowStatus;
 using Qor::FlowState;
 
 bool KelFlowStats::isFlowRejected( FlowStatus flowStatus ) {
-   switch ( static_cast< unsigned >( flowStatus ) ) {
-      case 5:
-      case 6:
-      case 7:
-      case 10:
+   switch ( flowStatus ) {
+      case FlowStatus::tableFull:
+      case FlowStatus::refused6:
+      case FlowStatus::refused7:
+      case FlowStatus::refused10:
          return true;
       default:
          return false;

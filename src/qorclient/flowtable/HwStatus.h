@@ -9,9 +9,19 @@
 
 namespace OpenFlowTable {
 
-/** The hardware's answer to a flow entry. Other values than those named stand for the ways of
- *  failing and of being in progress. */
-enum class FlowStatus : std::uint32_t { pending = 0, active = 1, tableFull = 5 };
+/** The hardware's answer to a flow entry. Other values than those named stand for the ways of being
+ *  in progress; why an entry is refused is the platform's own but for a full table. */
+enum class FlowStatus : std::uint32_t {
+   pending = 0,
+   active = 1,
+   tableFull = 5,
+   refused6 = 6,
+   refused7 = 7,
+   refused8 = 8,
+   refused10 = 10,
+   refused12 = 12,
+   refused13 = 13
+};
 
 inline std::ostream & operator<<( std::ostream & out, FlowStatus status ) {
    return Kel::printEnum(

@@ -47,8 +47,8 @@ bool isServiceIntf( Status const & agentStatus, Wirekit::IntfId intf ) {
 }
 
 bool isLearntHost( Bridging::EntryType entryType ) {
-   auto const number = static_cast< std::uint32_t >( entryType );
-   return number == 0 || ( number >= 4 && number <= 6 );
+   using enum Bridging::EntryType;
+   return entryType == none || entryType == local || entryType == peer || entryType == otherLearnt;
 }
 
 }  // namespace QorClient

@@ -34,14 +34,14 @@ bool FlowStatusSm::isFlowPending( FlowStatus flowStatus ) {
 }
 
 bool FlowStatusSm::isFlowError( FlowStatus flowStatus ) {
-   switch ( static_cast< unsigned >( flowStatus ) ) {
-      case 5:
-      case 6:
-      case 7:
-      case 8:
-      case 10:
-      case 12:
-      case 13:
+   switch ( flowStatus ) {
+      case FlowStatus::tableFull:
+      case FlowStatus::refused6:
+      case FlowStatus::refused7:
+      case FlowStatus::refused8:
+      case FlowStatus::refused10:
+      case FlowStatus::refused12:
+      case FlowStatus::refused13:
          return true;
       default:
          return false;

@@ -38,10 +38,11 @@ bool const known = meaningsAre( [] {
            { "addr", "the host's address" } } ),
       numbersOf< Bridging::EntryType >(
          "How a forwarding entry came to be; hosts of other types are not followed",
-         { { 0, "none", "no entry" },
-           { 4, "local", "learnt on this switch" },
-           { 5, "peer", "learnt on the MLAG peer" },
-           { 6, "otherLearnt", "learnt in another way; followed like the two before" } } ),
+         { number( Bridging::EntryType::none, "none", "no entry" ),
+           number( Bridging::EntryType::local, "local", "learnt on this switch" ),
+           number( Bridging::EntryType::peer, "peer", "learnt on the MLAG peer" ),
+           number( Bridging::EntryType::otherLearnt, "otherLearnt",
+                   "learnt in another way; followed like the two before" ) } ),
    };
 } );
 

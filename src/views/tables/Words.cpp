@@ -18,10 +18,10 @@ HardwareAnswer answer( OpenFlowTable::HwStatus const & hardware, Kel::Name const
    }
    auto const number = static_cast< std::uint32_t >( stats->status() );
    std::string const inBrackets = " (" + std::to_string( number ) + ")";
-   if ( number == 0 ) {
+   if ( stats->status() == OpenFlowTable::FlowStatus::pending ) {
       return { inProgress, "pending" };
    }
-   if ( number == 1 ) {
+   if ( stats->status() == OpenFlowTable::FlowStatus::active ) {
       return { programmed, "programmed" };
    }
    if ( isRejection( stats->status() ) ) {

@@ -72,7 +72,7 @@ class HostBacklogTest : public testing::Test {
    }
    void learn( std::uint32_t n, IntfId intf ) {
       fdb->fdbStatusIs( HostKey{ vlan.value(), macOf( n ) },
-                        { intf, static_cast< Bridging::EntryType >( 4 ), 0 } );
+                        { intf, Bridging::EntryType::local, 0 } );
    }
 
    VlanId const vlan{ 100 };
