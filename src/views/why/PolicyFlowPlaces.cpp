@@ -63,6 +63,7 @@ void PolicyFlow::addBinding( Chain & chain, std::vector< RuleKey > const & wante
       return;
    }
    std::vector< std::string > names;
+   names.reserve( wanted.size() );
    for ( RuleKey const & key : wanted ) {
       names.push_back( ( key.inIntf ? key.inIntf : key.outIntf ).shortName() );
    }
