@@ -86,11 +86,18 @@ void TaskScheduler::advanceTo( Seconds time ) {
 
 void TaskScheduler::run( std::function< bool() > const & stop ) {
    while ( !stop() ) {
-      bool const busy = runOne();
+      if ( runOne() ) {
+         serveDescriptors( 0 );
+         continue;
+      }
+      // Timers alone may have fired.
+      if ( stop() ) {
+         return;
+      }
       Seconds const next = timers_.empty() ? endOfTime : timers_.begin()->first.first;
-      Seconds const wait = busy ? 0 : next == endOfTime ? endOfTime : time_->waitFor( next );
+      Seconds const wait = next == endOfTime ? endOfTime : time_->waitFor( next );
       serveDescriptors( wait );
-      if ( !busy && wait <= 0 ) {
+      if ( wait <= 0 ) {
          time_->sleepUntil( next );
       }
    }
