@@ -208,8 +208,10 @@ int runScenario( RunOptions const & options ) {
    }
    device.outputObserverIs( {} );
    if ( dump ) {
+      // The text may be what there is no memory for.
+      std::string const text = dumpOf( device );
       dump->begin();
-      dump->write( dumpOf( device ) );
+      dump->write( text );
    } else if ( !options.dump.empty() ) {
       std::cout << dumpOf( device );
    } else {

@@ -95,10 +95,12 @@ TEST_F( LookingOnTest, WhatOthersChangeIsATurnAndIsNotWrittenBack ) {
    EXPECT_EQ( box->size(), 7 );
    EXPECT_FALSE( shelf->box( "a/b" ) );
    EXPECT_TRUE( shelf->box( "d" ) );
-   EXPECT_EQ( store.written, ( Log{ "refused " + path + ": wants a whole number, not text",
-                                    "refused " + path + ": unknown attribute height",
-                                    "refused there/shelf/box/c: stands without its entity",
-                                    "refused elsewhere: stands without its entity" } ) );
+   EXPECT_EQ(
+      store.written,
+      ( Log{ "refused " + path + ": wants a whole number, -2147483648 to 2147483647, not a text",
+             "refused " + path + ": unknown attribute height",
+             "refused there/shelf/box/c: stands without its entity",
+             "refused elsewhere: stands without its entity" } ) );
 }
 
 }  // namespace
