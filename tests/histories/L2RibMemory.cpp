@@ -30,8 +30,8 @@ L2RibMemory::Rows L2RibMemory::rowsOf( Runner::Switch const & device ) {
    return rows;
 }
 
-/** Whether the controller names this switch for the host, and it isn't held back. */
-bool L2RibMemory::isOffered( Runner::Switch const & device, std::string const & key ) {
+/** Whether the controller names this switch for the host, and whether it is held back. */
+L2RibMemory::Offer L2RibMemory::offerOf( Runner::Switch const & device, std::string const & key ) {
    auto const host = Kel::fromText< Bridging::MacVlanPair >( key );
    auto const status = device.entity< QorClient::Status >( "qorclient/status" );
    auto const tables = device.entity< Kel::Dir >( "vxlancontroller/version2/vni" );
@@ -59,8 +59,10 @@ bool L2RibMemory::isOffered( Runner::Switch const & device, std::string const & 
          }
       }
    }
-   return named != VxlanController::MacVtepV2() && named.vtepAddr == status->myVtepAddr() &&
-          !isHeldBack;
+   if ( named == VxlanController::MacVtepV2() || named.vtepAddr != status->myVtepAddr() ) {
+      return Offer::none;
+   }
+   return isHeldBack ? Offer::heldBack : Offer::due;
 }
 
 void L2RibMemory::rememberSets( Runner::Switch const & device ) {
@@ -122,8 +124,20 @@ void L2RibMemory::observe( Runner::Switch const & device, Runner::Step const & s
    outdated_ = {};
    for ( auto const & [key, row] : rows_ ) {
       lost_.erase( key );
-      if ( !row.offer.starts_with( routersPreference ) && !isOffered( device, key ) ) {
+      heldBack_.erase( key );
+      if ( !row.offer.starts_with( routersPreference ) && offerOf( device, key ) != Offer::due ) {
          outdated_.insert( key );
+      }
+   }
+   auto const status = device.entity< QorClient::Status >( "qorclient/status" );
+   for ( auto const & [fragment, info] : status->policyFragmentInfo() ) {
+      for ( auto const & [name, flow] : info->flowInfo() ) {
+         for ( auto const & host : flow->boundHostKeys() ) {
+            std::string const key = Kel::textOf( host );
+            if ( !rows_.contains( key ) && offerOf( device, key ) == Offer::heldBack ) {
+               heldBack_.insert( key );
+            }
+         }
       }
    }
 }
@@ -147,7 +161,8 @@ void L2RibMemory::compare( Complaints & complaints, Runner::Switch const & fresh
       bool const lives = rows_.contains( key );
       bool excused = leftOutVlans.contains( vlan );
       if ( !lives ) {
-         excused = excused || lost_.contains( key ) || contested_.contains( vlan ) ||
+         excused = excused || lost_.contains( key ) || heldBack_.contains( key ) ||
+                   contested_.contains( vlan ) ||
                    forgotten_.contains( key.substr( 0, key.find( '|' ) ) );
       } else if ( scratch.contains( key ) ) {
          Row const & row = rows_.at( key );

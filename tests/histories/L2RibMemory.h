@@ -16,6 +16,8 @@ namespace Histories {
  * - A row that was damaged, one of the router's MAC that a start has swept, and one whose VLAN has
  *   had several sets, at once or one after the other, since whoever leaves it takes all rows back:
  *   nobody offers them again before its own inputs change.
+ * - A host that was learnt here when the controller named it, so that it was held back: nobody
+ * looks again when it isn't any more.
  * - A host that the controller has named another end point for, or none, or that was offered before
  *   it was learnt here: its row stays.
  * - A host's move count: the greatest stays.
@@ -40,7 +42,8 @@ class L2RibMemory {
    using Rows = std::map< std::string, Row >;
 
    static Rows rowsOf( Runner::Switch const & device );
-   static bool isOffered( Runner::Switch const & device, std::string const & key );
+   enum class Offer { none, heldBack, due };
+   static Offer offerOf( Runner::Switch const & device, std::string const & key );
    void rememberSets( Runner::Switch const & device );
 
    Rows rows_;
@@ -49,6 +52,8 @@ class L2RibMemory {
    std::map< std::string, std::set< std::string > > sets_;
    std::set< std::string > contested_;
    std::set< std::string > lost_;
+   /** Hosts that were held back and have not been offered since. */
+   std::set< std::string > heldBack_;
    /** Rows of hosts that nobody would offer now. */
    std::set< std::string > outdated_;
    /** MACs whose forwarding row has been damaged. */

@@ -1,5 +1,7 @@
 #include "histories/RuleCounts.h"
 
+#include <algorithm>
+
 #include "qorclient/agent/Status.h"
 #include "qorclient/datapath/KelPolicyFragment.h"
 #include "qorclient/flowtable/HwStatus.h"
@@ -35,6 +37,8 @@ void RuleCounts::observe( Runner::Switch const & device ) {
       mapped.insert( Kel::textOf( vni ) );
    }
    auto const flows = std::exchange( flows_, {} );
+   auto const intfs = std::exchange( intfs_, {} );
+   auto const thinned = std::exchange( thinned_, {} );
    auto const few = std::exchange( few_, {} );
    auto const many = std::exchange( many_, {} );
    std::set< std::string > counted;
@@ -80,6 +84,13 @@ void RuleCounts::observe( Runner::Switch const & device ) {
          }
          for ( auto const & [key, rule] : flow->ruleInfo() ) {
             counts[key.outIntf] = rule->refCount();
+            intfs_[place].insert( Kel::textOf( key ) );
+         }
+         auto const old = intfs.find( place );
+         bool const lost =
+            old != intfs.end() && !std::ranges::includes( intfs_[place], old->second );
+         if ( !intfs_[place].empty() && ( lost || thinned.contains( place ) ) ) {
+            thinned_.insert( place );
          }
          for ( auto const & [intf, count] : counts ) {
             std::string const rule =

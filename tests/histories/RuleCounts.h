@@ -30,6 +30,10 @@ class RuleCounts {
    bool isTooMany( std::string const & rule ) const { return many_.contains( rule ); }
    /** Some egress rule is whose name begins so. */
    bool isMiscounted( std::string const & beginning ) const;
+   /** An egress flow that has lost a rule and kept another, which is not reported anew. */
+   bool isThinned( std::string const & fragment, std::string const & flow ) const {
+      return thinned_.contains( fragment + "|" + flow );
+   }
    /** Of the ARP rule of a fragment. */
    bool isStale( std::string const & fragment ) const { return stale_.contains( fragment ); }
 
@@ -38,6 +42,9 @@ class RuleCounts {
    std::set< std::string > mapped_;
    /** The egress flows as they are configured. */
    std::map< std::string, std::string > flows_;
+   /** The interfaces of their rules. */
+   std::map< std::string, std::set< std::string > > intfs_;
+   std::set< std::string > thinned_;
    std::set< std::string > few_;
    std::set< std::string > many_;
    std::set< std::string > stale_;

@@ -256,7 +256,8 @@ std::vector< std::string > Scratch::differences() const {
          compare( complaints, reports, reportsOf( fresh, fragment, unheard ),
                   [&]( auto const & flow ) {
                      return unheard.contains( flow ) ||
-                            policy_.counts().isMiscounted( fragment + "_" + flow + "-" );
+                            policy_.counts().isMiscounted( fragment + "_" + flow + "-" ) ||
+                            policy_.counts().isThinned( fragment, flow );
                   } );
       }
    }
