@@ -52,7 +52,7 @@ class Lines final : public Corestore::Store {
 
 void loadFrom( Corestore::Store & store ) {
    Runner::Switch const device( { .with = Runner::Switch::With::StateAlone, .initial = &store } );
-   Fuzz::showAll( device );
+   Fuzz::showAll( device.entityManager() );
 }
 
 }  // namespace

@@ -121,7 +121,7 @@ void play( Runner::Scenario const & scenario ) {
    for ( std::size_t step = 0; step != scenario.steps.size(); ++step ) {
       Runner::playStep( device, scenario, step );
    }
-   Fuzz::showAll( device );
+   Fuzz::showAll( device.entityManager() );
    device.dump();
 }
 

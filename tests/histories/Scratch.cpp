@@ -148,8 +148,9 @@ Scratch::Scratch( Runner::Switch const & device, PolicyMemory policy, RoutedInva
       }
    }
    // The gate opens on all of it, or what comes first would be taken for the whole.
-   std::ranges::stable_partition(
-      inputs_, []( auto const & member ) { return member.first != "mgmt/controller/status"; } );
+   std::stable_partition( inputs_.begin(), inputs_.end(), []( auto const & member ) {
+      return member.first != "mgmt/controller/status";
+   } );
 }
 
 std::vector< std::string > Scratch::differences() const {
