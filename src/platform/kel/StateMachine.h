@@ -140,7 +140,7 @@
  public:
 
 /** A watched input: the reactor class, the notifier's type (const when only read), its name and
- *  the trigger table, a row a trigger. */
+ *  the trigger table: a KEL_ON, or several in KEL_ROWS. */
 #define KEL_REACTOR( Class, NotifierType, attribute, ... ) \
    KEL_REACTOR_AS( argument, Class, NotifierType, attribute, __VA_ARGS__ )
 /** The same for a notifier that the machine finds or makes itself. `xArm` gives the first one as
@@ -217,6 +217,10 @@
          owner.handler( key... );                                                              \
       },                                                                                       \
       []< class O >( O & ) requires requires { &O::handler; } {} ),
+
+/** The rows of a table that has more than one, a row a line: the formatter leaves what stands in it
+ *  as it is. */
+#define KEL_ROWS( ... ) __VA_ARGS__
 
 #define KEL_MEMBER_AS( role, attribute, ... )                      \
    KEL_NEXT_ATTRIBUTE( attribute##Number )                         \

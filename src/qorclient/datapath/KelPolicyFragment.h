@@ -36,9 +36,11 @@ class KelPolicyFragment : public Kel::StateMachine {
 
    // Inputs.
    KEL_REACTOR( KelFragment, Qor::V1::ServicePolicyFragment const, policyFragment,
-                KEL_ON( originalVni, handleOriginalVni ) KEL_ON( serviceVni, handleServiceVni )
-                   KEL_ON( flow, handleFlow ) KEL_ON( serviceIntfSet, handleServiceIntfSet )
-                      KEL_ON( grCookie, handleGrCookie ) )
+                KEL_ROWS( KEL_ON( originalVni, handleOriginalVni )
+                          KEL_ON( serviceVni, handleServiceVni )
+                          KEL_ON( flow, handleFlow )
+                          KEL_ON( serviceIntfSet, handleServiceIntfSet )
+                          KEL_ON( grCookie, handleGrCookie ) ) )
    KEL_OWNER( PolicyFragmentSm, parent )
 
    // Own state.

@@ -38,9 +38,10 @@ class PolicyFragmentSm : public Kel::StateMachine {
                 KEL_ON( switchIntfConfig, handleSwitchIntfConfig ) )
    KEL_GIVEN( Kel::Ptr< Qor::V1::QorPolicyFragmentStatus >, polFragStatus )
    KEL_REACTOR( KelAgentStatus, QorClient::Status, agentStatus,
-                KEL_ON( vlanForVni, handleVlanForVni ) KEL_ON( warmHost, handleWarmHost )
-                   KEL_ON( warmHostRefCount, handleWarmHostRefCount )
-                      KEL_ON( ruleStateForRuleName, handleRuleState ) )
+                KEL_ROWS( KEL_ON( vlanForVni, handleVlanForVni )
+                          KEL_ON( warmHost, handleWarmHost )
+                          KEL_ON( warmHostRefCount, handleWarmHostRefCount )
+                          KEL_ON( ruleStateForRuleName, handleRuleState ) ) )
    KEL_GIVEN( Kel::Ptr< OpenFlowTable::PinFlowHwConfig >, pfHwConfig )
    KEL_GIVEN( Kel::Ptr< OpenFlowTable::HwStatus const >, pfHwStatus )
    KEL_SINGLETON( QorClient::LocalData, localData )

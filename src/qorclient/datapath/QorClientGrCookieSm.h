@@ -13,8 +13,8 @@ class PolicyGrCookieSm : public Kel::StateMachine {
    // Inputs.
    KEL_GIVEN( Kel::String, fragmentName )
    KEL_REACTOR( KelGrCookieConfig, Qor::V1::GracefulRebootCookie const, grCookieConfig,
-                KEL_ON( interceptInfo, handleInterceptInfo )
-                   KEL_ON( isServiceVtep, handleIsServiceVtep ) )
+                KEL_ROWS( KEL_ON( interceptInfo, handleInterceptInfo )
+                          KEL_ON( isServiceVtep, handleIsServiceVtep ) ) )
    KEL_GIVEN( Kel::Ptr< Qor::V1::GracefulRebootCookie >, grCookieStatus )
 
    // Own state.

@@ -35,9 +35,9 @@ class HostTrackerSm : public Kel::StateMachine {
    KEL_REACTOR( KelMlagHostTable, Mlag::HostTable const, mlagHostTable,
                 KEL_ON( hostEntry, handleHostEntry ) )
    KEL_REACTOR( KelAgentStatus, QorClient::Status, agentStatus,
-                KEL_ON( boundHost, handleBoundHost )
-                   KEL_ON( cachedPeerLinkIntfId, handleCachedPeerLinkIntfId )
-                      KEL_ON( resyncInProgress, handleResyncInProgress ) )
+                KEL_ROWS( KEL_ON( boundHost, handleBoundHost )
+                          KEL_ON( cachedPeerLinkIntfId, handleCachedPeerLinkIntfId )
+                          KEL_ON( resyncInProgress, handleResyncInProgress ) ) )
    KEL_SINGLETON_REACTOR( KelLocalData, LocalData, localData,
                           KEL_ON( serviceToOriginalVlan, handleServiceToOriginalVlan ) )
 

@@ -25,7 +25,8 @@ class VlanHelperSm : public Kel::StateMachine {
    KEL_GIVEN( Kel::Ptr< Bridging::Input::AllowedVlans >, dynAllowedVlans )
    KEL_GIVEN( Kel::Ptr< Bridging::Input::TrunkGroup >, qorTrunkGroup )
    KEL_REACTOR( KelVtepInfo, VtepInfo const, vtepInfo,
-                KEL_ON( vniToVlanMap, handleVlanToVniMap ) KEL_ON( address, handleVtepAddr ) )
+                KEL_ROWS( KEL_ON( vniToVlanMap, handleVlanToVniMap )
+                          KEL_ON( address, handleVtepAddr ) ) )
 
    // Own state.
    KEL_OWN( bool, initialized )

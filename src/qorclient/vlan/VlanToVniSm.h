@@ -22,7 +22,8 @@ class VtiStatusSm : public Kel::StateMachine {
 
    // Inputs.
    KEL_REACTOR( KelVtiStatus, Vxlan::VtiStatus const, vtiStatus,
-                KEL_ON( vlanToVniMap, handleVniToVlanMapRev ) KEL_ON( addr, handleAddr ) )
+                KEL_ROWS( KEL_ON( vlanToVniMap, handleVniToVlanMapRev )
+                          KEL_ON( addr, handleAddr ) ) )
    KEL_SINGLETON( LocalData, localData )
 
    // Own state.

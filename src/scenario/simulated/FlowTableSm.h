@@ -21,8 +21,9 @@ class FlowTableSm : public Kel::StateMachine {
 
    // Inputs.
    KEL_REACTOR( KelPfHwConfig, OpenFlowTable::PinFlowHwConfig const, pfHwConfig,
-                KEL_ON( flowEntry, handleFlowEntry ) KEL_ON( trafficGroup, handleTrafficGroup )
-                   KEL_ON( trafficEndPoint, handleTrafficEndPoint ) )
+                KEL_ROWS( KEL_ON( flowEntry, handleFlowEntry )
+                          KEL_ON( trafficGroup, handleTrafficGroup )
+                          KEL_ON( trafficEndPoint, handleTrafficEndPoint ) ) )
    KEL_GIVEN( Kel::Ptr< OpenFlowTable::HwStatus >, pfHwStatus )
    KEL_GIVEN( Kel::Ptr< Answers >, answers )
    KEL_GIVEN( Settings, settings )

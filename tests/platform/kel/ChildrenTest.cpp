@@ -37,7 +37,9 @@ class ShelfSm;
 /** A nested reactor: state and handlers per box, and a child of its own. */
 class BoxReactor : public Kel::StateMachine {
    KEL_LOCAL_STATE_MACHINE( BoxReactor )
-   KEL_REACTOR( KelBox, Box const, box, KEL_ON( size, handleSize ) KEL_ON( item, handleItem ) )
+   KEL_REACTOR( KelBox, Box const, box,
+                KEL_ROWS( KEL_ON( size, handleSize )
+                          KEL_ON( item, handleItem ) ) )
    KEL_OWNER( ShelfSm, owner )
    KEL_OWN( String, name )
    KEL_OWN( Script *, script )

@@ -25,7 +25,9 @@ class LibrarianSm : public Kel::StateMachine {
    KEL_LOCAL_STATE_MACHINE( LibrarianSm )
    KEL_REACTOR( KelDir, Kel::Dir, dir, KEL_ON( entity, handleEntity ) )
    KEL_REACTOR( KelRack, Rack, rack,
-                KEL_ON( box, handleBox ) KEL_ON( best, handleBest ) KEL_ON( locked, handleLocked ) )
+                KEL_ROWS( KEL_ON( box, handleBox )
+                          KEL_ON( best, handleBest )
+                          KEL_ON( locked, handleLocked ) ) )
    KEL_GIVEN( Script *, script )
    void handleEntity( String const & name ) { script()->event( "entity " + name.stringValue() ); }
    void handleBox( String const & name ) { script()->event( "box " + name.stringValue() ); }

@@ -35,7 +35,8 @@ class WholeSm : public Kel::StateMachine {
    KEL_SINGLETON( World, worldHeld )
    KEL_SINGLETON_REACTOR( KelWorld, World, world, KEL_ON( day, handleDay ) )
    KEL_OWN_REACTOR( KelFound, Box const, found,
-                    KEL_ON( size, handleFoundSize ) KEL_ON( item, handleFoundItem ) )
+                    KEL_ROWS( KEL_ON( size, handleFoundSize )
+                              KEL_ON( item, handleFoundItem ) ) )
    KEL_OWN( bool, initialized )
    KEL_OWN_MAP( Kel::String, int, count )
    KEL_OWN_SET( int, backlog )

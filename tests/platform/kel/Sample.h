@@ -61,8 +61,9 @@ using Log = std::vector< std::string >;
 class WatchSm : public Kel::StateMachine {
    KEL_LOCAL_STATE_MACHINE( Sample::WatchSm )
    KEL_REACTOR( KelBox, Box, box,
-                KEL_ON( size, handleSize ) KEL_ON( item, handleItem )
-                   KEL_ON( price, handleSomePrice ) )
+                KEL_ROWS( KEL_ON( size, handleSize )
+                          KEL_ON( item, handleItem )
+                          KEL_ON( price, handleSomePrice ) ) )
    KEL_GIVEN( Kel::String, name )
    KEL_GIVEN( Script *, script )
 

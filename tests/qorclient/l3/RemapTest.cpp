@@ -19,7 +19,8 @@ using Log = std::vector< std::string >;
 class TableWatchSm : public Kel::StateMachine {
    KEL_LOCAL_STATE_MACHINE( TableWatchSm )
    KEL_REACTOR( KelTable, OpenFlowTable::PinFlowHwConfig const, table,
-                KEL_ON( trafficEndPoint, handleEndPoint ) KEL_ON( flowEntry, handleFlow ) )
+                KEL_ROWS( KEL_ON( trafficEndPoint, handleEndPoint )
+                          KEL_ON( flowEntry, handleFlow ) ) )
    KEL_GIVEN( Log *, log )
    void handleEndPoint( OpenFlowTable::TrafficStreamEndPointId const & id ) {
       tell( table()->trafficEndPointHas( id ), id.stringValue() );
