@@ -92,11 +92,13 @@ TEST_F( TracesTest, EveryHandlerTellsItsEntryAndItsReturn ) {
          }
       };
       expectEntry( "handleInitialized()" );
-      machine->forEachTable( [&]( Kel::TriggerTable const & table ) {
-         for ( Kel::Trigger const & trigger : table.rows ) {
-            expectEntry( std::string( trigger.handlerName ) + ( trigger.sweep ? "()" : "(" ) );
+      for ( auto const & attribute : machine->attributes() ) {
+         if ( Kel::TriggerTable const * const table = attribute->triggers() ) {
+            for ( Kel::Trigger const & trigger : table->rows ) {
+               expectEntry( std::string( trigger.handlerName ) + ( trigger.sweep ? "()" : "(" ) );
+            }
          }
-      } );
+      }
    }
    // The first is a base, of which each derived class has its own; the second has nothing to do
    // when it is made.

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <concepts>
-#include <functional>
 #include <memory>
 #include <tuple>
 #include <type_traits>
@@ -231,7 +230,43 @@ void applyToMembers( Machine & machine, MemberOp op ) {
    } );
 }
 
-/** A class's attributes by name and kind. */
+/** What a member holds: its type, null for a plain value, and whether it may be written. */
+struct Held {
+   TypeRecord const & ( *type )() = nullptr;
+   bool isWritable = false;
+};
+template < class Member >
+inline constexpr Held heldBy{};
+template < class T >
+requires requires {
+   T::kelType();
+}
+inline constexpr Held heldBy< Ptr< T > >{ &T::kelType, !std::is_const_v< T > };
+template < ReactorMember Member >
+inline constexpr Held heldBy< Member > =
+   heldBy< decltype( std::declval< Member const & >().notifier() ) >;
+template < class Member >
+requires requires {
+   typename Member::KelMachine;
+}
+inline constexpr Held heldBy< Member >{ &Member::KelMachine::kelType };
+
+class MemberRecord final : public AttributeRecord {
+ public:
+   MemberRecord( char const * name, AttributeKind kind, Held held,
+                 TriggerTable const & ( *table )() )
+      : AttributeRecord( name, kind ), held_( held ), triggers_( table ) {}
+
+   TypeRecord const * elementType() const override { return held_.type ? &held_.type() : nullptr; }
+   bool isWritable() const override { return held_.isWritable; }
+   TriggerTable const * triggers() const override { return triggers_ ? &triggers_() : nullptr; }
+
+ private:
+   Held held_;
+   TriggerTable const & ( *triggers_ )();
+};
+
+/** A class's attributes. */
 template < class Machine >
 AttributeRecords const & machineAttributeRecords() {
    static AttributeRecords const records = [] {
@@ -239,8 +274,9 @@ AttributeRecords const & machineAttributeRecords() {
       forEachAttribute< Machine >( [&]< class Attribute >( Attribute const & attribute ) {
          using Member =
             std::remove_cvref_t< decltype( std::declval< Machine & >().*attribute.member ) >;
-         list.push_back( std::make_unique< AttributeRecord >(
-            attribute.name, memberKind< Member, isArgument< Attribute > >() ) );
+         constexpr bool given = isArgument< Attribute > || isSingleton< Attribute >;
+         list.push_back( std::make_unique< MemberRecord >(
+            attribute.name, memberKind< Member, given >(), heldBy< Member >, attribute.triggers ) );
          list.back()->idIs( static_cast< AttributeId >( list.size() - 1 ) );
       } );
       return list;
@@ -249,17 +285,8 @@ AttributeRecords const & machineAttributeRecords() {
 }
 
 template < class Machine >
-void listTables( std::function< void( TriggerTable const & ) > const & f ) {
-   forEachAttribute< Machine >( [&]( auto const & attribute ) {
-      if ( attribute.triggers ) {
-         f( attribute.triggers() );
-      }
-   } );
-}
-
-template < class Machine >
 constexpr TypeRecord machineType( char const * name ) {
-   return { name, &machineAttributeRecords< Machine >, &createNothing, &listTables< Machine > };
+   return { name, &machineAttributeRecords< Machine >, &createNothing, true };
 }
 
 // --- Construction ---

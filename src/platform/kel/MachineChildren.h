@@ -106,6 +106,7 @@ void checkKeyRecord( StateMachine const & owner, char const * attribute,
 template < class Machine >
 class Child {
  public:
+   using KelMachine = Machine;
    static constexpr AttributeKind kelKind = AttributeKind::Child;
 
    Ptr< Machine > machine() const { return machine_; }
@@ -161,6 +162,7 @@ class Child {
 template < template < class, class > class Map, class K, class Machine >
 class MachineMap {
  public:
+   using KelMachine = Machine;
    using Members = Map< K, Ptr< Machine > >;
 
    Ptr< Machine > find( K const & key ) const {

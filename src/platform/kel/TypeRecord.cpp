@@ -86,7 +86,7 @@ TypeRecord const * typeNode( std::string_view name ) {
 std::vector< TypeRecord const * > machineTypes() {
    std::vector< TypeRecord const * > machines;
    for ( auto const & [name, type] : typesByName() ) {
-      if ( type->forEachTable ) {
+      if ( type->isMachine ) {
          machines.push_back( type );
       }
    }

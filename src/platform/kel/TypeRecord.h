@@ -27,9 +27,9 @@ enum class AttributeKind {
    Reference,  ///< one entity or none
    Directory,  ///< entities of any type by name
 
-   // Of state machines; they have a name and a kind, and no operations.
+   // Of state machines; they have a name, a kind and a type, and no operations.
    Watched,        ///< a notifier with its trigger table
-   Given,          ///< held from construction on
+   Given,          ///< held from construction on, singletons too
    Own,            ///< a value
    OwnCollection,  ///< values by key, or keys alone
    Child,          ///< a machine that is owned
@@ -71,7 +71,8 @@ class AttributeRecord {
    virtual bool corrupt( Notifier & notifier, std::string_view key ) const;
 
    // Children, Reference (with an empty key) and Directory.
-   /** The type of the entities; null for a directory. */
+   /** The type of the entities; null for a directory. Of a machine's member the type of what it
+    *  holds; null for a plain value. */
    virtual TypeRecord const * elementType() const;
    virtual Ptr< Entity > child( Notifier const & notifier, std::string_view key ) const;
    /**
@@ -82,6 +83,12 @@ class AttributeRecord {
                                   TypeRecord const * type,
                                   std::function< void( Entity & ) > const & prepare ) const;
    virtual void childDel( Notifier & notifier, std::string_view key ) const;
+
+   // Of a machine's member.
+   /** Whether the machine holds it to write it, or to hand it on to one that does. */
+   virtual bool isWritable() const { return false; }
+   /** Null for what isn't watched. */
+   virtual TriggerTable const * triggers() const { return nullptr; }
 
  private:
    char const * name_;
@@ -98,9 +105,7 @@ struct TypeRecord {
    AttributeRecords const & ( *attributes )();
    /** A new entity under that name; null for a class that is not made by name. */
    Ptr< Entity > ( *create )( Name const & name );
-   /** Calls the function for each trigger table, in declaration order; null for a class that is no
-    *  state machine. */
-   void ( *forEachTable )( std::function< void( TriggerTable const & ) > const & ) = nullptr;
+   bool isMachine = false;
 
    /** Null when there is no such attribute. */
    AttributeRecord const * attribute( std::string_view attributeName ) const;

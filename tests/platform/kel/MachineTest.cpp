@@ -246,7 +246,7 @@ TEST_F( MachineTest, AClassIsFoundByNameWithItsAttributesAndTriggerTables ) {
    EXPECT_EQ( attributes, ( decltype( attributes ){ { "box", Kind::Watched },
                                                     { "script", Kind::Given },
                                                     { "second", Kind::Watched },
-                                                    { "worldHeld", Kind::Own },
+                                                    { "worldHeld", Kind::Given },
                                                     { "world", Kind::Watched },
                                                     { "found", Kind::Watched },
                                                     { "initialized", Kind::Own },
@@ -256,13 +256,23 @@ TEST_F( MachineTest, AClassIsFoundByNameWithItsAttributesAndTriggerTables ) {
                                                     { "many", Kind::ChildrenByKey },
                                                     { "last", Kind::Child } } ) );
    Log rows;
-   type->forEachTable( [&]( Kel::TriggerTable const & table ) {
-      for ( Kel::Trigger const & row : table.rows ) {
-         rows.push_back( std::string( table.notifierType().name ) + "." + row.attributeName + " " +
-                         table.reactorName + "." + row.handlerName + ( row.keyed ? " k" : "" ) +
-                         ( row.sweep ? " s" : "" ) );
+   Log held;
+   for ( auto const & attribute : type->attributes() ) {
+      if ( Kel::TypeRecord const * const what = attribute->elementType() ) {
+         held.push_back( std::string( attribute->name() ) + " " + what->name +
+                         ( attribute->isWritable() ? " w" : "" ) );
       }
-   } );
+      if ( Kel::TriggerTable const * const table = attribute->triggers() ) {
+         for ( Kel::Trigger const & row : table->rows ) {
+            rows.push_back( std::string( table->notifierType().name ) + "." + row.attributeName +
+                            " " + table->reactorName + "." + row.handlerName +
+                            ( row.keyed ? " k" : "" ) + ( row.sweep ? " s" : "" ) );
+         }
+      }
+   }
+   EXPECT_EQ( held,
+              ( Log{ "box Sample::Box", "second Sample::Box", "worldHeld World w", "world World w",
+                     "found Sample::Box", "first LeafSm", "many LeafSm", "last LeafSm" } ) );
    EXPECT_EQ(
       rows,
       ( Log{ "Sample::Box.size KelBox.handleSize s", "Sample::Box.size KelSecond.handleSecond s",
