@@ -35,7 +35,7 @@ class Output {
    bool made_ = false;
    bool begun_ = false;
    int fd_ = -1;
-   /** All that are open. */
+   /** All that are open, each of which leaves when it is closed; whoever opened one owns it. */
    static inline Output * first_ = nullptr;
    Output * next_ = nullptr;
    Kel::FlushHook undone_{ [this] { undo(); } };

@@ -163,7 +163,7 @@ class EntityManager : public Kel::PtrInterface, private Kel::ChangeSink {
    Entities::const_iterator rootOf( Kel::Entity const & entity ) const;
 
    Kel::Ptr< Orb::TaskScheduler > scheduler_;
-   Store * store_;
+   Store * store_;  // the caller's; may be null
    PendingChanges unsaved_;
    Entities entities_;
    std::map< std::string, Mount, std::less<> > mounts_;

@@ -23,7 +23,7 @@ class PendingChanges {
  private:
    struct Entry {
       Kel::Ptr< Kel::Entity const > entity;
-      Kel::AttributeRecord const * attribute;
+      Kel::AttributeRecord const * attribute;  // of the entity's class
       std::string key;
 
       friend bool operator==( Entry const &, Entry const & ) = default;

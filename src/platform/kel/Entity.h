@@ -50,7 +50,7 @@ class Entity : public Notifier {
    static void singletonsDel();
 
  private:
-   Entity * parent_ = nullptr;
+   Entity * parent_ = nullptr;  // which holds this one
    AttributeId parentAttribute_ = 0;
 };
 

@@ -106,7 +106,7 @@ class NotifieeList {
    friend class Notifier;
 
    struct Slot {
-      Notifiee * notifiee;
+      Notifiee * notifiee;  // a machine's member, which leaves when it goes
       std::uint64_t interest;
    };
    struct Filtered {
@@ -191,6 +191,7 @@ class Notifier : public PtrInterface {
     */
    void visit( AttributeId attribute, void const * key );
 
+   /** Not owned. */
    static inline ChangeSink * changeSink_ = nullptr;
 
    mutable NotifieeList notifiees_;

@@ -70,6 +70,7 @@ struct TraceUnit {
 
    std::uint32_t mask = 0;
    char const * name;
+   // The registry's handle of that name, and the next unit: both stand to the end of the process.
    TraceHandle * handle = nullptr;
    TraceUnit * next = nullptr;
 };

@@ -122,6 +122,7 @@ class TaskScheduler : public Kel::PtrInterface {
 
    std::unique_ptr< TimeSource > time_;
    std::deque< std::function< void() > > posted_;
+   // Tasks, timers and descriptors belong to others, and leave when they go.
    std::map< std::pair< TaskPriority, std::uint64_t >, Task * > ready_;
    std::map< std::pair< Seconds, std::uint64_t >, Timer * > timers_;
    struct Watched {

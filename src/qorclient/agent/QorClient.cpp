@@ -50,7 +50,7 @@ void PolicyFragmentDirSm::handlePolicyFragmentDirEntry( Kel::Name const & name )
                           fhrpGlideMacStatus(), nimbusVniBaseDir(), l2RibQorHostInput(),
                           ofHwStatus() );
       vlanHelperSmIs( agentStatus(), vniSviConfig(), dynAllowedVlans(), qorTrunkGroup(),
-                      LocalData::singleton()->vtepInfo() );
+                      localData()->vtepInfo() );
    }
 }
 

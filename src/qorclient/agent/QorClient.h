@@ -56,6 +56,7 @@ class PolicyFragmentDirSm : public Kel::StateMachine {
    KEL_GIVEN( Kel::Ptr< Kel::Dir const >, nimbusVniBaseDir )
    KEL_GIVEN( Kel::Ptr< L2Rib::HostInput >, l2RibQorHostInput )
    KEL_GIVEN( Kel::Ptr< OpenFlowTable::HwStatus const >, ofHwStatus )
+   KEL_SINGLETON( LocalData const, localData )
 
    // Children: present while "policy" is.
    KEL_CHILD( MlagSm, mlagSm )

@@ -41,6 +41,9 @@ class KelPolicyFragment : public Kel::StateMachine {
                           KEL_ON( flow, handleFlow )
                           KEL_ON( serviceIntfSet, handleServiceIntfSet )
                           KEL_ON( grCookie, handleGrCookie ) ) )
+   /** Its inputs are the fragment's too: those that have a view below, `polFragStatus`, and what
+    * the machines that feed MAC addresses are given. The fragment enters itself in its maps by VNI
+    * and by host, and has it note the service VLAN. */
    KEL_OWNER( PolicyFragmentSm, parent )
 
    // Own state.

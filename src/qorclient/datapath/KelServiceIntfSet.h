@@ -19,6 +19,8 @@ class KelServiceIntfSet : public Kel::StateMachine {
    // Inputs.
    KEL_REACTOR( KelIntfSet, Qor::V1::ServiceIntfSet const, serviceIntfSet,
                 KEL_ON( intf, handleIntf ) )
+   /** The fragment, which binds VNIs, installs flows and feeds MAC addresses for the set; through
+    * it its records, `agentStatus` and the policy are reached. */
    KEL_OWNER( KelPolicyFragment, parent )
 
    // Own state.

@@ -23,6 +23,8 @@ class KelFlowStats : public Kel::StateMachine {
    // Inputs.
    KEL_REACTOR( KelStats, OpenFlowTable::FlowStats const, flowStats,
                 KEL_ON( status, handleStatus ) )
+   /** Through it `agentStatus`, `pfHwStatus` and `polFragStatus` are read and the rule's fragment
+    * is reached. */
    KEL_OWNER( PfHwStatusSm, pfHwStatusSm )
 
    // Own state.
@@ -68,6 +70,8 @@ class PfHwStatusSm : public Kel::StateMachine {
                 KEL_ON( flowStats, handleFlowStats ) )
    KEL_GIVEN( Kel::Ptr< QorClient::Status >, agentStatus )
    KEL_GIVEN( Kel::Ptr< Qor::V1::QorPolicyFragmentStatus >, polFragStatus )
+   /** Owns this machine. Through it the fragments are reached, which are told what became of their
+    *  flows, and `pfHwConfig`. */
    KEL_GIVEN( PolicyFragmentSm *, parent )
 
    // Children and own state.

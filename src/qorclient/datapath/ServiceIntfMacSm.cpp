@@ -1,7 +1,6 @@
 #include "qorclient/datapath/ServiceIntfMacSm.h"
 
 #include "platform/flashlog/DualLog.h"
-#include "qorclient/agent/QorClientLocalTypes.h"
 
 KEL_TRACE_UNIT( "QorClientDatapathV1", "QorClient" )
 
@@ -88,7 +87,7 @@ void ServiceIntfMacSm::addMacInput( Wirekit::EthAddr const & macAddr, std::uint3
    host.destType = 2;
    host.preference = preference;
    host.moveCount = moveCount;
-   host.updateTime = LocalData::singleton()->scheduler()->now();
+   host.updateTime = localData()->scheduler()->now();
    host.ciDest.intfId = intfId();
    l2RibQorHostInput()->hostIs( host );
 }

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "platform/kel/StateMachine.h"
+#include "qorclient/agent/QorClientLocalTypes.h"
 #include "qorclient/agent/Status.h"
 #include "records/l2rib/HostInput.h"
 #include "records/qor/PolicyFragment.h"
@@ -22,6 +23,7 @@ class ServiceIntfMacSm : public Kel::StateMachine {
    KEL_GIVEN( Kel::Ptr< Qor::V1::ServiceIntfSet const >, serviceIntfSet )
    KEL_GIVEN( Kel::Ptr< L2Rib::HostInput >, l2RibQorHostInput )
    KEL_GIVEN( Kel::Ptr< QorClient::Status >, agentStatus )
+   KEL_SINGLETON( QorClient::LocalData const, localData )
 
    // Own state: the interface and the VLAN in use.
    KEL_OWN( Wirekit::IntfId, intfId )

@@ -1,7 +1,6 @@
 #include "qorclient/host/MlagSm.h"
 
 #include "platform/flashlog/DualLog.h"
-#include "qorclient/agent/QorClientLocalTypes.h"
 
 KEL_TRACE_UNIT( "MlagSm", "QorClientMlag" )
 
@@ -57,7 +56,7 @@ void QorClientMlagPluginCopySm::handleInitialized() {
    KEL_TRACE_SCOPE();
    if ( !cleanupClock() ) {
       // A clock that has only been made must not have the table cleaned.
-      cleanupClockArm( Kel::clockFactory( LocalData::singleton()->scheduler() ) );
+      cleanupClockArm( Kel::clockFactory( localData()->scheduler() ) );
    }
    if ( mlagStatus()->mlagState() != Mlag::MlagState::secondary ) {
       KEL_TRACE_INFO( "Not secondary. return" );

@@ -2,6 +2,7 @@
 
 #include "platform/kel/StateMachine.h"
 #include "platform/orb/Clock.h"
+#include "qorclient/agent/QorClientLocalTypes.h"
 #include "qorclient/agent/Status.h"
 #include "records/bridging/AllowedVlans.h"
 #include "records/mlag/Config.h"
@@ -54,6 +55,7 @@ class QorClientMlagPluginCopySm : public Kel::StateMachine {
                 qorClientPluginStateCopy, KEL_ON( warmHost, handlePeerWarmHost ) )
    KEL_REACTOR( KelMlagStatus, Mlag::Status const, mlagStatus,
                 KEL_ON( mlagState, handleMlagState ) )
+   KEL_SINGLETON( LocalData const, localData )
    KEL_OWN_REACTOR( KelCleanupClock, Kel::Clock, cleanupClock,
                     KEL_ON( timeMin, cleanupWarmHostTable ) )
 

@@ -22,7 +22,8 @@ class ServiceStatusSm : public Kel::StateMachine {
    // Inputs.
    KEL_REACTOR( KelServiceStatus, Controller::ServiceStatusV1 const, serviceStatus,
                 KEL_ON( enabled, handleEnabled ) )
-   KEL_GIVEN( QorClient::ServiceMonitorSm *, parent )  // owns this machine
+   /** Owns this machine, and is told of each change. */
+   KEL_GIVEN( QorClient::ServiceMonitorSm *, parent )
 
    // Operations.
    Kel::Name serviceName() const { return keyOf( serviceStatus(), parent() ); }

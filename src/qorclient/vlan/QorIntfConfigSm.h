@@ -26,6 +26,7 @@ class QorIntfConfigSm : public Kel::StateMachine {
                 KEL_ON( trunkNativeVlan, handleTrunkNativeVlan ) )
    KEL_GIVEN( Kel::Ptr< Qor::V1::QorPolicyFragment const >, polFragConfig )
    KEL_GIVEN( Kel::Ptr< QorClient::Status >, agentStatus )
+   /** Owns this machine. Through it the fragments are reached whose flows are built anew. */
    KEL_GIVEN( DatapathV1::PolicyFragmentSm *, parent )
 
    // Own state.
