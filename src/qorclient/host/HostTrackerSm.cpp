@@ -249,24 +249,12 @@ void HostTrackerSm::updateHostLocation( MacVlanPair const & macVlan, IntfId newI
 
 void HostTrackerSm::addHost( MacVlanPair const & macVlan, IntfId intfId ) {
    KEL_TRACE_SCOPE( " mac: ", macVlan.mac, " vlan: ", macVlan.vlanId, " intf: ", intfId );
-   agentStatus()->warmHostIs( macVlan, intfId );
-   agentStatus()->warmHostRefCountIs( intfId, agentStatus()->warmHostRefCount( intfId ) + 1 );
+   addWarmHost( *agentStatus(), macVlan, intfId );
 }
 
 void HostTrackerSm::removeHost( MacVlanPair const & macVlan ) {
    KEL_TRACE_SCOPE( " mac: ", macVlan.mac, " vlan: ", macVlan.vlanId );
-   IntfId const intf = agentStatus()->warmHost( macVlan );
-   agentStatus()->warmHostDel( macVlan );
-   warmHostRefCountDec( intf );
-}
-
-void HostTrackerSm::warmHostRefCountDec( IntfId intfId ) {
-   std::uint32_t const count = agentStatus()->warmHostRefCount( intfId );
-   if ( count > 1 ) {
-      agentStatus()->warmHostRefCountIs( intfId, count - 1 );
-   } else {
-      agentStatus()->warmHostRefCountDel( intfId );
-   }
+   removeWarmHost( *agentStatus(), macVlan );
 }
 
 void HostTrackerSm::clearStaleWarmHosts() {

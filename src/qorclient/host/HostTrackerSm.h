@@ -6,6 +6,7 @@
 #include "platform/orb/Task.h"
 #include "qorclient/agent/QorClientLocalTypes.h"
 #include "qorclient/agent/Status.h"
+#include "qorclient/host/WarmHosts.h"
 #include "records/bridging/Config.h"
 #include "records/bridging/SwitchIntfConfig.h"
 #include "records/mlag/HostTable.h"
@@ -62,7 +63,7 @@ class HostTrackerSm : public Kel::StateMachine {
    void addHost( Bridging::MacVlanPair const & macVlan, Wirekit::IntfId intfId );
    /** Harmless for an unknown host, whose empty interface is then counted down. */
    void removeHost( Bridging::MacVlanPair const & macVlan );
-   void warmHostRefCountDec( Wirekit::IntfId intfId );
+   void warmHostRefCountDec( Wirekit::IntfId intfId ) { uncountWarmHost( *agentStatus(), intfId ); }
    /** Removes hosts that no flow intercepts any more. */
    void clearStaleWarmHosts();
    /** The service VLAN of an original VLAN; the VLAN itself when it has none. */

@@ -120,24 +120,12 @@ void QorClientMlagPluginCopySm::cleanupWarmHostTable() {
 
 void QorClientMlagPluginCopySm::addHost( MacVlanPair const & macVlan, IntfId intfId ) {
    KEL_TRACE_SCOPE( " mac: ", macVlan.mac, " vlan: ", macVlan.vlanId, " intf: ", intfId );
-   agentStatus()->warmHostIs( macVlan, intfId );
-   agentStatus()->warmHostRefCountIs( intfId, agentStatus()->warmHostRefCount( intfId ) + 1 );
+   addWarmHost( *agentStatus(), macVlan, intfId );
 }
 
 void QorClientMlagPluginCopySm::removeHost( MacVlanPair const & macVlan ) {
    KEL_TRACE_SCOPE( " mac: ", macVlan.mac, " vlan: ", macVlan.vlanId );
-   IntfId const intf = agentStatus()->warmHost( macVlan );
-   agentStatus()->warmHostDel( macVlan );
-   warmHostRefCountDec( intf );
-}
-
-void QorClientMlagPluginCopySm::warmHostRefCountDec( IntfId intfId ) {
-   std::uint32_t const count = agentStatus()->warmHostRefCount( intfId );
-   if ( count > 1 ) {
-      agentStatus()->warmHostRefCountIs( intfId, count - 1 );
-   } else {
-      agentStatus()->warmHostRefCountDel( intfId );
-   }
+   removeWarmHost( *agentStatus(), macVlan );
 }
 
 }  // namespace QorClient

@@ -4,6 +4,7 @@
 #include "platform/orb/Clock.h"
 #include "qorclient/agent/QorClientLocalTypes.h"
 #include "qorclient/agent/Status.h"
+#include "qorclient/host/WarmHosts.h"
 #include "records/bridging/AllowedVlans.h"
 #include "records/mlag/Config.h"
 #include "records/mlag/Status.h"
@@ -64,10 +65,10 @@ class QorClientMlagPluginCopySm : public Kel::StateMachine {
    /** True in the role of the secondary alone. */
    KEL_OWN( bool, initialized )
 
-   // Operations: the counts are kept as by the host tracker.
+   // Operations, as the host tracker has them.
    void addHost( Bridging::MacVlanPair const & macVlan, Wirekit::IntfId intfId );
    void removeHost( Bridging::MacVlanPair const & macVlan );
-   void warmHostRefCountDec( Wirekit::IntfId intfId );
+   void warmHostRefCountDec( Wirekit::IntfId intfId ) { uncountWarmHost( *agentStatus(), intfId ); }
 
    // Handlers.
    /** Also runs for each change of the role. */

@@ -39,10 +39,7 @@ void FlowGroupStatusSm::handleFlowStatus( Kel::String const & name ) {
    } else {
       KEL_TRACE_INFO( "Flow Stats ", name, "is not avaialble" );
       static Kel::String const detail = "No flow status";
-      QorL3::V1::FlowStatus status( name );
-      status.enabled = flowConfig.enabled;
-      status.firstLabel = flowConfig.firstLabel;
-      status.secondLabel = flowConfig.secondLabel;
+      QorL3::V1::FlowStatus status = unknownFlowStatus( flowConfig );
       status.detail = detail;
       flowGroupStatus()->flowIs( status );
    }

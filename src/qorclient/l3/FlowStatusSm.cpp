@@ -25,6 +25,14 @@ Kel::String unhandledText( FlowStatus flowStatus ) {
 
 }  // namespace
 
+QorL3::V1::FlowStatus unknownFlowStatus( QorL3::V1::FlowConfig const & flowConfig ) {
+   QorL3::V1::FlowStatus status( flowConfig.name );
+   status.enabled = flowConfig.enabled;
+   status.firstLabel = flowConfig.firstLabel;
+   status.secondLabel = flowConfig.secondLabel;
+   return status;
+}
+
 bool FlowStatusSm::isFlowActive( FlowStatus flowStatus ) {
    return flowStatus == FlowStatus::active;
 }
@@ -61,10 +69,7 @@ void FlowStatusSm::handleStatus() {
       return;
    }
    KEL_TRACE_SCOPE( "VRF: ", vrf(), " Order: ", order().stringValue(), " FlowName", flowName() );
-   QorL3::V1::FlowStatus status( flowName() );
-   status.enabled = flowConfig_.enabled;
-   status.firstLabel = flowConfig_.firstLabel;
-   status.secondLabel = flowConfig_.secondLabel;
+   QorL3::V1::FlowStatus status = unknownFlowStatus( flowConfig_ );
    FlowStatus const answer = flowStats()->status();
    if ( isFlowActive( answer ) ) {
       KEL_TRACE_INFO( "Flow ", status.name, " has active state" );

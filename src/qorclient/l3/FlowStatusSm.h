@@ -8,6 +8,9 @@
 
 namespace QorClientL3::V1 {
 
+/** The row of a configured flow of which nothing is known: pending. */
+QorL3::V1::FlowStatus unknownFlowStatus( QorL3::V1::FlowConfig const & flowConfig );
+
 /** Reports what the hardware made of one flow, as it was configured when the machine was made. */
 class FlowStatusSm : public Kel::StateMachine {
    KEL_STATE_MACHINE( QorClientL3::V1::FlowStatusSm )
