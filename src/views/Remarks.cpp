@@ -4,6 +4,7 @@
 #include <cctype>
 
 #include "platform/kel/StandardError.h"
+#include "records/catalog/Catalog.h"
 
 namespace Runner {
 
@@ -50,7 +51,7 @@ std::string intfRemark( std::string_view name ) {
 }
 
 std::vector< Remark > remarksOn( Value const & document ) {
-   constexpr char const * path = "qor/version1/policy";
+   char const * const path = Catalog::pathOf( "polFragDir" );
    std::vector< Remark > remarks;
    forEachMember( document.member( path ), [&]( auto const & policy, Value const & fragments ) {
       forEachMember(

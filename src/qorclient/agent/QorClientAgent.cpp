@@ -54,10 +54,13 @@ void Agent::openTrace() const {
       fileName += "-%d";
    }
    fileName += ".fl";
+   constexpr int ringKiB = 32;
+   constexpr int descStepKiB = 24;
+   constexpr int longestRecord = 512;
    Flashlog::SizeSpec sizes;
-   sizes.fill( 32 );
-   Flashlog::initialize( fileName, sizes, nullptr, 0, 24, Flashlog::MultiThreading::singleWriter_,
-                         true, 512 );
+   sizes.fill( ringKiB );
+   Flashlog::initialize( fileName, sizes, nullptr, 0, descStepKiB,
+                         Flashlog::MultiThreading::singleWriter_, true, longestRecord );
 }
 
 void Agent::doMountsComplete( Corestore::MountStatus status,

@@ -55,7 +55,7 @@ class Agent : public Warden::CAgent {
    Kel::Ptr< Kel::Dir const > nimbusVniBaseDir_;
    Kel::Ptr< QorCommon::V1::Capability > capability_;
    Kel::Ptr< L2Rib::HostInput > l2RibQorHostInput_;
-   std::uint32_t l2RibQorHostTableLen_ = 16384;  // rows
+   std::uint32_t l2RibQorHostTableLen_ = L2Rib::hostTableRows;
    Kel::String l2RibQorHostTableSlabPath_ = Catalog::placeOf( "l2RibQorHostInput" ).path;
    Kel::Ptr< Vxlan::VniSviConfig > vniSviConfig_;
    Kel::Ptr< Vxlan::VtiStatusDir const > vtiStatusDir_;

@@ -13,6 +13,9 @@
 
 namespace QorClient {
 
+/** The priority of the agent's tasks. */
+inline constexpr Orb::TaskPriority agentTaskPriority = 2;
+
 /** The local tunnel end point. */
 class VtepInfo : public Kel::Notifier {
    KEL_NOTIFIER( QorClient::VtepInfo )

@@ -72,11 +72,11 @@ void FarIntfNimbusHostMacSm::handleMacVtepTable( Wirekit::EthAddr const & macAdd
    Slab::Bridging::SlabFdbStatus const fdb = getHostFdbStatus( mvp, brConfig(), slabBrStatus() );
    // Only what the controller reports for this switch's own end point is taken up.
    if ( macVtep == MacVtepV2() || macVtep.vtepAddr != agentStatus()->myVtepAddr() ||
-        macVtep.kind != 16 ) {
+        macVtep.kind != VxlanController::hostEntryKind ) {
       return;
    }
    if ( ( l2Host.key != mvp || supersedes( macVtep, l2Host, fdb.intf ) ) && mayBeFed( mvp, fdb ) ) {
-      addMacInput( macAddr, 16, macVtep.moveCount + 1 );
+      addMacInput( macAddr, hostPreference, macVtep.moveCount + 1 );
    }
 }
 

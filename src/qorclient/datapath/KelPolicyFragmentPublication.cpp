@@ -13,7 +13,7 @@ namespace QorClient::DatapathV1 {
 namespace {
 
 bool isRuleVlan( std::uint16_t vlan ) {
-   return vlan >= 1 && vlan <= 4094;
+   return vlan >= Bridging::VlanIdRange::min && vlan <= Bridging::VlanIdRange::max;
 }
 
 }  // namespace
@@ -232,7 +232,7 @@ void KelPolicyFragment::forwardArpOnServiceVlan() {
    match.matchFieldSet = OpenFlowTable::MatchField::vlanId | OpenFlowTable::MatchField::arp;
    match.vlanId =
       agentStatus()->vlanForVni( convertVniToVniExt( policyFragment()->serviceVni() ) ).value();
-   match.vlanIdMask = 4095;
+   match.vlanIdMask = OpenFlowTable::wholeVlanId;
    OpenFlowTable::Actions actions;
    actions.actionFieldSet = OpenFlowTable::ActionField::outputNormal;
    pfHwConfig()->flowEntryIs( arpRuleName( fragmentName() ), match, actions,

@@ -20,8 +20,6 @@ namespace MatchField = OpenFlowTable::MatchField;
 namespace ActionField = OpenFlowTable::ActionField;
 using Qor::V1::InterceptPoint;
 
-constexpr std::uint16_t wholeVlan = 4095;
-
 std::string_view shortNameOrAny( Wirekit::IntfId intf ) {
    return intf ? intf.shortNameView() : std::string_view( "any" );
 }
@@ -115,7 +113,7 @@ OpenFlowTable::Match KelPolicyFragment::buildMatch( Qor::V1::PolicyFlowInfo cons
       if ( ruleKey.matchVlanTag ) {
          match.matchFieldSet |= MatchField::vlanId;
          match.vlanId = ruleVlan( status->vlanForVni( vni ) );
-         match.vlanIdMask = wholeVlan;
+         match.vlanIdMask = OpenFlowTable::wholeVlanId;
       }
       KEL_TRACE_INFO( "Matches on VLAN ", match.vlanId );
    }

@@ -34,7 +34,7 @@ void NearIntfGlideMacSm::handleGlideMac() {
       glideMacIs( vmac );
    }
    if ( vmac != Wirekit::EthAddr() ) {
-      addMacInput( vmac, 64, 1 );
+      addMacInput( vmac, routerPreference, 1 );
    }
 }
 

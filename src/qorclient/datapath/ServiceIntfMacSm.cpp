@@ -83,8 +83,8 @@ void ServiceIntfMacSm::addMacInput( Wirekit::EthAddr const & macAddr, std::uint3
                    " moveCount: ", moveCount );
    L2Rib::Host host;
    host.key = { macAddr, Bridging::VlanId( vlan() ) };
-   host.hostType = 16;
-   host.destType = 2;
+   host.hostType = L2Rib::offeredHost;
+   host.destType = L2Rib::intfDest;
    host.preference = preference;
    host.moveCount = moveCount;
    host.updateTime = localData()->scheduler()->now();

@@ -29,6 +29,10 @@ class ServiceIntfMacSm : public Kel::StateMachine {
    KEL_OWN( Wirekit::IntfId, intfId )
    KEL_OWN( Bridging::VlanIdOrNone, vlan )
 
+   /** How the L2 RIB is to prefer the hosts of the controller and the router's address. */
+   static constexpr std::uint32_t hostPreference = 16;
+   static constexpr std::uint32_t routerPreference = 64;
+
    // Operations.
    /** Takes up the present interface and VLAN; the rows of an earlier life stay as they are. */
    void populateGrState();

@@ -28,8 +28,14 @@ inline std::ostream & operator<<( std::ostream & out, FlowStatus status ) {
       out, status, { { FlowStatus::pending, "pending" }, { FlowStatus::active, "active" } } );
 }
 
-/** The hardware's answer to a group or an end point. Numbered otherwise than FlowStatus. */
-enum class TrafficStreamStatus : std::uint32_t { active = 0, pending = 1 };
+/** The hardware's answer to a group or an end point. Numbered otherwise than FlowStatus; why one is
+ *  refused is the platform's own. */
+enum class TrafficStreamStatus : std::uint32_t {
+   active = 0,
+   pending = 1,
+   refused2 = 2,
+   refused3 = 3
+};
 
 inline std::ostream & operator<<( std::ostream & out, TrafficStreamStatus status ) {
    return Kel::printEnum(

@@ -34,6 +34,9 @@ inline constexpr std::uint64_t dstGroup = std::uint64_t{ 1 } << 48;
 inline constexpr std::uint64_t routed = std::uint64_t{ 1 } << 49;
 }  // namespace MatchField
 
+/** `Match::vlanIdMask` where all of the VLAN counts. */
+inline constexpr std::uint16_t wholeVlanId = 0xfff;
+
 /** What a flow entry matches. A field counts only if its bit is set in `matchFieldSet`. */
 struct Match {
    std::uint64_t matchFieldSet = 0;

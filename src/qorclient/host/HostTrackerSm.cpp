@@ -57,8 +57,8 @@ K drain( Kel::HashMap2018< K, Kel::Nothing > & backlog, K const & bookmark, Orb:
 void HostTrackerSm::handleInitialized() {
    KEL_TRACE_SCOPE();
    initializedIs( true );
-   fdbTaskIs( localData()->scheduler(), 2, "fdbTask" );
-   mlagHostTableTaskIs( localData()->scheduler(), 2, "mlagHostTableTask" );
+   fdbTaskIs( localData()->scheduler(), agentTaskPriority, "fdbTask" );
+   mlagHostTableTaskIs( localData()->scheduler(), agentTaskPriority, "mlagHostTableTask" );
    handleSwitchIntfConfig();
    handleBoundHost();
    handleCachedPeerLinkIntfId();

@@ -11,7 +11,7 @@ namespace QorClient {
 void ResyncSm::handleInitialized() {
    KEL_TRACE_SCOPE();
    initializedIs( true );
-   resyncTaskIs( localData()->scheduler(), 2, "resyncTask" );
+   resyncTaskIs( localData()->scheduler(), agentTaskPriority, "resyncTask" );
    KEL_TRACE_INFO( " resyncInProgress: ", status()->resyncInProgress() );
    resyncTask()->scheduleTaskLowestDelay( resyncPeriod );
 }

@@ -14,8 +14,8 @@ inline bool isTrafficStreamPending( OpenFlowTable::TrafficStreamStatus status ) 
    return status == OpenFlowTable::TrafficStreamStatus::pending;
 }
 inline bool isTrafficStreamError( OpenFlowTable::TrafficStreamStatus status ) {
-   auto const number = static_cast< unsigned >( status );
-   return number == 2 || number == 3;
+   return status == OpenFlowTable::TrafficStreamStatus::refused2 ||
+          status == OpenFlowTable::TrafficStreamStatus::refused3;
 }
 
 }  // namespace QorClientL3::V1

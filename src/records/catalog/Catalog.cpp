@@ -248,11 +248,11 @@ constexpr Place catalog[] = {
      .isTable = true },
 };
 
-constexpr auto pathOf = []( Place const & place ) { return std::string_view( place.path ); };
+constexpr auto pathText = []( Place const & place ) { return std::string_view( place.path ); };
 
 constexpr auto sortedCatalog = [] {
    auto sorted = std::to_array( catalog );
-   std::ranges::sort( sorted, {}, pathOf );
+   std::ranges::sort( sorted, {}, pathText );
    return sorted;
 }();
 
@@ -297,7 +297,7 @@ std::span< Place const > placesByPath() {
 }
 
 Place const * placeAt( std::string_view path ) {
-   auto const place = std::ranges::lower_bound( sortedCatalog, path, {}, pathOf );
+   auto const place = std::ranges::lower_bound( sortedCatalog, path, {}, pathText );
    return place != sortedCatalog.end() && path == place->path ? &*place : nullptr;
 }
 
@@ -306,6 +306,10 @@ Place const & placeOf( std::string_view input ) {
       catalog, [input]( Place const & known ) { return input == known.input; } );
    KEL_ASSERT( place != std::end( catalog ), "Catalog" );
    return *place;
+}
+
+char const * pathOf( std::string_view input ) {
+   return placeOf( input ).path;
 }
 
 void createPlaces( Corestore::EntityManager & em ) {

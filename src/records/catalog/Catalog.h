@@ -41,6 +41,7 @@ std::span< Place const > placesByPath();
 Place const * placeAt( std::string_view path );
 /** The place of one of the agent's inputs, which must be in the catalog. */
 Place const & placeOf( std::string_view input );
+char const * pathOf( std::string_view input );
 
 /** Makes the entities that are not there yet. Throws Kel::ValueError when what stands there already
  *  has another type than the catalog's, entries of directories included. */

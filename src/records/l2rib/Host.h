@@ -15,11 +15,17 @@ struct CiDest {
    KEL_RECORD( CiDest, intfId )
 };
 
+/** Values of `Host::hostType` and `Host::destType`: what the agent offers is such a host, at an
+ *  interface of this switch. */
+inline constexpr std::uint32_t offeredHost = 16;
+inline constexpr std::uint32_t intfDest = 2;
+
 /** A host that is offered to the L2 RIB. */
 struct Host {
    Bridging::MacVlanPair key;
    std::uint32_t hostType = 0;
    std::uint32_t destType = 0;
+   /** Which of several offers wins. */
    std::uint32_t preference = 0;
    /** A serial number that wraps. */
    std::uint32_t moveCount = 0;

@@ -8,10 +8,13 @@
 
 namespace VxlanController {
 
+/** The value of `MacVtepV2::kind` for an entry of which the agent takes notice. */
+inline constexpr std::uint32_t hostEntryKind = 16;
+
 /** Where a host is, as the controller service says. */
 struct MacVtepV2 {
    Wirekit::IpAddr vtepAddr;
-   std::uint32_t kind = 16;
+   std::uint32_t kind = hostEntryKind;
    /** A serial number that wraps. */
    std::uint32_t moveCount = 0;
 

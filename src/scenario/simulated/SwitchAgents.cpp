@@ -1,4 +1,5 @@
 #include "scenario/simulated/SwitchAgents.h"
+#include "records/catalog/Catalog.h"
 
 namespace Runner::Simulated {
 
@@ -18,12 +19,12 @@ SwitchAgents::SwitchAgents( Corestore::EntityManager & em, Settings const & sett
                                  entityOf< OpenFlowTable::HwStatus >( em, status ), answers_,
                                  settings );
    };
-   vlanGiver_ = vlanGiverSmFactory(
-      entityOf< Vxlan::VniSviConfig >( em, "vxlan/input/vniconfig/qor" ),
-      entityOf< Vxlan::VtiStatusDir >( em, "interface/status/eth/vxlan" ), answers_, settings );
-   flowTable_ = table( "pinflow/dyninput/qor", "pinflow/pfHwStatusDir/dyninputstatus/qor" );
-   routedFlowTable_ =
-      table( "pinflow/dyninput/qorl3", "pinflow/pfHwStatusDir/dyninputstatus/qorl3" );
+   vlanGiver_ =
+      vlanGiverSmFactory( entityOf< Vxlan::VniSviConfig >( em, Catalog::pathOf( "vniSviConfig" ) ),
+                          entityOf< Vxlan::VtiStatusDir >( em, Catalog::pathOf( "vtiStatusDir" ) ),
+                          answers_, settings );
+   flowTable_ = table( Catalog::pathOf( "pfHwConfig" ), Catalog::pathOf( "pfHwStatus" ) );
+   routedFlowTable_ = table( Catalog::pathOf( "pfHwConfigL3" ), Catalog::pathOf( "pfHwStatusL3" ) );
 }
 
 }  // namespace Runner::Simulated

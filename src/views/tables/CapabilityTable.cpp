@@ -1,3 +1,4 @@
+#include "records/catalog/Catalog.h"
 #include "records/qorcommon/Capability.h"
 #include "views/tables/Tables.h"
 
@@ -6,7 +7,7 @@ namespace Runner {
 TextTable capabilityTable( Corestore::EntityManager const & em ) {
    namespace FeatureBit = QorCommon::V1::FeatureBit;
    auto const feature =
-      em.entity< QorCommon::V1::Capability >( "qorclient/version1/capability" )->feature();
+      em.entity< QorCommon::V1::Capability >( Catalog::pathOf( "capability" ) )->feature();
    TextTable table( { "BIT", "FEATURE", "AVAILABLE" } );
    QorCommon::V1::Feature others = feature;
    auto add = [&]( QorCommon::V1::Feature bit, char const * name ) {

@@ -1,4 +1,5 @@
 #include "qorclient/agent/Status.h"
+#include "records/catalog/Catalog.h"
 #include "records/qor/PolicyFragmentStatus.h"
 #include "views/tables/Places.h"
 #include "views/tables/Tables.h"
@@ -27,9 +28,9 @@ class FlowRows {
  public:
    explicit FlowRows( Corestore::EntityManager const & em )
       : em_( em ),
-        agent_( em.entity< QorClient::Status >( "qorclient/status" ) ),
+        agent_( em.entity< QorClient::Status >( Catalog::pathOf( "agentStatus" ) ) ),
         statuses_(
-           em.entity< Qor::V1::QorPolicyFragmentStatus >( "qorclient/version1/policystatus" ) ) {}
+           em.entity< Qor::V1::QorPolicyFragmentStatus >( Catalog::pathOf( "polFragStatus" ) ) ) {}
 
    void addConfigured( Qor::V1::ServicePolicyFragment const & fragment ) {
       auto const status = statuses_->policyFragment( fragment.name() );

@@ -2,6 +2,7 @@
 
 #include "qorclient/agent/QorClientUtils.h"
 #include "qorclient/agent/Status.h"
+#include "records/catalog/Catalog.h"
 #include "views/tables/Places.h"
 #include "views/tables/Tables.h"
 #include "views/tables/Words.h"
@@ -76,7 +77,7 @@ std::string whyUnplaced( QorClient::Status const & agent, Vxlan::VniOrNone vni )
 }  // namespace
 
 TextTable hostsTable( Corestore::EntityManager const & em ) {
-   auto const agent = em.entity< QorClient::Status >( "qorclient/status" );
+   auto const agent = em.entity< QorClient::Status >( Catalog::pathOf( "agentStatus" ) );
    TextTable table( { "HOST", "VLAN", "FLOWS", "INTERFACE", "MOVES", "STATE" } );
    for ( auto const & [host, flows] : placedHosts( *agent ) ) {
       bool const warm = agent->warmHostHas( host );

@@ -9,6 +9,7 @@
 #include "qorclient/host/ReportedPlace.h"
 #include "records/bridging/Config.h"
 #include "records/bridging/SwitchIntfConfig.h"
+#include "records/catalog/Catalog.h"
 #include "records/mlag/HostTable.h"
 #include "records/vxlan/VtiStatus.h"
 #include "views/tables/Words.h"
@@ -24,17 +25,20 @@ using Bridging::VlanId;
 Reason atPlace( Corestore::EntityManager const & em, std::string const & words, VlanId vlan,
                 Wirekit::IntfId intf, char const * table ) {
    using QorClient::ReportedPlace;
-   auto const ports = em.entity< Bridging::SwitchIntfConfigDir >( "bridging/switchIntfConfig" );
-   switch ( QorClient::reportedPlace( *em.entity< QorClient::Status >( "qorclient/status" ),
-                                      *em.entity< Bridging::Config >( "bridging/config" ), *ports,
-                                      vlan, intf ) ) {
+   auto const ports =
+      em.entity< Bridging::SwitchIntfConfigDir >( Catalog::pathOf( "switchIntfConfigDir" ) );
+   switch ( QorClient::reportedPlace(
+      *em.entity< QorClient::Status >( Catalog::pathOf( "agentStatus" ) ),
+      *em.entity< Bridging::Config >( Catalog::pathOf( "bridgingConfig" ) ), *ports, vlan,
+      intf ) ) {
       case ReportedPlace::serviceIntf:
          return { words + ", a service interface", table };
       case ReportedPlace::outsideVlan:
          return { words + ", which is not in VLAN " + std::to_string( vlan.value() ),
-                  "bridging/config" };
+                  Catalog::pathOf( "bridgingConfig" ) };
       case ReportedPlace::withoutConfig:
-         return { words + ", which has no switchport configuration", "bridging/switchIntfConfig" };
+         return { words + ", which has no switchport configuration",
+                  Catalog::pathOf( "switchIntfConfigDir" ) };
       case ReportedPlace::peerLink:
          return { words + ", the peer link", table };
       case ReportedPlace::none:
@@ -47,7 +51,7 @@ Reason atPlace( Corestore::EntityManager const & em, std::string const & words, 
 /** The VLAN of the service that a fragment puts before a VLAN, where hosts are looked for too. */
 std::optional< VlanId > serviceVlan( Corestore::EntityManager const & em, VlanId original ) {
    using QorClientUtils::convertVniToVniExt;
-   auto const agent = em.entity< QorClient::Status >( "qorclient/status" );
+   auto const agent = em.entity< QorClient::Status >( Catalog::pathOf( "agentStatus" ) );
    if ( auto const policy = policyOf( em ) ) {
       for ( auto const & fragment : policy->policyFragment() ) {
          auto const from = convertVniToVniExt( fragment.value->originalVni() );
@@ -78,19 +82,19 @@ std::optional< Reason > learntReason( Corestore::EntityManager const & em,
    if ( !row.intf ) {
       return std::nullopt;
    }
-   constexpr char const * table = "bridging/status";
+   char const * const table = Catalog::pathOf( "slabBridgingStatus" );
    std::string const words = "learnt on " + row.intf.shortName();
    if ( !QorClient::isLearntHost( row.entryType ) ) {
       return Reason{ words + ", but neither locally nor on the peer (entry type " +
                         std::to_string( static_cast< std::uint32_t >( row.entryType ) ) + ")",
                      table };
    }
-   auto const config = em.entity< Bridging::Config >( "bridging/config" );
+   auto const config = em.entity< Bridging::Config >( Catalog::pathOf( "bridgingConfig" ) );
    auto const counts = vlanOf( *config, config->hostKey( learnt.vlanId, learnt.mac ).fid );
    if ( counts != learnt.vlanId.value() ) {
       return Reason{
          words + ", but in VLAN " + std::to_string( counts ) + ", which has the same fid",
-         "bridging/config" };
+         Catalog::pathOf( "bridgingConfig" ) };
    }
    return atPlace( em, words, vlan, row.intf, table );
 }
@@ -98,7 +102,7 @@ std::optional< Reason > learntReason( Corestore::EntityManager const & em,
 /** Nothing when the peer says nothing of the host. */
 std::optional< Reason > peerReason( Corestore::EntityManager const & em, MacVlanPair const & asked,
                                     VlanId vlan ) {
-   constexpr char const * table = "mlag/hostTable";
+   char const * const table = Catalog::pathOf( "mlagHostTable" );
    Mlag::HostEntryKey const key{ asked.vlanId, asked.mac };
    auto const peer = em.entity< Mlag::HostTable >( table );
    if ( !peer->hostEntryHas( key ) ) {
@@ -114,7 +118,8 @@ std::optional< Reason > peerReason( Corestore::EntityManager const & em, MacVlan
       return Reason{ words + ", behind the tunnel", table };
    }
    // The agent leaves what the peer reports there before it looks at the VLAN.
-   if ( intf == em.entity< QorClient::Status >( "qorclient/status" )->cachedPeerLinkIntfId() ) {
+   if ( intf == em.entity< QorClient::Status >( Catalog::pathOf( "agentStatus" ) )
+                   ->cachedPeerLinkIntfId() ) {
       return Reason{ words + ", the peer link", table };
    }
    return atPlace( em, words, vlan, intf, table );
@@ -124,11 +129,11 @@ std::optional< Reason > peerReason( Corestore::EntityManager const & em, MacVlan
 
 Kel::Ptr< Qor::V1::QorPolicyFragment const > policyOf( Corestore::EntityManager const & em ) {
    return Kel::ptrCast< Qor::V1::QorPolicyFragment const >(
-      em.entity< Kel::Dir >( "qor/version1/policy" )->entity( "policy" ) );
+      em.entity< Kel::Dir >( Catalog::pathOf( "polFragDir" ) )->entity( "policy" ) );
 }
 
 std::optional< VlanId > tunnelVlan( Corestore::EntityManager const & em, std::uint32_t vni ) {
-   auto const tunnels = em.entity< Vxlan::VtiStatusDir >( "interface/status/eth/vxlan" );
+   auto const tunnels = em.entity< Vxlan::VtiStatusDir >( Catalog::pathOf( "vtiStatusDir" ) );
    for ( auto const & tunnel : tunnels->vtiStatus() ) {
       for ( auto const & carried : tunnel.value->vlanToVniMap() ) {
          if ( carried.value.vni.value() == vni ) {
@@ -142,8 +147,8 @@ std::optional< VlanId > tunnelVlan( Corestore::EntityManager const & em, std::ui
 Slab::Bridging::SlabFdbStatus learntRow( Corestore::EntityManager const & em,
                                          MacVlanPair const & host ) {
    return QorClient::DatapathV1::getHostFdbStatus(
-      host, em.entity< Bridging::Config >( "bridging/config" ),
-      em.entity< Slab::Bridging::Status >( "bridging/status" ) );
+      host, em.entity< Bridging::Config >( Catalog::pathOf( "bridgingConfig" ) ),
+      em.entity< Slab::Bridging::Status >( Catalog::pathOf( "slabBridgingStatus" ) ) );
 }
 
 Reason whyNotKnown( Corestore::EntityManager const & em, MacVlanPair const & host ) {
@@ -157,9 +162,9 @@ Reason whyNotKnown( Corestore::EntityManager const & em, MacVlanPair const & hos
       }
    }
    if ( !reason ) {
-      reason = Reason{ "not learnt", "bridging/status" };
+      reason = Reason{ "not learnt", Catalog::pathOf( "slabBridgingStatus" ) };
    }
-   if ( em.entity< QorClient::Status >( "qorclient/status" )->resyncInProgress() ) {
+   if ( em.entity< QorClient::Status >( Catalog::pathOf( "agentStatus" ) )->resyncInProgress() ) {
       reason->words += " (resync in progress)";
    }
    return *reason;
@@ -171,9 +176,8 @@ std::string detailsOf( Corestore::EntityManager const & em, Kel::String const & 
    if ( !details.ends_with( ": " ) ) {
       return details;
    }
-   auto const agent = em.entity< QorClient::Status >( "qorclient/status" );
-   auto const hardware =
-      em.entity< OpenFlowTable::HwStatus >( "pinflow/pfHwStatusDir/dyninputstatus/qor" );
+   auto const agent = em.entity< QorClient::Status >( Catalog::pathOf( "agentStatus" ) );
+   auto const hardware = em.entity< OpenFlowTable::HwStatus >( Catalog::pathOf( "pfHwStatus" ) );
    auto const fragmentInfo = agent->policyFragmentInfo( fragment );
    auto const flowInfo = fragmentInfo ? fragmentInfo->flowInfo( flow ) : nullptr;
    std::set< std::string > reasons;

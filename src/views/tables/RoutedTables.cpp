@@ -4,6 +4,7 @@
 #include "platform/kel/Dir.h"
 #include "qorclient/flowtable/PinFlowHwConfig.h"
 #include "qorclient/l3/TrafficEndPoint.h"
+#include "records/catalog/Catalog.h"
 #include "records/qorl3/FragmentConfig.h"
 #include "records/qorl3/FragmentStatus.h"
 #include "records/qorl3/GroupSetConfig.h"
@@ -45,7 +46,8 @@ std::optional< Bridging::VlanId > endPointVlan( Corestore::EntityManager const &
                                                 std::string const & vrf, std::uint32_t vni,
                                                 QorL3::V1::MemberKey const & key ) {
    auto const vlan = tunnelVlan( em, vni );
-   auto const table = em.entity< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qorl3" );
+   auto const table =
+      em.entity< OpenFlowTable::PinFlowHwConfig >( Catalog::pathOf( "pfHwConfigL3" ) );
    return vlan && table->trafficEndPointHas(
                      QorClientL3::V1::endPointIdOf( L3::VrfName( vrf ), key, *vlan ) )
              ? vlan
@@ -56,19 +58,19 @@ std::optional< Bridging::VlanId > endPointVlan( Corestore::EntityManager const &
 std::map< std::string, Members > groupsOf( Corestore::EntityManager const & em ) {
    std::map< std::string, Members > groups;
    forEachEntry< QorL3::V1::GroupTypeConfig >(
-      em, "qorl3/version1/global/groupTypeConfig",
+      em, Catalog::pathOf( "groupTypeConfigDir" ),
       [&]( Kel::Name const &, QorL3::V1::GroupTypeConfig const & types ) {
          for ( auto const & type : types.group() ) {
             groups[type.key.stringValue()];
          }
       } );
    auto const types =
-      em.entity< QorL3::V1::GroupTypeStatus >( "qorclientl3/version1/global/groupTypeStatus" );
+      em.entity< QorL3::V1::GroupTypeStatus >( Catalog::pathOf( "groupTypeStatus" ) );
    for ( auto const & type : types->group() ) {
       groups[type.key.stringValue()];
    }
    forEachEntry< QorL3::V1::GroupSetConfig >(
-      em, "qorl3/version1/global/groupSetConfig",
+      em, Catalog::pathOf( "groupSetConfigDir" ),
       [&]( Kel::Name const & vrf, QorL3::V1::GroupSetConfig const & set ) {
          for ( auto const & group : set.group() ) {
             Members & members = groups[group.key.stringValue()];
@@ -80,7 +82,7 @@ std::map< std::string, Members > groupsOf( Corestore::EntityManager const & em )
          }
       } );
    forEachEntry< QorL3::V1::GroupSetStatus >(
-      em, "qorclientl3/version1/global/groupSetStatus",
+      em, Catalog::pathOf( "groupSetStatusDir" ),
       [&]( Kel::Name const & vrf, QorL3::V1::GroupSetStatus const & set ) {
          for ( auto const & group : set.group() ) {
             Members & members = groups[group.key.stringValue()];
@@ -104,7 +106,7 @@ struct RoutedFlow {
 
 TextTable groupsTable( Corestore::EntityManager const & em ) {
    auto const types =
-      em.entity< QorL3::V1::GroupTypeStatus >( "qorclientl3/version1/global/groupTypeStatus" );
+      em.entity< QorL3::V1::GroupTypeStatus >( Catalog::pathOf( "groupTypeStatus" ) );
    TextTable table(
       { "GROUP", "TYPE STATE", "VRF", "VNI", "VLAN", "IP", "MAC", "MEMBER STATE", "DETAIL" } );
    for ( auto const & [group, members] : groupsOf( em ) ) {
@@ -131,7 +133,7 @@ TextTable groupsTable( Corestore::EntityManager const & em ) {
 TextTable routedFlowsTable( Corestore::EntityManager const & em ) {
    std::map< std::tuple< std::string, FlowGroupOrder, std::string >, RoutedFlow > flows;
    forEachEntry< QorL3::V1::FragmentConfig >(
-      em, "qorl3/version1/global/fragmentConfig",
+      em, Catalog::pathOf( "fragmentConfigDir" ),
       [&]( Kel::Name const & vrf, QorL3::V1::FragmentConfig const & fragment ) {
          for ( auto const & group : fragment.flowGroup() ) {
             for ( auto const & flow : group.value->flow() ) {
@@ -140,7 +142,7 @@ TextTable routedFlowsTable( Corestore::EntityManager const & em ) {
          }
       } );
    forEachEntry< QorL3::V1::FragmentStatus >(
-      em, "qorclientl3/version1/global/fragmentStatus",
+      em, Catalog::pathOf( "fragmentStatusDir" ),
       [&]( Kel::Name const & vrf, QorL3::V1::FragmentStatus const & fragment ) {
          for ( auto const & group : fragment.flowGroup() ) {
             for ( auto const & flow : group.value->flow() ) {
@@ -148,8 +150,7 @@ TextTable routedFlowsTable( Corestore::EntityManager const & em ) {
             }
          }
       } );
-   auto const answers =
-      em.entity< OpenFlowTable::HwStatus >( "pinflow/pfHwStatusDir/dyninputstatus/qorl3" );
+   auto const answers = em.entity< OpenFlowTable::HwStatus >( Catalog::pathOf( "pfHwStatusL3" ) );
    TextTable table(
       { "VRF", "PREFERENCE", "GROUP PRIORITY", "FLOW", "STATE", "PRIORITY", "DETAIL" } );
    for ( auto const & [place, flow] : flows ) {

@@ -7,6 +7,7 @@
 #include "qorclient/datapath/KelPolicyFragment.h"
 #include "qorclient/flowtable/HwStatus.h"
 #include "qorclient/flowtable/PinFlowHwConfig.h"
+#include "records/catalog/Catalog.h"
 #include "records/qorl3/FragmentConfig.h"
 #include "views/tables/Tables.h"
 #include "views/tables/Words.h"
@@ -147,7 +148,7 @@ std::string tableWord( TableType type ) {
 /** The flows that each entry for routed traffic may stand for: its name is the flow's. */
 std::map< std::string, std::string > routedFlows( Corestore::EntityManager const & em ) {
    std::map< std::string, std::string > flows;
-   auto const dir = em.entity< Kel::Dir >( "qorl3/version1/global/fragmentConfig" );
+   auto const dir = em.entity< Kel::Dir >( Catalog::pathOf( "fragmentConfigDir" ) );
    for ( auto const & vrf : dir->entity() ) {
       auto const fragment = Kel::ptrCast< QorL3::V1::FragmentConfig >( vrf.value );
       for ( auto const & group : fragment->flowGroup() ) {
@@ -189,15 +190,15 @@ TextTable rulesTable( Corestore::EntityManager const & em ) {
    auto const answersAt = [&em]( char const * path ) {
       return em.entity< OpenFlowTable::HwStatus >( path );
    };
-   auto const agent = em.entity< QorClient::Status >( "qorclient/status" );
-   auto const answers = answersAt( "pinflow/pfHwStatusDir/dyninputstatus/qor" );
-   for ( auto const & rule : tableAt( "pinflow/dyninput/qor" )->flowEntry() ) {
+   auto const agent = em.entity< QorClient::Status >( Catalog::pathOf( "agentStatus" ) );
+   auto const answers = answersAt( Catalog::pathOf( "pfHwStatus" ) );
+   for ( auto const & rule : tableAt( Catalog::pathOf( "pfHwConfig" ) )->flowEntry() ) {
       add( rule.key, rule.value, policyFlow( *agent, rule.key ),
            policyAnswer( *answers, rule.key ) );
    }
    auto flows = routedFlows( em );
-   auto const routedAnswers = answersAt( "pinflow/pfHwStatusDir/dyninputstatus/qorl3" );
-   for ( auto const & rule : tableAt( "pinflow/dyninput/qorl3" )->flowEntry() ) {
+   auto const routedAnswers = answersAt( Catalog::pathOf( "pfHwStatusL3" ) );
+   for ( auto const & rule : tableAt( Catalog::pathOf( "pfHwConfigL3" ) )->flowEntry() ) {
       add( rule.key, rule.value, flows[rule.key.stringValue()],
            routedAnswer( *routedAnswers, rule.key ) );
    }

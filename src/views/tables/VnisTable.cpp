@@ -2,14 +2,15 @@
 #include <set>
 
 #include "qorclient/agent/Status.h"
+#include "records/catalog/Catalog.h"
 #include "records/vxlan/VniSviConfig.h"
 #include "views/tables/Tables.h"
 
 namespace Runner {
 
 TextTable vnisTable( Corestore::EntityManager const & em ) {
-   auto const agent = em.entity< QorClient::Status >( "qorclient/status" );
-   auto const requested = em.entity< Vxlan::VniSviConfig >( "vxlan/input/vniconfig/qor" );
+   auto const agent = em.entity< QorClient::Status >( Catalog::pathOf( "agentStatus" ) );
+   auto const requested = em.entity< Vxlan::VniSviConfig >( Catalog::pathOf( "vniSviConfig" ) );
    std::map< std::uint32_t, std::set< std::string > > users;
    for ( auto const & binding : agent->boundVni() ) {
       std::string user = binding.key.fragmentName.stringValue();

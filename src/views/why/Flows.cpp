@@ -4,6 +4,7 @@
 
 #include "platform/kel/Dir.h"
 #include "qorclient/agent/Status.h"
+#include "records/catalog/Catalog.h"
 #include "records/qor/PolicyFragmentStatus.h"
 #include "records/qorl3/FragmentConfig.h"
 #include "records/qorl3/FragmentStatus.h"
@@ -38,21 +39,20 @@ std::vector< FlowPlace > flowsOf( Corestore::EntityManager const & em ) {
       }
    }
    auto const statuses =
-      em.entity< Qor::V1::QorPolicyFragmentStatus >( "qorclient/version1/policystatus" );
+      em.entity< Qor::V1::QorPolicyFragmentStatus >( Catalog::pathOf( "polFragStatus" ) );
    for ( auto const & fragment : statuses->policyFragment() ) {
       for ( auto const & flow : fragment.value->flowStatus() ) {
          flows.insert( { FlowPlace::Kind::policy, fragment.key, flow.key, {} } );
       }
    }
-   auto const agent = em.entity< QorClient::Status >( "qorclient/status" );
+   auto const agent = em.entity< QorClient::Status >( Catalog::pathOf( "agentStatus" ) );
    for ( auto const & fragment : agent->policyFragmentInfo() ) {
       for ( auto const & flow : fragment.value->flowInfo() ) {
          flows.insert( { FlowPlace::Kind::policy, fragment.key, flow.key, {} } );
       }
    }
-   addRouted< QorL3::V1::FragmentConfig >( flows, em, "qorl3/version1/global/fragmentConfig" );
-   addRouted< QorL3::V1::FragmentStatus >( flows, em,
-                                           "qorclientl3/version1/global/fragmentStatus" );
+   addRouted< QorL3::V1::FragmentConfig >( flows, em, Catalog::pathOf( "fragmentConfigDir" ) );
+   addRouted< QorL3::V1::FragmentStatus >( flows, em, Catalog::pathOf( "fragmentStatusDir" ) );
    return { flows.begin(), flows.end() };
 }
 

@@ -1,6 +1,7 @@
 #include "views/why/Links.h"
 
 #include "qorclient/agent/Status.h"
+#include "records/catalog/Catalog.h"
 #include "records/controllerclient/Status.h"
 #include "records/qorcommon/Capability.h"
 #include "records/vxlan/VtiStatus.h"
@@ -10,7 +11,7 @@ namespace Runner {
 
 namespace {
 
-constexpr char const * controllerPath = "mgmt/controller/status";
+char const * const controllerPath = Catalog::pathOf( "mgmtControllerStatus" );
 
 /** Either service opens the gate for both kinds of flows. */
 void addService( Chain & chain, ControllerClient::Status const & controller, bool routed ) {
@@ -38,7 +39,7 @@ void addService( Chain & chain, ControllerClient::Status const & controller, boo
 void addPlatform( Chain & chain, Corestore::EntityManager const & em, bool routed ) {
    bool const supported = em.entity< OpenFlowTable::HwStatus >( hardwarePath )->supported();
    auto const feature =
-      em.entity< QorCommon::V1::Capability >( "qorclient/version1/capability" )->feature();
+      em.entity< QorCommon::V1::Capability >( Catalog::pathOf( "capability" ) )->feature();
    if ( !routed ) {
       chain.note( "platform", supported
                                  ? "supports static flows"
@@ -64,7 +65,7 @@ void addGate( Chain & chain, Corestore::EntityManager const & em, bool routed ) 
    }
    addService( chain, *controller, routed );
    addPlatform( chain, em, routed );
-   if ( em.entity< QorClient::Status >( "qorclient/status" )->active() ) {
+   if ( em.entity< QorClient::Status >( Catalog::pathOf( "agentStatus" ) )->active() ) {
       chain.good( "agent", "active" );
    } else {
       chain.missing( "agent", "the agent is not active" );
@@ -108,7 +109,7 @@ void addAnswer( Chain & chain, std::string const & rule, HardwareAnswer const & 
 
 Reason vniWaits( Corestore::EntityManager const & em, std::string const & words,
                  std::uint32_t vni ) {
-   constexpr char const * path = "interface/status/eth/vxlan";
+   char const * const path = Catalog::pathOf( "vtiStatusDir" );
    auto const tunnels = em.entity< Vxlan::VtiStatusDir >( path );
    if ( tunnels->vtiStatusCount() == 0 ) {
       return { words + "there is no VXLAN interface", path };

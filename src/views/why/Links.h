@@ -2,6 +2,7 @@
 
 #include "platform/corestore/EntityManager.h"
 #include "qorclient/flowtable/HwStatus.h"
+#include "records/catalog/Catalog.h"
 #include "views/tables/Words.h"
 #include "views/why/Chain.h"
 
@@ -12,8 +13,8 @@ namespace Runner {
 void addGate( Chain & chain, Corestore::EntityManager const & em, bool routed );
 
 /** Where the hardware answers to the rules of the policy, and to those for routed traffic. */
-inline constexpr char const * hardwarePath = "pinflow/pfHwStatusDir/dyninputstatus/qor";
-inline constexpr char const * routedHardwarePath = "pinflow/pfHwStatusDir/dyninputstatus/qorl3";
+inline char const * const hardwarePath = Catalog::pathOf( "pfHwStatus" );
+inline char const * const routedHardwarePath = Catalog::pathOf( "pfHwStatusL3" );
 
 /** The hardware's answer to one rule, and the link of it; `path` is where it answers. */
 std::string answerWords( std::string const & rule, HardwareAnswer const & answer );

@@ -1,6 +1,7 @@
 #include "views/why/PolicyFlow.h"
 
 #include "qorclient/agent/QorClientUtils.h"
+#include "records/catalog/Catalog.h"
 #include "records/qor/PolicyFragmentStatus.h"
 #include "records/vxlan/VniSviConfig.h"
 #include "views/tables/Places.h"
@@ -16,7 +17,7 @@ using Wirekit::IntfId;
 PolicyFlow::PolicyFlow( Corestore::EntityManager const & em, FlowPlace const & place )
    : em_( em ),
      place_( place ),
-     agent_( em.entity< QorClient::Status >( "qorclient/status" ) ),
+     agent_( em.entity< QorClient::Status >( Catalog::pathOf( "agentStatus" ) ) ),
      policy_( policyOf( em ) ),
      fragment_( policy_ ? policy_->policyFragment( place.place ) : nullptr ),
      fragmentInfo_( agent_->policyFragmentInfo( place.place ) ),
@@ -51,7 +52,7 @@ std::optional< VlanId > PolicyFlow::vlanOf( Vxlan::VniOrNone vni ) const {
 }
 
 Kel::Ptr< Bridging::Input::SwitchIntfConfig const > PolicyFlow::portOf( IntfId intf ) const {
-   return em_.entity< Bridging::SwitchIntfConfigDir >( "bridging/switchIntfConfig" )
+   return em_.entity< Bridging::SwitchIntfConfigDir >( Catalog::pathOf( "switchIntfConfigDir" ) )
       ->switchIntfConfig( intf );
 }
 
@@ -103,7 +104,7 @@ void PolicyFlow::addVni( Chain & chain, char const * name, Vxlan::VniOrNone vni 
       chain.good( name, words + " is VLAN " + std::to_string( vlan->value() ) );
    } else if ( !isOfFragment( vni ) ) {
       chain.missing( name, notOfFragment( vni ), policyPath );
-   } else if ( !em_.entity< Vxlan::VniSviConfig >( "vxlan/input/vniconfig/qor" )
+   } else if ( !em_.entity< Vxlan::VniSviConfig >( Catalog::pathOf( "vniSviConfig" ) )
                    ->vniSviInfoHas( convertVniToVniExt( vni ) ) ) {
       chain.missing( name, words + " has no VLAN: the agent has not asked for it" );
    } else {
@@ -140,7 +141,7 @@ std::string PolicyFlow::whyNotTold( Vxlan::VniOrNone vni ) const {
 
 void PolicyFlow::addStatus( Chain & chain ) const {
    auto const status =
-      em_.entity< Qor::V1::QorPolicyFragmentStatus >( "qorclient/version1/policystatus" )
+      em_.entity< Qor::V1::QorPolicyFragmentStatus >( Catalog::pathOf( "polFragStatus" ) )
          ->policyFragment( place_.place );
    if ( !status || !status->flowStatusHas( place_.flow ) ) {
       chain.missing( "status", "the agent reports no state" );

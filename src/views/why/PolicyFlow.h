@@ -8,6 +8,7 @@
 #include "qorclient/flowtable/HwStatus.h"
 #include "qorclient/flowtable/PinFlowHwConfig.h"
 #include "records/bridging/SwitchIntfConfig.h"
+#include "records/catalog/Catalog.h"
 #include "records/qor/PolicyFragment.h"
 #include "views/why/Chain.h"
 #include "views/why/Flows.h"
@@ -25,7 +26,7 @@ class PolicyFlow {
    Chain take() const;
 
  private:
-   static constexpr char const * policyPath = "qor/version1/policy";
+   static inline char const * const policyPath = Catalog::pathOf( "polFragDir" );
 
    bool isIngress() const {
       return config_->interceptPoint == Qor::V1::InterceptPoint::interceptIngress;

@@ -4,6 +4,7 @@
 
 #include "qorclient/datapath/KelPolicyFragment.h"
 #include "records/bridging/AllowedVlans.h"
+#include "records/catalog/Catalog.h"
 #include "views/Remarks.h"
 #include "views/tables/Places.h"
 #include "views/tables/Words.h"
@@ -25,7 +26,7 @@ std::vector< RuleKey > PolicyFlow::addServiceSet( Chain & chain ) const {
       return {};
    }
    auto const allowed =
-      em_.entity< Bridging::Input::AllowedVlans >( "bridging/input/dynvlan/allowedvlan/qor" );
+      em_.entity< Bridging::Input::AllowedVlans >( Catalog::pathOf( "dynAllowedVlans" ) );
    std::vector< RuleKey > wanted;
    std::vector< std::string > names;
    for ( auto const & member : set->intf() ) {
@@ -101,7 +102,7 @@ std::vector< RuleKey > PolicyFlow::addHost( Chain & chain ) const {
    }
    if ( !trouble.empty() ) {
       chain.missing( "host", place + ", " + trouble + ": not caught there",
-                     isServiceIntf( intf ) ? nullptr : "bridging/switchIntfConfig" );
+                     isServiceIntf( intf ) ? nullptr : Catalog::pathOf( "switchIntfConfigDir" ) );
       return {};
    }
    auto const others = otherCatchers( host );

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "qorclient/datapath/KelPolicyFragment.h"
+#include "records/catalog/Catalog.h"
 #include "views/tables/Words.h"
 #include "views/why/Links.h"
 #include "views/why/PolicyFlow.h"
@@ -136,7 +137,7 @@ std::string PolicyFlow::whyOutdated( RuleKey const & key,
 }
 
 Kel::Ptr< OpenFlowTable::PinFlowHwConfig const > PolicyFlow::flowTable() const {
-   return em_.entity< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qor" );
+   return em_.entity< OpenFlowTable::PinFlowHwConfig >( Catalog::pathOf( "pfHwConfig" ) );
 }
 
 Kel::Ptr< OpenFlowTable::HwStatus const > PolicyFlow::hardware() const {
@@ -145,7 +146,7 @@ Kel::Ptr< OpenFlowTable::HwStatus const > PolicyFlow::hardware() const {
 
 void PolicyFlow::addArp( Chain & chain ) const {
    bool const needed =
-      em_.entity< OpenFlowTable::HwStatus >( "openflow/hwstatus" )->arpRuleRequired();
+      em_.entity< OpenFlowTable::HwStatus >( Catalog::pathOf( "ofHwStatus" ) )->arpRuleRequired();
    if ( !needed || !config_ || isHostEgress() ) {
       return;
    }

@@ -4,6 +4,7 @@
 #include "qorclient/flowtable/PinFlowHwConfig.h"
 #include "qorclient/l3/FlowGroupConfigSm.h"
 #include "qorclient/l3/TrafficEndPoint.h"
+#include "records/catalog/Catalog.h"
 #include "records/qorl3/FragmentConfig.h"
 #include "records/qorl3/FragmentStatus.h"
 #include "records/qorl3/GroupSetConfig.h"
@@ -18,9 +19,9 @@ namespace {
 
 namespace MatchField = QorL3::V1::MatchField;
 
-constexpr char const * fragmentsPath = "qorl3/version1/global/fragmentConfig";
-constexpr char const * typesPath = "qorl3/version1/global/groupTypeConfig";
-constexpr char const * setsPath = "qorl3/version1/global/groupSetConfig";
+char const * const fragmentsPath = Catalog::pathOf( "fragmentConfigDir" );
+char const * const typesPath = Catalog::pathOf( "groupTypeConfigDir" );
+char const * const setsPath = Catalog::pathOf( "groupSetConfigDir" );
 
 OpenFlowTable::Actions actionsOf( QorL3::V1::FlowConfig const & flow ) {
    return QorClientL3::V1::FlowGroupConfigSm::buildActions( flow.action, flow.actionFieldSet );
@@ -47,7 +48,7 @@ class RoutedFlow {
    RoutedFlow( Corestore::EntityManager const & em, FlowPlace const & place )
       : em_( em ),
         place_( place ),
-        table_( em.entity< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qorl3" ) ),
+        table_( em.entity< OpenFlowTable::PinFlowHwConfig >( Catalog::pathOf( "pfHwConfigL3" ) ) ),
         answers_( em.entity< OpenFlowTable::HwStatus >( routedHardwarePath ) ),
         config_( configOf( em, place ) ) {
       for ( FlowPlace const & other : flowsOf( em ) ) {
@@ -117,7 +118,7 @@ class RoutedFlow {
             chain.missing( "match VNI",
                            words + ", which the flow names and does not match, has " +
                               "lost its VLAN: the entry went with it",
-                           "interface/status/eth/vxlan" );
+                           Catalog::pathOf( "vtiStatusDir" ) );
          }
       } else if ( !vlan || untold ) {
          chain.missing( "match VNI", vniWaits( em_, words + " has no VLAN: ", vni ) );
@@ -233,7 +234,7 @@ class RoutedFlow {
 
    void addStatus( Chain & chain ) const {
       auto const fragment = entryOf< QorL3::V1::FragmentStatus >(
-         em_, "qorclientl3/version1/global/fragmentStatus", place_.place );
+         em_, Catalog::pathOf( "fragmentStatusDir" ), place_.place );
       auto const group = fragment ? fragment->flowGroup( place_.order ) : nullptr;
       if ( !group || !group->flowHas( place_.flow ) ) {
          chain.missing( "status", "the agent reports no state" );
