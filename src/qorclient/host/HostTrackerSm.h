@@ -22,6 +22,9 @@ namespace QorClient {
  * A change of the forwarding database or of the MLAG peer's hosts is not worked on inside its
  * notification: it is noted in a backlog, which a task of its own drains in slices. A host that
  * ages out of the tables stays where it was last known.
+ *
+ * Its source is one file a subject: HostTrackerSm.cpp (life, backlogs, what policy and
+ * configuration say) and HostTrackerPlaces.cpp (what the tables say, where a host is).
  */
 class HostTrackerSm : public Kel::StateMachine {
    KEL_STATE_MACHINE( QorClient::HostTrackerSm )
