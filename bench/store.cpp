@@ -46,7 +46,7 @@ class World {
    }
 
  private:
-   Runner::Switch device_;
+   Scenarios::Switch device_;
 };
 
 /** A file that goes with this object. */
@@ -181,7 +181,7 @@ void startOnAFile( benchmark::State & state ) {
    against( state, [&]( double & ) {
       return timed( [&] {
          Corestore::SqliteStore store( file.name() );
-         Runner::Switch const device( { .store = &store } );
+         Scenarios::Switch const device( { .store = &store } );
       } );
    } );
 }

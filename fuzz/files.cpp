@@ -51,7 +51,8 @@ class Lines final : public Corestore::Store {
 };
 
 void loadFrom( Corestore::Store & store ) {
-   Runner::Switch const device( { .with = Runner::Switch::With::StateAlone, .initial = &store } );
+   Scenarios::Switch const device(
+      { .with = Scenarios::Switch::With::StateAlone, .initial = &store } );
    Fuzz::showAll( device.entityManager() );
 }
 

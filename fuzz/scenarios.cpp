@@ -95,13 +95,13 @@ bool isByDesign( std::string_view text ) {
    return std::ranges::any_of( fatal, [text]( auto begin ) { return text.starts_with( begin ); } );
 }
 
-bool isPlayable( Runner::Scenario const & scenario ) {
+bool isPlayable( Scenarios::Scenario const & scenario ) {
    constexpr std::size_t mostSteps = 60;
    constexpr double longestWait = 1e5;
    double wait = 0;
-   for ( Runner::Step const & step : scenario.steps ) {
-      if ( auto const * patch = std::get_if< Runner::PatchStep >( &step ) ) {
-         for ( auto const & path : Runner::objectOf( patch->document ) ) {
+   for ( Scenarios::Step const & step : scenario.steps ) {
+      if ( auto const * patch = std::get_if< Scenarios::PatchStep >( &step ) ) {
+         for ( auto const & path : Documents::objectOf( patch->document ) ) {
             if ( !isInput( path.first ) ) {
                return false;
             }
@@ -109,17 +109,17 @@ bool isPlayable( Runner::Scenario const & scenario ) {
          if ( isDeadly( patch->document ) ) {
             return false;
          }
-      } else if ( auto const * advance = std::get_if< Runner::AdvanceStep >( &step ) ) {
+      } else if ( auto const * advance = std::get_if< Scenarios::AdvanceStep >( &step ) ) {
          wait += advance->seconds;
       }
    }
    return scenario.steps.size() <= mostSteps && wait <= longestWait;
 }
 
-void play( Runner::Scenario const & scenario ) {
-   Runner::Switch device( { .simulated = scenario.simulated } );
+void play( Scenarios::Scenario const & scenario ) {
+   Scenarios::Switch device( { .simulated = scenario.simulated } );
    for ( std::size_t step = 0; step != scenario.steps.size(); ++step ) {
-      Runner::playStep( device, scenario, step );
+      Scenarios::playStep( device, scenario, step );
    }
    Fuzz::showAll( device.entityManager() );
    device.dump();
@@ -135,12 +135,12 @@ extern "C" int LLVMFuzzerInitialize( int *, char *** ) {
 extern "C" int LLVMFuzzerTestOneInput( std::uint8_t const * data, std::size_t size ) {
    try {
       std::string_view const text( reinterpret_cast< char const * >( data ), size );
-      Runner::Scenario const scenario =
-         Runner::scenarioOf( "scenario", Runner::parseDocument( "scenario", text ) );
+      Scenarios::Scenario const scenario =
+         Scenarios::scenarioOf( "scenario", Documents::parseDocument( "scenario", text ) );
       if ( isPlayable( scenario ) ) {
          play( scenario );
       }
-   } catch ( Runner::InputError const & ) {
+   } catch ( Documents::InputError const & ) {
    } catch ( Kel::RangeException const & e ) {
       if ( !isByDesign( e.what() ) ) {
          throw;

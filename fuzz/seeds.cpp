@@ -24,15 +24,15 @@ int main( int argc, char ** argv ) {
       return text.str();
    };
    for ( int i = 2; i != argc; ++i ) {
-      Runner::Scenario const scenario = Runner::readScenario( argv[i] );
+      Scenarios::Scenario const scenario = Scenarios::readScenario( argv[i] );
       std::filesystem::path const file = directory / "s.db";
       std::filesystem::remove( file );
       std::ostringstream rows;
       {
          Corestore::SqliteStore store( file );
-         Runner::Switch device( { .simulated = scenario.simulated, .store = &store } );
+         Scenarios::Switch device( { .simulated = scenario.simulated, .store = &store } );
          for ( std::size_t step = 0; step != scenario.steps.size(); ++step ) {
-            Runner::playStep( device, scenario, step );
+            Scenarios::playStep( device, scenario, step );
          }
          store.load( [&]( Corestore::Row const & row ) {
             rows << row.path << '\t' << row.attribute << '\t' << row.key << '\t' << row.value

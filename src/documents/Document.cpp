@@ -13,7 +13,7 @@
 #include "platform/corestore/ValueText.h"
 #include "platform/kel/StandardError.h"
 
-namespace Runner {
+namespace Documents {
 
 namespace {
 
@@ -99,4 +99,4 @@ Kel::Value parseDocument( std::string const & file, std::string_view text ) {
    }
 }
 
-}  // namespace Runner
+}  // namespace Documents

@@ -6,7 +6,7 @@
 
 #include "platform/kel/ValueTraits.h"
 
-namespace Runner {
+namespace Documents {
 
 /** "FILE: POINTER", as messages begin: on one line, with long names cut. */
 std::string placeOf( std::string const & file, std::string const & pointer );
@@ -53,4 +53,4 @@ Kel::Value readDocument( std::string const & file );
 /** The same for the text that the file holds. */
 Kel::Value parseDocument( std::string const & file, std::string_view text );
 
-}  // namespace Runner
+}  // namespace Documents

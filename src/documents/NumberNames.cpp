@@ -6,7 +6,7 @@
 #include "records/catalog/Catalog.h"
 #include "records/catalog/Meaning.h"
 
-namespace Runner {
+namespace Documents {
 
 namespace {
 
@@ -89,4 +89,4 @@ Value withNumbers( Value document ) {
    return document;
 }
 
-}  // namespace Runner
+}  // namespace Documents

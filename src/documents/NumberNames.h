@@ -2,7 +2,7 @@
 
 #include "platform/kel/Value.h"
 
-namespace Runner {
+namespace Documents {
 
 /**
  * The document with numbers where it gives their names: "tableFull" for 5, and for a set of bits
@@ -11,4 +11,4 @@ namespace Runner {
  */
 Kel::Value withNumbers( Kel::Value document );
 
-}  // namespace Runner
+}  // namespace Documents

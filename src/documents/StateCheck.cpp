@@ -4,7 +4,7 @@
 #include "platform/kel/StandardError.h"
 #include "records/catalog/Catalog.h"
 
-namespace Runner {
+namespace Documents {
 
 namespace {
 
@@ -138,4 +138,4 @@ void checkRow( std::string_view path, std::string_view attributeName, Value cons
    } );
 }
 
-}  // namespace Runner
+}  // namespace Documents

@@ -2,7 +2,7 @@
 
 #include "records/catalog/Catalog.h"
 
-namespace Runner {
+namespace Documents {
 
 namespace {
 
@@ -78,4 +78,4 @@ Value stateDocument( Corestore::EntityManager const & em ) {
    return document;
 }
 
-}  // namespace Runner
+}  // namespace Documents

@@ -7,7 +7,7 @@
 #include "platform/corestore/ValueText.h"
 #include "records/catalog/Catalog.h"
 
-namespace Runner {
+namespace Documents {
 
 namespace {
 
@@ -159,4 +159,4 @@ std::vector< Unmet > compareState( Corestore::EntityManager const & em, Value co
    return comparison.take();
 }
 
-}  // namespace Runner
+}  // namespace Documents

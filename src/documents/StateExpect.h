@@ -6,7 +6,7 @@
 #include "platform/corestore/EntityManager.h"
 #include "platform/kel/Value.h"
 
-namespace Runner {
+namespace Documents {
 
 /** A member of a document that does not stand so in the state. */
 struct Unmet {
@@ -22,4 +22,4 @@ struct Unmet {
 std::vector< Unmet > compareState( Corestore::EntityManager const & em,
                                    Kel::Value const & document );
 
-}  // namespace Runner
+}  // namespace Documents

@@ -4,7 +4,7 @@
 #include "platform/slab/Table.h"
 #include "records/catalog/Catalog.h"
 
-namespace Runner {
+namespace Documents {
 
 namespace {
 
@@ -179,4 +179,4 @@ void applyState( Corestore::EntityManager const & em, Value const & document,
    applyState( em, document, mutate, place );
 }
 
-}  // namespace Runner
+}  // namespace Documents

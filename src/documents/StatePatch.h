@@ -7,7 +7,7 @@
 #include "platform/corestore/EntityManager.h"
 #include "platform/kel/Value.h"
 
-namespace Runner {
+namespace Documents {
 
 /** Runs one mutator call, with whatever must be done around it. */
 using Mutate = std::function< void( std::function< void() > const & mutator ) >;
@@ -31,4 +31,4 @@ void applyState( Corestore::EntityManager const & em, Kel::Value const & documen
 void applyState( Corestore::EntityManager const & em, Kel::Value const & document,
                  Mutate const & mutate );
 
-}  // namespace Runner
+}  // namespace Documents

@@ -7,19 +7,20 @@
 #include "scenario/Scenario.h"
 #include "views/Remarks.h"
 
-namespace Runner {
+namespace Program {
 
 void checkScenario( std::string const & file ) {
-   Scenario const scenario = openScenario( file );
-   checkDeath( scenario );
+   Scenarios::Scenario const scenario = openScenario( file );
+   Scenarios::checkDeath( scenario );
    for ( std::size_t step = 0; step != scenario.steps.size(); ++step ) {
-      if ( auto const * patch = std::get_if< PatchStep >( &scenario.steps[step] ) ) {
-         for ( Remark const & remark : remarksOn( patch->document ) ) {
-            std::cerr << placeOf( file, actionPointer( scenario, step ) + remark.pointer )
+      if ( auto const * patch = std::get_if< Scenarios::PatchStep >( &scenario.steps[step] ) ) {
+         for ( Views::Remark const & remark : Views::remarksOn( patch->document ) ) {
+            std::cerr << Documents::placeOf(
+                            file, Scenarios::actionPointer( scenario, step ) + remark.pointer )
                       << ": remark: " << remark.words << std::endl;
          }
       }
    }
 }
 
-}  // namespace Runner
+}  // namespace Program

@@ -22,7 +22,7 @@
 #include "views/Graph.h"
 #include "views/tables/Tables.h"
 
-namespace Runner {
+namespace Program {
 
 namespace {
 
@@ -115,7 +115,7 @@ void addCommands( CLI::App & app, Arguments & arguments ) {
    CLI::App & show = *app.add_subcommand( "show", "Show a table of the state" );
    show.add_option( "TABLE", arguments.show.table )
       ->required()
-      ->check( CLI::IsMember( tableNames() ) );
+      ->check( CLI::IsMember( Views::tableNames() ) );
    addSource( show, arguments.show.source, arguments.show.json );
 
    CLI::App & why = *app.add_subcommand(
@@ -160,7 +160,7 @@ int runCommand( std::string const & name, Arguments const & arguments ) {
    } else if ( name == "describe" ) {
       return describeState( arguments.describe );
    } else if ( name == "graph" ) {
-      printGraph( std::cout );
+      Views::printGraph( std::cout );
    } else {
       Flashlog::decode( arguments.traceFile, std::cout );
    }
@@ -201,7 +201,7 @@ int runCommandLine( int argc, char const * const * argv ) {
    }
    try {
       return runCommand( app.get_subcommands().front()->get_name(), arguments );
-   } catch ( InputError const & e ) {
+   } catch ( Documents::InputError const & e ) {
       return refused( e );
    } catch ( Corestore::StoreError const & e ) {
       return refused( e );
@@ -216,4 +216,4 @@ int runCommandLine( int argc, char const * const * argv ) {
    }
 }
 
-}  // namespace Runner
+}  // namespace Program

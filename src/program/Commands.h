@@ -1,6 +1,6 @@
 #pragma once
 
-namespace Runner {
+namespace Program {
 
 /**
  * The program: reads the command line, runs the command and returns the exit code: 0 done, 1 an
@@ -10,4 +10,4 @@ namespace Runner {
  */
 int runCommandLine( int argc, char const * const * argv );
 
-}  // namespace Runner
+}  // namespace Program

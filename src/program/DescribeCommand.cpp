@@ -4,18 +4,19 @@
 
 #include "views/Describe.h"
 
-namespace Runner {
+namespace Program {
 
 int describeState( DescribeOptions const & options ) {
    if ( options.markdown ) {
-      describeAll( std::cout );
+      Views::describeAll( std::cout );
    } else if ( options.name.empty() ) {
-      describePlaces( std::cout );
-   } else if ( std::string const unknown = describe( std::cout, options.name ); !unknown.empty() ) {
+      Views::describePlaces( std::cout );
+   } else if ( std::string const unknown = Views::describe( std::cout, options.name );
+               !unknown.empty() ) {
       std::cerr << unknown << std::endl;
       return 2;
    }
    return 0;
 }
 
-}  // namespace Runner
+}  // namespace Program

@@ -2,7 +2,7 @@
 
 #include <string>
 
-namespace Runner {
+namespace Program {
 
 struct DescribeOptions {
    /** A path or a type; empty for all paths. */
@@ -14,4 +14,4 @@ struct DescribeOptions {
 /** Prints what the state is made of. Returns the exit code. */
 int describeState( DescribeOptions const & options );
 
-}  // namespace Runner
+}  // namespace Program

@@ -12,7 +12,7 @@
 
 #include "documents/Document.h"
 
-namespace Runner {
+namespace Program {
 
 namespace fs = std::filesystem;
 
@@ -67,7 +67,8 @@ void Output::undoAll() noexcept {
 
 void Output::check( bool done ) const {
    if ( !done ) {
-      throw InputError( file_, "", std::string( "cannot be written: " ) + std::strerror( errno ) );
+      throw Documents::InputError( file_, "",
+                                   std::string( "cannot be written: " ) + std::strerror( errno ) );
    }
 }
 
@@ -118,7 +119,7 @@ StepOutputs::StepOutputs( std::string directory, std::size_t steps )
    try {
       fs::create_directories( directory_, error );
       if ( error ) {
-         throw InputError( directory_, "", "cannot be made: " + error.message() );
+         throw Documents::InputError( directory_, "", "cannot be made: " + error.message() );
       }
       // No empty file stays for a step that isn't played, so that they are tried and removed.
       for ( std::size_t step = 0; step != steps; ++step ) {
@@ -160,4 +161,4 @@ bool sameFile( std::string const & a, std::string const & b ) {
    return fs::equivalent( a, b, error ) || ( !plain.empty() && plain == plainName( b ) );
 }
 
-}  // namespace Runner
+}  // namespace Program

@@ -9,7 +9,7 @@
  * there, when it is refused. What fails is bad input, since the user named the file: each operation
  * throws InputError. */
 
-namespace Runner {
+namespace Program {
 
 class Output {
  public:
@@ -63,4 +63,4 @@ class StepOutputs {
 /** One file under two names, there or not yet. Terminals and pipes may have several users. */
 bool sameFile( std::string const & a, std::string const & b );
 
-}  // namespace Runner
+}  // namespace Program

@@ -17,14 +17,14 @@
 #include "stores/sqlite/SqliteStore.h"
 #include "views/tables/Tables.h"
 
-namespace Runner {
+namespace Program {
 
 namespace {
 
 /** The flows of the policy and the routed ones; one empty table where there are neither. */
-void printFlows( Switch const & device ) {
-   TextTable const flows = tableOf( "flows", device.entityManager() );
-   TextTable const routed = tableOf( "l3flows", device.entityManager() );
+void printFlows( Scenarios::Switch const & device ) {
+   Views::TextTable const flows = Views::tableOf( "flows", device.entityManager() );
+   Views::TextTable const routed = Views::tableOf( "l3flows", device.entityManager() );
    if ( !flows.empty() || routed.empty() ) {
       flows.print( std::cout );
    }
@@ -34,7 +34,7 @@ void printFlows( Switch const & device ) {
    }
 }
 
-std::string dumpOf( Switch const & device ) {
+std::string dumpOf( Scenarios::Switch const & device ) {
    return Corestore::jsonSorted( device.dump() ) + "\n";
 }
 
@@ -46,7 +46,8 @@ void checkNames( RunOptions const & options, std::size_t steps ) {
    if ( !options.state.empty() ) {
       for ( std::string const & file : Corestore::SqliteStore::filesOf( options.state ) ) {
          if ( sameFile( file, options.scenario ) ) {
-            throw InputError( options.state, "", "cannot be the state file: it is the scenario" );
+            throw Documents::InputError( options.state, "",
+                                         "cannot be the state file: it is the scenario" );
          }
          others.emplace_back( file, "the state file" );
       }
@@ -54,7 +55,7 @@ void checkNames( RunOptions const & options, std::size_t steps ) {
    auto const add = [&others]( std::string const & file, char const * what ) {
       for ( auto const & [other, otherIs] : others ) {
          if ( sameFile( file, other ) ) {
-            throw InputError( file, "", "cannot be written: it is " + otherIs );
+            throw Documents::InputError( file, "", "cannot be written: it is " + otherIs );
          }
       }
       others.emplace_back( file, what );
@@ -73,7 +74,7 @@ void checkNames( RunOptions const & options, std::size_t steps ) {
       std::string const file = StepOutputs::nameOf( options.dumpEach, step );
       for ( auto const & [other, otherIs] : others ) {
          if ( sameFile( file, other ) ) {
-            throw InputError( file, "", "cannot be written: it is " + otherIs );
+            throw Documents::InputError( file, "", "cannot be written: it is " + otherIs );
          }
       }
    }
@@ -89,15 +90,15 @@ class JournalFile {
          if ( begun_ ) {
             write();
          }
-      } catch ( InputError const & ) {
+      } catch ( Documents::InputError const & ) {
          // The run has ended with an error of its own, or has told of this one.
       }
    }
    JournalFile( JournalFile const & ) = delete;
    JournalFile & operator=( JournalFile const & ) = delete;
 
-   void add( std::int64_t step, OutputChange const & change ) {
-      pending_ += journalLine( step, change ) + "\n";
+   void add( std::int64_t step, Scenarios::OutputChange const & change ) {
+      pending_ += Scenarios::journalLine( step, change ) + "\n";
    }
    /** `goesOn`: so does the state that an earlier journal has led to. */
    void beginIs( bool goesOn ) { goesOn_ = goesOn; }
@@ -121,19 +122,19 @@ void openTrace( std::string const & file ) {
    try {
       Flashlog::open( file );
    } catch ( std::runtime_error const & e ) {
-      throw InputError( file, "", e.what() );
+      throw Documents::InputError( file, "", e.what() );
    }
 }
 
-Switch & switchOn( RunOptions const & options, Switch::Setup setup ) {
+Scenarios::Switch & switchOn( RunOptions const & options, Scenarios::Switch::Setup setup ) {
    Kel::FlushHook const lastWords( [&options] {
-      Kel::writeStandardError( placeOf( options.scenario, "" ) +
+      Kel::writeStandardError( Documents::placeOf( options.scenario, "" ) +
                                ": the process ends before the first step\n" );
    } );
    try {
-      return *new Switch( std::move( setup ) );
+      return *new Scenarios::Switch( std::move( setup ) );
    } catch ( Kel::ValueError const & e ) {
-      throw InputError( options.state, e );
+      throw Documents::InputError( options.state, e );
    }
 }
 
@@ -148,7 +149,7 @@ std::unique_ptr< Corestore::SqliteStore > openStateAndTrace( RunOptions const & 
       if ( !options.traceFile.empty() ) {
          openTrace( options.traceFile );
       }
-   } catch ( InputError const & ) {
+   } catch ( Documents::InputError const & ) {
       store = nullptr;
       if ( made ) {
          for ( std::string const & file : Corestore::SqliteStore::filesOf( options.state ) ) {
@@ -169,7 +170,7 @@ std::unique_ptr< T > openIf( std::string const & name, Args... args ) {
 }  // namespace
 
 int runScenario( RunOptions const & options ) {
-   Scenario const scenario = openScenario( options.scenario );
+   Scenarios::Scenario const scenario = openScenario( options.scenario );
    checkNames( options, scenario.steps.size() );
    auto const dump = openIf< Output >( options.dump == "-" ? "" : options.dump );
    auto const dumpEach = openIf< StepOutputs >( options.dumpEach, scenario.steps.size() );
@@ -181,22 +182,22 @@ int runScenario( RunOptions const & options ) {
 
    // Changes of the agent's start belong to no step.
    std::int64_t step = -1;
-   std::function< void( OutputChange const & ) > observer;
+   std::function< void( Scenarios::OutputChange const & ) > observer;
    if ( journal ) {
-      observer = [&]( OutputChange const & change ) { journal->add( step, change ); };
+      observer = [&]( Scenarios::OutputChange const & change ) { journal->add( step, change ); };
    }
    // Never destroyed: at the end of the process the state stays as it is.
-   Switch & device = switchOn( options, { .observer = std::move( observer ),
-                                          .simulated = scenario.simulated,
-                                          .store = store.get() } );
+   Scenarios::Switch & device = switchOn( options, { .observer = std::move( observer ),
+                                                     .simulated = scenario.simulated,
+                                                     .store = store.get() } );
    if ( journal ) {
       journal->write();
    }
    bool met = true;
    while ( ++step != std::ssize( scenario.steps ) ) {
       auto const number = static_cast< std::size_t >( step );
-      for ( Unmet const & unmet : playStep( device, scenario, number ) ) {
-         std::cerr << printable( describe( scenario, unmet ) ) << std::endl;
+      for ( Documents::Unmet const & unmet : Scenarios::playStep( device, scenario, number ) ) {
+         std::cerr << Views::printable( describe( scenario, unmet ) ) << std::endl;
          met = false;
       }
       if ( journal ) {
@@ -220,4 +221,4 @@ int runScenario( RunOptions const & options ) {
    return met ? 0 : 1;
 }
 
-}  // namespace Runner
+}  // namespace Program

@@ -2,7 +2,7 @@
 
 #include <string>
 
-namespace Runner {
+namespace Program {
 
 struct RunOptions {
    std::string scenario;
@@ -21,4 +21,4 @@ struct RunOptions {
 /** Plays a scenario. Returns the exit code; throws InputError and Corestore::StoreError. */
 int runScenario( RunOptions const & options );
 
-}  // namespace Runner
+}  // namespace Program

@@ -4,11 +4,11 @@
 
 #include "views/tables/Tables.h"
 
-namespace Runner {
+namespace Program {
 
 int showTable( ShowOptions const & options ) {
    OpenedState const state = openState( options.source );
-   TextTable const table = tableOf( options.table, state.device.entityManager() );
+   Views::TextTable const table = Views::tableOf( options.table, state.device.entityManager() );
    if ( options.json ) {
       table.printJson( std::cout );
    } else {
@@ -17,4 +17,4 @@ int showTable( ShowOptions const & options ) {
    return state.met ? 0 : 1;
 }
 
-}  // namespace Runner
+}  // namespace Program

@@ -4,7 +4,7 @@
 
 #include "program/StateSource.h"
 
-namespace Runner {
+namespace Program {
 
 /** What is shown, of which state, and for whom. */
 struct ShowOptions {
@@ -17,4 +17,4 @@ struct ShowOptions {
 /** Prints a table. Returns the exit code; throws InputError and Corestore::StoreError. */
 int showTable( ShowOptions const & options );
 
-}  // namespace Runner
+}  // namespace Program

@@ -9,42 +9,43 @@
 #include "stores/sqlite/SqliteStore.h"
 #include "views/tables/TextTable.h"
 
-namespace Runner {
+namespace Program {
 
 namespace {
 
 // None of these is ever destroyed: at the end of the process the state stays as it is.
 
-Switch const & ofStateFile( std::string const & file ) {
+Scenarios::Switch const & ofStateFile( std::string const & file ) {
    Corestore::SqliteStore store( file, Corestore::SqliteStore::Mode::read );
    try {
-      return *new Switch( { .with = Switch::With::StateAlone, .initial = &store } );
+      return *new Scenarios::Switch(
+         { .with = Scenarios::Switch::With::StateAlone, .initial = &store } );
    } catch ( Kel::ValueError const & e ) {
-      throw InputError( file, e );
+      throw Documents::InputError( file, e );
    }
 }
 
-Switch const & ofDocument( std::string const & file ) {
-   auto & device = *new Switch( { .with = Switch::With::StateAlone } );
-   Kel::Value const document = readDocument( file );
+Scenarios::Switch const & ofDocument( std::string const & file ) {
+   auto & device = *new Scenarios::Switch( { .with = Scenarios::Switch::With::StateAlone } );
+   Kel::Value const document = Documents::readDocument( file );
    if ( document.member( "steps" ) ) {
-      throw InputError( file, "", "is a scenario, and no state: --scenario plays it" );
+      throw Documents::InputError( file, "", "is a scenario, and no state: --scenario plays it" );
    }
    try {
-      device.patch( withNumbers( document ) );
+      device.patch( Documents::withNumbers( document ) );
    } catch ( Kel::ValueError const & e ) {
-      throw InputError( file, e );
+      throw Documents::InputError( file, e );
    }
    return device;
 }
 
 OpenedState ofScenario( std::string const & file ) {
    bool met = true;
-   Scenario const scenario = openScenario( file );
-   auto & device = *new Switch( { .simulated = scenario.simulated } );
+   Scenarios::Scenario const scenario = openScenario( file );
+   auto & device = *new Scenarios::Switch( { .simulated = scenario.simulated } );
    for ( std::size_t step = 0; step != scenario.steps.size(); ++step ) {
-      for ( Unmet const & unmet : playStep( device, scenario, step ) ) {
-         std::cerr << printable( describe( scenario, unmet ) ) << std::endl;
+      for ( Documents::Unmet const & unmet : Scenarios::playStep( device, scenario, step ) ) {
+         std::cerr << Views::printable( describe( scenario, unmet ) ) << std::endl;
          met = false;
       }
    }
@@ -53,11 +54,11 @@ OpenedState ofScenario( std::string const & file ) {
 
 }  // namespace
 
-Scenario openScenario( std::string const & file ) {
+Scenarios::Scenario openScenario( std::string const & file ) {
    if ( Corestore::SqliteStore::isSuchFile( file ) && std::filesystem::file_size( file ) != 0 ) {
-      throw InputError( file, "", "is the state file of a run, and no document" );
+      throw Documents::InputError( file, "", "is the state file of a run, and no document" );
    }
-   return readScenario( file );
+   return Scenarios::readScenario( file );
 }
 
 OpenedState openState( StateSource const & source ) {
@@ -68,4 +69,4 @@ OpenedState openState( StateSource const & source ) {
                                                                : ofDocument( source.state ) };
 }
 
-}  // namespace Runner
+}  // namespace Program

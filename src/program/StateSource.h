@@ -5,7 +5,7 @@
 #include "scenario/Scenario.h"
 #include "scenario/Switch.h"
 
-namespace Runner {
+namespace Program {
 
 /** Where a state comes from, one of the two: the other one is empty. */
 struct StateSource {
@@ -18,7 +18,7 @@ struct StateSource {
 /** A switch with the state, which stands to the end of the process, and whether all expectations of
  *  the scenario were met: those that were not are told on standard error. */
 struct OpenedState {
-   Switch const & device;
+   Scenarios::Switch const & device;
    bool met = true;
 };
 
@@ -26,6 +26,6 @@ struct OpenedState {
 OpenedState openState( StateSource const & source );
 
 /** As `readScenario`; of the file in which a run has kept its state it says what that is. */
-Scenario openScenario( std::string const & file );
+Scenarios::Scenario openScenario( std::string const & file );
 
-}  // namespace Runner
+}  // namespace Program

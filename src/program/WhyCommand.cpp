@@ -9,26 +9,26 @@
 #include "views/tables/Words.h"
 #include "views/why/Flows.h"
 
-namespace Runner {
+namespace Program {
 
 namespace {
 
 /** So many flows are named to someone who has asked for one that isn't there. */
 constexpr std::size_t flowsNamed = 8;
 
-std::vector< std::string > pathsOf( std::vector< FlowPlace > const & flows ) {
+std::vector< std::string > pathsOf( std::vector< Views::FlowPlace > const & flows ) {
    std::vector< std::string > paths;
    paths.reserve( flows.size() );
-   for ( FlowPlace const & flow : flows ) {
-      paths.push_back( flowPath( flow.place, flow.flow ) );
+   for ( Views::FlowPlace const & flow : flows ) {
+      paths.push_back( Views::flowPath( flow.place, flow.flow ) );
    }
    return paths;
 }
 
 /** What tells flows apart that a person names alike: names may contain "/", and a VRF has several
  *  groups of flows. */
-Kel::Value valueOf( FlowPlace const & flow, Chain const & chain ) {
-   bool const routed = flow.kind == FlowPlace::Kind::routed;
+Kel::Value valueOf( Views::FlowPlace const & flow, Views::Chain const & chain ) {
+   bool const routed = flow.kind == Views::FlowPlace::Kind::routed;
    Kel::Value::Object value{ { routed ? "vrf" : "fragment", flow.place.stringValue() },
                              { "name", flow.flow.stringValue() } };
    if ( routed ) {
@@ -43,11 +43,12 @@ Kel::Value valueOf( FlowPlace const & flow, Chain const & chain ) {
 
 int explainFlow( WhyOptions const & options ) {
    OpenedState const state = openState( options.source );
-   std::vector< FlowPlace > const flows = flowsOf( state.device.entityManager() );
-   std::vector< std::pair< FlowPlace const *, Chain > > chains;
-   for ( FlowPlace const & flow : flows ) {
-      if ( flow.flow.view() == options.flow || flowPath( flow.place, flow.flow ) == options.flow ) {
-         chains.emplace_back( &flow, chainOf( state.device.entityManager(), flow ) );
+   std::vector< Views::FlowPlace > const flows = Views::flowsOf( state.device.entityManager() );
+   std::vector< std::pair< Views::FlowPlace const *, Views::Chain > > chains;
+   for ( Views::FlowPlace const & flow : flows ) {
+      if ( flow.flow.view() == options.flow ||
+           Views::flowPath( flow.place, flow.flow ) == options.flow ) {
+         chains.emplace_back( &flow, Views::chainOf( state.device.entityManager(), flow ) );
       }
    }
    if ( chains.empty() ) {
@@ -66,9 +67,9 @@ int explainFlow( WhyOptions const & options ) {
       }
    }
    if ( options.json ) {
-      printJsonLines( std::cout, values );
+      Views::printJsonLines( std::cout, values );
    }
    return state.met ? 0 : 1;
 }
 
-}  // namespace Runner
+}  // namespace Program

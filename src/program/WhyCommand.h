@@ -4,7 +4,7 @@
 
 #include "program/StateSource.h"
 
-namespace Runner {
+namespace Program {
 
 /** Which flow is explained, of which state, and for whom. */
 struct WhyOptions {
@@ -19,4 +19,4 @@ struct WhyOptions {
  *  error, when there is none. Throws InputError and Corestore::StoreError. */
 int explainFlow( WhyOptions const & options );
 
-}  // namespace Runner
+}  // namespace Program

@@ -20,7 +20,7 @@ void endWithoutMemory() {
    if ( reserve ) {
       delete[] std::exchange( reserve, nullptr );
       Kel::writeStandardError( "out of memory\n" );
-      Runner::Output::undoAll();
+      Program::Output::undoAll();
       Slab::removeProcessSegments();
    }
    std::_Exit( 2 );
@@ -37,7 +37,7 @@ int main( int argc, char ** argv ) {
    // whoever writes is told.
    std::signal( SIGPIPE, SIG_IGN );
    std::signal( SIGXFSZ, SIG_IGN );
-   int const code = Runner::runCommandLine( argc, argv );
+   int const code = Program::runCommandLine( argc, argv );
    std::cout.flush();
    if ( !std::cout ) {
       std::cerr << "standard output: /: cannot be written" << std::endl;

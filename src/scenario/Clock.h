@@ -2,13 +2,13 @@
 
 #include "platform/kel/Entity.h"
 
-namespace Runner {
+namespace Scenarios {
 
 /** The switch's time in seconds, which goes on where the last run ended. */
 class Clock : public Kel::NamedEntity {
-   KEL_ENTITY( Runner::Clock )
+   KEL_ENTITY( Scenarios::Clock )
    KEL_SCALAR( double, now )
 };
 KEL_FACTORY( clockFactory, Clock )
 
-}  // namespace Runner
+}  // namespace Scenarios

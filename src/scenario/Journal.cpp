@@ -2,7 +2,7 @@
 
 #include "platform/corestore/ValueText.h"
 
-namespace Runner {
+namespace Scenarios {
 
 std::string journalLine( std::int64_t step, OutputChange const & change ) {
    Kel::Value::Object line{
@@ -15,4 +15,4 @@ std::string journalLine( std::int64_t step, OutputChange const & change ) {
    return Corestore::jsonLine( line );
 }
 
-}  // namespace Runner
+}  // namespace Scenarios

@@ -4,9 +4,9 @@
 
 #include "scenario/Switch.h"
 
-namespace Runner {
+namespace Scenarios {
 
 /** One line of the change journal: JSON, without line end. */
 std::string journalLine( std::int64_t step, OutputChange const & change );
 
-}  // namespace Runner
+}  // namespace Scenarios

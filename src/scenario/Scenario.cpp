@@ -9,7 +9,7 @@
 #include "platform/kel/StandardError.h"
 #include "records/catalog/Catalog.h"
 
-namespace Runner {
+namespace Scenarios {
 
 namespace {
 
@@ -25,10 +25,10 @@ RestartStep readRestart( Value const & value ) {
 
 CorruptStep readCorrupt( Value const & value ) {
    CorruptStep step;
-   for ( auto const & path : objectOf( value ) ) {
-      below( path.first, [&] { objectOf( path.second ); } );
-      for ( auto const & table : objectOf( path.second ) ) {
-         checkRow( path.first, table.first, table.second );
+   for ( auto const & path : Documents::objectOf( value ) ) {
+      Documents::below( path.first, [&] { Documents::objectOf( path.second ); } );
+      for ( auto const & table : Documents::objectOf( path.second ) ) {
+         Documents::checkRow( path.first, table.first, table.second );
          step.rows.push_back( { path.first, table.first, *table.second.as< std::string >() } );
       }
    }
@@ -37,15 +37,16 @@ CorruptStep readCorrupt( Value const & value ) {
 
 template < class DocumentStep >
 DocumentStep readDocumentStep( Value const & value ) {
-   Value document = withNumbers( value );
-   checkState( document );
+   Value document = Documents::withNumbers( value );
+   Documents::checkState( document );
    return { std::move( document ) };
 }
 
 /** The members that make a step, and how each is read, in the order of the kinds of steps. */
 constexpr std::pair< char const *, Step ( * )( Value const & ) > readers[] = {
    { "patch", []( Value const & v ) -> Step { return readDocumentStep< PatchStep >( v ); } },
-   { "advance", []( Value const & v ) -> Step { return AdvanceStep{ secondsOf( v ) }; } },
+   { "advance",
+     []( Value const & v ) -> Step { return AdvanceStep{ Documents::secondsOf( v ) }; } },
    { "restart", []( Value const & v ) -> Step { return readRestart( v ); } },
    { "corrupt", []( Value const & v ) -> Step { return readCorrupt( v ); } },
    { "expect", []( Value const & v ) -> Step { return readDocumentStep< ExpectStep >( v ); } },
@@ -53,10 +54,10 @@ constexpr std::pair< char const *, Step ( * )( Value const & ) > readers[] = {
 
 Step readStep( Value const & value ) {
    std::optional< Step > step;
-   for ( auto const & member : objectOf( value ) ) {
-      below( member.first, [&] {
+   for ( auto const & member : Documents::objectOf( value ) ) {
+      Documents::below( member.first, [&] {
          if ( member.first == "note" ) {
-            wanted< std::string >( member.second, "a text" );
+            Documents::wanted< std::string >( member.second, "a text" );
             return;
          }
          for ( auto const & [name, read] : readers ) {
@@ -79,15 +80,15 @@ Step readStep( Value const & value ) {
 
 template < class F >
 void forEachElement( Value const & value, F && f ) {
-   auto const & array = wanted< Value::Array >( value, "an array" );
+   auto const & array = Documents::wanted< Value::Array >( value, "an array" );
    for ( std::size_t i = 0; i != array.size(); ++i ) {
-      below( std::to_string( i ), [&] { f( array[i] ); } );
+      Documents::below( std::to_string( i ), [&] { f( array[i] ); } );
    }
 }
 
 void readMember( Scenario & scenario, std::string const & name, Value const & value ) {
    if ( name == "name" || name == "note" ) {
-      wanted< std::string >( value, "a text" );
+      Documents::wanted< std::string >( value, "a text" );
    } else if ( name == "steps" ) {
       forEachElement( value,
                       [&]( Value const & step ) { scenario.steps.push_back( readStep( step ) ); } );
@@ -95,12 +96,13 @@ void readMember( Scenario & scenario, std::string const & name, Value const & va
       scenario.simulated = Simulated::readSettings( value );
    } else if ( name == "noRestartAfter" ) {
       forEachElement( value, [&]( Value const & step ) {
-         scenario.noRestartAfter.insert( wanted< std::uint64_t >( step, "a whole number from 0" ) );
+         scenario.noRestartAfter.insert(
+            Documents::wanted< std::uint64_t >( step, "a whole number from 0" ) );
       } );
    } else if ( name == "noRestartWhy" ) {
-      scenario.noRestartWhy = wanted< std::string >( value, "a text" );
+      scenario.noRestartWhy = Documents::wanted< std::string >( value, "a text" );
    } else if ( name == "expectDeath" ) {
-      scenario.expectDeath = wanted< std::string >( value, "a text" );
+      scenario.expectDeath = Documents::wanted< std::string >( value, "a text" );
    } else {
       throw ValueError( "unknown member of a scenario" );
    }
@@ -108,14 +110,15 @@ void readMember( Scenario & scenario, std::string const & name, Value const & va
 
 void read( Scenario & scenario, Value const & document ) {
    if ( !document.member( "steps" ) ) {
-      for ( auto const & member : objectOf( document ) ) {
+      for ( auto const & member : Documents::objectOf( document ) ) {
          if ( Catalog::placeAt( member.first ) ) {
             throw ValueError( "is a state, and no scenario: it has no \"steps\"" );
          }
       }
    }
-   for ( auto const & member : objectOf( document ) ) {
-      below( member.first, [&] { readMember( scenario, member.first, member.second ); } );
+   for ( auto const & member : Documents::objectOf( document ) ) {
+      Documents::below( member.first,
+                        [&] { readMember( scenario, member.first, member.second ); } );
    }
    if ( !document.member( "steps" ) ) {
       throw ValueError( "wants a member \"steps\"" );
@@ -131,31 +134,31 @@ struct Player {
    Scenario const & scenario;
    std::string const & pointer;
 
-   std::vector< Unmet > operator()( PatchStep const & step ) const {
+   std::vector< Documents::Unmet > operator()( PatchStep const & step ) const {
       here( [&] { device.patch( step.document ); } );
       return {};
    }
-   std::vector< Unmet > operator()( AdvanceStep const & step ) const {
+   std::vector< Documents::Unmet > operator()( AdvanceStep const & step ) const {
       here( [&] { device.advance( step.seconds ); } );
       return {};
    }
-   std::vector< Unmet > operator()( RestartStep const & ) const {
+   std::vector< Documents::Unmet > operator()( RestartStep const & ) const {
       here( [&] { device.restart(); } );
       return {};
    }
-   std::vector< Unmet > operator()( CorruptStep const & step ) const {
+   std::vector< Documents::Unmet > operator()( CorruptStep const & step ) const {
       for ( auto const & [path, table, key] : step.rows ) {
          if ( !device.corrupt( path, table, key ) ) {
-            throw InputError( scenario.file,
-                              pointer + Kel::pointerStep( path ) + Kel::pointerStep( table ),
-                              "there is no row " + Kel::shownName( key ) );
+            throw Documents::InputError(
+               scenario.file, pointer + Kel::pointerStep( path ) + Kel::pointerStep( table ),
+               "there is no row " + Kel::shownName( key ) );
          }
       }
       return {};
    }
-   std::vector< Unmet > operator()( ExpectStep const & step ) const {
-      std::vector< Unmet > unmet = device.expect( step.document );
-      for ( Unmet & one : unmet ) {
+   std::vector< Documents::Unmet > operator()( ExpectStep const & step ) const {
+      std::vector< Documents::Unmet > unmet = device.expect( step.document );
+      for ( Documents::Unmet & one : unmet ) {
          one.pointer.insert( 0, pointer );
       }
       return unmet;
@@ -167,7 +170,7 @@ struct Player {
       try {
          f();
       } catch ( ValueError const & e ) {
-         throw InputError( scenario.file, pointer + e.pointer(), e.what() );
+         throw Documents::InputError( scenario.file, pointer + e.pointer(), e.what() );
       }
    }
 };
@@ -175,7 +178,7 @@ struct Player {
 }  // namespace
 
 Scenario readScenario( std::string const & file ) {
-   return scenarioOf( file, readDocument( file ) );
+   return scenarioOf( file, Documents::readDocument( file ) );
 }
 
 Scenario scenarioOf( std::string const & file, Value const & document ) {
@@ -184,7 +187,7 @@ Scenario scenarioOf( std::string const & file, Value const & document ) {
    try {
       read( scenario, document );
    } catch ( ValueError const & e ) {
-      throw InputError( file, e );
+      throw Documents::InputError( file, e );
    }
    return scenario;
 }
@@ -193,19 +196,20 @@ std::string actionPointer( Scenario const & scenario, std::size_t step ) {
    return "/steps/" + std::to_string( step ) + "/" + readers[scenario.steps[step].index()].first;
 }
 
-std::vector< Unmet > playStep( Switch & device, Scenario const & scenario, std::size_t step ) {
+std::vector< Documents::Unmet > playStep( Switch & device, Scenario const & scenario,
+                                          std::size_t step ) {
    std::string const pointer = actionPointer( scenario, step );
    // Whoever meets the end of the process asks what has led to it.
    Kel::FlushHook const lastWords( [&] {
-      Kel::writeStandardError( placeOf( scenario.file, pointer + device.place() ) +
+      Kel::writeStandardError( Documents::placeOf( scenario.file, pointer + device.place() ) +
                                ": the process ends in step " + std::to_string( step ) + "\n" );
    } );
    return std::visit( Player{ device, scenario, pointer }, scenario.steps[step] );
 }
 
-std::string describe( Scenario const & scenario, Unmet const & unmet ) {
-   return placeOf( scenario.file, unmet.pointer ) + ": wanted " + Kel::shownName( unmet.wanted ) +
-          ", found " + Kel::shownName( unmet.found );
+std::string describe( Scenario const & scenario, Documents::Unmet const & unmet ) {
+   return Documents::placeOf( scenario.file, unmet.pointer ) + ": wanted " +
+          Kel::shownName( unmet.wanted ) + ", found " + Kel::shownName( unmet.found );
 }
 
 void checkDeath( Scenario const & scenario ) {
@@ -213,17 +217,18 @@ void checkDeath( Scenario const & scenario ) {
       return;
    }
    if ( scenario.expectDeath->empty() ) {
-      throw InputError( scenario.file, "/expectDeath", "wants a text: every end would fit this" );
+      throw Documents::InputError( scenario.file, "/expectDeath",
+                                   "wants a text: every end would fit this" );
    }
    regex_t pattern;
    int const error = ::regcomp( &pattern, scenario.expectDeath->c_str(), REG_EXTENDED | REG_NOSUB );
    if ( error != 0 ) {
       char text[100];
       ::regerror( error, &pattern, text, sizeof text );
-      throw InputError( scenario.file, "/expectDeath",
-                        std::string( "wants a regular expression: " ) + text );
+      throw Documents::InputError( scenario.file, "/expectDeath",
+                                   std::string( "wants a regular expression: " ) + text );
    }
    ::regfree( &pattern );
 }
 
-}  // namespace Runner
+}  // namespace Scenarios

@@ -9,7 +9,7 @@
 #include "platform/kel/Value.h"
 #include "scenario/Switch.h"
 
-namespace Runner {
+namespace Scenarios {
 
 struct PatchStep {
    Kel::Value document;
@@ -60,9 +60,10 @@ void checkDeath( Scenario const & scenario );
 /** Plays one step. Should the process be aborted in it, its last line says where that is. Yields
  * what an expectation found otherwise, with pointers inside the scenario's file. Throws InputError
  * for a row to damage that isn't there, a table without room and a time that no clock tells. */
-std::vector< Unmet > playStep( Switch & device, Scenario const & scenario, std::size_t step );
+std::vector< Documents::Unmet > playStep( Switch & device, Scenario const & scenario,
+                                          std::size_t step );
 
 /** "FILE: pointer: wanted this, found that". */
-std::string describe( Scenario const & scenario, Unmet const & unmet );
+std::string describe( Scenario const & scenario, Documents::Unmet const & unmet );
 
-}  // namespace Runner
+}  // namespace Scenarios

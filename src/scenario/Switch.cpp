@@ -4,7 +4,7 @@
 #include "documents/StateDump.h"
 #include "records/catalog/Catalog.h"
 
-namespace Runner {
+namespace Scenarios {
 
 namespace {
 
@@ -30,7 +30,7 @@ OutputChange outputChange( Corestore::Change const & change ) {
          output.deleted = false;
       }
    } else if ( auto child = attribute.child( change.entity, key ) ) {
-      output.value = entityDocument( *child );
+      output.value = Documents::entityDocument( *child );
       output.deleted = false;
    }
    return output;
@@ -116,11 +116,11 @@ void Switch::mutate( std::function< void() > const & mutator ) {
 }
 
 void Switch::patch( Kel::Value const & document ) {
-   checkState( document );
-   checkRoom( *em_, document );
+   Documents::checkState( document );
+   Documents::checkRoom( *em_, document );
    // A turn of its own, so that it is saved whole.
    scheduler_->post( [&] {
-      applyState(
+      Documents::applyState(
          *em_, document, [this]( auto const & mutator ) { mutate( mutator ); }, place_ );
    } );
    scheduler_->runReady();
@@ -156,12 +156,12 @@ bool Switch::corrupt( std::string const & path, std::string const & table,
    return damaged;
 }
 
-std::vector< Unmet > Switch::expect( Kel::Value const & document ) const {
-   return compareState( *em_, document );
+std::vector< Documents::Unmet > Switch::expect( Kel::Value const & document ) const {
+   return Documents::compareState( *em_, document );
 }
 
 Kel::Value Switch::dump() const {
-   return stateDocument( *em_ );
+   return Documents::stateDocument( *em_ );
 }
 
 void Switch::outputObserverIs( std::function< void( OutputChange const & ) > observer ) {
@@ -180,4 +180,4 @@ void Switch::observe() {
    }
 }
 
-}  // namespace Runner
+}  // namespace Scenarios

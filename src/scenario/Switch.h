@@ -12,7 +12,7 @@
 #include "scenario/Clock.h"
 #include "scenario/simulated/SwitchAgents.h"
 
-namespace Runner {
+namespace Scenarios {
 
 /** A change that the agent made to one of its outputs. */
 struct OutputChange {
@@ -74,7 +74,7 @@ class Switch {
    std::string place() const;
 
    /** What a checked document names and does not stand so. */
-   std::vector< Unmet > expect( Kel::Value const & document ) const;
+   std::vector< Documents::Unmet > expect( Kel::Value const & document ) const;
    /** The state as a document. */
    Kel::Value dump() const;
 
@@ -105,8 +105,8 @@ class Switch {
    Kel::Ptr< Clock > clock_;
    Kel::Ptr< Warden::CAgent > agent_;
    std::optional< Simulated::SwitchAgents > simulated_;
-   Place place_;
+   Documents::Place place_;
    std::optional< Corestore::ChangeObserver > observer_;
 };
 
-}  // namespace Runner
+}  // namespace Scenarios

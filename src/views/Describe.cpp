@@ -9,7 +9,7 @@
 #include "records/catalog/Meaning.h"
 #include "views/tables/TextTable.h"
 
-namespace Runner {
+namespace Views {
 
 namespace {
 
@@ -198,4 +198,4 @@ void describeAll( std::ostream & out ) {
    }
 }
 
-}  // namespace Runner
+}  // namespace Views

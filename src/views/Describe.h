@@ -3,7 +3,7 @@
 #include <ostream>
 #include <string>
 
-namespace Runner {
+namespace Views {
 
 /** The paths of the catalog, one a line. */
 void describePlaces( std::ostream & out );
@@ -13,4 +13,4 @@ std::string describe( std::ostream & out, std::string const & name );
 /** Everything, as a page in Markdown. */
 void describeAll( std::ostream & out );
 
-}  // namespace Runner
+}  // namespace Views

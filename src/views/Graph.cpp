@@ -10,7 +10,7 @@
 #include "platform/kel/TypeRecord.h"
 #include "records/catalog/Catalog.h"
 
-namespace Runner {
+namespace Views {
 
 namespace {
 
@@ -109,7 +109,7 @@ void printGraph( std::ostream & out ) {
    };
    for ( TypeRecord const * machine : Kel::machineTypes() ) {
       // Those that play the rest of a switch are no part of the agent.
-      if ( std::string_view( machine->name ).starts_with( "Runner::" ) ) {
+      if ( std::string_view( machine->name ).starts_with( "Scenarios::" ) ) {
          continue;
       }
       for ( auto const & member : machine->attributes() ) {
@@ -132,4 +132,4 @@ void printGraph( std::ostream & out ) {
    out << "}\n";
 }
 
-}  // namespace Runner
+}  // namespace Views

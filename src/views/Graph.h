@@ -2,7 +2,7 @@
 
 #include <ostream>
 
-namespace Runner {
+namespace Views {
 
 /**
  * Prints the wiring of all state machines as Graphviz DOT: from an attribute to the handler that
@@ -14,4 +14,4 @@ namespace Runner {
  */
 void printGraph( std::ostream & out );
 
-}  // namespace Runner
+}  // namespace Views

@@ -6,7 +6,7 @@
 #include "platform/kel/StandardError.h"
 #include "records/catalog/Catalog.h"
 
-namespace Runner {
+namespace Views {
 
 namespace {
 
@@ -75,4 +75,4 @@ std::vector< Remark > remarksOn( Value const & document ) {
    return remarks;
 }
 
-}  // namespace Runner
+}  // namespace Views

@@ -8,7 +8,7 @@
 
 /* What a policy may say and hardly means. */
 
-namespace Runner {
+namespace Views {
 
 struct Remark {
    /** JSON pointer inside the document. */
@@ -23,4 +23,4 @@ std::vector< Remark > remarksOn( Kel::Value const & document );
  *  the long name; empty for any other name. */
 std::string intfRemark( std::string_view name );
 
-}  // namespace Runner
+}  // namespace Views

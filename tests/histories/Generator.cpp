@@ -11,10 +11,10 @@ namespace Histories {
 namespace {
 
 using Kel::Value;
-using Runner::Step;
+using Scenarios::Step;
 
 Step patch( Value document ) {
-   return Runner::PatchStep{ std::move( document ) };
+   return Scenarios::PatchStep{ std::move( document ) };
 }
 
 Value number( std::uint64_t value ) {
@@ -88,7 +88,7 @@ Step Generator::last() {
    return patch( Value( std::move( document ) ) );
 }
 
-Step Generator::next( Runner::Switch const & device ) {
+Step Generator::next( Scenarios::Switch const & device ) {
    // With the gate closed nothing happens, and a secondary forgets what it learns itself.
    if ( !gateOpen_ && oneIn( 3 ) ) {
       return patch( gateChange() );
@@ -104,9 +104,9 @@ Step Generator::next( Runner::Switch const & device ) {
    }
    switch ( below( 32 ) ) {
       case 0:
-         return Runner::RestartStep{};
+         return Scenarios::RestartStep{};
       case 1:
-         return Runner::AdvanceStep{ static_cast< double >( 50 + below( 1000 ) ) };
+         return Scenarios::AdvanceStep{ static_cast< double >( 50 + below( 1000 ) ) };
       case 2:
          return damage( device );
       case 3:
@@ -290,7 +290,7 @@ Value Generator::vlanMapChange() {
       orNull( at( { "vni" }, number( oneIn( orderly_ ? 16 : 4 ) ? 1 + below( 4 ) : own ) ), 4 ) );
 }
 
-Value Generator::hardwareAnswer( Runner::Switch const & device ) {
+Value Generator::hardwareAnswer( Scenarios::Switch const & device ) {
    auto const rules = device.entity< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qor" );
    auto const answers =
       device.entity< OpenFlowTable::HwStatus >( "pinflow/pfHwStatusDir/dyninputstatus/qor" );
@@ -315,16 +315,16 @@ Value Generator::gateChange() {
    return at( { "mgmt/controller/status", "enabled" }, Value( gateOpen_ ) );
 }
 
-Step Generator::damage( Runner::Switch const & device ) {
+Step Generator::damage( Scenarios::Switch const & device ) {
    auto pick = [&]( auto const & table, char const * path, char const * attribute,
                     auto const & walk ) -> Step {
       std::uint64_t left = below( table.size() );
       for ( auto const & [key, row] : walk ) {
          if ( left-- == 0 ) {
-            return Runner::CorruptStep{ { { path, attribute, Kel::textOf( key ) } } };
+            return Scenarios::CorruptStep{ { { path, attribute, Kel::textOf( key ) } } };
          }
       }
-      return Runner::AdvanceStep{ 1 };
+      return Scenarios::AdvanceStep{ 1 };
    };
    struct Size {
       std::size_t rows;
@@ -348,13 +348,13 @@ std::string scenarioText( std::string const & name, std::vector< Step > const & 
       separator = ",\n    ";
    };
    for ( Step const & one : steps ) {
-      if ( auto const * patched = std::get_if< Runner::PatchStep >( &one ) ) {
+      if ( auto const * patched = std::get_if< Scenarios::PatchStep >( &one ) ) {
          step( "patch", patched->document );
-      } else if ( auto const * advanced = std::get_if< Runner::AdvanceStep >( &one ) ) {
+      } else if ( auto const * advanced = std::get_if< Scenarios::AdvanceStep >( &one ) ) {
          step( "advance", Value( advanced->seconds ) );
-      } else if ( std::holds_alternative< Runner::RestartStep >( one ) ) {
+      } else if ( std::holds_alternative< Scenarios::RestartStep >( one ) ) {
          step( "restart", Value( true ) );
-      } else if ( auto const * damaged = std::get_if< Runner::CorruptStep >( &one ) ) {
+      } else if ( auto const * damaged = std::get_if< Scenarios::CorruptStep >( &one ) ) {
          for ( auto const & row : damaged->rows ) {
             step( "corrupt", at( { row.path, row.table }, Value( row.key ) ) );
          }

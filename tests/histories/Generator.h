@@ -30,10 +30,10 @@ class Generator {
         changesArpNeed_( seed % 5 == 1 ) {}
 
    /** The state before the agent's first step. */
-   Runner::Step first();
-   Runner::Step next( Runner::Switch const & device );
+   Scenarios::Step first();
+   Scenarios::Step next( Scenarios::Switch const & device );
    /** All policy is withdrawn. */
-   static Runner::Step last();
+   static Scenarios::Step last();
 
  private:
    using Value = Kel::Value;
@@ -69,20 +69,20 @@ class Generator {
    Value macChange();
    Value vlanMapChange();
    /** The hardware answers for some of the rules that stand, and forgets those that went. */
-   Value hardwareAnswer( Runner::Switch const & device );
+   Value hardwareAnswer( Scenarios::Switch const & device );
    Value gateChange();
-   Runner::Step damage( Runner::Switch const & device );
+   Scenarios::Step damage( Scenarios::Switch const & device );
 
    // Routed policy, in RoutedGenerator.cpp.
    std::string vrf() { return oneOf( { "red", "blue" } ); }
    std::string group() { return oneOf( { "web", "db", "app" } ); }
    std::string order() { return oneOf( { "1|9", "1|10", "2|0" } ); }
-   Value routedChange( Runner::Switch const & device );
+   Value routedChange( Scenarios::Switch const & device );
    Value routedFlow();
    Value flowGroupChange();
    Value groupSetChange();
    Value groupTypeChange();
-   Value routedAnswer( Runner::Switch const & device );
+   Value routedAnswer( Scenarios::Switch const & device );
    static Value::Object noRoutedPolicy();
 
    std::mt19937_64 random_;
@@ -98,6 +98,6 @@ class Generator {
 Kel::Value at( std::initializer_list< std::string > path, Kel::Value value );
 
 /** The steps as a scenario document that plays the history again. */
-std::string scenarioText( std::string const & name, std::vector< Runner::Step > const & steps );
+std::string scenarioText( std::string const & name, std::vector< Scenarios::Step > const & steps );
 
 }  // namespace Histories

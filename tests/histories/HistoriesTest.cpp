@@ -49,7 +49,7 @@ class History {
 
    bool play() {
       std::size_t const length = seed_ % histories < longHistories ? 100 : 20 + seed_ % 21;
-      std::optional< Runner::Switch > device( std::in_place );
+      std::optional< Scenarios::Switch > device( std::in_place );
       bool good = step( *device, generator_.first() );
       for ( std::size_t n = 1; good && n != length; ++n ) {
          good = step( *device, generator_.next( *device ) );
@@ -68,12 +68,12 @@ class History {
    }
 
  private:
-   bool step( Runner::Switch & device, Runner::Step next ) {
+   bool step( Scenarios::Switch & device, Scenarios::Step next ) {
       steps_.push_back( std::move( next ) );
-      Runner::Scenario one;
+      Scenarios::Scenario one;
       one.steps = { steps_.back() };
-      Runner::playStep( device, one, 0 );
-      bool const started = std::holds_alternative< Runner::RestartStep >( steps_.back() );
+      Scenarios::playStep( device, one, 0 );
+      bool const started = std::holds_alternative< Scenarios::RestartStep >( steps_.back() );
       policy_.observe( device, steps_.back() );
       return holds( Histories::brokenInvariants( device, policy_ ) ) &&
              holds( routed_.broken( device, started ) );
@@ -83,11 +83,11 @@ class History {
     * learns otherwise as it starts: of two VLANs with one VNI it uses neither, but the first after
     * a start, and where a host is, it looks up anew.
     */
-   bool restart( Runner::Switch & device ) {
+   bool restart( Scenarios::Switch & device ) {
       auto const vlans = Histories::vlansOfVnis();
       bool learns = false;
       std::vector< std::string > writes;
-      device.outputObserverIs( [&]( Runner::OutputChange const & change ) {
+      device.outputObserverIs( [&]( Scenarios::OutputChange const & change ) {
          std::string const attribute = change.attribute;
          std::string const key = change.key.value_or( "" );
          if ( change.path == "qorclient/status" ) {
@@ -98,7 +98,7 @@ class History {
             writes.push_back( "a restart writes " + change.path + "/" + attribute + "/" + key );
          }
       } );
-      bool const good = step( device, Runner::RestartStep{} );
+      bool const good = step( device, Scenarios::RestartStep{} );
       device.outputObserverIs( {} );
       return good && ( learns || vlans != Histories::vlansOfVnis() || holds( writes ) );
    }
@@ -123,7 +123,7 @@ class History {
    std::mt19937_64 restartRandom_;
    Histories::RoutedInvariants routed_;
    Histories::PolicyMemory policy_;
-   std::vector< Runner::Step > steps_;
+   std::vector< Scenarios::Step > steps_;
    Kel::FlushHook const atAbort_{ [this] {
       fprintf( stderr, "seed %llu%s, step %zu\n", static_cast< unsigned long long >( seed_ ),
                restarts_ ? " with restarts" : "", steps_.size() - 1 );

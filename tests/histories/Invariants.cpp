@@ -22,7 +22,7 @@ using Vip = QorClient::VniAndIntfForPolicyFragment;
 /** What the checks look at. */
 class Check : public Complaints {
  public:
-   explicit Check( Runner::Switch const & device )
+   explicit Check( Scenarios::Switch const & device )
       : status( device.entity< QorClient::Status >( "qorclient/status" ) ),
         rules( device.entity< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qor" ) ),
         routedRules( device.entity< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qorl3" ) ),
@@ -237,7 +237,7 @@ void checkStatusRows( Check & check ) {
 
 }  // namespace
 
-std::vector< std::string > brokenInvariants( Runner::Switch const & device,
+std::vector< std::string > brokenInvariants( Scenarios::Switch const & device,
                                              PolicyMemory const & past ) {
    Check check( device );
    checkWarmHosts( check );
@@ -251,7 +251,8 @@ std::vector< std::string > brokenInvariants( Runner::Switch const & device,
    return check.broken;
 }
 
-std::vector< std::string > leftovers( Runner::Switch const & device, PolicyMemory const & past ) {
+std::vector< std::string > leftovers( Scenarios::Switch const & device,
+                                      PolicyMemory const & past ) {
    Check check( device );
    auto none = [&]( std::size_t count, char const * what ) {
       check.that( count == 0, count, " left of ", what );

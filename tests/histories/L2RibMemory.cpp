@@ -19,7 +19,7 @@ constexpr char const * routersPreference = "64";
 
 }  // namespace
 
-L2RibMemory::Rows L2RibMemory::rowsOf( Runner::Switch const & device ) {
+L2RibMemory::Rows L2RibMemory::rowsOf( Scenarios::Switch const & device ) {
    Rows rows;
    auto const hosts = device.entity< L2Rib::HostInput >( "bridging/l2Rib/qor/hostInput" );
    for ( auto const & [key, row] : hosts->host() ) {
@@ -31,7 +31,8 @@ L2RibMemory::Rows L2RibMemory::rowsOf( Runner::Switch const & device ) {
 }
 
 /** Whether the controller names this switch for the host, and whether it is held back. */
-L2RibMemory::Offer L2RibMemory::offerOf( Runner::Switch const & device, std::string const & key ) {
+L2RibMemory::Offer L2RibMemory::offerOf( Scenarios::Switch const & device,
+                                         std::string const & key ) {
    auto const host = Kel::fromText< Bridging::MacVlanPair >( key );
    auto const status = device.entity< QorClient::Status >( "qorclient/status" );
    auto const tables = device.entity< Kel::Dir >( "vxlancontroller/version2/vni" );
@@ -65,7 +66,7 @@ L2RibMemory::Offer L2RibMemory::offerOf( Runner::Switch const & device, std::str
    return isHeldBack ? Offer::heldBack : Offer::due;
 }
 
-void L2RibMemory::rememberSets( Runner::Switch const & device ) {
+void L2RibMemory::rememberSets( Scenarios::Switch const & device ) {
    auto const before = std::exchange( sets_, {} );
    auto const policy = Kel::ptrCast< Qor::V1::QorPolicyFragment const >(
       device.entity< Kel::Dir >( "qor/version1/policy" )->entity( "policy" ) );
@@ -98,13 +99,13 @@ std::set< std::string > L2RibMemory::vlansOf( std::string const & vni ) const {
    return found == vlansByVni_.end() ? std::set< std::string >() : found->second;
 }
 
-void L2RibMemory::observe( Runner::Switch const & device, Runner::Step const & step ) {
+void L2RibMemory::observe( Scenarios::Switch const & device, Scenarios::Step const & step ) {
    rememberSets( device );
    for ( auto const & [vni, vlan] : vlansOfVnis() ) {
       vlansByVni_[vni].insert( vlan );
    }
    auto const before = std::exchange( rows_, rowsOf( device ) );
-   if ( auto const * damage = std::get_if< Runner::CorruptStep >( &step ) ) {
+   if ( auto const * damage = std::get_if< Scenarios::CorruptStep >( &step ) ) {
       for ( auto const & row : damage->rows ) {
          if ( row.table == "host" ) {
             rows_.erase( row.key );
@@ -115,7 +116,7 @@ void L2RibMemory::observe( Runner::Switch const & device, Runner::Step const & s
       }
    }
    // A start knows the router's MAC by its VLAN's original one, which may not be there yet.
-   bool const started = std::holds_alternative< Runner::RestartStep >( step );
+   bool const started = std::holds_alternative< Scenarios::RestartStep >( step );
    for ( auto const & [key, row] : before ) {
       if ( started && row.offer.starts_with( routersPreference ) && !rows_.contains( key ) ) {
          lost_.insert( key );
@@ -142,7 +143,7 @@ void L2RibMemory::observe( Runner::Switch const & device, Runner::Step const & s
    }
 }
 
-void L2RibMemory::compare( Complaints & complaints, Runner::Switch const & fresh,
+void L2RibMemory::compare( Complaints & complaints, Scenarios::Switch const & fresh,
                            std::set< std::string > const & leftOutVlans ) const {
    auto const scratch = rowsOf( fresh );
    auto describe = []( Rows const & rows, std::string const & key ) {

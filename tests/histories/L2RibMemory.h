@@ -25,12 +25,12 @@ namespace Histories {
 class L2RibMemory {
  public:
    /** To be told of every step. */
-   void observe( Runner::Switch const & device, Runner::Step const & step );
+   void observe( Scenarios::Switch const & device, Scenarios::Step const & step );
    /** The VLANs that a VNI has or has had: a row that nobody is told to take back stays when the
     * VNI loses its VLAN. */
    std::set< std::string > vlansOf( std::string const & vni ) const;
    /** With the rows of a switch that was given the last inputs at once, but for some VLANs. */
-   void compare( Complaints & complaints, Runner::Switch const & fresh,
+   void compare( Complaints & complaints, Scenarios::Switch const & fresh,
                  std::set< std::string > const & leftOutVlans ) const;
 
  private:
@@ -41,10 +41,10 @@ class L2RibMemory {
    };
    using Rows = std::map< std::string, Row >;
 
-   static Rows rowsOf( Runner::Switch const & device );
+   static Rows rowsOf( Scenarios::Switch const & device );
    enum class Offer { none, heldBack, due };
-   static Offer offerOf( Runner::Switch const & device, std::string const & key );
-   void rememberSets( Runner::Switch const & device );
+   static Offer offerOf( Scenarios::Switch const & device, std::string const & key );
+   void rememberSets( Scenarios::Switch const & device );
 
    Rows rows_;
    std::map< std::string, std::set< std::string > > vlansByVni_;

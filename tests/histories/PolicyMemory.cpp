@@ -9,8 +9,8 @@
 
 namespace Histories {
 
-void PolicyMemory::observe( Runner::Switch const & device, Runner::Step const & step ) {
-   bool const started = std::holds_alternative< Runner::RestartStep >( step );
+void PolicyMemory::observe( Scenarios::Switch const & device, Scenarios::Step const & step ) {
+   bool const started = std::holds_alternative< Scenarios::RestartStep >( step );
    counts_.observe( device );
    l2Rib_.observe( device, step );
    auto const status = device.entity< QorClient::Status >( "qorclient/status" );

@@ -32,7 +32,7 @@ namespace Histories {
 class PolicyMemory {
  public:
    /** To be told of every step. */
-   void observe( Runner::Switch const & device, Runner::Step const & step );
+   void observe( Scenarios::Switch const & device, Scenarios::Step const & step );
    /** Why a start may change the fragment's rules; empty when it may not. */
    std::string unsettled( std::string const & fragment ) const;
    /** The fragment has been away. */

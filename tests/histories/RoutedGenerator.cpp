@@ -29,7 +29,7 @@ Value::Object Generator::noRoutedPolicy() {
             { groupTypes, object( { { "config", Value() }, { "other", Value() } } ) } };
 }
 
-Value Generator::routedChange( Runner::Switch const & device ) {
+Value Generator::routedChange( Scenarios::Switch const & device ) {
    switch ( below( 20 ) ) {
       case 0:
          capable_ = !capable_ || !oneIn( 4 );
@@ -138,7 +138,7 @@ Value Generator::groupTypeChange() {
                       3 ) );
 }
 
-Value Generator::routedAnswer( Runner::Switch const & device ) {
+Value Generator::routedAnswer( Scenarios::Switch const & device ) {
    auto const rules = device.entity< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qorl3" );
    auto const answers =
       device.entity< OpenFlowTable::HwStatus >( "pinflow/pfHwStatusDir/dyninputstatus/qorl3" );

@@ -61,7 +61,7 @@ std::map< std::string, std::string > vlansOfVnis() {
 
 class RoutedInvariants::Check : public Complaints {
  public:
-   Check( RoutedInvariants & past, Runner::Switch const & device )
+   Check( RoutedInvariants & past, Scenarios::Switch const & device )
       : past_( past ),
         entries_( device.entity< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qorl3" ) ),
         answers_( device.entity< OpenFlowTable::HwStatus >(
@@ -369,7 +369,8 @@ class RoutedInvariants::Check : public Complaints {
    Users groups_;
 };
 
-std::vector< std::string > RoutedInvariants::broken( Runner::Switch const & device, bool started ) {
+std::vector< std::string > RoutedInvariants::broken( Scenarios::Switch const & device,
+                                                     bool started ) {
    Check check( *this, device );
    check.run( started );
    return check.broken;

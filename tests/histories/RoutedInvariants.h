@@ -27,7 +27,7 @@ std::map< std::string, std::string > vlansOfVnis();
 class RoutedInvariants {
  public:
    /** What doesn't hold, one line each. `started`: the agent has started since the last call. */
-   std::vector< std::string > broken( Runner::Switch const & device, bool started );
+   std::vector< std::string > broken( Scenarios::Switch const & device, bool started );
 
    /** A start may change the entry of this flow, or this end point: it has had several users since
     *  the last one, or the flow names a VNI without VLAN and doesn't match on it. */

@@ -26,7 +26,7 @@ std::uint64_t bindingsOf( QorClient::Status const & status, std::string const & 
 
 }  // namespace
 
-void RuleCounts::observe( Runner::Switch const & device ) {
+void RuleCounts::observe( Scenarios::Switch const & device ) {
    auto const status = device.entity< QorClient::Status >( "qorclient/status" );
    bool const needed =
       device.entity< OpenFlowTable::HwStatus >( "openflow/hwstatus" )->arpRuleRequired();

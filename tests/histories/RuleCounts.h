@@ -24,7 +24,7 @@ namespace Histories {
 class RuleCounts {
  public:
    /** To be told of every step. */
-   void observe( Runner::Switch const & device );
+   void observe( Scenarios::Switch const & device );
 
    bool isTooFew( std::string const & rule ) const { return few_.contains( rule ); }
    bool isTooMany( std::string const & rule ) const { return many_.contains( rule ); }

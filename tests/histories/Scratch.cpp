@@ -119,7 +119,7 @@ bool allows( Value const & state, std::string const & intf, std::string const & 
 
 }  // namespace
 
-Scratch::Scratch( Runner::Switch const & device, PolicyMemory policy, RoutedInvariants routed )
+Scratch::Scratch( Scenarios::Switch const & device, PolicyMemory policy, RoutedInvariants routed )
    : state_( device.dump() ),
      policy_( std::move( policy ) ),
      routed_( std::move( routed ) ),
@@ -154,7 +154,7 @@ Scratch::Scratch( Runner::Switch const & device, PolicyMemory policy, RoutedInva
 }
 
 std::vector< std::string > Scratch::differences() const {
-   Runner::Switch device;
+   Scenarios::Switch device;
    device.patch( Value( inputs_ ) );
    // The hardware answers for what stands already.
    device.patch( Value( answers_ ) );

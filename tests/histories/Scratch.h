@@ -17,7 +17,7 @@ namespace Histories {
 class Scratch {
  public:
    /** `policy` and `routed` have been told of every step. */
-   Scratch( Runner::Switch const & device, PolicyMemory policy, RoutedInvariants routed );
+   Scratch( Scenarios::Switch const & device, PolicyMemory policy, RoutedInvariants routed );
 
    /** What differs, a line each, but for what the past may have made so. No switch stands. */
    std::vector< std::string > differences() const;

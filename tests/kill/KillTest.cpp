@@ -97,7 +97,7 @@ class KillTest : public testing::TestWithParam< fs::path > {
 };
 
 TEST_P( KillTest, EndsAsIfNobodyHadKilledIt ) {
-   Runner::Scenario const scenario = Runner::readScenario( GetParam() );
+   Scenarios::Scenario const scenario = Scenarios::readScenario( GetParam() );
    if ( scenario.expectDeath ) {
       GTEST_SKIP() << "the process ends";
    }

@@ -73,7 +73,7 @@ bool const * mayDie = nullptr;
 class KilledRun::Player {
  public:
    /** `journal` names the file to which the changes of flow entries are added. */
-   Player( Runner::Scenario const & scenario, Progress & progress, Corestore::Store & store,
+   Player( Scenarios::Scenario const & scenario, Progress & progress, Corestore::Store & store,
            std::string const & journal )
       : scenario_( scenario ),
         progress_( progress ),
@@ -93,7 +93,7 @@ class KilledRun::Player {
    std::string state() const { return Corestore::jsonSorted( device_.dump() ); }
 
  private:
-   void note( Runner::OutputChange const & change ) {
+   void note( Scenarios::OutputChange const & change ) {
       if ( change.attribute == std::string_view( "flowEntry" ) ) {
          // Out at once: the process may be killed.
          journal_ << progress_.step << " " << change.deleted << " " << change.path << " "
@@ -101,21 +101,21 @@ class KilledRun::Player {
       }
    }
    void playStep( std::size_t number ) {
-      Runner::Step const & step = scenario_.steps[number];
-      if ( std::holds_alternative< Runner::ExpectStep >( step ) ) {
+      Scenarios::Step const & step = scenario_.steps[number];
+      if ( std::holds_alternative< Scenarios::ExpectStep >( step ) ) {
          return;
       }
       // A death in this step is a restart after the one before, after this one, or in between.
       progress_.mayDie = progress_.deathBefore && !scenario_.noRestartAfter.contains( number );
-      if ( auto const * wait = std::get_if< Runner::AdvanceStep >( &step ) ) {
+      if ( auto const * wait = std::get_if< Scenarios::AdvanceStep >( &step ) ) {
          advance( wait->seconds );
-      } else if ( auto const * damage = std::get_if< Runner::CorruptStep >( &step ) ) {
+      } else if ( auto const * damage = std::get_if< Scenarios::CorruptStep >( &step ) ) {
          for ( auto const & row : damage->rows ) {
             // An earlier process may have done it.
             device_.corrupt( row.path, row.table, row.key );
          }
       } else {
-         Runner::playStep( device_, scenario_, number );
+         Scenarios::playStep( device_, scenario_, number );
       }
       progress_.deathBefore = !scenario_.noRestartAfter.contains( number );
    }
@@ -128,13 +128,13 @@ class KilledRun::Player {
       device_.advance( progress_.waitEnds - now );
    }
 
-   Runner::Scenario const & scenario_;
+   Scenarios::Scenario const & scenario_;
    Progress & progress_;
    std::ofstream journal_;
-   Runner::Switch device_;
+   Scenarios::Switch device_;
 };
 
-KilledRun::KilledRun( Runner::Scenario const & scenario, std::string const & directory )
+KilledRun::KilledRun( Scenarios::Scenario const & scenario, std::string const & directory )
    : scenario_( scenario ),
      directory_( directory ),
      progress_(

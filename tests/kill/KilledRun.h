@@ -31,7 +31,7 @@ struct FlowChange {
 class KilledRun {
  public:
    /** `directory` holds the files; it exists and is empty. */
-   KilledRun( Runner::Scenario const & scenario, std::string const & directory );
+   KilledRun( Scenarios::Scenario const & scenario, std::string const & directory );
    ~KilledRun();
    KilledRun( KilledRun const & ) = delete;
    KilledRun & operator=( KilledRun const & ) = delete;
@@ -71,7 +71,7 @@ class KilledRun {
    Ended process( Instant instant, Watch const & watch );
    [[noreturn]] void child( Instant instant );
 
-   Runner::Scenario const & scenario_;
+   Scenarios::Scenario const & scenario_;
    std::string directory_;
    Progress * progress_;
 };

@@ -16,7 +16,7 @@
 namespace {
 
 using Corestore::Row;
-using Runner::Switch;
+using Scenarios::Switch;
 
 /** Rows in memory, of which a reader sees whole steps; fails once, at the n-th operation. */
 class FailingStore final : public Corestore::Store {
@@ -68,13 +68,13 @@ std::map< std::string, std::vector< std::string > > rowsOf( Corestore::Store & s
 class StoredSwitchTest : public testing::Test {
  protected:
    static void SetUpTestSuite() { setenv( "FLASHLOG_DISABLE", "1", 1 ); }
-   static Runner::Scenario scenario( char const * name ) {
-      return Runner::readScenario( std::string( QORCLIENT_SCENARIOS "/" ) + name );
+   static Scenarios::Scenario scenario( char const * name ) {
+      return Scenarios::readScenario( std::string( QORCLIENT_SCENARIOS "/" ) + name );
    }
-   static void play( Switch & device, Runner::Scenario const & scenario, std::size_t & step ) {
+   static void play( Switch & device, Scenarios::Scenario const & scenario, std::size_t & step ) {
       for ( ; step != scenario.steps.size(); ++step ) {
-         if ( !std::holds_alternative< Runner::ExpectStep >( scenario.steps[step] ) ) {
-            Runner::playStep( device, scenario, step );
+         if ( !std::holds_alternative< Scenarios::ExpectStep >( scenario.steps[step] ) ) {
+            Scenarios::playStep( device, scenario, step );
          }
       }
    }
@@ -83,11 +83,11 @@ class StoredSwitchTest : public testing::Test {
 TEST_F( StoredSwitchTest, HoldsExactlyWhatStandsAfterEachStep ) {
    for ( char const * name : { "host-flows.json", "l3-groups.json", "corrupt-rows.json",
                                "mac-inputs.json", "documents-round.json" } ) {
-      Runner::Scenario const played = scenario( name );
+      Scenarios::Scenario const played = scenario( name );
       FailingStore store;
       Switch device( { .store = &store } );
       for ( std::size_t step = 0; step != played.steps.size(); ++step ) {
-         Runner::playStep( device, played, step );
+         Scenarios::playStep( device, played, step );
          Corestore::MemoryStore whole;
          device.entityManager().saveTo( whole );
          ASSERT_EQ( rowsOf( store.saved ), rowsOf( whole ) ) << name << ", step " << step;
@@ -190,7 +190,7 @@ TEST_F( StoredSwitchTest, RefusesRowsThatDoNotFit ) {
 }
 
 TEST_F( StoredSwitchTest, GoesOnFromTheLastStepThatWasSaved ) {
-   Runner::Scenario const played = scenario( "service-flows.json" );
+   Scenarios::Scenario const played = scenario( "service-flows.json" );
    FailingStore undisturbed;
    std::size_t step = 0;
    std::string end;
@@ -222,10 +222,10 @@ TEST_F( StoredSwitchTest, TenThousandRestartsTakeNoMemory ) {
    GTEST_SKIP() << "the sanitizer counts in its own way, and finds leaks itself";
 #endif
 #endif
-   Runner::Scenario const played = scenario( "host-flows.json" );
+   Scenarios::Scenario const played = scenario( "host-flows.json" );
    Switch device;
    std::size_t step = 0;
-   Runner::Scenario begin = played;
+   Scenarios::Scenario begin = played;
    begin.steps.resize( 8 );
    play( device, begin, step );
    auto const restartTimes = [&device]( int times ) {

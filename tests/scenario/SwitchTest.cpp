@@ -18,7 +18,7 @@ namespace {
 
 using Corestore::jsonLine;
 using Corestore::parseJson;
-using Runner::Switch;
+using Scenarios::Switch;
 using testing::ElementsAre;
 
 constexpr char const * policyPath = "qor/version1/policy";
@@ -245,7 +245,7 @@ TEST_F( SwitchTest, JournalHoldsTheAgentsChangesOfItsOutputsAlone ) {
       device.entity< Mlag::Config >( "mlag/config" ),
       Kel::ptrCast< QorClient::Status >( em.getWritableEntity( "qorclient/status" ) ) );
    std::vector< std::string > lines;
-   device.outputObserverIs( [&lines]( Runner::OutputChange const & change ) {
+   device.outputObserverIs( [&lines]( Scenarios::OutputChange const & change ) {
       lines.push_back( journalLine( 3, change ) );
    } );
    // The patch writes an output of the agent's too; that and a write of what stands are not its.

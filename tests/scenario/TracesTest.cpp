@@ -68,13 +68,13 @@ class TracesTest : public testing::Test {
 
 TEST_F( TracesTest, EveryHandlerTellsItsEntryAndItsReturn ) {
    for ( std::filesystem::path const & file : Scenarios::documents() ) {
-      Runner::Scenario const scenario = Runner::readScenario( file );
+      Scenarios::Scenario const scenario = Scenarios::readScenario( file );
       if ( scenario.expectDeath ) {
          continue;
       }
-      Runner::Switch device( { .simulated = scenario.simulated } );
+      Scenarios::Switch device( { .simulated = scenario.simulated } );
       for ( std::size_t step = 0; step != scenario.steps.size(); ++step ) {
-         Runner::playStep( device, scenario, step );
+         Scenarios::playStep( device, scenario, step );
          ASSERT_THAT( calls.open(), testing::IsEmpty() ) << file << " step " << step;
          ASSERT_FALSE( HasFailure() ) << file << " step " << step;
       }

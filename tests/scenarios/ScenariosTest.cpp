@@ -14,18 +14,18 @@
 
 namespace {
 
-using Runner::Scenario;
-using Runner::Switch;
+using Scenarios::Scenario;
+using Scenarios::Switch;
 
 void expectStep( Switch & device, Scenario const & scenario, std::size_t step ) {
-   for ( Runner::Unmet const & unmet : Runner::playStep( device, scenario, step ) ) {
+   for ( Documents::Unmet const & unmet : Scenarios::playStep( device, scenario, step ) ) {
       ADD_FAILURE() << describe( scenario, unmet );
    }
 }
 
 /** The agent has settled: what it finds in the flow tables is what it wants there. */
 void restartSettled( Switch & device, std::size_t step ) {
-   device.outputObserverIs( [&]( Runner::OutputChange const & change ) {
+   device.outputObserverIs( [&]( Scenarios::OutputChange const & change ) {
       if ( change.path.starts_with( "pinflow/dyninput/" ) ) {
          ADD_FAILURE() << "a restart after this step writes into a flow table: "
                        << journalLine( static_cast< std::int64_t >( step ), change );
@@ -36,7 +36,8 @@ void restartSettled( Switch & device, std::size_t step ) {
 }
 
 bool bearsRestart( Scenario const & scenario, std::size_t step ) {
-   bool const changesNothing = std::holds_alternative< Runner::ExpectStep >( scenario.steps[step] );
+   bool const changesNothing =
+      std::holds_alternative< Scenarios::ExpectStep >( scenario.steps[step] );
    return !changesNothing && !scenario.noRestartAfter.contains( step );
 }
 
@@ -72,7 +73,7 @@ class ScenariosTest : public testing::TestWithParam< std::filesystem::path > {
 };
 
 TEST_P( ScenariosTest, Plays ) {
-   Scenario const scenario = Runner::readScenario( GetParam() );
+   Scenario const scenario = Scenarios::readScenario( GetParam() );
    if ( scenario.expectDeath ) {
       // No exception may reach the test: as in the program, it ends the process.
       auto const toItsEnd = [&]() noexcept { play( scenario, false ); };
@@ -83,7 +84,7 @@ TEST_P( ScenariosTest, Plays ) {
 }
 
 TEST_P( ScenariosTest, OutlivesRestarts ) {
-   Scenario const scenario = Runner::readScenario( GetParam() );
+   Scenario const scenario = Scenarios::readScenario( GetParam() );
    if ( scenario.expectDeath ) {
       GTEST_SKIP() << "the process ends";
    }

@@ -46,13 +46,13 @@ TEST( DescribeTest, PageIsUpToDate ) {
    std::ifstream file( QORCLIENT_SOURCES "/../docs/state.md" );
    std::string const page( std::istreambuf_iterator< char >( file ), {} );
    std::ostringstream made;
-   Runner::describeAll( made );
+   Views::describeAll( made );
    EXPECT_EQ( page, made.str() ) << "make it anew: qorclient describe --markdown > docs/state.md";
 }
 
 TEST( DescribeTest, PrintsAPlaceWithItsTypesOrNamesWhatThereIs ) {
    std::ostringstream out;
-   EXPECT_EQ( Runner::describe( out, "mlag/hostTable" ), "" );
+   EXPECT_EQ( Views::describe( out, "mlag/hostTable" ), "" );
    EXPECT_EQ( out.str(), R"(mlag/hostTable
 The hosts that the MLAG peer has learnt.
 Written by the MLAG agent.
@@ -78,9 +78,9 @@ key       Mlag::HostEntryKey  the host
 intf      a text              the name of the interface on which the peer learnt it
 unusable  true or false       set for an entry that says nothing of the host's place
 )" );
-   EXPECT_THAT( Runner::describe( out, "Mlag::Hosts" ),
+   EXPECT_THAT( Views::describe( out, "Mlag::Hosts" ),
                 testing::StartsWith( "nothing is called Mlag::Hosts; there are: Mlag::Config, " ) );
-   EXPECT_THAT( Runner::describe( out, "mlag" ), testing::HasSubstr( "mlag/hostTable" ) );
+   EXPECT_THAT( Views::describe( out, "mlag" ), testing::HasSubstr( "mlag/hostTable" ) );
 }
 
 }  // namespace

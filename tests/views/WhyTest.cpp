@@ -12,9 +12,9 @@ namespace {
 class WhyTest : public testing::Test {
  protected:
    std::string summary( char const * flow ) const {
-      for ( Runner::FlowPlace const & one : Runner::flowsOf( device.entityManager() ) ) {
-         if ( Runner::flowPath( one.place, one.flow ) == flow ) {
-            return Runner::chainOf( device.entityManager(), one ).summary();
+      for ( Views::FlowPlace const & one : Views::flowsOf( device.entityManager() ) ) {
+         if ( Views::flowPath( one.place, one.flow ) == flow ) {
+            return Views::chainOf( device.entityManager(), one ).summary();
          }
       }
       return "no such flow";
@@ -45,7 +45,7 @@ class WhyTest : public testing::Test {
       }
    }
 
-   Runner::Switch device;
+   Scenarios::Switch device;
 };
 
 TEST_F( WhyTest, APolicyFlowNamesTheFirstThingThatItLacks ) {

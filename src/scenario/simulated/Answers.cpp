@@ -2,7 +2,7 @@
 
 #include <utility>
 
-namespace Runner::Simulated {
+namespace Scenarios::Simulated {
 
 void Answers::later( std::function< void() > work ) {
    if ( delay_ == 0 ) {
@@ -28,4 +28,4 @@ void Answers::due() {
    }
 }
 
-}  // namespace Runner::Simulated
+}  // namespace Scenarios::Simulated

@@ -7,7 +7,7 @@
 
 #include "platform/orb/TaskScheduler.h"
 
-namespace Runner::Simulated {
+namespace Scenarios::Simulated {
 
 /** Work that is done some fixed time after it was asked for, in the same order; never inside the
  *  asker's own call. The askers live as long as the scheduler runs. */
@@ -61,4 +61,4 @@ class Askers {
    std::map< Key, std::uint64_t > serials_;
 };
 
-}  // namespace Runner::Simulated
+}  // namespace Scenarios::Simulated

@@ -2,9 +2,9 @@
 
 #include <functional>
 
-KEL_MACHINE_TYPE( Runner::Simulated::FlowTableSm )
+KEL_MACHINE_TYPE( Scenarios::Simulated::FlowTableSm )
 
-namespace Runner::Simulated {
+namespace Scenarios::Simulated {
 
 using OpenFlowTable::FlowStatus;
 using OpenFlowTable::TrafficStreamEndPointId;
@@ -183,4 +183,4 @@ void FlowTableSm::answerTrafficEndPoint( TrafficStreamEndPointId const & id ) {
       } );
 }
 
-}  // namespace Runner::Simulated
+}  // namespace Scenarios::Simulated

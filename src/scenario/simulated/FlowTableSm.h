@@ -8,7 +8,7 @@
 #include "scenario/simulated/Answers.h"
 #include "scenario/simulated/Settings.h"
 
-namespace Runner::Simulated {
+namespace Scenarios::Simulated {
 
 /**
  * The hardware's agent in small, for one flow table: answers each new flow entry, group and end
@@ -17,7 +17,7 @@ namespace Runner::Simulated {
  * is overwritten keeps its answer; one that goes and comes back is answered anew.
  */
 class FlowTableSm : public Kel::StateMachine {
-   KEL_STATE_MACHINE( Runner::Simulated::FlowTableSm )
+   KEL_STATE_MACHINE( Scenarios::Simulated::FlowTableSm )
 
    // Inputs.
    KEL_REACTOR( KelPfHwConfig, OpenFlowTable::PinFlowHwConfig const, pfHwConfig,
@@ -53,4 +53,4 @@ class FlowTableSm : public Kel::StateMachine {
 };
 KEL_FACTORY( flowTableSmFactory, FlowTableSm )
 
-}  // namespace Runner::Simulated
+}  // namespace Scenarios::Simulated

@@ -4,7 +4,7 @@
 
 #include "documents/Document.h"
 
-namespace Runner::Simulated {
+namespace Scenarios::Simulated {
 
 namespace {
 
@@ -24,7 +24,7 @@ std::uint16_t vlanOf( std::string_view text ) {
 }
 
 void readPool( Settings & settings, Value const & value ) {
-   std::string_view const text = wanted< std::string >( value, "a range of VLANs" );
+   std::string_view const text = Documents::wanted< std::string >( value, "a range of VLANs" );
    std::size_t const dash = text.find( '-' );
    settings.firstVlan = vlanOf( text.substr( 0, dash ) );
    settings.lastVlan =
@@ -38,15 +38,15 @@ void readPool( Settings & settings, Value const & value ) {
 
 Settings readSettings( Value const & value ) {
    Settings settings;
-   for ( auto const & member : objectOf( value ) ) {
-      below( member.first, [&] {
+   for ( auto const & member : Documents::objectOf( value ) ) {
+      Documents::below( member.first, [&] {
          if ( member.first == "vlanPool" ) {
             readPool( settings, member.second );
          } else if ( member.first == "flowCapacity" ) {
             settings.flowCapacity =
-               wanted< std::uint64_t >( member.second, "a whole number from 0" );
+               Documents::wanted< std::uint64_t >( member.second, "a whole number from 0" );
          } else if ( member.first == "answerAfter" ) {
-            settings.answerAfter = secondsOf( member.second );
+            settings.answerAfter = Documents::secondsOf( member.second );
          } else {
             throw ValueError( "unknown member of a switch" );
          }
@@ -55,4 +55,4 @@ Settings readSettings( Value const & value ) {
    return settings;
 }
 
-}  // namespace Runner::Simulated
+}  // namespace Scenarios::Simulated

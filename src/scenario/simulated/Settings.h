@@ -7,7 +7,7 @@
 #include "platform/orb/TaskScheduler.h"
 #include "records/bridging/VlanId.h"
 
-namespace Runner::Simulated {
+namespace Scenarios::Simulated {
 
 /** What the simulated agents of a switch have to give, and how fast they are. */
 struct Settings {
@@ -30,4 +30,4 @@ struct Settings {
  *  member may be left out. Throws Kel::ValueError. */
 Settings readSettings( Kel::Value const & value );
 
-}  // namespace Runner::Simulated
+}  // namespace Scenarios::Simulated

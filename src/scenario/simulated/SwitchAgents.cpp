@@ -1,7 +1,7 @@
 #include "scenario/simulated/SwitchAgents.h"
 #include "records/catalog/Catalog.h"
 
-namespace Runner::Simulated {
+namespace Scenarios::Simulated {
 
 namespace {
 
@@ -27,4 +27,4 @@ SwitchAgents::SwitchAgents( Corestore::EntityManager & em, Settings const & sett
    routedFlowTable_ = table( Catalog::pathOf( "pfHwConfigL3" ), Catalog::pathOf( "pfHwStatusL3" ) );
 }
 
-}  // namespace Runner::Simulated
+}  // namespace Scenarios::Simulated

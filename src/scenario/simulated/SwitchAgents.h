@@ -4,7 +4,7 @@
 #include "scenario/simulated/FlowTableSm.h"
 #include "scenario/simulated/VlanGiverSm.h"
 
-namespace Runner::Simulated {
+namespace Scenarios::Simulated {
 
 /** The other agents of a switch, as far as the policy agent waits for them. They go on from the
  *  state that they find, and leave it as it stands when they go. */
@@ -20,4 +20,4 @@ class SwitchAgents {
    Kel::Ptr< FlowTableSm > routedFlowTable_;
 };
 
-}  // namespace Runner::Simulated
+}  // namespace Scenarios::Simulated

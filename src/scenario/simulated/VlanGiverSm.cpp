@@ -1,8 +1,8 @@
 #include "scenario/simulated/VlanGiverSm.h"
 
-KEL_MACHINE_TYPE( Runner::Simulated::VlanGiverSm )
+KEL_MACHINE_TYPE( Scenarios::Simulated::VlanGiverSm )
 
-namespace Runner::Simulated {
+namespace Scenarios::Simulated {
 
 using Bridging::VlanId;
 
@@ -68,4 +68,4 @@ void VlanGiverSm::takeBack() {
    }
 }
 
-}  // namespace Runner::Simulated
+}  // namespace Scenarios::Simulated

@@ -6,7 +6,7 @@
 #include "scenario/simulated/Answers.h"
 #include "scenario/simulated/Settings.h"
 
-namespace Runner::Simulated {
+namespace Scenarios::Simulated {
 
 /**
  * The VXLAN agent in small: gives each VNI that is asked for a VLAN of the pool in the map of the
@@ -14,7 +14,7 @@ namespace Runner::Simulated {
  * are left alone. A VNI for which no VLAN is left waits for one that this agent takes back.
  */
 class VlanGiverSm : public Kel::StateMachine {
-   KEL_STATE_MACHINE( Runner::Simulated::VlanGiverSm )
+   KEL_STATE_MACHINE( Scenarios::Simulated::VlanGiverSm )
 
    // Inputs.
    KEL_REACTOR( KelVniSviConfig, Vxlan::VniSviConfig const, vniSviConfig,
@@ -40,4 +40,4 @@ class VlanGiverSm : public Kel::StateMachine {
 };
 KEL_FACTORY( vlanGiverSmFactory, VlanGiverSm )
 
-}  // namespace Runner::Simulated
+}  // namespace Scenarios::Simulated

@@ -2,7 +2,7 @@
 #include "records/qorcommon/Capability.h"
 #include "views/tables/Tables.h"
 
-namespace Runner {
+namespace Views {
 
 TextTable capabilityTable( Corestore::EntityManager const & em ) {
    namespace FeatureBit = QorCommon::V1::FeatureBit;
@@ -23,4 +23,4 @@ TextTable capabilityTable( Corestore::EntityManager const & em ) {
    return table;
 }
 
-}  // namespace Runner
+}  // namespace Views

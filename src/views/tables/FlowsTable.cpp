@@ -5,7 +5,7 @@
 #include "views/tables/Tables.h"
 #include "views/tables/Words.h"
 
-namespace Runner {
+namespace Views {
 
 namespace {
 
@@ -85,4 +85,4 @@ TextTable flowsTable( Corestore::EntityManager const & em ) {
    return rows.take();
 }
 
-}  // namespace Runner
+}  // namespace Views

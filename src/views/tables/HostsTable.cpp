@@ -7,7 +7,7 @@
 #include "views/tables/Tables.h"
 #include "views/tables/Words.h"
 
-namespace Runner {
+namespace Views {
 
 namespace {
 
@@ -94,4 +94,4 @@ TextTable hostsTable( Corestore::EntityManager const & em ) {
    return table;
 }
 
-}  // namespace Runner
+}  // namespace Views

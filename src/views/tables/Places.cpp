@@ -14,7 +14,7 @@
 #include "records/vxlan/VtiStatus.h"
 #include "views/tables/Words.h"
 
-namespace Runner {
+namespace Views {
 
 namespace {
 
@@ -193,4 +193,4 @@ std::string detailsOf( Corestore::EntityManager const & em, Kel::String const & 
           ( reasons.empty() ? "no reason is told" : joined( { reasons.begin(), reasons.end() } ) );
 }
 
-}  // namespace Runner
+}  // namespace Views

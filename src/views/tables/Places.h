@@ -9,7 +9,7 @@
 #include "records/qor/PolicyFragment.h"
 #include "records/slab/SlabFdbStatus.h"
 
-namespace Runner {
+namespace Views {
 
 /** Why something isn't there, and the path of the input that lacks it; null when it is no input
  * that is missing. */
@@ -38,4 +38,4 @@ Reason whyNotKnown( Corestore::EntityManager const & em, Bridging::MacVlanPair c
 std::string detailsOf( Corestore::EntityManager const & em, Kel::String const & fragment,
                        Kel::String const & flow, Kel::String const & reported );
 
-}  // namespace Runner
+}  // namespace Views

@@ -14,7 +14,7 @@
 #include "views/tables/Tables.h"
 #include "views/tables/Words.h"
 
-namespace Runner {
+namespace Views {
 
 namespace {
 
@@ -171,4 +171,4 @@ TextTable routedFlowsTable( Corestore::EntityManager const & em ) {
    return table;
 }
 
-}  // namespace Runner
+}  // namespace Views

@@ -12,7 +12,7 @@
 #include "views/tables/Tables.h"
 #include "views/tables/Words.h"
 
-namespace Runner {
+namespace Views {
 
 namespace {
 
@@ -205,4 +205,4 @@ TextTable rulesTable( Corestore::EntityManager const & em ) {
    return table;
 }
 
-}  // namespace Runner
+}  // namespace Views

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace Runner {
+namespace Views {
 
 namespace {
 
@@ -28,4 +28,4 @@ TextTable tableOf( std::string const & name, Corestore::EntityManager const & em
    return table->second( em );
 }
 
-}  // namespace Runner
+}  // namespace Views

@@ -6,7 +6,7 @@
 #include "platform/corestore/EntityManager.h"
 #include "views/tables/TextTable.h"
 
-namespace Runner {
+namespace Views {
 
 /** The tables that `tableOf` knows. */
 std::vector< std::string > tableNames();
@@ -29,4 +29,4 @@ TextTable routedFlowsTable( Corestore::EntityManager const & em );
 /** What the platform can do. */
 TextTable capabilityTable( Corestore::EntityManager const & em );
 
-}  // namespace Runner
+}  // namespace Views

@@ -6,7 +6,7 @@
 #include "platform/kel/StandardError.h"
 #include "views/tables/Words.h"
 
-namespace Runner {
+namespace Views {
 
 namespace {
 
@@ -93,4 +93,4 @@ void printJsonLines( std::ostream & out, Kel::Value::Array const & values ) {
    out << ( values.empty() ? "[]\n" : "\n]\n" );
 }
 
-}  // namespace Runner
+}  // namespace Views

@@ -9,7 +9,7 @@
 
 #include "platform/kel/Value.h"
 
-namespace Runner {
+namespace Views {
 
 /** What a cell of a table says, for people and for programs. */
 struct Cell {
@@ -57,4 +57,4 @@ std::string printable( std::string_view text );
 /** A JSON array with one value on a line. */
 void printJsonLines( std::ostream & out, Kel::Value::Array const & values );
 
-}  // namespace Runner
+}  // namespace Views

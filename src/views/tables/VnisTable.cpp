@@ -6,7 +6,7 @@
 #include "records/vxlan/VniSviConfig.h"
 #include "views/tables/Tables.h"
 
-namespace Runner {
+namespace Views {
 
 TextTable vnisTable( Corestore::EntityManager const & em ) {
    auto const agent = em.entity< QorClient::Status >( Catalog::pathOf( "agentStatus" ) );
@@ -37,4 +37,4 @@ TextTable vnisTable( Corestore::EntityManager const & em ) {
    return table;
 }
 
-}  // namespace Runner
+}  // namespace Views

@@ -5,7 +5,7 @@
 #include "qorclient/datapath/PfHwStatusSm.h"
 #include "qorclient/l3/FlowStatusSm.h"
 
-namespace Runner {
+namespace Views {
 
 namespace {
 
@@ -90,4 +90,4 @@ HardwareAnswer routedAnswer( OpenFlowTable::HwStatus const & hardware, Kel::Name
    return answer( hardware, rule, QorClientL3::V1::FlowStatusSm::isFlowError, true );
 }
 
-}  // namespace Runner
+}  // namespace Views

@@ -8,7 +8,7 @@
 #include "records/qor/PolicyFlowInfo.h"
 #include "records/qorl3/State.h"
 
-namespace Runner {
+namespace Views {
 
 /** Texts one after another with a comma between them. */
 std::string joined( std::vector< std::string > const & texts );
@@ -35,4 +35,4 @@ struct HardwareAnswer {
 HardwareAnswer policyAnswer( OpenFlowTable::HwStatus const & hardware, Kel::Name const & rule );
 HardwareAnswer routedAnswer( OpenFlowTable::HwStatus const & hardware, Kel::Name const & rule );
 
-}  // namespace Runner
+}  // namespace Views

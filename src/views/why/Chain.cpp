@@ -5,7 +5,7 @@
 
 #include "views/tables/TextTable.h"
 
-namespace Runner {
+namespace Views {
 
 char const * Chain::word( Finding finding ) {
    switch ( finding ) {
@@ -96,4 +96,4 @@ Kel::Value::Object Chain::members() const {
             { "path", at( reason() ) } };
 }
 
-}  // namespace Runner
+}  // namespace Views

@@ -7,7 +7,7 @@
 #include "platform/kel/Value.h"
 #include "views/tables/Places.h"
 
-namespace Runner {
+namespace Views {
 
 /**
  * What was found on the way of one flow from policy to hardware, link by link, in the order in
@@ -81,4 +81,4 @@ class Chain {
    bool inHardware_ = false;
 };
 
-}  // namespace Runner
+}  // namespace Views

@@ -10,7 +10,7 @@
 #include "records/qorl3/FragmentStatus.h"
 #include "views/tables/Places.h"
 
-namespace Runner {
+namespace Views {
 
 namespace {
 
@@ -60,4 +60,4 @@ Chain chainOf( Corestore::EntityManager const & em, FlowPlace const & flow ) {
    return flow.kind == FlowPlace::Kind::policy ? policyChain( em, flow ) : routedChain( em, flow );
 }
 
-}  // namespace Runner
+}  // namespace Views

@@ -8,7 +8,7 @@
 #include "records/qorl3/FlowGroupOrder.h"
 #include "views/why/Chain.h"
 
-namespace Runner {
+namespace Views {
 
 /** A flow that is configured or reported, or of which the agent has kept something. */
 struct FlowPlace {
@@ -33,4 +33,4 @@ Chain chainOf( Corestore::EntityManager const & em, FlowPlace const & flow );
 Chain policyChain( Corestore::EntityManager const & em, FlowPlace const & flow );
 Chain routedChain( Corestore::EntityManager const & em, FlowPlace const & flow );
 
-}  // namespace Runner
+}  // namespace Views

@@ -7,7 +7,7 @@
 #include "records/vxlan/VtiStatus.h"
 #include "views/tables/Places.h"
 
-namespace Runner {
+namespace Views {
 
 namespace {
 
@@ -126,4 +126,4 @@ Reason vniWaits( Corestore::EntityManager const & em, std::string const & words,
    return { words + tunnel + " does not have it", path };
 }
 
-}  // namespace Runner
+}  // namespace Views

@@ -6,7 +6,7 @@
 #include "views/tables/Words.h"
 #include "views/why/Chain.h"
 
-namespace Runner {
+namespace Views {
 
 /** The links that all flows have first: what opens the agent's gate. `routed` adds what the flows
  * of routed traffic need of the platform. */
@@ -25,4 +25,4 @@ void addAnswer( Chain & chain, std::string const & rule, HardwareAnswer const & 
 Reason vniWaits( Corestore::EntityManager const & em, std::string const & words,
                  std::uint32_t vni );
 
-}  // namespace Runner
+}  // namespace Views

@@ -8,7 +8,7 @@
 #include "views/tables/Words.h"
 #include "views/why/Links.h"
 
-namespace Runner {
+namespace Views {
 
 using Bridging::VlanId;
 using QorClientUtils::convertVniToVniExt;
@@ -164,4 +164,4 @@ Chain policyChain( Corestore::EntityManager const & em, FlowPlace const & flow )
    return PolicyFlow( em, flow ).take();
 }
 
-}  // namespace Runner
+}  // namespace Views

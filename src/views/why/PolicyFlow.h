@@ -13,7 +13,7 @@
 #include "views/why/Chain.h"
 #include "views/why/Flows.h"
 
-namespace Runner {
+namespace Views {
 
 /**
  * A flow of the policy on its way to the hardware. Its source is one file a subject: its own (the
@@ -94,4 +94,4 @@ class PolicyFlow {
    std::optional< Qor::V1::PolicyFlowInfo > config_;
 };
 
-}  // namespace Runner
+}  // namespace Views

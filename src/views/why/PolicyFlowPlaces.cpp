@@ -10,7 +10,7 @@
 #include "views/tables/Words.h"
 #include "views/why/PolicyFlow.h"
 
-namespace Runner {
+namespace Views {
 
 using Bridging::MacVlanPair;
 using Bridging::VlanId;
@@ -181,4 +181,4 @@ std::vector< RuleKey > PolicyFlow::addHostIntfs( Chain & chain ) const {
    return wanted;
 }
 
-}  // namespace Runner
+}  // namespace Views

@@ -8,7 +8,7 @@
 #include "views/why/Links.h"
 #include "views/why/PolicyFlow.h"
 
-namespace Runner {
+namespace Views {
 
 namespace ActionField = OpenFlowTable::ActionField;
 using QorClient::RuleKey;
@@ -171,4 +171,4 @@ void PolicyFlow::addArp( Chain & chain ) const {
    }
 }
 
-}  // namespace Runner
+}  // namespace Views

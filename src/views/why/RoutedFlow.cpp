@@ -13,7 +13,7 @@
 #include "views/why/Flows.h"
 #include "views/why/Links.h"
 
-namespace Runner {
+namespace Views {
 
 namespace {
 
@@ -267,4 +267,4 @@ Chain routedChain( Corestore::EntityManager const & em, FlowPlace const & flow )
    return RoutedFlow( em, flow ).take();
 }
 
-}  // namespace Runner
+}  // namespace Views

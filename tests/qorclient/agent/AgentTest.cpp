@@ -65,7 +65,7 @@ TEST_F( AgentTest, MountsComeInALaterTurn ) {
 TEST_F( AgentTest, TheEndLeavesTheOutputsAsTheyAre ) {
    start();
    enable();
-   Runner::applyState( *em, Corestore::parseJson( R"({
+   Documents::applyState( *em, Corestore::parseJson( R"({
       "pinflow/pfHwStatusDir/dyninputstatus/qor":{"supported":true},
       "interface/status/eth/vxlan":{"vtiStatus":{"Vxlan1":{"addr":"192.0.2.1","vlanToVniMap":{"10":{"vni":1},"20":{"vni":2}}}}},
       "bridging/config":{"vlanConfig":{"10":{"intf":{"Ethernet2":true}}}},
@@ -80,7 +80,7 @@ TEST_F( AgentTest, TheEndLeavesTheOutputsAsTheyAre ) {
          "serviceIntfSet":{"near":{"intf":{"Ethernet1":true}}},
          "flow":{"host":{"match":{"srcMac":"02:00:00:00:00:01","vni":1},"action":{"vni":2}},
                  "out":{"serviceIntfKey":"near","match":{"vni":2},"action":{"vni":1}}}}}}}})" ),
-                       []( auto const & mutator ) { mutator(); } );
+                          []( auto const & mutator ) { mutator(); } );
    scheduler->runReady();
    ASSERT_EQ( at< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qor" )->flowEntryCount(), 2 );
    auto const routed = at< OpenFlowTable::PinFlowHwConfig >( "pinflow/dyninput/qorl3" );

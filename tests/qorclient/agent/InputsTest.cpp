@@ -82,12 +82,12 @@ TEST_F( InputsTest, AreTheEntitiesOfTheCatalog ) {
    start();
    enable();
    serviceIs( "QorL3", true );
-   Runner::applyState( *em, Corestore::parseJson( R"({
+   Documents::applyState( *em, Corestore::parseJson( R"({
       "pinflow/pfHwStatusDir/dyninputstatus/qor":{"supported":true},
       "features/pinflow/hwcapabilities/platformTableSupport":{"groupTable":{"1":true}},
       "mlag/config":{"peerLinkIntfId":"Port-Channel1"},
       "qor/version1/policy":{"policy":{}}})" ),
-                       []( auto const & mutator ) { mutator(); } );
+                          []( auto const & mutator ) { mutator(); } );
    scheduler->runReady();
    checkInputs( *agent->serviceMonitorRootSm() );
    checkInputs( *agent->launchSm() );
