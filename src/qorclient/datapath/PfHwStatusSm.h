@@ -68,8 +68,8 @@ class PfHwStatusSm : public Kel::StateMachine {
    // Inputs.
    KEL_REACTOR( KelPfHwStatus, OpenFlowTable::HwStatus const, pfHwStatus,
                 KEL_ON( flowStats, handleFlowStats ) )
-   KEL_GIVEN( Kel::Ptr< QorClient::Status >, agentStatus )
-   KEL_GIVEN( Kel::Ptr< Qor::V1::QorPolicyFragmentStatus >, polFragStatus )
+   KEL_GIVEN( Kel::Ptr< QorClient::Status const >, agentStatus )
+   KEL_GIVEN( Kel::Ptr< Qor::V1::QorPolicyFragmentStatus const >, polFragStatus )
    /** Owns this machine. Through it the fragments are reached, which are told what became of their
     *  flows, and `pfHwConfig`. */
    KEL_GIVEN( PolicyFragmentSm *, parent )

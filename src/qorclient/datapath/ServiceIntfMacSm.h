@@ -22,7 +22,7 @@ class ServiceIntfMacSm : public Kel::StateMachine {
    KEL_GIVEN( Vxlan::VniExtOrNone, vni )
    KEL_GIVEN( Kel::Ptr< Qor::V1::ServiceIntfSet const >, serviceIntfSet )
    KEL_GIVEN( Kel::Ptr< L2Rib::HostInput >, l2RibQorHostInput )
-   KEL_GIVEN( Kel::Ptr< QorClient::Status >, agentStatus )
+   KEL_GIVEN( Kel::Ptr< QorClient::Status const >, agentStatus )
    KEL_SINGLETON( QorClient::LocalData const, localData )
 
    // Own state: the interface and the VLAN in use.

@@ -42,7 +42,7 @@ class HostTrackerSm : public Kel::StateMachine {
                 KEL_ROWS( KEL_ON( boundHost, handleBoundHost )
                           KEL_ON( cachedPeerLinkIntfId, handleCachedPeerLinkIntfId )
                           KEL_ON( resyncInProgress, handleResyncInProgress ) ) )
-   KEL_SINGLETON_REACTOR( KelLocalData, LocalData, localData,
+   KEL_SINGLETON_REACTOR( KelLocalData, LocalData const, localData,
                           KEL_ON( serviceToOriginalVlan, handleServiceToOriginalVlan ) )
 
    // Own state. A bookmark is where the last run of a drain stopped; the default key for nowhere.

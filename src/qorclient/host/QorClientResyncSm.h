@@ -17,7 +17,7 @@ class ResyncSm : public Kel::StateMachine {
 
    // Own state.
    static constexpr Orb::Seconds resyncPeriod = 300.0;
-   KEL_SINGLETON( LocalData, localData )
+   KEL_SINGLETON( LocalData const, localData )
    KEL_TASK( KelResyncTask, Orb::TimerTask, resyncTask, handleResyncTask )
    KEL_OWN( bool, initialized )
 

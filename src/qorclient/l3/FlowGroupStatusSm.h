@@ -27,7 +27,7 @@ class FlowGroupStatusSm : public Kel::StateMachine {
    /** Hears of the flows alone that this group configures or has a status row of. */
    KEL_REACTOR_BY_KEY( KelPfHwStatus, OpenFlowTable::HwStatus const, pfHwStatus, flowStats,
                        std::identity, handleFlowStatus )
-   KEL_GIVEN( Kel::Ptr< OpenFlowTable::PinFlowHwConfig >, pfHwConfig )
+   KEL_GIVEN( Kel::Ptr< OpenFlowTable::PinFlowHwConfig const >, pfHwConfig )
 
    // Children and own state.
    KEL_CHILDREN_BY_KEY( Kel::String, FlowStatusSm, flowStatusSm )

@@ -14,7 +14,7 @@ class FragmentStatusVrfSm : public Kel::StateMachine {
    KEL_REACTOR( KelFragmentConfig, QorL3::V1::FragmentConfig const, fragmentConfig,
                 KEL_ON( flowGroup, handleFlowGroupConfig ) )
    KEL_GIVEN( Kel::Ptr< OpenFlowTable::HwStatus const >, pfHwStatus )
-   KEL_GIVEN( Kel::Ptr< OpenFlowTable::PinFlowHwConfig >, pfHwConfig )
+   KEL_GIVEN( Kel::Ptr< OpenFlowTable::PinFlowHwConfig const >, pfHwConfig )
 
    // Children and own state.
    KEL_CHILDREN_IN_ORDER( QorL3::V1::FlowGroupOrder, FlowGroupStatusSm, flowGroupStatusSm )

@@ -25,7 +25,7 @@ class QorIntfConfigSm : public Kel::StateMachine {
    KEL_REACTOR( KelSwitchIntfConfig, Bridging::Input::SwitchIntfConfig const, switchIntfConfig,
                 KEL_ON( trunkNativeVlan, handleTrunkNativeVlan ) )
    KEL_GIVEN( Kel::Ptr< Qor::V1::QorPolicyFragment const >, polFragConfig )
-   KEL_GIVEN( Kel::Ptr< QorClient::Status >, agentStatus )
+   KEL_GIVEN( Kel::Ptr< QorClient::Status const >, agentStatus )
    /** Owns this machine. Through it the fragments are reached whose flows are built anew. */
    KEL_GIVEN( DatapathV1::PolicyFragmentSm *, parent )
 
