@@ -388,7 +388,8 @@ TEST_F( CommandsTest, WhatEndsOrStarvesTheProgramIsOneLineAndNoHarm ) {
             "(Slab .*|standard output: /: cannot be written)\n" );
    refused( "$Q run s.json --dump - | exec false; $Q run s.json > /dev/full",
             "(.*\n)*standard output: /: cannot be written\n" );
-#ifndef QORCLIENT_SANITIZE  // which reserve more than there is
+// Sanitizers reserve more than there is, and what counts its lines does not fit in.
+#if !defined( QORCLIENT_SANITIZE ) && !defined( QORCLIENT_COVERAGE )
    int starved = 0;
    for ( int kilobytes = 14'000; kilobytes < 40'000; kilobytes += 2'000 ) {
       Ended const ended = shell( "ulimit -v " + std::to_string( kilobytes ) +
