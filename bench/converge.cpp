@@ -18,6 +18,7 @@
 #include "qorclient/agent/QorClientAgent.h"
 #include "qorclient/agent/Status.h"
 #include "qorclient/flowtable/PinFlowHwConfig.h"
+#include "records/catalog/Catalog.h"
 #include "records/qor/PolicyFragmentStatus.h"
 
 namespace {
@@ -52,6 +53,7 @@ class World {
       em_->saveTo( state );
       stop();
       em_ = new Corestore::EntityManager( scheduler_ );
+      Catalog::createPlaces( *em_ );
       em_->loadFrom( state );
    }
 

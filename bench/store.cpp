@@ -63,19 +63,27 @@ class StateFile {
    std::filesystem::path directory_;
 };
 
-std::vector< Corestore::Row > rowsIn( Corestore::Store & store ) {
-   std::vector< Corestore::Row > rows;
-   store.load( [&]( Corestore::Row const & row ) { rows.push_back( row ); } );
+/** A row as it stands in the file. */
+struct BareRow {
+   std::string path;
+   std::string value;
+};
+
+std::vector< BareRow > rowsIn( Corestore::Store & store ) {
+   std::vector< BareRow > rows;
+   store.load( [&]( Corestore::Row const & row ) {
+      rows.push_back( { row.path, Corestore::jsonLine( row.value ) } );
+   } );
    return rows;
 }
 
 /** Puts the rows from the `standing`-th on into a file that has those before. */
-double putBare( std::vector< Corestore::Row > const & rows, std::size_t standing ) {
+double putBare( std::vector< BareRow > const & rows, std::size_t standing ) {
    StateFile const file;
    {
       Corestore::SqliteStore store( file.name() );
       for ( std::size_t i = 0; i != standing; ++i ) {
-         store.put( rows[i] );
+         store.put( { rows[i].path, {}, Corestore::parseJson( rows[i].value ) } );
       }
       store.flush();
    }
@@ -91,18 +99,14 @@ double putBare( std::vector< Corestore::Row > const & rows, std::size_t standing
    run( "PRAGMA locking_mode = EXCLUSIVE" );
    run( "PRAGMA synchronous = NORMAL" );
    run( "PRAGMA cache_size = -65536" );
-   run( "PRAGMA wal_autocheckpoint = 16384" );
-   sqlite3_prepare_v2( database, "INSERT INTO entry VALUES ( ?, ?, ?, ?, ? )", -1, &insert,
-                       nullptr );
+   run( "PRAGMA wal_autocheckpoint = 4096" );
+   sqlite3_prepare_v2( database, "INSERT INTO entry VALUES ( ?, ?, ? )", -1, &insert, nullptr );
    double const seconds = timed( [&] {
       run( "BEGIN IMMEDIATE" );
       for ( std::size_t i = standing; i != rows.size(); ++i ) {
          int parameter = 0;
-         for ( std::string Corestore::Row::*text :
-               { &Corestore::Row::path, &Corestore::Row::attribute, &Corestore::Row::key,
-                 &Corestore::Row::value } ) {
-            std::string const & bound = rows[i].*text;
-            sqlite3_bind_text64( insert, ++parameter, bound.data(), bound.size(), SQLITE_STATIC,
+         for ( std::string const * text : { &rows[i].path, &rows[i].value } ) {
+            sqlite3_bind_text64( insert, ++parameter, text->data(), text->size(), SQLITE_STATIC,
                                  SQLITE_UTF8 );
          }
          sqlite3_bind_int64( insert, ++parameter, static_cast< sqlite3_int64 >( i ) + 1 );

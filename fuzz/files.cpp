@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -11,6 +12,7 @@
 #include <string>
 
 #include "Shown.h"
+#include "platform/corestore/ValueText.h"
 #include "platform/flashlog/Decode.h"
 #include "scenario/Switch.h"
 #include "stores/sqlite/SqliteStore.h"
@@ -28,22 +30,24 @@ class File {
    std::string const name = "/dev/shm/qorclient-fuzz-" + std::to_string( getpid() );
 };
 
-/** Rows out of lines: the four fields of a row have tabs in between. */
+/** Rows out of lines: path and value, with a tab in between. */
 class Lines final : public Corestore::Store {
  public:
    explicit Lines( std::string_view text ) : text_( std::string( text ) ) {}
    void load( std::function< void( Corestore::Row const & ) > const & row ) override {
       for ( std::string line; std::getline( text_, line ); ) {
-         std::istringstream fields( line );
-         Corestore::Row read;
-         for ( std::string * field : { &read.path, &read.attribute, &read.key, &read.value } ) {
-            std::getline( fields, *field, '\t' );
+         std::size_t const tab = std::min( line.find( '\t' ), line.size() );
+         Corestore::Row read{ line.substr( 0, tab ), {}, {} };
+         try {
+            read.value = Corestore::parseJson( std::string_view( line ).substr( tab ) );
+         } catch ( Corestore::TextError const & ) {
+            continue;
          }
          row( read );
       }
    }
    void put( Corestore::Row const & ) override {}
-   void del( std::string const &, std::string const &, std::string const & ) override {}
+   void del( std::string const & ) override {}
    void flush() override {}
 
  private:

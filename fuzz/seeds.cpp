@@ -6,6 +6,7 @@
 #include <iostream>
 #include <sstream>
 
+#include "platform/corestore/ValueText.h"
 #include "scenario/Scenario.h"
 #include "scenario/Switch.h"
 #include "stores/sqlite/SqliteStore.h"
@@ -35,8 +36,7 @@ int main( int argc, char ** argv ) {
             Scenarios::playStep( device, scenario, step );
          }
          store.load( [&]( Corestore::Row const & row ) {
-            rows << row.path << '\t' << row.attribute << '\t' << row.key << '\t' << row.value
-                 << '\n';
+            rows << row.path << '\t' << Corestore::jsonLine( row.value ) << '\n';
          } );
       }
       std::string const name = std::filesystem::path( argv[i] ).stem();

@@ -36,18 +36,7 @@ OutputChange outputChange( Corestore::Change const & change ) {
    return output;
 }
 
-Kel::Ptr< Clock > clockOf( Corestore::EntityManager & em ) {
-   constexpr char const * path = "runner/clock";
-   auto const entity = em.entityIs( path, Clock::kelType().name );
-   if ( !entity ) {
-      throw Kel::ValueError( "is no clock" ).below( path );
-   }
-   auto clock = Kel::ptrCast< Clock >( entity );
-   if ( !( clock->now() >= 0 && clock->now() <= latest ) ) {
-      throw Kel::ValueError( "tells no time" ).below( "now" ).below( path );
-   }
-   return clock;
-}
+constexpr char const * clockPath = "runner/clock";
 
 }  // namespace
 
@@ -66,12 +55,16 @@ Switch::~Switch() {
 
 void Switch::start( Corestore::Store * state ) {
    scheduler_ = new Orb::TaskScheduler( std::make_unique< Orb::VirtualTime >() );
-   em_ = new Corestore::EntityManager( scheduler_, setup_.store );
+   em_ = new Corestore::EntityManager( scheduler_ );
+   Catalog::createPlaces( *em_ );
+   clock_ = Kel::ptrCast< Clock >( em_->entityIs( clockPath, Clock::kelType().name ) );
+   em_->storeIs( setup_.store );
    if ( state ) {
       em_->loadFrom( *state );
    }
-   Catalog::createPlaces( *em_ );
-   clock_ = clockOf( *em_ );
+   if ( !( clock_->now() >= 0 && clock_->now() <= latest ) ) {
+      throw Corestore::atRow( Kel::ValueError( "tells no time" ).below( "now" ), clockPath );
+   }
    scheduler_->advanceTo( clock_->now() );
    scheduler_->turnEndIs( [this] { endTurn(); } );
    observe();

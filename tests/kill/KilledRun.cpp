@@ -41,10 +41,9 @@ class DeadlyStore final : public Corestore::Store {
       operation();
       store_.put( row );
    }
-   void del( std::string const & path, std::string const & attribute,
-             std::string const & key ) override {
+   void del( std::string const & path ) override {
       operation();
-      store_.del( path, attribute, key );
+      store_.del( path );
    }
    void flush() override {
       operation();

@@ -5,8 +5,8 @@
 #include <map>
 #include <vector>
 
-#include "platform/corestore/EntityRows.h"
 #include "platform/corestore/ValueText.h"
+#include "records/catalog/Catalog.h"
 #include "records/mlag/HostTable.h"
 #include "scenario/Scenario.h"
 
@@ -26,15 +26,14 @@ class FailingStore final : public Corestore::Store {
       operation();
       step_.push_back( { row, true } );
    }
-   void del( std::string const & path, std::string const & attribute,
-             std::string const & key ) override {
+   void del( std::string const & path ) override {
       operation();
-      step_.push_back( { { path, attribute, key, "" }, false } );
+      step_.push_back( { { path, {}, {} }, false } );
    }
    void flush() override {
       operation();
       for ( auto const & [row, stands] : step_ ) {
-         stands ? saved.put( row ) : saved.del( row.path, row.attribute, row.key );
+         stands ? saved.put( row ) : saved.del( row.path );
       }
       step_.clear();
    }
@@ -53,14 +52,15 @@ class FailingStore final : public Corestore::Store {
    std::vector< std::pair< Row, bool > > step_;
 };
 
-/** The rows of each attribute, in their order. */
+/** The rows of each collection, in their order. */
 std::map< std::string, std::vector< std::string > > rowsOf( Corestore::Store & store ) {
    std::map< std::string, std::vector< std::string > > rows;
    store.load( [&]( Row const & row ) {
       // The roots have no order.
+      bool const root = Catalog::placeAt( row.path ) || row.path == "runner/clock";
       std::string const place =
-         row.path + " " + row.attribute + ( row.path.empty() ? row.key : "" );
-      rows[place].push_back( row.key + " " + row.value );
+         row.path.substr( 0, root ? row.path.size() : row.path.rfind( '/' ) );
+      rows[place].push_back( row.path + " " + Corestore::jsonLine( row.value ) );
    } );
    return rows;
 }
@@ -98,17 +98,26 @@ TEST_F( StoredSwitchTest, HoldsExactlyWhatStandsAfterEachStep ) {
 TEST_F( StoredSwitchTest, KeepsTheOrderOfWhatGoesAndComesBackInOneTurn ) {
    FailingStore store;
    Switch device( { .with = Switch::With::StateAlone, .store = &store } );
+   auto const kept = [&] {
+      std::vector< Row > rows;
+      device.entityManager().forEachRow( [&]( Row const & row ) { rows.push_back( row ); } );
+      return rows;
+   };
+   auto const restart = [&] {
+      auto const before = kept();
+      device.restart();
+      EXPECT_EQ( kept(), before );
+   };
    auto const patch = [&]( char const * text ) {
       device.patch( Corestore::parseJson( text ) );
-      Corestore::MemoryStore whole;
-      device.entityManager().saveTo( whole );
-      EXPECT_EQ( rowsOf( store.saved ), rowsOf( whole ) );
+      restart();
    };
    auto const tableOf = [&]( auto const & change ) {
       auto const table = Kel::ptrCast< Mlag::HostTable >(
          device.entityManager().entityIs( "mlag/hostTable", Mlag::HostTable::kelType().name ) );
       change( *table );
       device.advance( 0 );
+      restart();
    };
    Mlag::HostEntryKey const a{ Bridging::VlanId( 1 ), {} };
    Mlag::HostEntryKey const b{ Bridging::VlanId( 2 ), {} };
@@ -137,19 +146,15 @@ TEST_F( StoredSwitchTest, KeepsTheOrderOfWhatGoesAndComesBackInOneTurn ) {
 }
 
 TEST_F( StoredSwitchTest, RefusesRowsThatDoNotFit ) {
-   auto const refusal = []( Row const & row, int more = 0 ) {
+   auto const refusal = []( char const * path, std::string const & value, int more = 0 ) {
       Corestore::MemoryStore store;
-      {
-         Switch device( { .with = Switch::With::StateAlone } );
-         device.entityManager().saveTo( store );
-      }
-      store.put( row );
+      store.put( { path, {}, Corestore::parseJson( value ) } );
       for ( int n = 0; n != more; ++n ) {
          std::string const text = std::to_string( 100'000 + n );
-         store.put( { row.path, row.attribute,
-                      "02:00:00:" + text.substr( 0, 2 ) + ":" + text.substr( 2, 2 ) + ":" +
-                         text.substr( 4 ) + "|1",
-                      row.value } );
+         store.put( { "bridging/l2Rib/qor/hostInput/host/02:00:00:" + text.substr( 0, 2 ) + ":" +
+                         text.substr( 2, 2 ) + ":" + text.substr( 4 ) + "|1",
+                      {},
+                      Corestore::parseJson( value ) } );
       }
       try {
          Switch device( { .initial = &store } );
@@ -158,35 +163,25 @@ TEST_F( StoredSwitchTest, RefusesRowsThatDoNotFit ) {
       }
       return std::string( "none" );
    };
-   EXPECT_EQ( refusal( { "runner/clock", "now", "", "{" } ).substr( 0, 22 ),
-              "/runner~1clock/now: no" );
-   EXPECT_EQ( refusal( { "runner/clock", "now", "", "1e300" } ),
-              "/runner~1clock/now: tells no time" );
-   EXPECT_EQ( refusal( { "runner/clock", "then", "", "1" } ),
-              "/runner~1clock/then: unknown attribute then" );
-   EXPECT_EQ( refusal( { "", "", "runner/clock", "Mlag::Status" } ),
-              "/runner~1clock: is no clock" );
-   EXPECT_EQ( refusal( { "", "", "mlag/config", "Mlag::Status" } ),
-              "/mlag~1config: is no Mlag::Config" );
-   EXPECT_EQ(
-      refusal( { "qorl3/version1/global/fragmentConfig", "entity", "red", "\"Mlag::Status\"" } ),
-      "/qorl3~1version1~1global~1fragmentConfig/red: is no QorL3::V1::FragmentConfig" );
-   EXPECT_EQ( refusal( { "mlag/none", "now", "", "1" } ),
-              "/mlag~1none/now: stands without its entity" );
-   EXPECT_EQ( refusal( { "", "", "x/y", "No::Type" } ), "/x~1y: unknown type No::Type" );
-   EXPECT_EQ( refusal( { "qorclient/status", "policyFragmentInfo", "f", "\"Mlag::Status\"" } ),
-              "/qorclient~1status/policyFragmentInfo/f: "
-              "wants type QorClient::PolicyFragmentInfo, not \"Mlag::Status\"" );
-   std::string const longName( 64, 'x' );
-   EXPECT_EQ( refusal( { "bridging/status", "fdbStatus", "7|02:00:00:00:00:01",
-                         "{\"intf\":\"" + longName + "\"}" } ),
-              "/bridging~1status/fdbStatus/7|02:00:00:00:00:01: "
+   EXPECT_EQ( refusal( "runner/clock", R"({"now":1e300})" ), "/runner/clock/now: tells no time" );
+   EXPECT_EQ( refusal( "runner/clock", R"({"then":1})" ),
+              "/runner/clock/then: unknown attribute then" );
+   EXPECT_EQ( refusal( "mlag/config", R"({"@type":"Mlag::Status"})" ),
+              "/mlag/config/@type: wants type Mlag::Config, not Mlag::Status" );
+   EXPECT_EQ( refusal( "qorl3/version1/global/fragmentConfig/red", R"({"@type":"Mlag::Status"})" ),
+              "/qorl3/version1/global/fragmentConfig/red/@type: "
+              "wants type QorL3::V1::FragmentConfig, not Mlag::Status" );
+   EXPECT_EQ( refusal( "mlag/none/now", "1" ), "/mlag/none/now: stands without its entity" );
+   EXPECT_EQ( refusal( "qorclient/status/policyFragmentInfo/a~1b/flowInfo/c", "{}" ),
+              "/qorclient/status/policyFragmentInfo/a~1b/flowInfo/c: stands without its entity" );
+   EXPECT_EQ( refusal( "bridging/status/fdbStatus/7|02:00:00:00:00:01",
+                       "{\"intf\":\"" + std::string( 64, 'x' ) + "\"}" ),
+              "/bridging/status/fdbStatus/7|02:00:00:00:00:01: "
               "interface name longer than 63 bytes: " +
-                 longName );
-   EXPECT_THAT(
-      refusal( { "bridging/l2Rib/qor/hostInput", "host", "02:00:00:00:00:01|1", "{}" }, 16384 ),
-      testing::ContainsRegex( "^/bridging~1l2Rib~1qor~1hostInput/host/"
-                              "02:00:00:11:63:83.1: .* is full: it holds 16384 rows$" ) );
+                 std::string( 64, 'x' ) );
+   EXPECT_THAT( refusal( "bridging/l2Rib/qor/hostInput/host/02:00:00:00:00:01|1", "{}", 16384 ),
+                testing::ContainsRegex( "^/bridging/l2Rib/qor/hostInput/host/"
+                                        "02:00:00:11:63:83.1: .* is full: it holds 16384 rows$" ) );
 }
 
 TEST_F( StoredSwitchTest, GoesOnFromTheLastStepThatWasSaved ) {

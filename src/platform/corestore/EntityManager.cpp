@@ -20,26 +20,34 @@ void MountGroup::doClose( bool, Kel::String const &, double ) {
       } );
 }
 
-EntityManager::EntityManager( Kel::Ptr< Orb::TaskScheduler > scheduler, Store * store )
-   : scheduler_( std::move( scheduler ) ), store_( store ) {
-   if ( store_ ) {
-      loadFrom( *store_ );
-      // What others change is applied as one turn, saved and told at its end.
-      store_->arrivalsTo( [this]( std::vector< RowChange > changes ) {
-         scheduler_->post( [em = Kel::Ptr< EntityManager >( this ),
-                            changes = std::move( changes )] { em->arrived( changes ); } );
-      } );
-   }
-   sinkIs();
-}
+EntityManager::EntityManager( Kel::Ptr< Orb::TaskScheduler > scheduler )
+   : scheduler_( std::move( scheduler ) ) {}
 
 EntityManager::~EntityManager() {
-   if ( store_ ) {
-      store_->arrivalsTo( {} );
-   }
+   storeIs( nullptr );
    if ( Kel::Notifier::changeSink() == this ) {
       Kel::Notifier::changeSinkIs( nullptr );
    }
+}
+
+void EntityManager::storeIs( Store * store ) {
+   if ( store_ ) {
+      store_->holderIs( nullptr );
+   }
+   store_ = nullptr;
+   unsaved_.clear();
+   if ( store ) {
+      store->holderIs( this );
+      try {
+         // What is loaded is no change to write.
+         loadFrom( *store );
+      } catch ( ... ) {
+         store->holderIs( nullptr );
+         throw;
+      }
+      store_ = store;
+   }
+   sinkIs();
 }
 
 void EntityManager::sinkIs() {
@@ -125,60 +133,87 @@ Kel::Ptr< Kel::Entity > EntityManager::entityIs( std::string_view path, std::str
    Kel::Ptr< Kel::Entity > fresh = record ? record->create( Kel::Name( path ) ) : nullptr;
    if ( fresh ) {
       entities_.emplace( path, fresh );
-      if ( store_ ) {
-         store_->put( { "", "", std::string( path ), record->name } );
-      }
    }
    return fresh;
 }
 
-void EntityManager::saveTo( Store & store ) const {
+Kel::Ptr< Kel::Entity > EntityManager::entityIs( std::string_view path, std::string_view type,
+                                                 RootRows const & rows ) {
+   rootRows_.insert_or_assign( std::string( path ), rows );
+   return entityIs( path, type );
+}
+
+RootRows const & EntityManager::rowsOf( std::string_view rootPath ) const {
+   static constexpr RootRows plain;
+   auto const found = rootRows_.find( rootPath );
+   return found == rootRows_.end() ? plain : found->second;
+}
+
+void EntityManager::forEachRow( std::function< void( Row const & ) > const & row ) const {
    for ( auto const & [path, entity] : entities_ ) {
-      store.put( { "", "", path, entity->fwkType().name } );
-      forEachRow( *entity, path, [&store]( Row const & row ) { store.put( row ); } );
+      Corestore::forEachRow( *entity, path, rowsOf( path ), row );
    }
+}
+
+void EntityManager::saveTo( Store & store ) const {
+   forEachRow( [&store]( Row const & row ) { store.put( row ); } );
    store.flush();
 }
 
+RowPlace EntityManager::placeOf( std::string_view path ) const {
+   // Paths of roots hold slashes themselves; the longest that begins the row's own is its root.
+   for ( std::size_t end = path.size(); end != 0 && end != std::string_view::npos;
+         end = path.rfind( '/', end - 1 ) ) {
+      if ( auto const root = entities_.find( path.substr( 0, end ) ); root != entities_.end() ) {
+         return rowPlace( root->second, rowsOf( root->first ), path.substr( end ) );
+      }
+   }
+   throw Kel::ValueError( "stands without its entity" );
+}
+
+RowForm EntityManager::formOf( std::string_view path ) const {
+   try {
+      return placeOf( path ).form;
+   } catch ( Kel::ValueError const & ) {
+      return RowForm::none;
+   }
+}
+
+void EntityManager::apply( RowChange const & change, Store & store, Mutate const & mutate ) {
+   try {
+      RowPlace const place = placeOf( change.row.path );
+      if ( place.form == RowForm::bookMap ) {
+         throw Kel::ValueError( "names no entry" );
+      }
+      if ( change.deleted ) {
+         deleteRow( place, mutate );
+      } else {
+         applyRow( place, change.row.value, mutate );
+      }
+   } catch ( Kel::ValueError const & e ) {
+      store.refused( change, e );
+   } catch ( StoreError const & ) {
+      throw;
+   } catch ( std::runtime_error const & e ) {
+      // A table has no room for the row, or its type is not made by name.
+      store.refused( change, Kel::ValueError( e.what() ) );
+   }
+}
+
 void EntityManager::loadFrom( Store & store ) {
-   // Entities by their paths in the store, so that a row finds its own at once.
-   std::map< std::string, Kel::Ptr< Kel::Entity >, std::less<> > byPath;
-   auto load = [&]( Row const & row ) {
-      if ( row.path.empty() ) {
-         Kel::TypeRecord const * type = Kel::typeNode( row.value );
-         Kel::Ptr< Kel::Entity > root = type ? type->create( Kel::Name( row.key ) ) : nullptr;
-         if ( !root ) {
-            throw Kel::ValueError( "unknown type " + Kel::shownName( row.value ) );
-         }
-         entities_.emplace( row.key, root );
-         byPath.emplace( row.key, root );
-         return;
-      }
-      auto entity = byPath.find( row.path );
-      if ( entity == byPath.end() ) {
-         throw Kel::ValueError( "stands without its entity" );
-      }
-      applyRow( *entity->second, row );
-      Kel::AttributeRecord const * attribute = entity->second->fwkType().attribute( row.attribute );
-      if ( Kel::Ptr< Kel::Entity > child = attribute->child( *entity->second, row.key ) ) {
-         byPath.emplace( row.path + Kel::pointerStep( row.attribute ) + Kel::pointerStep( row.key ),
-                         child );
-      }
-   };
    store.load( [&]( Row const & row ) {
-      auto const at = [&row]( Kel::ValueError error ) {
-         for ( std::string const * part : { &row.key, &row.attribute, &row.path } ) {
-            error = part->empty() ? error : error.below( *part );
+      apply( { row }, store, []( auto const & mutator ) { mutator(); } );
+   } );
+}
+
+void EntityManager::arrived( std::vector< RowChange > changes ) {
+   // One turn, saved and told at its end.
+   scheduler_->post( [em = Kel::Ptr< EntityManager >( this ), changes = std::move( changes )] {
+      for ( RowChange const & change : changes ) {
+         if ( em->store_ ) {
+            em->apply( change, *em->store_,
+                       [&em]( auto const & mutator ) { em->byHand( others, mutator ); } );
          }
-         return error;
-      };
-      try {
-         load( row );
-      } catch ( Kel::ValueError const & e ) {
-         throw at( e );
-      } catch ( std::runtime_error const & e ) {
-         // A table has no room for the row, or its type is not made by name.
-         throw at( Kel::ValueError( e.what() ) );
       }
    } );
 }
@@ -193,11 +228,22 @@ EntityManager::Entities::const_iterator EntityManager::rootOf( Kel::Entity const
 }
 
 void EntityManager::save() {
-   if ( store_ ) {
-      unsaved_.writeTo( *store_, [this]( Kel::Entity const & entity ) {
-         return rootOf( entity ) != entities_.end();
-      } );
-      store_->flush();
+   if ( !store_ ) {
+      return;
+   }
+   switch ( store_->takes() ) {
+      case Store::Takes::now:
+         unsaved_.writeTo( *store_, [this]( Kel::Entity const & entity ) {
+            auto const root = rootOf( entity );
+            return root != entities_.end() ? &rowsOf( root->first ) : nullptr;
+         } );
+         store_->flush();
+         break;
+      case Store::Takes::later:
+         break;
+      case Store::Takes::all:
+         unsaved_.clear();
+         break;
    }
 }
 
@@ -205,40 +251,6 @@ void EntityManager::rowDamaged( Kel::Entity const & table, Kel::AttributeRecord 
                                 std::string const & key ) {
    if ( store_ ) {
       unsaved_.addAbsent( table, attribute, key );
-   }
-}
-
-void EntityManager::arrived( std::vector< RowChange > const & changes ) {
-   for ( RowChange const & change : changes ) {
-      try {
-         byHand( others, [&] { applyArrival( change ); } );
-      } catch ( std::runtime_error const & e ) {
-         // The text of a value that does not fit, or of a table without room.
-         store_->refused( change, e.what() );
-      }
-   }
-}
-
-void EntityManager::applyArrival( RowChange const & change ) {
-   std::string const & path = change.row.path;
-   auto root = entities_.upper_bound( path );
-   Kel::Ptr< Kel::Entity > entity;
-   // Paths of roots hold slashes themselves; the longest that begins the row's own is its root.
-   while ( !entity && root != entities_.begin() ) {
-      --root;
-      std::string const & start = root->first;
-      if ( path.starts_with( start ) &&
-           ( path.size() == start.size() || path[start.size()] == '/' ) ) {
-         entity = entityAt( root->second, path );
-      }
-   }
-   if ( !entity ) {
-      throw Kel::ValueError( "stands without its entity" );
-   }
-   if ( change.deleted ) {
-      deleteRow( *entity, change.row );
-   } else {
-      applyRow( *entity, change.row );
    }
 }
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/corestore/EntityRows.h"
 #include "platform/corestore/PendingChanges.h"
 #include "platform/corestore/Store.h"
 #include "platform/kel/Entity.h"
@@ -91,11 +92,14 @@ class ChangeObserver {
    std::function< void( Change const & ) > seen_;
 };
 
-class EntityManager : public Kel::PtrInterface, private Kel::ChangeSink {
+class EntityManager : public Kel::PtrInterface, public RowHolder, private Kel::ChangeSink {
  public:
-   /** `store` is not owned and may be null: state then lives in memory alone. What the store holds
-    *  is loaded; what changes is written to it by `save`. Throws as `loadFrom`. */
-   explicit EntityManager( Kel::Ptr< Orb::TaskScheduler > scheduler, Store * store = nullptr );
+   explicit EntityManager( Kel::Ptr< Orb::TaskScheduler > scheduler );
+
+   /** From now on the state is kept by a store, which is not owned and may be null: what it holds
+    * is loaded into the roots, which stand already, and what changes later is written to it by
+    * `save`. Throws as `loadFrom`. */
+   void storeIs( Store * store );
 
    Kel::Ptr< MountGroup > getMountGroup( Kel::Ptr< Mounter > const & mounter );
 
@@ -115,6 +119,9 @@ class EntityManager : public Kel::PtrInterface, private Kel::ChangeSink {
    /** Makes the entity at a path; one of that type that stands already stays. Null when an entity
     *  of another type stands there or the type is unknown. */
    Kel::Ptr< Kel::Entity > entityIs( std::string_view path, std::string_view type );
+   /** The same for a root whose rows are made up in some way. */
+   Kel::Ptr< Kel::Entity > entityIs( std::string_view path, std::string_view type,
+                                     RootRows const & rows );
    /** All entities, in order of their paths. */
    using Entities = std::map< std::string, Kel::Ptr< Kel::Entity >, std::less<> >;
    Entities const & entities() const { return entities_; }
@@ -129,19 +136,23 @@ class EntityManager : public Kel::PtrInterface, private Kel::ChangeSink {
     * theirs, and what follows from it is the agents'. */
    void byHand( std::string_view writer, std::function< void() > const & mutator );
 
-   /** Brings the store up to date, in one step for whoever reads it. Throws what the store throws,
-    *  which then holds what it held. */
+   /** Brings the store up to date, in one step for whoever reads it, unless it takes nothing now.
+    *  Throws what the store throws, which then holds what it held. */
    void save();
 
    /** A row of a table that was damaged, of which no notification tells: it is not saved. */
    void rowDamaged( Kel::Entity const & table, Kel::AttributeRecord const & attribute,
                     std::string const & key );
 
-   /** Adds what a store holds, which is not kept up to date after that. Throws Kel::ValueError,
-    * with path, attribute and key of the row as its pointer. */
+   /** Adds what a store holds to the roots, which stand already; it is not kept up to date after
+    *  that. What does not fit goes to `Store::refused`, and throws what that throws. */
    void loadFrom( Store & store );
    /** Writes everything that stands into a store, collections in their order. */
    void saveTo( Store & store ) const;
+
+   RowForm formOf( std::string_view path ) const override;
+   void arrived( std::vector< RowChange > changes ) override;
+   void forEachRow( std::function< void( Row const & ) > const & row ) const override;
 
    Orb::TaskScheduler & scheduler() const { return *scheduler_; }
 
@@ -154,8 +165,11 @@ class EntityManager : public Kel::PtrInterface, private Kel::ChangeSink {
  private:
    friend class ChangeObserver;
 
-   void arrived( std::vector< RowChange > const & changes );
-   void applyArrival( RowChange const & change );
+   /** Applies a row that has come from a store; one that does not fit is given back to it. */
+   void apply( RowChange const & change, Store & store, Mutate const & mutate );
+   /** Throws Kel::ValueError where no row can stand. */
+   RowPlace placeOf( std::string_view path ) const;
+   RootRows const & rowsOf( std::string_view rootPath ) const;
    void tellObservers( Change const & change );
    void changed( Kel::Notifier const & notifier, Kel::AttributeId id, void const * key ) override;
    void sinkIs();
@@ -163,9 +177,12 @@ class EntityManager : public Kel::PtrInterface, private Kel::ChangeSink {
    Entities::const_iterator rootOf( Kel::Entity const & entity ) const;
 
    Kel::Ptr< Orb::TaskScheduler > scheduler_;
-   Store * store_;  // the caller's; may be null
+   /** The caller's; null for state that lives in memory alone. */
+   Store * store_ = nullptr;
    PendingChanges unsaved_;
    Entities entities_;
+   /** Of those roots of whose rows more is known than their type tells. */
+   std::map< std::string, RootRows, std::less<> > rootRows_;
    std::map< std::string, Mount, std::less<> > mounts_;
    /** Null for one that went while the list was walked. */
    std::vector< ChangeObserver * > observers_;

@@ -9,27 +9,66 @@
 
 namespace Corestore {
 
-/** The path of an entity for a store: keys are escaped, so that no two entities share one. */
-std::string storePath( Kel::Entity const & entity );
+/** How the rows of a root are made up, beyond what its type tells. */
+struct RootRows {
+   /** The type of a directory's entries; null for one that takes any. */
+   Kel::TypeRecord const * entryType = nullptr;
+   /** Throws Kel::ValueError when no entry may have that name; null when every name will do. */
+   void ( *checkEntryName )( std::string_view name ) = nullptr;
+   /** What stands there are books that one agent keeps for itself. */
+   bool isBook = false;
+};
 
-/** Yields the rows of an entity, which has that path, and of all that it holds; scalars at their
- *  default have none. */
-void forEachRow( Kel::Entity const & entity, std::string const & path,
+/** The path of an entity's row. Keys are escaped, so that no two entities share one. */
+std::string rowPath( Kel::Entity const & entity );
+/** The path of an entry of an attribute, below the path of its entity. */
+std::string entryPath( std::string const & entityPath, Kel::AttributeRecord const & attribute,
+                       std::string const & key );
+
+/** The row of an entity, which has that path. */
+Row entityRow( Kel::Entity const & entity, std::string const & path );
+/** Whether the row is that of a root with all scalars at their default. It needs no row, and to put
+ *  it takes out the one that stands, but nothing below it. */
+bool showsNothing( Row const & row );
+/** The row of an entry of a map as it stands, at that path; nothing when it is gone. */
+std::optional< Row > entryRow( Kel::Entity const & entity, std::string const & path,
+                               Kel::AttributeRecord const & attribute, std::string const & key,
+                               RootRows const & rows );
+/** Yields the rows of an entity, which has that path, and of all that it holds. */
+void forEachRow( Kel::Entity const & entity, std::string const & path, RootRows const & rows,
                  std::function< void( Row const & ) > const & row );
 
-/** The row of one attribute entry as it stands; nothing when it is gone or at its default. */
-std::optional< Row > rowOf( Kel::Entity const & entity, std::string const & path,
-                            Kel::AttributeRecord const & attribute, std::string const & key );
+/** Where a row stands. */
+struct RowPlace {
+   RowForm form = RowForm::entity;
+   /** The entity of whose attribute it is an entry; null where that does not stand. The root itself
+    *  for a root. */
+   Kel::Ptr< Kel::Entity > holder;
+   /** Null for a root. */
+   Kel::AttributeRecord const * attribute = nullptr;
+   /** Empty where there are no keys. */
+   std::string key;
+   /** Of an entity; null where one of any type may stand. */
+   Kel::TypeRecord const * type = nullptr;
+};
 
-/** The entity that has that path in a store, on or below `root`, whose own path is a part of it;
- * null when there is none. */
-Kel::Ptr< Kel::Entity > entityAt( Kel::Ptr< Kel::Entity > const & root, std::string_view path );
+/** Follows what a row's path has behind that of its root. Throws Kel::ValueError where no row can
+ *  stand. */
+RowPlace rowPlace( Kel::Ptr< Kel::Entity > const & root, RootRows const & rows,
+                   std::string_view below );
 
-/** Takes out what a row stood for; nothing happens when it is gone already. Throws Kel::ValueError
- *  when there can be no such row. */
-void deleteRow( Kel::Entity & entity, Row const & row );
+/** Runs a mutator of one attribute. */
+using Mutate = std::function< void( std::function< void() > const & mutator ) >;
 
-/** Applies one row to the entity at its path. Throws Kel::ValueError when it does not fit. */
-void applyRow( Kel::Entity & entity, Row const & row );
+/** Makes what stands at a place as its row tells, each attribute that differs by one mutator.
+ * Throws Kel::ValueError, with its place inside the row and nothing changed, when it does not fit.
+ */
+void applyRow( RowPlace const & place, Kel::Value const & value, Mutate const & mutate );
+/** Takes out what a row stood for, with all below it; of a root, its scalars. Nothing happens when
+ *  it is gone already. */
+void deleteRow( RowPlace const & place, Mutate const & mutate );
+
+/** The same error, with the row's path in front of its place. */
+Kel::ValueError atRow( Kel::ValueError error, std::string_view path );
 
 }  // namespace Corestore

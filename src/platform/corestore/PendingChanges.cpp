@@ -1,9 +1,8 @@
 #include "platform/corestore/PendingChanges.h"
 
+#include <unordered_map>
 #include <unordered_set>
 #include <utility>
-
-#include "platform/corestore/EntityRows.h"
 
 namespace Corestore {
 
@@ -30,6 +29,10 @@ class WrittenWhole {
 
 void PendingChanges::add( Kel::Entity const & entity, Kel::AttributeRecord const & attribute,
                           void const * key ) {
+   if ( attribute.kind() == Kel::AttributeKind::Scalar ) {
+      entries_.set( Entry{ &entity, nullptr, {} }, Was::Changed );
+      return;
+   }
    std::string const text = key ? attribute.keyText( key ) : std::string();
    if ( !attribute.has( entity, key ) ) {
       addAbsent( entity, attribute, text );
@@ -44,7 +47,7 @@ void PendingChanges::add( Kel::Entity const & entity, Kel::AttributeRecord const
    } else if ( attribute.kind() == Kel::AttributeKind::Reference ) {
       entries_.set( entry, Was::Replaced );
    } else if ( !before ) {
-      entries_.set( entry, Was::Changed );
+      entries_.add( entry, Was::Changed );
    }
 }
 
@@ -53,32 +56,43 @@ void PendingChanges::addAbsent( Kel::Entity const & entity, Kel::AttributeRecord
    entries_.set( Entry{ &entity, &attribute, key }, Was::Absent );
 }
 
-void PendingChanges::writeTo( Store & store,
-                              std::function< bool( Kel::Entity const & ) > const & isHeld ) {
+void PendingChanges::writeTo( Store & store, RowsOf const & rowsOf ) {
+   struct Place {
+      /** Null for none. */
+      RootRows const * rows;
+      std::string path;
+   };
+   // Many of a turn's changes are of few entities.
+   std::unordered_map< Kel::Entity const *, Place > places;
    WrittenWhole whole;
-   Kel::Entity const * last = nullptr;
-   std::string path;
+   auto const put = [&store]( Row const & row ) { store.put( row ); };
    using Walk = Kel::MemberWalk< Entries >;
    for ( auto const & [entry, was] : Walk( nullptr, entries_ ) ) {
       Kel::Entity const & entity = *entry.entity;
-      if ( !isHeld( entity ) || whole.covers( entity ) ) {
+      auto const [place, fresh] = places.try_emplace( &entity );
+      auto & [rows, path] = place->second;
+      if ( fresh ) {
+         rows = rowsOf( entity );
+         path = rows ? rowPath( entity ) : std::string();
+      }
+      if ( !rows || whole.covers( entity ) ) {
          continue;
       }
-      // Changes of one entity often come together.
-      if ( std::exchange( last, &entity ) != &entity ) {
-         path = storePath( entity );
+      if ( !entry.attribute ) {
+         store.put( entityRow( entity, path ) );
+         continue;
       }
-      auto const row = rowOf( entity, path, *entry.attribute, entry.key );
-      if ( was != Was::Changed || !row ) {
-         store.del( path, entry.attribute->name(), entry.key );
+      std::string const at = entryPath( path, *entry.attribute, entry.key );
+      Kel::Ptr< Kel::Entity > const child = entry.attribute->child( entity, entry.key );
+      auto const row = entryRow( entity, at, *entry.attribute, entry.key, *rows );
+      if ( was != Was::Changed || ( !row && !child ) ) {
+         store.del( at );
       }
       if ( row ) {
          store.put( *row );
-         if ( auto const child = entry.attribute->child( entity, entry.key ) ) {
-            forEachRow( *child, storePath( *child ),
-                        [&store]( Row const & below ) { store.put( below ); } );
-            whole.add( *child );
-         }
+      } else if ( child ) {
+         forEachRow( *child, at, *rows, put );
+         whole.add( *child );
       }
    }
    entries_.clear();

@@ -3,13 +3,14 @@
 #include <functional>
 #include <string>
 
+#include "platform/corestore/EntityRows.h"
 #include "platform/corestore/Store.h"
 #include "platform/kel/Entity.h"
 
 namespace Corestore {
 
-/** The attribute entries that have changed since they were written last: however often one has
- *  changed, it is written once, as it stands then. */
+/** The rows that have changed since they were written last: however often one has changed, it is
+ *  written once, as it stands then. */
 class PendingChanges {
  public:
    /** An entry that has changed, come or gone; `key` is null for an attribute without keys. */
@@ -17,20 +18,24 @@ class PendingChanges {
    /** An entry that is gone and was not told of. */
    void addAbsent( Kel::Entity const & entity, Kel::AttributeRecord const & attribute,
                    std::string const & key );
-   /** Puts and deletes rows. Entries of entities that `isHeld` denies have no place any more. */
-   void writeTo( Store & store, std::function< bool( Kel::Entity const & ) > const & isHeld );
+   /** Of the root of an entity; null for an entity that has no place any more. */
+   using RowsOf = std::function< RootRows const *( Kel::Entity const & ) >;
+   /** Puts and deletes rows. Those of entities without a place are forgotten. */
+   void writeTo( Store & store, RowsOf const & rowsOf );
+   void clear() { entries_.clear(); }
 
  private:
    struct Entry {
       Kel::Ptr< Kel::Entity const > entity;
-      Kel::AttributeRecord const * attribute;  // of the entity's class
+      /** Of the entity's class; null for the row of the entity itself. */
+      Kel::AttributeRecord const * attribute;
       std::string key;
 
       friend bool operator==( Entry const &, Entry const & ) = default;
       std::size_t hash() const {
          return Kel::combineHash(
             Kel::combineHash( Kel::hashOf( reinterpret_cast< std::uintptr_t >( entity.ptr() ) ),
-                              attribute->id() ),
+                              attribute ? attribute->id() : Kel::attributeLimit ),
             std::hash< std::string >{}( key ) );
       }
    };

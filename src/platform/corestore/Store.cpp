@@ -1,33 +1,34 @@
 #include "platform/corestore/Store.h"
 
+#include "platform/corestore/EntityRows.h"
+
 namespace Corestore {
 
-namespace {
-
-Kel::String rowKey( std::string const & path, std::string const & attribute,
-                    std::string const & key ) {
-   std::string const separator( 1, '\0' );
-   return Kel::String( path + separator + attribute + separator + key );
+void Store::refused( RowChange const & change, Kel::ValueError const & reason ) {
+   throw atRow( reason, change.row.path );
 }
 
-}  // namespace
-
 void MemoryStore::load( std::function< void( Row const & ) > const & row ) {
-   for ( auto const & [key, stored] : Kel::MemberWalk< Rows >( nullptr, rows_ ) ) {
+   for ( auto const & [path, stored] : Kel::MemberWalk< Rows >( nullptr, rows_ ) ) {
       row( stored );
    }
 }
 
 void MemoryStore::put( Row const & row ) {
-   rows_.set( rowKey( row.path, row.attribute, row.key ), row );
+   if ( showsNothing( row ) ) {
+      rows_.erase( Kel::String( row.path ) );
+   } else {
+      rows_.set( Kel::String( row.path ), row );
+   }
 }
 
-void MemoryStore::del( std::string const & path, std::string const & attribute,
-                       std::string const & key ) {
-   rows_.erase( rowKey( path, attribute, key ) );
-   std::string const entity = path + Kel::pointerStep( attribute ) + Kel::pointerStep( key );
+void MemoryStore::del( std::string const & path ) {
+   auto const gone = rows_.take( Kel::String( path ) );
+   if ( gone && gone->form != RowForm::entity && gone->form != RowForm::none ) {
+      return;
+   }
    for ( auto const & [name, stored] : Kel::MemberWalk< Rows >( nullptr, rows_ ) ) {
-      if ( stored.path == entity || stored.path.starts_with( entity + '/' ) ) {
+      if ( stored.path.starts_with( path + '/' ) ) {
          rows_.erase( name );
       }
    }

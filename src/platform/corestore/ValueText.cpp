@@ -151,6 +151,8 @@ class LineWriter {
       }
    }
    void add( Kel::Value::Object const & v ) {
+      // What most members take, so that the text seldom moves.
+      line_.reserve( line_.size() + 32 * v.size() );
       char separator = '{';
       for ( auto const & member : v ) {
          line_ += std::exchange( separator, ',' );

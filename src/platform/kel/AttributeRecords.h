@@ -44,6 +44,10 @@ class ScalarRecord final : public AttributeRecord {
       patchValue( value, patch );
       attribute.set( notifier, id(), value );
    }
+   void valueIs( Notifier & notifier, std::string_view, Value const & value ) const override {
+      ( static_cast< Owner & >( notifier ).*member_ )
+         .set( notifier, id(), fromValue< T >( value ) );
+   }
    Value preview( Notifier const & notifier, std::string_view,
                   Value const & patch ) const override {
       T value = ( static_cast< Owner const & >( notifier ).*member_ ).value();
@@ -98,6 +102,7 @@ class MapRecord final : public CollectionRecord< Owner, Member, K > {
    MapRecord( char const * name, Member Owner::*member )
       : CollectionRecord< Owner, Member, K >( name, AttributeKind::Map, member ) {}
 
+   bool holdsRecords() const override { return RecordType< V >; }
    std::optional< Value > read( Notifier const & notifier, std::string_view key ) const override {
       V const * value = this->attribute( notifier ).members().find( fromText< K >( key ) );
       return value ? std::optional( toValue( *value ) ) : std::nullopt;
@@ -115,6 +120,10 @@ class MapRecord final : public CollectionRecord< Owner, Member, K > {
       } else {
          map.set( notifier, this->id(), key, patched( key, map.get( key ), patch ) );
       }
+   }
+   void valueIs( Notifier & notifier, std::string_view text, Value const & value ) const override {
+      K const key = fromText< K >( text );
+      this->attribute( notifier ).set( notifier, this->id(), key, patched( key, V{}, value ) );
    }
    Value preview( Notifier const & notifier, std::string_view text,
                   Value const & patch ) const override {

@@ -22,6 +22,7 @@ std::optional< Value > AttributeRecord::read( Notifier const &, std::string_view
 }
 void AttributeRecord::check( std::string_view, Value const & ) const {}
 void AttributeRecord::write( Notifier &, std::string_view, Value const & ) const {}
+void AttributeRecord::valueIs( Notifier &, std::string_view, Value const & ) const {}
 Value AttributeRecord::preview( Notifier const &, std::string_view, Value const & ) const {
    return {};
 }

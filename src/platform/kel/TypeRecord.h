@@ -56,6 +56,8 @@ class AttributeRecord {
    virtual void checkKey( std::string_view key ) const;
    /** The keys' texts, in order. */
    virtual std::vector< std::string > keys( Notifier const & notifier ) const;
+   /** Whether it is a map of records. */
+   virtual bool holdsRecords() const { return false; }
 
    // Scalar (with an empty key) and Map.
    /** Nothing for an absent key or a scalar at its default. */
@@ -64,6 +66,9 @@ class AttributeRecord {
    virtual void check( std::string_view key, Value const & patch ) const;
    /** Applies the patch by one mutator call. Null deletes a key or sets the default. */
    virtual void write( Notifier & notifier, std::string_view key, Value const & patch ) const;
+   /** The same for a whole value: what it does not name, inside it too, is at its default. Throws
+    *  ValueError when it would not fit. */
+   virtual void valueIs( Notifier & notifier, std::string_view key, Value const & value ) const;
    /** The value that `write` would leave there; the default's for a null patch. */
    virtual Value preview( Notifier const & notifier, std::string_view key,
                           Value const & patch ) const;

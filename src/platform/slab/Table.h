@@ -189,6 +189,7 @@ class TableRecord final : public Kel::AttributeRecord {
       }
       return texts;
    }
+   bool holdsRecords() const override { return true; }
    std::optional< Kel::Value > read( Kel::Notifier const & notifier,
                                      std::string_view key ) const override {
       auto const & owner = static_cast< Owner const & >( notifier );
@@ -219,6 +220,12 @@ class TableRecord final : public Kel::AttributeRecord {
          ( owner.*member_ ).set( owner, id(), key, patched( owner, key, patch ) );
       }
    }
+   void valueIs( Kel::Notifier & notifier, std::string_view text,
+                 Kel::Value const & value ) const override {
+      auto & owner = static_cast< Owner & >( notifier );
+      K const key = Kel::fromText< K >( text );
+      ( owner.*member_ ).set( owner, id(), key, patched( key, R{}, value ) );
+   }
    Kel::Value preview( Kel::Notifier const & notifier, std::string_view text,
                        Kel::Value const & patch ) const override {
       return Kel::toValue(
@@ -230,7 +237,9 @@ class TableRecord final : public Kel::AttributeRecord {
 
  private:
    R patched( Owner const & owner, K const & key, Kel::Value const & patch ) const {
-      R row = ( owner.*member_ ).safeLookup( owner, key ).value_or( R{} );
+      return patched( key, ( owner.*member_ ).safeLookup( owner, key ).value_or( R{} ), patch );
+   }
+   static R patched( K const & key, R row, Kel::Value const & patch ) {
       Kel::patchValue( row, patch );
       if constexpr ( requires { row.key = key; } ) {
          row.key = key;

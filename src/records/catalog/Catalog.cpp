@@ -51,7 +51,8 @@ constexpr Place catalog[] = {
      .mode = "w",
      .input = "agentStatus",
      .writer = agent,
-     .meaning = "the agent's own books, which outlive it" },
+     .meaning = "the agent's own books, which outlive it",
+     .isBook = true },
    { .path = "qorclient/mlagpluginstatus",
      .type = "MlagP2p::QorClient::Status",
      .mode = "r",
@@ -118,7 +119,8 @@ constexpr Place catalog[] = {
      .input = "vxlanClientDir",
      .writer = "each client of the VXLAN agent, the agent its own entry \"qor\"",
      .meaning = "what is asked of the VXLAN agent",
-     .entryType = "Vxlan::VxlanClientConfig" },
+     .entryType = "Vxlan::VxlanClientConfig",
+     .agentEntry = "qor" },
    { .path = "mgmt/controller/status",
      .type = "ControllerClient::Status",
      .mode = "r",
@@ -262,22 +264,6 @@ Kel::TypeRecord const & recordOf( char const * type ) {
    return *record;
 }
 
-void checkEntries( Kel::Dir const & directory, Place const & place ) {
-   Kel::TypeRecord const & wanted = place.entryTypeRecord();
-   for ( auto const & [name, entry] : directory.entity() ) {
-      try {
-         if ( &entry->fwkType() != &wanted ) {
-            throw Kel::ValueError( std::string( "is no " ) + wanted.name );
-         }
-         if ( place.checkEntryName ) {
-            place.checkEntryName( name.view() );
-         }
-      } catch ( Kel::ValueError const & e ) {
-         throw e.below( name.view() );
-      }
-   }
-}
-
 }  // namespace
 
 Kel::TypeRecord const & Place::typeRecord() const {
@@ -312,18 +298,26 @@ char const * pathOf( std::string_view input ) {
    return placeOf( input ).path;
 }
 
+bool isAgents( std::string_view rowPath ) {
+   // The place is the longest that begins the path.
+   for ( std::size_t end = rowPath.size(); end != 0 && end != std::string_view::npos;
+         end = rowPath.rfind( '/', end - 1 ) ) {
+      if ( Place const * const place = placeAt( rowPath.substr( 0, end ) ) ) {
+         std::string_view const below = rowPath.substr( end );
+         std::string const own = place->agentEntry ? Kel::pointerStep( place->agentEntry ) : "";
+         return place->mode[0] == 'w' && below.starts_with( own ) &&
+                ( own.empty() || below.size() == own.size() || below[own.size()] == '/' );
+      }
+   }
+   return false;
+}
+
 void createPlaces( Corestore::EntityManager & em ) {
    for ( Place const & place : sortedCatalog ) {
-      auto const entity = em.entityIs( place.path, place.type );
-      try {
-         if ( !entity ) {
-            throw Kel::ValueError( std::string( "is no " ) + place.type );
-         }
-         if ( place.entryType ) {
-            checkEntries( static_cast< Kel::Dir const & >( *entity ), place );
-         }
-      } catch ( Kel::ValueError const & e ) {
-         throw e.below( place.path );
+      Corestore::RootRows const rows{ place.entryType ? &place.entryTypeRecord() : nullptr,
+                                      place.checkEntryName, place.isBook };
+      if ( !em.entityIs( place.path, place.type, rows ) ) {
+         throw Kel::ValueError( std::string( "is no " ) + place.type ).below( place.path );
       }
    }
 }

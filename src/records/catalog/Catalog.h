@@ -28,6 +28,11 @@ struct Place {
    void ( *checkEntryName )( std::string_view name ) = nullptr;
    /** A table in shared memory, which is mounted by itself. */
    bool isTable = false;
+   /** The agent's own books, which nobody else watches. */
+   bool isBook = false;
+   /** The one entry of a directory that is the agent's where others write there too; null where the
+    *  agent writes all or nothing. */
+   char const * agentEntry = nullptr;
 
    Kel::TypeRecord const & typeRecord() const;
    /** For directories alone. */
@@ -43,8 +48,11 @@ Place const * placeAt( std::string_view path );
 Place const & placeOf( std::string_view input );
 char const * pathOf( std::string_view input );
 
-/** Makes the entities that are not there yet. Throws Kel::ValueError when what stands there already
- *  has another type than the catalog's, entries of directories included. */
+/** Whether a row of the state (Corestore::Row) is written by the agent. */
+bool isAgents( std::string_view rowPath );
+
+/** Makes the entities that are not there yet, and tells how their rows are made up. Throws
+ *  Kel::ValueError when what stands there already has another type than the catalog's. */
 void createPlaces( Corestore::EntityManager & em );
 
 }  // namespace Catalog

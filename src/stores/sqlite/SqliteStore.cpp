@@ -11,6 +11,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "platform/corestore/EntityRows.h"
+#include "platform/corestore/ValueText.h"
 #include "platform/kel/StandardError.h"
 
 namespace Corestore {
@@ -19,25 +21,23 @@ namespace {
 
 /** Stand in the file's head: "QORC", and the number of the layout below. */
 constexpr char const * applicationId = "1364152899";
-constexpr char const * version = "1";
+constexpr char const * version = "2";
 
 /** Rows come back in the order of `position`, and so collections in theirs. There is one tree, not
  *  one of rows and one that leads to them, since what is written most is new rows. */
 constexpr char const * schema =
    "CREATE TABLE entry ("
-   " path TEXT NOT NULL, attribute TEXT NOT NULL, key TEXT NOT NULL, value TEXT NOT NULL,"
-   " position INTEGER NOT NULL, PRIMARY KEY ( path, attribute, key ) ) WITHOUT ROWID";
+   " path TEXT PRIMARY KEY, value TEXT NOT NULL, position INTEGER NOT NULL ) WITHOUT ROWID";
 
 constexpr char const * sql[] = {
    "BEGIN IMMEDIATE",
    "COMMIT",
-   ( "INSERT INTO entry ( path, attribute, key, value, position ) VALUES ( ?, ?, ?, ?, ?5 )"
+   ( "INSERT INTO entry ( path, value, position ) VALUES ( ?, ?, ?3 )"
      " ON CONFLICT DO UPDATE SET value = excluded.value" ),
-   "DELETE FROM entry WHERE path = ? AND attribute = ? AND key = ?",
    "DELETE FROM entry WHERE path = ?",
    // '0' is the character after '/'.
    "DELETE FROM entry WHERE path > ?1 || '/' AND path < ?1 || '0'",
-   "SELECT path, attribute, key, value FROM entry ORDER BY position",
+   "SELECT path, value FROM entry ORDER BY position",
 };
 
 std::string columnText( sqlite3_stmt * statement, int column ) {
@@ -189,7 +189,7 @@ void SqliteStore::open( std::string const & path, Mode mode ) {
       execute( "PRAGMA synchronous = NORMAL" );
       execute( "PRAGMA cache_size = -65536" );
       // Steps gather beside the file and are moved into it in large pieces.
-      execute( "PRAGMA wal_autocheckpoint = 16384" );
+      execute( "PRAGMA wal_autocheckpoint = 4096" );
       sqlite3_db_config( database_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr );
    }
    prepare();
@@ -197,6 +197,8 @@ void SqliteStore::open( std::string const & path, Mode mode ) {
 
 // Before there is a journal, so that the file is a state from its first byte on, even alone.
 void SqliteStore::createSchema() {
+   // A turn that adds many rows splits fewer of the larger pages.
+   execute( "PRAGMA page_size = 16384" );
    execute( "BEGIN IMMEDIATE" );
    execute( schema );
    execute( ( std::string( "PRAGMA application_id = " ) + applicationId ).c_str() );
@@ -292,8 +294,14 @@ void SqliteStore::load( std::function< void( Row const & ) > const & row ) {
    } const reset{ statement };
    int code;
    while ( ( code = sqlite3_step( statement ) ) == SQLITE_ROW ) {
-      row( { columnText( statement, 0 ), columnText( statement, 1 ), columnText( statement, 2 ),
-             columnText( statement, 3 ) } );
+      Row read{ columnText( statement, 0 ), RowForm::none, {} };
+      try {
+         read.value = parseJson( columnText( statement, 1 ) );
+      } catch ( TextError const & e ) {
+         refused( { read }, Kel::ValueError( e.what() ) );
+         continue;
+      }
+      row( read );
    }
    if ( code != SQLITE_DONE ) {
       fail( "cannot be read" );
@@ -309,17 +317,18 @@ void SqliteStore::beginStep() {
 
 void SqliteStore::put( Row const & row ) {
    beginStep();
-   sqlite3_bind_int64( prepared_[putRow], 5, ++lastPosition_ );
-   run( putRow, { row.path, row.attribute, row.key, row.value } );
+   if ( showsNothing( row ) ) {
+      run( delRow, { row.path } );
+      return;
+   }
+   sqlite3_bind_int64( prepared_[putRow], 3, ++lastPosition_ );
+   run( putRow, { row.path, jsonLine( row.value ) } );
 }
 
-void SqliteStore::del( std::string const & path, std::string const & attribute,
-                       std::string const & key ) {
+void SqliteStore::del( std::string const & path ) {
    beginStep();
-   run( delRow, { path, attribute, key } );
-   std::string const entity = path + Kel::pointerStep( attribute ) + Kel::pointerStep( key );
-   run( delEntity, { entity } );
-   run( delBelow, { entity } );
+   run( delRow, { path } );
+   run( delBelow, { path } );
 }
 
 void SqliteStore::flush() {

@@ -13,7 +13,7 @@ struct sqlite3_stmt;
 namespace Corestore {
 
 /**
- * Keeps the rows in a file: one table, a row of it for each, in readable text. What `flush` has
+ * Keeps the rows in a file: one table, a row of it for each, its value as JSON. What `flush` has
  * ended outlives the process, however it ends; after a loss of power the file stands at some
  * earlier `flush`.
  *
@@ -46,12 +46,11 @@ class SqliteStore final : public Store {
 
    void load( std::function< void( Row const & ) > const & row ) override;
    void put( Row const & row ) override;
-   void del( std::string const & path, std::string const & attribute,
-             std::string const & key ) override;
+   void del( std::string const & path ) override;
    void flush() override;
 
  private:
-   enum Statement { begin, commit, putRow, delRow, delEntity, delBelow, allRows, statements };
+   enum Statement { begin, commit, putRow, delRow, delBelow, allRows, statements };
 
    /** As messages name the file. */
    std::string shownFile() const;

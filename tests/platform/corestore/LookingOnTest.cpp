@@ -5,34 +5,50 @@
 #include <vector>
 
 #include "platform/corestore/EntityManager.h"
+#include "platform/corestore/ValueText.h"
 #include "platform/kel/Sample.h"
 
 namespace {
 
 using Sample::Box, Sample::Shelf, Sample::Log;
 
+using Corestore::Row, Corestore::RowChange, Corestore::RowForm, Corestore::parseJson;
+
 /** A store through which others change the state. */
 class SharedStore final : public Corestore::Store {
  public:
-   void load( std::function< void( Corestore::Row const & ) > const & row ) override {
-      row( { "", "", "there/shelf", "Sample::Shelf" } );
-      row( { "there/shelf", "box", "a/b", "\"Sample::Box\"" } );
+   Takes takes() const override { return taking; }
+   void load( std::function< void( Row const & ) > const & row ) override {
+      row(
+         { "there/shelf/box/a~1b", RowForm::entity, parseJson( R"({"size":9,"label":"old"})" ) } );
    }
-   void put( Corestore::Row const & row ) override {
-      written.push_back( row.path + " " + row.attribute + "[" + row.key + "] = " + row.value );
+   void put( Row const & row ) override {
+      written.push_back( row.path + " = " + Corestore::jsonLine( row.value ) );
    }
-   void del( std::string const & path, std::string const & attribute,
-             std::string const & key ) override {
-      written.push_back( path + " " + attribute + "[" + key + "]" );
+   void del( std::string const & path ) override { written.push_back( path + " gone" ); }
+   void flush() override { written.push_back( "." ); }
+   void holderIs( Corestore::RowHolder * of ) override { holder = of; }
+   void refused( RowChange const & change, Kel::ValueError const & reason ) override {
+      written.push_back( "refused " + change.row.path + " " + reason.pointer() + ": " +
+                         reason.what() );
    }
-   void flush() override {}
-   void arrivalsTo( Arrivals to ) override { arrivals = std::move( to ); }
-   void refused( Corestore::RowChange const & change, std::string const & reason ) override {
-      written.push_back( "refused " + change.row.path + ": " + reason );
-   }
-   Arrivals arrivals;
+   Takes taking = Takes::now;
+   Corestore::RowHolder * holder = nullptr;
    Log written;
 };
+
+RowChange there( char const * below, char const * value ) {
+   return { { std::string( "there/" ) + below, RowForm::none, parseJson( value ) } };
+}
+RowChange gone( char const * below ) {
+   return { { std::string( "there/" ) + below, RowForm::none, {} }, true };
+}
+
+void checkName( std::string_view name ) {
+   if ( name == "bad" ) {
+      throw Kel::ValueError( "is a bad name" );
+   }
+}
 
 class LookingOnTest : public testing::Test {
  protected:
@@ -48,10 +64,29 @@ class LookingOnTest : public testing::Test {
    SharedStore store;
    Kel::Ptr< Orb::TaskScheduler > const scheduler{
       new Orb::TaskScheduler( std::make_unique< Orb::VirtualTime >() ) };
-   Kel::Ptr< Corestore::EntityManager > const em{
-      new Corestore::EntityManager( scheduler, &store ) };
-   Kel::Ptr< Shelf > const shelf = Kel::ptrCast< Shelf >( em->standing( "there/shelf" ) );
-   Kel::Ptr< Box > const box = shelf->box( "a/b" );
+   Kel::Ptr< Corestore::EntityManager > const em{ new Corestore::EntityManager( scheduler ) };
+   Kel::Ptr< Shelf > const shelf =
+      Kel::ptrCast< Shelf >( em->entityIs( "there/shelf", "Sample::Shelf" ) );
+   Kel::Ptr< Kel::Dir > const dir = Kel::ptrCast< Kel::Dir >(
+      em->entityIs( "there/dir", "Kel::Dir", { &Box::kelType(), &checkName } ) );
+   Kel::Ptr< Box > const books =
+      Kel::ptrCast< Box >( em->entityIs( "there/books", "Sample::Box", { .isBook = true } ) );
+   Kel::Ptr< Box > box;
+
+   LookingOnTest() {
+      em->storeIs( &store );
+      box = shelf->box( "a/b" );
+   }
+   Log save() {
+      em->save();
+      return std::exchange( store.written, {} );
+   }
+   /** What others have changed, with what follows: what was written of it, and refused. */
+   Log arrive( std::vector< RowChange > changes ) {
+      store.holder->arrived( std::move( changes ) );
+      scheduler->runReady();
+      return save();
+   }
 };
 
 TEST_F( LookingOnTest, SeveralSeeEachChangeAndWhoseItIs ) {
@@ -70,37 +105,126 @@ TEST_F( LookingOnTest, SeveralSeeEachChangeAndWhoseItIs ) {
 TEST_F( LookingOnTest, WhatOthersChangeIsATurnAndIsNotWrittenBack ) {
    auto const seen = observer( "seen" );
    int turns = 0;
-   scheduler->turnEndIs( [&] {
-      ++turns;
-      em->save();
-   } );
-   script.on["seen size by others"] = [&] { box->labelIs( "set off" ); };
-   std::string const path = "there/shelf/box/a~1b";
-   store.arrivals( { { { path, "size", "", "7" } },
-                     { { path, "item", "3", "4" } },
-                     { { path, "size", "", "\"much\"" } },
-                     { { path, "height", "", "1" } },
-                     { { "there/shelf/box/c", "size", "", "1" } },
-                     { { "elsewhere", "size", "", "1" } },
-                     { { path, "item", "3", "" }, true },
-                     { { "there/shelf", "box", "d", "\"Sample::Box\"" } },
-                     { { "there/shelf", "box", "a/b", "" }, true },
-                     { { "there/shelf", "box", "a/b", "" }, true } } );
+   scheduler->turnEndIs( [&] { ++turns; } );
+   script.on["seen size by others"] = [&] { box->itemIs( 7, 7 ); };
+   // The label is lost; a box that comes is announced whole.
+   store.holder->arrived( { there( "shelf/box/a~1b", R"({"size":7})" ),
+                            there( "shelf/box/a~1b/item/3", "4" ), gone( "shelf/box/a~1b/item/3" ),
+                            there( "shelf/box/d", R"({"@type":"Sample::Box","size":1})" ),
+                            gone( "shelf/box/a~1b" ), gone( "shelf/box/a~1b/item/3" ),
+                            gone( "shelf/box/a~1b" ), there( "books", R"({"size":1,"label":"x"})" ),
+                            there( "books", R"({"size":1,"label":"x"})" ), gone( "books" ) } );
    EXPECT_EQ( script.take(), Log{} ) << "not before its turn";
    scheduler->runReady();
    EXPECT_EQ( turns, 1 );
    EXPECT_EQ( script.take(),
-              ( Log{ "seen size by others", "seen label by ?", "seen item by others",
-                     "seen item by others", "seen box by others", "seen box by others" } ) );
+              ( Log{ "seen size by others", "seen item by ?", "seen label by others",
+                     "seen item by others", "seen item by others", "seen box by others",
+                     "seen box by others", "seen size by others", "seen label by others",
+                     "seen size by others", "seen label by others" } ) );
    EXPECT_EQ( box->size(), 7 );
+   EXPECT_EQ( box->label(), "" );
    EXPECT_FALSE( shelf->box( "a/b" ) );
-   EXPECT_TRUE( shelf->box( "d" ) );
+   EXPECT_EQ( shelf->box( "d" )->size(), 1 );
+   EXPECT_EQ( save(), Log{ "." } );
+   EXPECT_EQ( arrive( { there( "shelf/box/d", R"({"size":2})" ) } ), Log{ "." } );
+}
+
+TEST_F( LookingOnTest, ARowIsAllThatItStandsFor ) {
+   Log const refused = arrive( {
+      there( "shelf/box/a~1b/price/EUR", R"({"amount":3})" ),
+      there( "shelf/box/a~1b/price/EUR", R"({"currency":"EUR"})" ),
+      there( "dir/one", R"({"size":1})" ),
+      there( "dir/two", R"({"@type":"Sample::Box"})" ),
+      there( "shelf/best", R"({"label":"best"})" ),
+      // What does not fit changes nothing, and tells where.
+      there( "shelf/box/a~1b", R"({"label":"new","size":"much"})" ),
+      there( "shelf/box/a~1b", R"({"label":"new","item":{}})" ),
+      there( "shelf/box/a~1b", R"({"label":"new","height":1})" ),
+      there( "shelf/box/a~1b", "7" ),
+      there( "shelf/box/a~1b/price/EUR", R"({"currency":"USD"})" ),
+      there( "shelf/box/a~1b/price/EUR", "null" ),
+      there( "shelf/box/a~1b/item/x", "1" ),
+      there( "shelf/box/a~1b/size", "1" ),
+      there( "shelf/box/c/item/1", "1" ),
+      there( "dir/three", R"({"@type":"Sample::Shelf"})" ),
+      there( "dir/bad", "{}" ),
+      there( "elsewhere", "{}" ),
+   } );
+   EXPECT_EQ( box->price( "EUR" ), ( Sample::Price{ "EUR", 0 } ) );
+   EXPECT_EQ( dir->entityCount(), 2U );
+   EXPECT_EQ( Kel::ptrCast< Box >( dir->entity( "one" ) )->size(), 1 );
+   EXPECT_EQ( shelf->best()->label(), "best" );
+   EXPECT_EQ( box->label(), "old" );
+   std::string const price = "refused there/shelf/box/a~1b/price/EUR ";
    EXPECT_EQ(
-      store.written,
-      ( Log{ "refused " + path + ": wants a whole number, -2147483648 to 2147483647, not a text",
-             "refused " + path + ": unknown attribute height",
-             "refused there/shelf/box/c: stands without its entity",
-             "refused elsewhere: stands without its entity" } ) );
+      refused,
+      ( Log{ "refused there/shelf/box/a~1b /size: wants a whole number, -2147483648 to "
+             "2147483647, not a text",
+             "refused there/shelf/box/a~1b /item: is no member of its entity's row, but "
+             "has rows of its own",
+             "refused there/shelf/box/a~1b /height: unknown attribute height",
+             "refused there/shelf/box/a~1b : wants an object, not a number",
+             price + ": repeats another key than its own", price + ": wants an object, not null",
+             "refused there/shelf/box/a~1b/item/x : wants a whole number, -2147483648 to "
+             "2147483647, not \"x\"",
+             "refused there/shelf/box/a~1b/size : is no row, but a member of its entity's",
+             "refused there/shelf/box/c/item/1 : stands without its entity",
+             "refused there/dir/three /@type: wants type Sample::Box, not Sample::Shelf",
+             "refused there/dir/bad : is a bad name",
+             "refused there/elsewhere : stands without its entity", "." } ) );
+}
+
+TEST_F( LookingOnTest, ARowIsWrittenOnceAsItStands ) {
+   box->sizeIs( 2 );
+   box->labelIs( "" );
+   box->itemIs( 2, 1 );
+   box->itemIs( 1, 1 );
+   box->itemIs( 1, 2 );
+   box->itemDel( 2 );
+   box->itemIs( 2, 3 );
+   auto const fresh = shelf->boxIs( "fresh" );
+   fresh->itemIs( 5, 5 );
+   dir->createEntity( "Sample::Box", "one" );
+   shelf->sortedIs( "s" );
+   shelf->sortedDel( "s" );
+   books->sizeIs( 1 );
+   store.taking = Corestore::Store::Takes::later;
+   EXPECT_EQ( save(), Log{} );
+   store.taking = Corestore::Store::Takes::now;
+   EXPECT_EQ(
+      save(),
+      ( Log{ R"(there/shelf/box/a~1b = {"size":2})", "there/shelf/box/a~1b/item/1 = 2",
+             "there/shelf/box/a~1b/item/2 gone", "there/shelf/box/a~1b/item/2 = 3",
+             R"(there/shelf/box/fresh = {"@type":"Sample::Box"})",
+             "there/shelf/box/fresh/item/5 = 5", R"(there/dir/one = {"@type":"Sample::Box"})",
+             "there/shelf/sorted/s gone", R"(there/books = {"size":1})", "." } ) );
+   // A root is not taken out, which would take what is below it too.
+   books->sizeIs( 0 );
+   EXPECT_EQ( save(), ( Log{ "there/books = {}", "." } ) );
+   books->sizeIs( 1 );
+   store.taking = Corestore::Store::Takes::all;
+   EXPECT_EQ( save(), Log{} );
+   store.taking = Corestore::Store::Takes::now;
+   EXPECT_EQ( save(), Log{ "." } );
+}
+
+TEST_F( LookingOnTest, TypesAloneTellWhatMayStand ) {
+   auto const form = [this]( char const * below ) {
+      return store.holder->formOf( std::string( "there/" ) + below );
+   };
+   for ( char const * entity : { "shelf", "shelf/box/none", "shelf/best", "dir/none", "books" } ) {
+      EXPECT_EQ( form( entity ), RowForm::entity ) << entity;
+   }
+   for ( char const * none :
+         { "", "elsewhere", "shelf/box", "shelf/box/x/size", "shelf/best/y", "shelf/box/x/item",
+           "shelf/box/x/item/y", "shelf/box/x/item/1/2", "dir/bad", "dir/x/y" } ) {
+      EXPECT_EQ( form( none ), RowForm::none ) << none;
+   }
+   EXPECT_EQ( form( "shelf/box/none/item/1" ), RowForm::value );
+   EXPECT_EQ( form( "dir/none/price/EUR" ), RowForm::record );
+   EXPECT_EQ( form( "books/price/EUR" ), RowForm::book );
+   EXPECT_EQ( form( "books/item" ), RowForm::bookMap );
 }
 
 }  // namespace

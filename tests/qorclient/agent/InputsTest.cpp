@@ -102,4 +102,16 @@ TEST_F( InputsTest, AreTheEntitiesOfTheCatalog ) {
    EXPECT_EQ( checked["QorClientL3::V1::RootSm"], 8 );
 }
 
+TEST( CatalogTest, KnowsWhichRowsAreTheAgents ) {
+   for ( char const * own : { "qorclient/status", "qorclient/status/vlanForVni/7",
+                              "vxlan/clientDir/qor", "vxlan/clientDir/qor/vtiVniConfig/x",
+                              "qorclientl3/version1/global/groupSetStatus/red" } ) {
+      EXPECT_TRUE( Catalog::isAgents( own ) ) << own;
+   }
+   for ( char const * other : { "", "qorclient", "qorclient/statusOf", "vxlan/clientDir",
+                                "vxlan/clientDir/qor2", "qor/version1/policy/policy", "mlag/x" } ) {
+      EXPECT_FALSE( Catalog::isAgents( other ) ) << other;
+   }
+}
+
 }  // namespace

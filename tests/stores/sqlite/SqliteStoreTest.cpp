@@ -14,11 +14,17 @@
 #include <sstream>
 #include <vector>
 
+#include "platform/corestore/ValueText.h"
+
 namespace {
 
 namespace fs = std::filesystem;
-using Corestore::Row, Corestore::SqliteStore, Corestore::StoreError;
+using Corestore::Row, Corestore::RowForm, Corestore::SqliteStore, Corestore::StoreError;
 using testing::ElementsAre, testing::HasSubstr, testing::StartsWith;
+
+Row entity( std::string const & path, char const * member ) {
+   return { path, RowForm::entity, Kel::Value::Object{ { member, true } } };
+}
 
 class SqliteStoreTest : public testing::Test {
  protected:
@@ -32,7 +38,7 @@ class SqliteStoreTest : public testing::Test {
    static std::vector< std::string > rowsOf( Corestore::Store & store ) {
       std::vector< std::string > rows;
       store.load( [&]( Row const & row ) {
-         rows.push_back( row.path + " " + row.attribute + " " + row.key + " " + row.value );
+         rows.push_back( row.path + " " + Corestore::jsonLine( row.value ) );
       } );
       return rows;
    }
@@ -99,33 +105,36 @@ class SqliteStoreTest : public testing::Test {
    std::string file;
 };
 
-TEST_F( SqliteStoreTest, KeepsOrderAndForgetsWhatIsBelowADeletedEntity ) {
+TEST_F( SqliteStoreTest, KeepsOrderAndForgetsWhatIsBelowADeletedRow ) {
    {
       SqliteStore store( file );
-      store.put( { "", "", "a", "T" } );
+      store.put( entity( "a", "size" ) );
       for ( char const * key : { "z", "y", "z0", "x" } ) {
-         store.put( { "a", "box", key, "\"Box\"" } );
-         store.put( { "a/box/" + std::string( key ), "size", "", "1" } );
+         store.put( entity( "a/box/" + std::string( key ), "size" ) );
       }
-      store.put( { "a/box/z/item/1", "n", "", "2" } );
-      store.put( { "a/box/y", "size", "", "7" } );
-      store.del( "a", "box", "z" );
-      store.put( { "a", "box", "z", "again 'quoted' \xc3\xa4" } );
+      store.put( entity( "a/box/z/item/1", "n" ) );
+      store.put( entity( "a/box/y", "quoted ' \" \xc3\xa4" ) );
+      store.del( "a/box/z" );
+      store.put( entity( "a/box/z", "again" ) );
+      // A root that has nothing to show leaves what is below it.
+      store.put( { "a", RowForm::entity, Kel::Value::Object() } );
       store.flush();
-      store.put( { "a", "box", "never", "flushed" } );
+      store.put( entity( "a/box/never", "flushed" ) );
    }
-   std::vector< std::string > const expected{ "  a T",
-                                              "a box y \"Box\"",
-                                              "a/box/y size  7",
-                                              "a box z0 \"Box\"",
-                                              "a/box/z0 size  1",
-                                              "a box x \"Box\"",
-                                              "a/box/x size  1",
-                                              "a box z again 'quoted' \xc3\xa4" };
-   EXPECT_EQ( rows(), expected );
+   EXPECT_THAT(
+      rows(), ElementsAre( "a/box/y {\"quoted ' \\\" \xc3\xa4\":true}", "a/box/z0 {\"size\":true}",
+                           "a/box/x {\"size\":true}", "a/box/z {\"again\":true}" ) );
    // Reading leaves nothing beside the file, which is its owner's alone.
    EXPECT_EQ( std::distance( fs::directory_iterator( directory ), fs::directory_iterator() ), 1 );
    EXPECT_EQ( fs::status( file ).permissions(), fs::perms::owner_read | fs::perms::owner_write );
+   edit( "update entry set value = '{' where path = 'a/box/x'" );
+   try {
+      rows();
+      FAIL();
+   } catch ( Kel::ValueError const & e ) {
+      EXPECT_EQ( e.pointer(), "/a/box/x" );
+      EXPECT_THAT( e.what(), StartsWith( "not JSON" ) );
+   }
 }
 
 TEST_F( SqliteStoreTest, RefusesWhatIsNotItsOwnAndLeavesIt ) {
@@ -149,17 +158,17 @@ TEST_F( SqliteStoreTest, RefusesWhatIsNotItsOwnAndLeavesIt ) {
       SqliteStore store( file );
       EXPECT_EQ( refusal(), "cannot be used: in use by another process" );
       for ( int n = 0; n != 1000; ++n ) {
-         store.put( { "a", "map", std::to_string( n ), "1" } );
+         store.put( entity( "a/map/" + std::to_string( n ), "b" ) );
       }
       store.flush();
    }
    std::string const good = bytes( file );
-   edit( "pragma user_version = 2" );
-   EXPECT_EQ( refusal(), "has version 2, this program knows version 1" );
+   edit( "pragma user_version = 1" );
+   EXPECT_EQ( refusal(), "has version 1, this program knows version 2" );
    for ( auto const & [sql, why] :
-         { std::pair( "update entry set position = 'x1' where key = '7'",
+         { std::pair( "update entry set position = 'x1' where path = 'a/map/7'",
                       "is damaged: a row has the position x1" ),
-           { "update entry set position = 9223372036854775807 where key = '7'",
+           { "update entry set position = 9223372036854775807 where path = 'a/map/7'",
              "is damaged: a row has the position 9223372036854775807" },
            { "alter table entry rename to e; create view entry as select * from e",
              "is damaged: it has other tables than the state of a switch" } } ) {
@@ -168,7 +177,7 @@ TEST_F( SqliteStoreTest, RefusesWhatIsNotItsOwnAndLeavesIt ) {
       EXPECT_EQ( refusal(), why );
    }
    // Damage in the middle, and a file cut short.
-   std::ofstream( file ) << std::string( good ).replace( 9000, 4000, 4000, '\x7f' );
+   std::ofstream( file ) << std::string( good ).replace( 44000, 4000, 4000, '\x7f' );
    EXPECT_THAT( refusal(), HasSubstr( "damaged" ) );
    EXPECT_THAT( refusal( SqliteStore::Mode::read ), HasSubstr( "damaged" ) );
    std::ofstream( file ) << good.substr( 0, good.size() / 2 );
@@ -213,7 +222,7 @@ TEST_F( SqliteStoreTest, IsAStateFromItsFirstByteOn ) {
    EXPECT_TRUE( fs::exists( file + "-journal" ) );
    {
       SqliteStore store( file );
-      store.put( { "", "", "a", "T" } );
+      store.put( entity( "a", "b" ) );
       store.flush();
       // What a copy without the journal holds is an earlier state.
       fs::copy_file( file, directory / "copy.db" );
@@ -238,7 +247,7 @@ TEST_F( SqliteStoreTest, TakesFilesBehindLinksEmptyOnesAndAnyName ) {
    EXPECT_EQ( fs::status( file ).permissions(), fs::perms::owner_read | fs::perms::owner_write );
    // Read while it is open, not yet and already written.
    EXPECT_THROW( SqliteStore( link, SqliteStore::Mode::read ), StoreError );
-   store.put( { "", "", "a", "T" } );
+   store.put( entity( "a", "b" ) );
    store.flush();
    EXPECT_THROW( SqliteStore( link, SqliteStore::Mode::read ), StoreError );
 
@@ -246,7 +255,7 @@ TEST_F( SqliteStoreTest, TakesFilesBehindLinksEmptyOnesAndAnyName ) {
    for ( char const * name : { ":memory:", "file:x?mode=memory", "a%20b#c" } ) {
       {
          SqliteStore odd( name );
-         odd.put( { "", "", "a", "T" } );
+         odd.put( entity( "a", "b" ) );
          odd.flush();
       }
       fs::permissions( name, fs::perms::all );
@@ -268,7 +277,8 @@ TEST_F( SqliteStoreTest, AFullDiskLosesNothingThatWasFlushed ) {
       try {
          SqliteStore store( file );
          for ( int n = 0;; ++n ) {
-            store.put( { "a", "map", std::to_string( n ), std::string( 1000, 'x' ) } );
+            store.put(
+               { "a/map/" + std::to_string( n ), RowForm::value, std::string( 1000, 'x' ) } );
             store.flush();
             std::ofstream( directory / "flushed" ) << n + 1;
          }
