@@ -14,10 +14,15 @@
 #include "platform/flashlog/Decode.h"
 #include "platform/kel/StandardError.h"
 #include "platform/kel/TraceHandle.h"
+#include "program/ApplyCommand.h"
+#include "program/AuditCommand.h"
 #include "program/CheckCommand.h"
 #include "program/DescribeCommand.h"
+#include "program/InitCommand.h"
 #include "program/RunCommand.h"
+#include "program/ServeCommand.h"
 #include "program/ShowCommand.h"
+#include "program/WatchCommand.h"
 #include "program/WhyCommand.h"
 #include "views/Graph.h"
 #include "views/tables/Tables.h"
@@ -29,6 +34,7 @@ namespace {
 constexpr int exitDone = 0;
 constexpr int exitBadInput = 2;
 constexpr char version[] = "qorclient " QORCLIENT_VERSION;
+constexpr char switchVersion[] = "qorswitch " QORCLIENT_VERSION;
 
 struct Arguments {
    RunOptions run;
@@ -36,6 +42,13 @@ struct Arguments {
    ShowOptions show;
    WhyOptions why;
    DescribeOptions describe;
+   ServeOptions serve;
+   SimulateOptions simulate;
+   InitOptions init;
+   ApplyOptions apply;
+   GetOptions get;
+   WatchOptions watch;
+   AuditOptions audit;
    std::string scenario;
    std::string traceFile;
 };
@@ -77,14 +90,52 @@ std::string someName( std::string const & name ) {
    return name.empty() ? "a name is empty" : "";
 }
 
+void addSwitch( CLI::App & command, LiveOptions & live ) {
+   command.add_option( "--switch", live.switchName, "The name of the switch (local)" )
+      ->check( checkSwitchName );
+}
+
+CLI::Option & addRedis( CLI::App & group, LiveOptions & live ) {
+   return *group.add_option( "--redis", live.redis, "The live state" )
+              ->option_text( "unix:PATH|HOST:PORT" )
+              ->check( checkAddress );
+}
+
+void addLive( CLI::App & command, LiveOptions & live ) {
+   addRedis( command, live ).required();
+   addSwitch( command, live );
+}
+
+/** What the services have in common. */
+template < class Options >
+void addService( CLI::App & command, Options & options ) {
+   addLive( command, options.live );
+   command.add_flag( "--end-if-held", options.endIfHeld,
+                     "End when another process serves the switch; otherwise wait for it" );
+   command
+      .add_option( "--lease", options.lease,
+                   "Seconds after which another one takes over from one that is silent (10)" )
+      ->check( CLI::Range( 0.1, 3600. ) );
+}
+
 void addSource( CLI::App & command, StateSource & from, bool & json ) {
    CLI::Option_group & source = *command.add_option_group( "source" );
    source.add_option( "--scenario", from.scenario, "Play it and look at its end" )
       ->check( someName );
    source.add_option( "--state", from.state, "Look at a state document or the file of a run" )
       ->check( someName );
+   addRedis( source, from.live );
    source.require_option( 1 );
+   addSwitch( command, from.live );
    command.add_flag( "--json", json, "Write JSON" );
+}
+
+void addTraces( CLI::App & command, std::vector< std::string > & traces, std::string & file ) {
+   command.add_option( "--trace", traces, "Text trace on standard error" )
+      ->option_text( "LEVEL|HANDLE=LEVEL ..." )
+      ->allow_extra_args( false )
+      ->check( checkTrace );
+   command.add_option( "--trace-file", file, "Write the binary trace" )->check( someName );
 }
 
 void addCommands( CLI::App & app, Arguments & arguments ) {
@@ -102,12 +153,39 @@ void addCommands( CLI::App & app, Arguments & arguments ) {
       ->check( someName );
    run.add_option( "--journal", arguments.run.journal, "Write the agent's changes, one a line" )
       ->check( someName );
-   run.add_option( "--trace", arguments.traces, "Text trace on standard error" )
-      ->option_text( "LEVEL|HANDLE=LEVEL ..." )
-      ->allow_extra_args( false )
-      ->check( checkTrace );
-   run.add_option( "--trace-file", arguments.run.traceFile, "Write the binary trace" )
-      ->check( someName );
+   addTraces( run, arguments.traces, arguments.run.traceFile );
+
+   CLI::App & serve =
+      *app.add_subcommand( "serve", "Be the agent of a switch whose state is in Redis" );
+   addService( serve, arguments.serve );
+   addTraces( serve, arguments.traces, arguments.serve.traceFile );
+
+   CLI::App & init = *app.add_subcommand( "init", "Set up the state of a switch in Redis, once" );
+   addLive( init, arguments.init.live );
+   init.add_flag( "--accept", arguments.init.accept,
+                  "Say that the state is the right one, though it is older than before" );
+
+   CLI::App & apply =
+      *app.add_subcommand( "apply", "Change the live state by a document, whole or not at all" );
+   apply.add_option( "DOCUMENT", arguments.apply.document )->required();
+   addLive( apply, arguments.apply.live );
+
+   CLI::App & get = *app.add_subcommand( "get", "Print the live state as a document" );
+   get.add_option( "PATH", arguments.get.path, "What stands there and below; without it, all" );
+   addLive( get, arguments.get.live );
+
+   CLI::App & watch = *app.add_subcommand( "watch", "Print each change of the live state" );
+   watch.add_option( "PATH", arguments.watch.path, "Changes there and below; without it, all" );
+   addLive( watch, arguments.watch.live );
+   watch.add_flag( "--json", arguments.watch.json, "Write JSON" );
+
+   CLI::App & audit = *app.add_subcommand(
+      "audit", "Say what stands and is not wanted, what is missing, and who works on it" );
+   addLive( audit, arguments.audit.live );
+   audit.add_flag( "--json", arguments.audit.json, "Write JSON" );
+   CLI::Option & remove =
+      *audit.add_flag( "--remove", arguments.audit.remove, "Take out what is not wanted" );
+   audit.add_flag( "--yes", arguments.audit.sure, "Do not ask before" )->needs( &remove );
 
    CLI::App & check = *app.add_subcommand( "check", "Validate a scenario without playing it" );
    check.add_option( "SCENARIO", arguments.scenario )->required();
@@ -137,21 +215,55 @@ void addCommands( CLI::App & app, Arguments & arguments ) {
    decode.add_option( "FILE", arguments.traceFile )->required();
 }
 
+void addSwitchCommands( CLI::App & app, Arguments & arguments ) {
+   app.require_subcommand( 1 );
+   app.set_version_flag( "--version", switchVersion, "Print the version" );
+   SimulateOptions & options = arguments.simulate;
+   CLI::App & simulate =
+      *app.add_subcommand( "simulate", "Answer the agent as the hardware and the VXLAN agent do" );
+   addService( simulate, options );
+   simulate.add_option( "--vlan-pool", options.vlanPool, "VLANs for VNIs that are asked for" )
+      ->option_text( "FIRST-LAST" );
+   simulate.add_option( "--flow-capacity", options.flowCapacity,
+                        "Rules that a flow table takes; 0 for any number (0)" );
+   simulate.add_option( "--answer-after", options.answerAfter,
+                        "Seconds from a new rule to its answer (0)" );
+}
+
 /** An agent writes its trace into the folder where it is started, which is right for a service and
  *  not for a command: here it does so only when it was told where. */
-void keepFolderClean( RunOptions const & run ) {
-   if ( !std::getenv( "FLASHLOGDIR" ) || !run.traceFile.empty() ) {
+void keepFolderClean( Arguments const & arguments ) {
+   if ( !std::getenv( "FLASHLOGDIR" ) || !arguments.run.traceFile.empty() ||
+        !arguments.serve.traceFile.empty() ) {
       ::setenv( "FLASHLOG_DISABLE", "1", 1 );
    }
 }
 
 int runCommand( std::string const & name, Arguments const & arguments ) {
-   keepFolderClean( arguments.run );
+   keepFolderClean( arguments );
    if ( name == "run" ) {
       setTraces( arguments.traces );
       return runScenario( arguments.run );
    }
-   if ( name == "check" ) {
+   if ( name == "serve" ) {
+      setTraces( arguments.traces );
+      return serveSwitch( arguments.serve );
+   }
+   if ( name == "simulate" ) {
+      return simulateSwitch( arguments.simulate );
+   }
+   if ( name == "audit" ) {
+      return auditState( arguments.audit );
+   }
+   if ( name == "init" ) {
+      initState( arguments.init );
+   } else if ( name == "apply" ) {
+      applyDocument( arguments.apply );
+   } else if ( name == "get" ) {
+      getState( arguments.get );
+   } else if ( name == "watch" ) {
+      watchState( arguments.watch );
+   } else if ( name == "check" ) {
       checkScenario( arguments.scenario );
    } else if ( name == "show" ) {
       return showTable( arguments.show );
@@ -187,13 +299,7 @@ int refused( CLI::ParseError const & error, int argc, char const * const * argv 
    return exitBadInput;
 }
 
-}  // namespace
-
-int runCommandLine( int argc, char const * const * argv ) {
-   CLI::App app( "The policy agent of a data-centre switch, and a switch to run it on",
-                 "qorclient" );
-   Arguments arguments;
-   addCommands( app, arguments );
+int run( CLI::App & app, Arguments const & arguments, int argc, char const * const * argv ) {
    try {
       app.parse( argc, argv );
    } catch ( CLI::ParseError const & e ) {
@@ -214,6 +320,23 @@ int runCommandLine( int argc, char const * const * argv ) {
       Kel::writeStandardError( "out of memory\n" );
       return exitBadInput;
    }
+}
+
+}  // namespace
+
+int runCommandLine( int argc, char const * const * argv ) {
+   CLI::App app( "The policy agent of a data-centre switch, and a switch to run it on",
+                 "qorclient" );
+   Arguments arguments;
+   addCommands( app, arguments );
+   return run( app, arguments, argc, argv );
+}
+
+int runSwitchCommandLine( int argc, char const * const * argv ) {
+   CLI::App app( "The other agents of a switch", "qorswitch" );
+   Arguments arguments;
+   addSwitchCommands( app, arguments );
+   return run( app, arguments, argc, argv );
 }
 
 }  // namespace Program

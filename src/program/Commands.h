@@ -9,5 +9,7 @@ namespace Program {
  * The switch of a run is left standing, as a process that is killed would leave it.
  */
 int runCommandLine( int argc, char const * const * argv );
+/** The same for the program of a switch's other agents. */
+int runSwitchCommandLine( int argc, char const * const * argv );
 
 }  // namespace Program

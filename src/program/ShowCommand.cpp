@@ -8,7 +8,7 @@ namespace Program {
 
 int showTable( ShowOptions const & options ) {
    OpenedState const state = openState( options.source );
-   Views::TextTable const table = Views::tableOf( options.table, state.device.entityManager() );
+   Views::TextTable const table = Views::tableOf( options.table, state.entityManager );
    if ( options.json ) {
       table.printJson( std::cout );
    } else {

@@ -49,7 +49,7 @@ OpenedState ofScenario( std::string const & file ) {
          met = false;
       }
    }
-   return { device, met };
+   return { device.entityManager(), met };
 }
 
 }  // namespace
@@ -65,8 +65,15 @@ OpenedState openState( StateSource const & source ) {
    if ( !source.scenario.empty() ) {
       return ofScenario( source.scenario );
    }
-   return { Corestore::SqliteStore::isSuchFile( source.state ) ? ofStateFile( source.state )
-                                                               : ofDocument( source.state ) };
+   if ( !source.live.redis.empty() ) {
+      auto & state = *new LiveState( source.live );
+      state.open();
+      return { state.entityManager() };
+   }
+   Scenarios::Switch const & device = Corestore::SqliteStore::isSuchFile( source.state )
+                              ? ofStateFile( source.state )
+                              : ofDocument( source.state );
+   return { device.entityManager() };
 }
 
 }  // namespace Program

@@ -2,23 +2,26 @@
 
 #include <string>
 
+#include "program/LiveState.h"
 #include "scenario/Scenario.h"
 #include "scenario/Switch.h"
 
 namespace Program {
 
-/** Where a state comes from, one of the two: the other one is empty. */
+/** Where a state comes from, one of the three: the other ones are empty. */
 struct StateSource {
    /** A scenario, which is played to its end. */
    std::string scenario;
    /** A state document, or the file in which a run has kept its state. */
    std::string state;
+   /** The state as it stands now. */
+   LiveOptions live;
 };
 
-/** A switch with the state, which stands to the end of the process, and whether all expectations of
- *  the scenario were met: those that were not are told on standard error. */
+/** The state, which stands to the end of the process, and whether all expectations of the scenario
+ *  were met: those that were not are told on standard error. */
 struct OpenedState {
-   Scenarios::Switch const & device;
+   Corestore::EntityManager const & entityManager;
    bool met = true;
 };
 

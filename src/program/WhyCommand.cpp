@@ -43,12 +43,12 @@ Kel::Value valueOf( Views::FlowPlace const & flow, Views::Chain const & chain ) 
 
 int explainFlow( WhyOptions const & options ) {
    OpenedState const state = openState( options.source );
-   std::vector< Views::FlowPlace > const flows = Views::flowsOf( state.device.entityManager() );
+   std::vector< Views::FlowPlace > const flows = Views::flowsOf( state.entityManager );
    std::vector< std::pair< Views::FlowPlace const *, Views::Chain > > chains;
    for ( Views::FlowPlace const & flow : flows ) {
       if ( flow.flow.view() == options.flow ||
            Views::flowPath( flow.place, flow.flow ) == options.flow ) {
-         chains.emplace_back( &flow, Views::chainOf( state.device.entityManager(), flow ) );
+         chains.emplace_back( &flow, Views::chainOf( state.entityManager, flow ) );
       }
    }
    if ( chains.empty() ) {

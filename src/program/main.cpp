@@ -1,48 +1,6 @@
-#include <csignal>
-#include <cstdlib>
-#include <iostream>
-#include <new>
-#include <utility>
-
-#include "platform/kel/Assert.h"
-#include "platform/kel/StandardError.h"
-#include "platform/slab/Segment.h"
 #include "program/Commands.h"
-#include "program/Output.h"
-
-namespace {
-
-/** What the last steps of a process without memory need. */
-char * reserve = nullptr;
-
-/** Nothing that is half done is unwound: a state file stands as after its last whole turn. */
-void endWithoutMemory() {
-   if ( reserve ) {
-      delete[] std::exchange( reserve, nullptr );
-      Kel::writeStandardError( "out of memory\n" );
-      Program::Output::undoAll();
-      Slab::removeProcessSegments();
-   }
-   std::_Exit( 2 );
-}
-
-}  // namespace
+#include "program/Process.h"
 
 int main( int argc, char ** argv ) {
-   Kel::keepStandardDescriptors();
-   Kel::installTerminateHandler();
-   reserve = new char[1 << 16];
-   std::set_new_handler( endWithoutMemory );
-   // Whoever reads the output may leave before its end, and a file may not grow without bounds;
-   // whoever writes is told.
-   std::signal( SIGPIPE, SIG_IGN );
-   std::signal( SIGXFSZ, SIG_IGN );
-   int const code = Program::runCommandLine( argc, argv );
-   std::cout.flush();
-   if ( !std::cout ) {
-      std::cerr << "standard output: /: cannot be written" << std::endl;
-   }
-   // Nothing is torn down: the agent leaves the state as it stands.
-   Slab::removeProcessSegments();
-   std::_Exit( std::cout ? code : 2 );
+   return Program::runProgram( argc, argv, &Program::runCommandLine );
 }

@@ -211,10 +211,12 @@ void EntityManager::arrived( std::vector< RowChange > changes ) {
    scheduler_->post( [em = Kel::Ptr< EntityManager >( this ), changes = std::move( changes )] {
       for ( RowChange const & change : changes ) {
          if ( em->store_ ) {
+            em->arriving_ = change.row.path;
             em->apply( change, *em->store_,
                        [&em]( auto const & mutator ) { em->byHand( others, mutator ); } );
          }
       }
+      em->arriving_.clear();
    } );
 }
 

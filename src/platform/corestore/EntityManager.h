@@ -153,6 +153,8 @@ class EntityManager : public Kel::PtrInterface, public RowHolder, private Kel::C
    RowForm formOf( std::string_view path ) const override;
    void arrived( std::vector< RowChange > changes ) override;
    void forEachRow( std::function< void( Row const & ) > const & row ) const override;
+   /** The path of the row that others have changed and that is being applied; empty for none. */
+   std::string const & arriving() const { return arriving_; }
 
    Orb::TaskScheduler & scheduler() const { return *scheduler_; }
 
@@ -180,6 +182,7 @@ class EntityManager : public Kel::PtrInterface, public RowHolder, private Kel::C
    /** The caller's; null for state that lives in memory alone. */
    Store * store_ = nullptr;
    PendingChanges unsaved_;
+   std::string arriving_;
    Entities entities_;
    /** Of those roots of whose rows more is known than their type tells. */
    std::map< std::string, RootRows, std::less<> > rootRows_;

@@ -30,6 +30,7 @@ void RealTime::sleepUntil( Seconds time ) {
 
 void TaskScheduler::fireDueTimers() {
    bool fired = false;
+   Seconds const began = now();
    while ( !timers_.empty() && timers_.begin()->first.first <= now() ) {
       Timer * timer = timers_.begin()->second;
       timers_.erase( timers_.begin() );
@@ -37,11 +38,13 @@ void TaskScheduler::fireDueTimers() {
       fired = true;
    }
    if ( fired ) {
-      endTurn();
+      endTurn( began );
    }
 }
 
-void TaskScheduler::endTurn() {
+void TaskScheduler::endTurn( Seconds began ) {
+   ++turns_.count;
+   turns_.longest = std::max( turns_.longest, now() - began );
    if ( turnEnd_ ) {
       turnEnd_();
    }
@@ -49,6 +52,7 @@ void TaskScheduler::endTurn() {
 
 bool TaskScheduler::runOne() {
    fireDueTimers();
+   Seconds const began = now();
    if ( !posted_.empty() ) {
       auto work = std::move( posted_.front() );
       posted_.pop_front();
@@ -64,7 +68,7 @@ bool TaskScheduler::runOne() {
    } else {
       return false;
    }
-   endTurn();
+   endTurn( began );
    return true;
 }
 
@@ -132,8 +136,9 @@ void TaskScheduler::serveDescriptors( Seconds wait ) {
          return watched.descriptor == watchedNow[i].descriptor && watched.fd == polled[i].fd;
       } );
       if ( stands ) {
+         Seconds const began = now();
          watchedNow[i].descriptor->ready( polled[i].revents );
-         endTurn();
+         endTurn( began );
       }
    }
 }

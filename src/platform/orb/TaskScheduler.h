@@ -98,6 +98,16 @@ class TaskScheduler : public Kel::PtrInterface {
     *  or told once a turn. What it throws ends the run. */
    void turnEndIs( std::function< void() > handler ) { turnEnd_ = std::move( handler ); }
 
+   /** What it has done so far. */
+   struct Turns {
+      std::uint64_t count = 0;
+      /** By the scheduler's clock. */
+      Seconds longest = 0;
+   };
+   Turns turns() const { return turns_; }
+   /** Pieces of work and tasks that are waiting for their turn. */
+   std::size_t queue() const { return posted_.size() + ready_.size(); }
+
    /** How long one run of a task may last: units of work, and time on the scheduler's clock. */
    void sliceIs( std::uint32_t units, Seconds time );
 
@@ -118,7 +128,7 @@ class TaskScheduler : public Kel::PtrInterface {
    void fireDueTimers();
    /** Runs those of the watched descriptors that are ready; waits for one so many seconds. */
    void serveDescriptors( Seconds wait );
-   void endTurn();
+   void endTurn( Seconds began );
 
    std::unique_ptr< TimeSource > time_;
    std::deque< std::function< void() > > posted_;
@@ -133,6 +143,7 @@ class TaskScheduler : public Kel::PtrInterface {
    std::vector< Watched > descriptors_;
    std::uint64_t sequence_ = 0;
    std::function< void() > turnEnd_;
+   Turns turns_;
 
    Task * running_ = nullptr;
    std::uint32_t unitsUsed_ = 0;

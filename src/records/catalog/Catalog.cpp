@@ -298,18 +298,25 @@ char const * pathOf( std::string_view input ) {
    return placeOf( input ).path;
 }
 
-bool isAgents( std::string_view rowPath ) {
+Place const * placeOfRow( std::string_view rowPath ) {
    // The place is the longest that begins the path.
-   for ( std::size_t end = rowPath.size(); end != 0 && end != std::string_view::npos;
-         end = rowPath.rfind( '/', end - 1 ) ) {
-      if ( Place const * const place = placeAt( rowPath.substr( 0, end ) ) ) {
-         std::string_view const below = rowPath.substr( end );
-         std::string const own = place->agentEntry ? Kel::pointerStep( place->agentEntry ) : "";
-         return place->mode[0] == 'w' && below.starts_with( own ) &&
-                ( own.empty() || below.size() == own.size() || below[own.size()] == '/' );
-      }
+   std::size_t end = rowPath.size();
+   Place const * place = placeAt( rowPath );
+   while ( !place && end != 0 && ( end = rowPath.rfind( '/', end - 1 ) ) != rowPath.npos ) {
+      place = placeAt( rowPath.substr( 0, end ) );
    }
-   return false;
+   return place;
+}
+
+bool isAgents( std::string_view rowPath ) {
+   Place const * const place = placeOfRow( rowPath );
+   if ( !place || place->mode[0] != 'w' ) {
+      return false;
+   }
+   std::string const own = place->agentEntry ? Kel::pointerStep( place->agentEntry ) : "";
+   std::string_view const below = rowPath.substr( std::string_view( place->path ).size() );
+   return below.starts_with( own ) &&
+          ( own.empty() || below.size() == own.size() || below[own.size()] == '/' );
 }
 
 void createPlaces( Corestore::EntityManager & em ) {

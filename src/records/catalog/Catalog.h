@@ -48,7 +48,9 @@ Place const * placeAt( std::string_view path );
 Place const & placeOf( std::string_view input );
 char const * pathOf( std::string_view input );
 
-/** Whether a row of the state (Corestore::Row) is written by the agent. */
+/** The place on or below which a row of the state (Corestore::Row) stands; null for none. */
+Place const * placeOfRow( std::string_view rowPath );
+/** Whether a row is written by the agent. */
 bool isAgents( std::string_view rowPath );
 
 /** Makes the entities that are not there yet, and tells how their rows are made up. Throws

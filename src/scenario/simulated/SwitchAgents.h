@@ -13,6 +13,9 @@ class SwitchAgents {
    /** The entities of the mount plan stand. */
    SwitchAgents( Corestore::EntityManager & em, Settings const & settings );
 
+   /** Whether a row of the state (Corestore::Row) is written by these agents. */
+   static bool owns( std::string_view rowPath );
+
  private:
    Kel::Ptr< Answers > answers_;
    Kel::Ptr< VlanGiverSm > vlanGiver_;

@@ -1,0 +1,93 @@
+#include "program/ApplyCommand.h"
+
+#include <iostream>
+
+#include "documents/Document.h"
+#include "documents/NumberNames.h"
+#include "documents/StateCheck.h"
+#include "documents/StateDump.h"
+#include "documents/StatePatch.h"
+#include "platform/corestore/ValueText.h"
+#include "platform/kel/StandardError.h"
+#include "program/TrialSwitch.h"
+#include "records/catalog/Catalog.h"
+#include "views/Remarks.h"
+
+namespace Program {
+
+namespace {
+
+/** What a document has at a path, inside the members that lead there; nothing where it has nothing.
+ *  The path's own slashes are those of the first member, too. */
+std::optional< Kel::Value > partOf( Kel::Value const & document, std::string_view path ) {
+   for ( auto const & [name, value] : Documents::objectOf( document ) ) {
+      std::string const step = Kel::pointerStep( name );
+      // Of a place of the state the slashes are no steps.
+      for ( std::string_view const start :
+            { std::string_view( name ), std::string_view( step ).substr( 1 ) } ) {
+         if ( path == start ) {
+            return Kel::Value::Object{ { name, value } };
+         }
+         if ( path.starts_with( start ) && path[start.size()] == '/' &&
+              value.as< Kel::Value::Object >() ) {
+            if ( auto part = partOf( value, path.substr( start.size() + 1 ) ) ) {
+               return Kel::Value::Object{ { name, std::move( *part ) } };
+            }
+         }
+      }
+   }
+   return std::nullopt;
+}
+
+}  // namespace
+
+void applyDocument( ApplyOptions const & options ) {
+   Kel::Value document = Documents::readDocument( options.document );
+   if ( document.member( "steps" ) ) {
+      throw Documents::InputError( options.document, "", "is a scenario, and no state" );
+   }
+   auto const checked = [&]( auto && check ) {
+      try {
+         check();
+      } catch ( Kel::ValueError const & e ) {
+         throw Documents::InputError( options.document, e );
+      }
+   };
+   checked( [&] {
+      document = Documents::withNumbers( document );
+      Documents::checkState( document );
+   } );
+   for ( Views::Remark const & remark : Views::remarksOn( document ) ) {
+      std::cerr << Documents::placeOf( options.document, remark.pointer )
+                << ": remark: " << remark.words << std::endl;
+   }
+   LiveState state( options.live );
+   state.open();
+   Corestore::EntityManager & em = state.entityManager();
+   checked( [&] { Documents::checkRoom( em, document ); } );
+   if ( auto const fatal = tryPatch( em, document ) ) {
+      throw Documents::InputError( options.document, fatal->pointer,
+                                   "would end the agent: " + fatal->reason );
+   }
+   state.scheduler().post(
+      [&] { Documents::applyState( em, document, []( auto const & mutator ) { mutator(); } ); } );
+   state.scheduler().runReady();
+   state.write();
+}
+
+void getState( GetOptions const & options ) {
+   LiveState state( options.live );
+   state.open();
+   Kel::Value document = Documents::stateDocument( state.entityManager() );
+   if ( !options.path.empty() ) {
+      auto part = partOf( document, options.path );
+      if ( !part ) {
+         throw Documents::InputError( options.live.redis, "/" + options.path,
+                                      "nothing stands there" );
+      }
+      document = std::move( *part );
+   }
+   std::cout << Corestore::jsonSorted( document ) << "\n";
+}
+
+}  // namespace Program

@@ -1,0 +1,162 @@
+#include "program/AuditCommand.h"
+
+#include <algorithm>
+#include <chrono>
+#include <iostream>
+#include <iterator>
+#include <set>
+
+#include "platform/corestore/ValueText.h"
+#include "platform/kel/StandardError.h"
+#include "program/TrialSwitch.h"
+#include "records/catalog/Catalog.h"
+#include "views/tables/TextTable.h"
+
+namespace Program {
+
+namespace {
+
+/** Longer than the agent waits for anything. */
+constexpr Orb::Seconds settled = 3600;
+constexpr char const * roles[] = { "qorclient", "qorswitch" };
+
+struct Findings {
+   /** Rows of the agent's that stand, and that an agent which begins anew would not write. */
+   std::vector< std::string > unwanted;
+   /** The other way round. */
+   std::vector< std::string > missing;
+   std::map< std::string, std::string > skipped;
+   std::map< std::string, Redis::RedisStore::Process > processes;
+
+   bool areNone() const { return unwanted.empty() && missing.empty() && skipped.empty(); }
+};
+
+std::set< std::string > agentRows( Corestore::EntityManager const & em ) {
+   std::set< std::string > paths;
+   em.forEachRow( [&paths]( Corestore::Row const & row ) {
+      // The agent's books tell what has been, too.
+      if ( Catalog::isAgents( row.path ) && !Catalog::placeOfRow( row.path )->isBook ) {
+         paths.insert( row.path );
+      }
+   } );
+   return paths;
+}
+
+Findings findingsOf( LiveState & state ) {
+   Findings findings;
+   Corestore::EntityManager & em = state.entityManager();
+   Corestore::MemoryStore inputs =
+      copyOf( em, []( std::string_view path ) { return !Catalog::isAgents( path ); } );
+   // Never destroyed, as every agent of a command.
+   auto & fresh = *new Scenarios::Switch( { .initial = &inputs } );
+   fresh.advance( settled );
+   std::set< std::string > const standing = agentRows( em );
+   std::set< std::string > const wanted = agentRows( fresh.entityManager() );
+   std::ranges::set_difference( standing, wanted, std::back_inserter( findings.unwanted ) );
+   std::ranges::set_difference( wanted, standing, std::back_inserter( findings.missing ) );
+   findings.skipped = state.store().skipped();
+   for ( char const * role : roles ) {
+      bool answered = false;
+      state.store().askProcess( role, [&]( Redis::RedisStore::Process const & process ) {
+         findings.processes.emplace( role, process );
+         answered = true;
+      } );
+      state.scheduler().run( [&answered] { return answered; } );
+   }
+   return findings;
+}
+
+/** "3 s ago" for a time of the day in seconds. */
+std::string ageOf( std::string const & seconds ) {
+   auto const now = std::chrono::duration_cast< std::chrono::seconds >(
+                       std::chrono::system_clock::now().time_since_epoch() )
+                       .count();
+   return std::to_string( now - std::atoll( seconds.c_str() ) ) + " s ago";
+}
+
+void print( Findings const & findings ) {
+   for ( auto const & [role, process] : findings.processes ) {
+      auto const field = [&process]( char const * name ) {
+         auto const found = process.fields.find( name );
+         return found == process.fields.end() ? std::string() : found->second;
+      };
+      std::cout << role << ": "
+                << ( process.holder.empty() ? "nobody serves the switch"
+                                            : "served by " + process.holder );
+      if ( !field( "changed" ).empty() ) {
+         std::cout << ", last change " << ageOf( field( "changed" ) ) << ", " << field( "turns" )
+                   << " turns, the longest " << field( "longestTurn" ) << " s, "
+                   << field( "written" ) << " rows written";
+      }
+      std::cout << "\n";
+   }
+   auto const list = [&]( char const * heading, std::vector< std::string > const & paths ) {
+      for ( std::string const & path : paths ) {
+         std::cout << heading << Views::printable( path ) << "\n";
+      }
+   };
+   list( "unwanted: ", findings.unwanted );
+   list( "missing: ", findings.missing );
+   for ( auto const & [path, reason] : findings.skipped ) {
+      std::cout << "skipped: " << Views::printable( path ) << ": " << Views::printable( reason )
+                << "\n";
+   }
+   if ( findings.areNone() ) {
+      std::cout << "everything that stands is wanted\n";
+   }
+}
+
+void printJson( Findings const & findings ) {
+   auto const array = []( std::vector< std::string > const & paths ) {
+      return Kel::Value::Array( paths.begin(), paths.end() );
+   };
+   Kel::Value::Object skipped;
+   for ( auto const & [path, reason] : findings.skipped ) {
+      skipped.emplace_back( path, reason );
+   }
+   Kel::Value::Object processes;
+   for ( auto const & [role, process] : findings.processes ) {
+      Kel::Value::Object members{
+         { "holder", process.holder.empty() ? Kel::Value() : Kel::Value( process.holder ) } };
+      for ( auto const & [name, value] : process.fields ) {
+         members.emplace_back( name, value );
+      }
+      processes.emplace_back( role, std::move( members ) );
+   }
+   std::cout << Corestore::jsonSorted(
+                   Kel::Value::Object{ { "unwanted", array( findings.unwanted ) },
+                                       { "missing", array( findings.missing ) },
+                                       { "skipped", skipped },
+                                       { "processes", processes } } )
+             << "\n";
+}
+
+bool isSure() {
+   std::cout << "remove what is unwanted? [y/N] " << std::flush;
+   std::string answer;
+   return std::getline( std::cin, answer ) && ( answer == "y" || answer == "yes" );
+}
+
+}  // namespace
+
+int auditState( AuditOptions const & options ) {
+   LiveState state( options.live );
+   state.open();
+   Findings const findings = findingsOf( state );
+   if ( options.json ) {
+      printJson( findings );
+   } else {
+      print( findings );
+   }
+   if ( options.remove && !findings.unwanted.empty() && ( options.sure || isSure() ) ) {
+      for ( std::string const & path : findings.unwanted ) {
+         state.store().del( path );
+      }
+      state.store().flush();
+      state.write();
+      std::cout << findings.unwanted.size() << " rows removed\n";
+   }
+   return findings.areNone() ? 0 : 1;
+}
+
+}  // namespace Program

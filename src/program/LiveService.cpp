@@ -1,0 +1,145 @@
+#include "program/LiveService.h"
+
+#include <systemd/sd-daemon.h>
+
+#include <chrono>
+#include <utility>
+#include <vector>
+
+#include "platform/kel/Assert.h"
+#include "platform/kel/StandardError.h"
+#include "program/EventLog.h"
+#include "program/StopSignal.h"
+
+namespace Program {
+
+namespace {
+
+using Event = Redis::RedisStore::Event;
+
+constexpr int exitRefused = 1;
+constexpr Orb::Seconds longestEnd = 10;
+
+/** Tells each second what the process says of itself, where that has changed. */
+class ProcessRow : private Orb::Timer {
+ public:
+   explicit ProcessRow( LiveState & state ) : state_( state ), started_( secondsOfDay() ) { due(); }
+   ~ProcessRow() override { state_.scheduler().disarm( *this ); }
+   ProcessRow( ProcessRow const & ) = delete;
+   ProcessRow & operator=( ProcessRow const & ) = delete;
+
+ private:
+   static std::string secondsOfDay() {
+      return std::to_string( std::chrono::duration_cast< std::chrono::seconds >(
+                                std::chrono::system_clock::now().time_since_epoch() )
+                                .count() );
+   }
+
+   void due() override {
+      state_.scheduler().arm( *this, state_.scheduler().now() + 1 );
+      auto const counters = state_.store().counters();
+      // Its own row must not be the reason for the next one.
+      if ( counters.written == written_ && state_.store().skipped().size() == skipped_ ) {
+         return;
+      }
+      auto const turns = state_.scheduler().turns();
+      bool const told = state_.store().processIs(
+         { { "started", started_ },
+           { "changed", secondsOfDay() },
+           { "turns", std::to_string( turns.count ) },
+           { "longestTurn", std::to_string( turns.longest ) },
+           { "queue", std::to_string( state_.scheduler().queue() ) },
+           { "written", std::to_string( counters.written ) },
+           { "sentAgain", std::to_string( counters.sentAgain ) },
+           { "skipped", std::to_string( state_.store().skipped().size() ) },
+           { "reconnects", std::to_string( counters.reconnects ) } } );
+      if ( told ) {
+         written_ = counters.written;
+         skipped_ = state_.store().skipped().size();
+      }
+   }
+
+   LiveState & state_;
+   std::string started_;
+   std::uint64_t written_ = ~std::uint64_t{ 0 };
+   std::size_t skipped_ = 0;
+};
+
+/** Writes what is left and gives the lease back. False when the server isn't there for it. */
+bool finish( LiveState & state ) {
+   Orb::TaskScheduler & scheduler = state.scheduler();
+   Orb::Seconds const latest = scheduler.now() + longestEnd;
+   // A timer of its own, since nothing else may be due by then.
+   struct : Orb::Timer {
+      void due() override {}
+   } limit;
+   scheduler.arm( limit, latest );
+   auto const waitUntil = [&]( std::function< bool() > const & done ) {
+      scheduler.run( [&] { return done() || scheduler.now() >= latest; } );
+      return done();
+   };
+   auto const written = [&] {
+      return state.store().isWritten() && state.store().takes() == Corestore::Store::Takes::now;
+   };
+   bool done = waitUntil( written );
+   if ( done ) {
+      state.entityManager().save();
+      done = waitUntil( written );
+   }
+   if ( done ) {
+      state.store().release();
+      done = waitUntil( [&] { return state.store().isWritten(); } );
+   }
+   scheduler.disarm( limit );
+   return done;
+}
+
+}  // namespace
+
+int runService( LiveService const & service ) {
+   bool ended = false;
+   LiveState::Setup setup;
+   setup.role = service.role;
+   setup.owns = service.owns;
+   setup.leaseTime = service.lease;
+   setup.endIfHeld = service.endIfHeld;
+   setup.tell = [&ended]( Event event, std::string const & text ) {
+      ended = ended || event == Event::ended;
+      logEvent( event == Event::progress ? LogLevel::info
+                : event == Event::ended  ? LogLevel::error
+                                         : LogLevel::warning,
+                text );
+      ::sd_notify( 0, ( "STATUS=" + Kel::oneLine( text ) ).c_str() );
+   };
+   // Never destroyed: at the end of the process the state stays as it is.
+   LiveState & state = *new LiveState( service.live, std::move( setup ) );
+   StopSignal const stop( &state.scheduler() );
+   auto const over = [&] { return stop.came() || ended; };
+   Kel::FlushHook const lastWords( [&state] {
+      if ( std::string const row = state.entityManager().arriving(); !row.empty() ) {
+         logEvent( LogLevel::error, "ended by the row " + Kel::shownName( row ) );
+      }
+   } );
+
+   state.scheduler().run( [&] { return over() || state.store().isReady(); } );
+   if ( !over() ) {
+      state.attach();
+      service.begin( state.entityManager() );
+      logEvent( LogLevel::info, service.role + " serves switch " + service.live.switchName );
+      ::sd_notify( 0, "READY=1" );
+      ProcessRow const process( state );
+      state.scheduler().run( over );
+   }
+   ::sd_notify( 0, "STOPPING=1" );
+   if ( ended ) {
+      return exitRefused;
+   }
+   if ( state.store().isReady() && !finish( state ) ) {
+      logEvent( LogLevel::error, "the server is not there: the last changes are not written" );
+      return exitRefused;
+   }
+   logEvent( LogLevel::info, service.role + " ends" );
+   return 0;
+}
+
+}  // namespace Program

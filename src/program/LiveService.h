@@ -1,0 +1,28 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "program/LiveState.h"
+
+namespace Program {
+
+/** A process that serves a switch in some role, for as long as it may and nobody stops it. */
+struct LiveService {
+   LiveOptions live;
+   /** "qorclient": the lease's name, and that of what it says of itself. */
+   std::string role;
+   /** The rows that it writes. */
+   std::function< bool( std::string_view path ) > owns;
+   /** Begins its work, when the state stands. What it makes lives to the end of the process. */
+   std::function< void( Corestore::EntityManager & em ) > begin;
+   double lease = 10;
+   bool endIfHeld = false;
+};
+
+/** Runs it in the foreground until SIGTERM or SIGINT, or the loss of its right to write, and yields
+ *  the exit code: 0 when all is written. The service manager is told of its readiness and of its
+ *  end. */
+int runService( LiveService const & service );
+
+}  // namespace Program

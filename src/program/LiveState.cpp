@@ -1,0 +1,68 @@
+#include "program/LiveState.h"
+
+#include <utility>
+
+#include "platform/kel/StandardError.h"
+#include "records/catalog/Catalog.h"
+
+namespace Program {
+
+std::string checkAddress( std::string const & text ) {
+   return Redis::addressOf( text ) ? ""
+                                   : Kel::shownName( text ) + " is neither unix:PATH nor HOST:PORT";
+}
+
+std::string checkSwitchName( std::string const & name ) {
+   return Redis::isSwitchName( name )
+             ? ""
+             : "a switch's name is made of letters, digits, \"-\", \"_\" and \".\"";
+}
+
+LiveState::LiveState( LiveOptions const & options, Setup setup )
+   : scheduler_( new Orb::TaskScheduler( std::make_unique< Orb::RealTime >() ) ),
+     em_( new Corestore::EntityManager( scheduler_ ) ) {
+   Catalog::createPlaces( *em_ );
+   setup.scheduler = scheduler_;
+   setup.address = *Redis::addressOf( options.redis );
+   setup.access = Redis::accessOfEnvironment();
+   setup.switchName = options.switchName;
+   if ( !setup.tell ) {
+      // A row that does not fit is no obstacle; audit lists them.
+      setup.tell = [this]( Redis::RedisStore::Event event, std::string const & text ) {
+         if ( event == Redis::RedisStore::Event::trouble && !store_->isReady() ) {
+            trouble_ = text;
+         }
+      };
+   }
+   scheduler_->turnEndIs( [this] { em_->save(); } );
+   store_ = std::make_unique< Redis::RedisStore >( std::move( setup ), *em_ );
+}
+
+LiveState::~LiveState() {
+   scheduler_->turnEndIs( {} );
+   scheduler_->postedDelAll();
+   em_->storeIs( nullptr );
+}
+
+void LiveState::attach() {
+   em_->storeIs( store_.get() );
+}
+
+void LiveState::waitFor( std::function< bool() > const & done ) {
+   scheduler_->run( [&] { return done() || !trouble_.empty(); } );
+   if ( !done() ) {
+      throw Corestore::StoreError( trouble_ );
+   }
+}
+
+void LiveState::open() {
+   waitFor( [this] { return store_->isReady(); } );
+   attach();
+}
+
+void LiveState::write() {
+   em_->save();
+   waitFor( [this] { return store_->isWritten(); } );
+}
+
+}  // namespace Program

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "platform/corestore/EntityManager.h"
+#include "stores/redis/RedisStore.h"
+
+namespace Program {
+
+/** Which switch's state, and where it is. */
+struct LiveOptions {
+   /** As Redis::addressOf reads it; empty for no live state. */
+   std::string redis;
+   std::string switchName = "local";
+};
+
+/** What is wrong with an address or a switch's name; empty if nothing is. */
+std::string checkAddress( std::string const & text );
+std::string checkSwitchName( std::string const & name );
+
+/** The state of a switch as it stands in Redis, in a process of its own: its time is the
+ *  machine's. */
+class LiveState {
+ public:
+   using Setup = Redis::RedisStore::Setup;
+   /** Begins to connect; `setup` may name a role and what it owns. Throws Corestore::StoreError for
+    *  a password that cannot be read. */
+   explicit LiveState( LiveOptions const & options, Setup setup = {} );
+   ~LiveState();
+   LiveState( LiveState const & ) = delete;
+   LiveState & operator=( LiveState const & ) = delete;
+
+   /** Loads what has been read, and keeps it up to date from now on. */
+   void attach();
+   /** For commands: waits until all has been read, and attaches. Throws Corestore::StoreError for
+    *  a server or a state that isn't there. */
+   void open();
+   /** Waits until all that was changed is with the server. Throws Corestore::StoreError when it
+    *  gets lost on the way. */
+   void write();
+
+   Corestore::EntityManager & entityManager() { return *em_; }
+   Orb::TaskScheduler & scheduler() { return *scheduler_; }
+   Redis::RedisStore & store() { return *store_; }
+
+ private:
+   void waitFor( std::function< bool() > const & done );
+
+   Kel::Ptr< Orb::TaskScheduler > scheduler_;
+   Kel::Ptr< Corestore::EntityManager > em_;
+   std::string trouble_;
+   std::unique_ptr< Redis::RedisStore > store_;
+};
+
+}  // namespace Program

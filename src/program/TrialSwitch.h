@@ -1,0 +1,31 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/corestore/EntityManager.h"
+#include "scenario/Switch.h"
+
+/* An agent on a copy of a switch's state, to see what it would do. */
+
+namespace Program {
+
+/** The rows of a state that `wanted` takes. */
+Corestore::MemoryStore copyOf( Corestore::EntityManager const & em,
+                               std::function< bool( std::string_view path ) > const & wanted );
+
+/**
+ * Applies a checked patch to a copy of the state that an agent works on, in a process of its own,
+ * and says what ends that agent, with the place in the document where one is known; nothing when it
+ * lives. The state itself is left alone.
+ */
+struct FatalPatch {
+   std::string pointer;
+   std::string reason;
+};
+std::optional< FatalPatch > tryPatch( Corestore::EntityManager const & em,
+                                      Kel::Value const & document );
+
+}  // namespace Program

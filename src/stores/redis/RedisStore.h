@@ -1,0 +1,203 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/corestore/Store.h"
+#include "stores/redis/Lease.h"
+#include "stores/redis/Link.h"
+#include "stores/redis/RowText.h"
+
+namespace Redis {
+
+/** What a switch's state is told by, beside its name. */
+struct Identity {
+   std::string id;
+   /** How often someone has said that an older state is the right one. */
+   std::string accepted;
+
+   friend bool operator==( Identity const &, Identity const & ) = default;
+};
+
+/**
+ * Keeps the rows of a switch in Redis, where others read and write them too. Everything goes
+ * through the scheduler and nothing waits: a turn's changes are one transaction, and while its
+ * answer is on the way later changes gather. What others change is read as soon as it is heard of,
+ * once however often it changed, and arrives as one turn.
+ *
+ * A state that isn't there, or is another or an older one than before, is no state: what stands
+ * stands, and the right one is waited for. When it is back, all is compared: rows that are this
+ * process's own go out as they stand here, the other ones come in as they stand there.
+ */
+class RedisStore final : public Corestore::Store, private Orb::Timer {
+ public:
+   enum class Event {
+      /** Something that goes as it should. */
+      progress,
+      /** Something that someone may have to look after; it is told once. */
+      trouble,
+      /** A row that does not fit and is left out; it is told once. */
+      skipped,
+      /** It has no right to write any more: the process ends. */
+      ended
+   };
+   struct Setup {
+      Kel::Ptr< Orb::TaskScheduler > scheduler;
+      Address address;
+      Access access = {};
+      std::string switchName = "local";
+      /** As who it writes, one process at a time; empty for one that takes no lease. */
+      std::string role = {};
+      Orb::Seconds leaseTime = 10;
+      /** End when another process has the lease, in place of waiting for it. */
+      bool endIfHeld = false;
+      /** The rows that are this process's own; empty for none. */
+      std::function< bool( std::string_view path ) > owns = {};
+      std::function< void( Event, std::string const & ) > tell = {};
+   };
+
+   /** `holder` says what may stand where; it takes arrivals when `holderIs` has named it. */
+   RedisStore( Setup setup, Corestore::RowHolder const & holder );
+   ~RedisStore() override;
+
+   /** All has been read, and may be loaded; from then on changes are taken. */
+   bool isReady() const { return phase_ == Phase::ready; }
+   /** All that was put is with the server. */
+   bool isWritten() const { return isReady() && !inFlight_ && !transactionOpen_; }
+   /** Gives the lease back, behind all that was put; `isWritten` says when that is done. */
+   void release();
+
+   /** A row that is there and does not fit: its path, and why. */
+   std::map< std::string, std::string > const & skipped() const { return skipped_; }
+
+   struct Counters {
+      std::uint64_t written = 0;
+      std::uint64_t sentAgain = 0;
+      std::uint64_t reconnects = 0;
+
+      friend bool operator==( Counters const &, Counters const & ) = default;
+   };
+   Counters counters() const;
+   /** What is known of the process in a role. */
+   struct Process {
+      /** Who holds the lease, in words; empty for nobody. */
+      std::string holder;
+      /** For so long unless it is renewed. */
+      Orb::Seconds seconds = 0;
+      /** What it has said of itself. */
+      std::map< std::string, std::string > fields;
+   };
+   /** Asks for it, while the store is ready. */
+   void askProcess( std::string const & role, std::function< void( Process const & ) > answer );
+   /** What the process says of itself; written when it differs. False while it cannot be. */
+   bool processIs( std::vector< std::pair< std::string, std::string > > const & fields );
+
+   Takes takes() const override;
+   void load( std::function< void( Corestore::Row const & ) > const & row ) override;
+   void put( Corestore::Row const & row ) override;
+   void del( std::string const & path ) override;
+   void flush() override;
+   void holderIs( Corestore::RowHolder * holder ) override;
+   void refused( Corestore::RowChange const & change, Kel::ValueError const & reason ) override;
+
+ private:
+   enum class Phase { connecting, waitingForState, asking, waitingForLease, reading, ready, ended };
+   struct Standing {
+      std::uint64_t fingerprint;
+      /** Zero for a row that was put by others. */
+      std::uint64_t position;
+      Corestore::RowForm form;
+   };
+   using StandingRows = std::map< std::string, Standing, std::less<> >;
+   struct Read {
+      std::vector< ReadRow > rows;
+      /** Those of the keys that are not there, or cannot be read. */
+      std::vector< std::string > absent;
+   };
+
+   // From a connection to a state that may be used.
+   void up();
+   void down( std::string const & reason );
+   void identified( Identity const & found, std::uint64_t turn );
+   void waitForState( std::string const & reason );
+   void askForLease();
+   void asked( Lease::Asked const & asked );
+   void watchLease();
+   void leaseLost();
+   void end( std::string const & reason );
+   bool failed( redisReply const & reply );
+   /** An answer that is dropped when all has begun anew meanwhile. */
+   Connection::Answer ofNow( Connection::Answer answer );
+   void beginAnew( Phase phase );
+
+   // Reading.
+   void readAll();
+   void scan( std::string const & cursor );
+   void readOrder();
+   void allRead();
+   void read( std::set< std::string, std::less<> > const & paths, std::function< void() > done );
+   void take( std::string const & path, Corestore::RowForm form, redisReply const & reply );
+   void compare( std::vector< ReadRow > rows );
+   void changed( std::vector< std::string > paths );
+   void readChanged();
+   void changesRead();
+   void skip( std::string const & path, std::string const & reason );
+   void fits( std::string const & path );
+
+   // Writing.
+   void begin();
+   void putText( Corestore::Row const & row, RowText const & text, std::uint64_t fingerprint );
+   void written( redisReply const & reply );
+   void due() override;
+
+   bool owns( std::string_view path ) const { return setup_.owns && setup_.owns( path ); }
+   void tell( Event event, std::string const & text ) const;
+   std::string shownServer() const;
+
+   Setup setup_;
+   Keys keys_;
+   Corestore::RowHolder const & forms_;
+   Corestore::RowHolder * holder_ = nullptr;
+   std::optional< Lease > lease_;
+   Phase phase_ = Phase::connecting;
+   /** Of the state that it has used so far. */
+   std::optional< Identity > identity_;
+   /** The number of its last write that the server has confirmed. */
+   std::uint64_t turn_ = 0;
+   /** Grows when all begins anew. */
+   std::uint64_t attempt_ = 0;
+   /** What it last told to be waiting for. */
+   std::string waiting_;
+
+   /** Rows that the server has, as far as it is known here. */
+   StandingRows standing_;
+   std::uint64_t lastPosition_ = 0;
+   std::map< std::string, std::string > skipped_;
+   /** Of which rows it has told, and why. */
+   std::map< std::string, std::string > told_;
+   std::vector< ReadRow > toLoad_;
+
+   /** Paths that others have changed, and those of them that are being read. */
+   std::set< std::string, std::less<> > changed_;
+   std::set< std::string, std::less<> > reading_;
+   Read read_;
+   std::map< std::string, std::uint64_t, std::less<> > order_;
+
+   bool transactionOpen_ = false;
+   bool inFlight_ = false;
+   bool leaseWatched_ = false;
+   bool releasing_ = false;
+   Orb::Seconds renewed_ = 0;
+   Counters counters_;
+   std::vector< std::pair< std::string, std::string > > process_;
+   /** Last, so that it goes first and calls nobody afterwards. */
+   std::unique_ptr< Link > link_;
+};
+
+}  // namespace Redis

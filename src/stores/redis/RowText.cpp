@@ -1,0 +1,131 @@
+#include "stores/redis/RowText.h"
+
+#include <charconv>
+#include <functional>
+
+#include "platform/corestore/ValueText.h"
+#include "platform/kel/StandardError.h"
+#include "stores/redis/Connection.h"
+
+namespace Redis {
+
+using Corestore::Row;
+using Corestore::RowForm;
+using Kel::Value;
+using Kel::ValueError;
+
+namespace {
+
+Value parsed( std::string_view json ) {
+   try {
+      return Corestore::parseJson( json );
+   } catch ( Corestore::TextError const & e ) {
+      throw ValueError( e.what() );
+   }
+}
+
+/** Throws ValueError for the error that the server gives for a key of another kind. */
+void checkKind( redisReply const & reply ) {
+   if ( std::string_view const error = errorOf( reply ); !error.empty() ) {
+      throw ValueError( error.starts_with( "WRONGTYPE" ) ? std::string( "is of another kind" )
+                                                         : std::string( error ) );
+   }
+}
+
+std::uint64_t positionOf( std::string_view text ) {
+   std::uint64_t position = 0;
+   auto const [end, error] = std::from_chars( text.data(), text.data() + text.size(), position );
+   if ( error != std::errc{} || end != text.data() + text.size() ) {
+      throw ValueError( "is no position: " + Kel::shownName( text ) );
+   }
+   return position;
+}
+
+std::uint64_t hashOf( std::string_view name, std::string_view json ) {
+   std::uint64_t const hash = std::hash< std::string_view >{}( json );
+   return ( std::hash< std::string_view >{}( name ) ^ ( hash + ( hash << 7 ) ) ) *
+          0x9e3779b97f4a7c15;
+}
+
+}  // namespace
+
+std::uint64_t RowText::fingerprint() const {
+   std::uint64_t sum = 1;
+   for ( auto const & [name, json] : fields ) {
+      sum += hashOf( name, json );
+   }
+   return sum;
+}
+
+RowText textOf( Row const & row ) {
+   RowText text;
+   auto const * const members = row.value.as< Value::Object >();
+   if ( row.form == RowForm::entity || row.form == RowForm::record ) {
+      text.fields.reserve( members->size() );
+      for ( auto const & [name, value] : *members ) {
+         text.fields.emplace_back( name, Corestore::jsonLine( value ) );
+      }
+   } else {
+      text.fields.emplace_back( "", Corestore::jsonLine( row.value ) );
+   }
+   return text;
+}
+
+ReadRow readHash( std::string path, RowForm form, redisReply const & reply ) {
+   checkKind( reply );
+   ReadRow read;
+   Value::Object members;
+   read.fingerprint = 1;
+   auto const words = elementsOf( reply );
+   for ( std::size_t i = 0; i + 1 < words.size(); i += 2 ) {
+      std::string_view const name = textOf( *words[i] );
+      std::string_view const json = textOf( *words[i + 1] );
+      try {
+         if ( name == positionField ) {
+            read.position = positionOf( json );
+         } else {
+            members.emplace_back( name, parsed( json ) );
+            read.fingerprint += hashOf( name, json );
+         }
+      } catch ( ValueError const & e ) {
+         throw e.below( name );
+      }
+   }
+   read.row = { std::move( path ), form, std::move( members ) };
+   return read;
+}
+
+ReadRow readString( std::string path, redisReply const & reply ) {
+   checkKind( reply );
+   return { { std::move( path ), RowForm::value, parsed( textOf( reply ) ) },
+            0,
+            1 + hashOf( "", textOf( reply ) ) };
+}
+
+std::vector< ReadRow > readBook( std::string const & path, redisReply const & reply ) {
+   checkKind( reply );
+   std::vector< ReadRow > rows;
+   auto const words = elementsOf( reply );
+   for ( std::size_t i = 0; i + 1 < words.size(); i += 2 ) {
+      std::string_view const name = textOf( *words[i] );
+      Value value = parsed( textOf( *words[i + 1] ) );
+      auto * const entry = value.as< Value::Array >();
+      auto const * const position =
+         entry && entry->size() == 2 ? ( *entry )[0].as< std::uint64_t >() : nullptr;
+      if ( !position ) {
+         throw ValueError( "is no position and value" ).below( name );
+      }
+      std::string const json = Corestore::jsonLine( ( *entry )[1] );
+      rows.push_back(
+         { { path + Kel::pointerStep( name ), RowForm::book, std::move( ( *entry )[1] ) },
+           *position,
+           1 + hashOf( "", json ) } );
+   }
+   return rows;
+}
+
+std::string bookField( std::uint64_t position, std::string const & json ) {
+   return "[" + std::to_string( position ) + "," + json + "]";
+}
+
+}  // namespace Redis

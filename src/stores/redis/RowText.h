@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/corestore/Store.h"
+
+struct redisReply;
+
+/* Rows as a server keeps them. Entities and records are hashes, with a field a member; other values
+ * are strings; both hold JSON. The entries of a book are fields of one hash, "[POSITION,VALUE]". */
+
+namespace Redis {
+
+/** The field that holds the place of a hash in its collection's order. */
+inline constexpr std::string_view positionField = "@at";
+
+struct RowText {
+   /** Fields and their JSON; one without name for a plain value or the entry of a book. */
+   std::vector< std::pair< std::string, std::string > > fields;
+   /** The same for the same fields, in whichever order. */
+   std::uint64_t fingerprint() const;
+};
+RowText textOf( Corestore::Row const & row );
+
+/** A row that was read, and its place in the order; zero for one that was put by others. */
+struct ReadRow {
+   Corestore::Row row;
+   std::uint64_t position = 0;
+   std::uint64_t fingerprint = 0;
+};
+
+/** A row from the fields of a hash, for RowForm::entity and RowForm::record. Throws Kel::ValueError
+ *  with the field as its place. */
+ReadRow readHash( std::string path, Corestore::RowForm form, redisReply const & reply );
+/** A row from a string. Throws Kel::ValueError. */
+ReadRow readString( std::string path, redisReply const & reply );
+/** The rows of a book. Throws Kel::ValueError. */
+std::vector< ReadRow > readBook( std::string const & path, redisReply const & reply );
+/** The field of a book's entry. */
+std::string bookField( std::uint64_t position, std::string const & json );
+
+}  // namespace Redis
