@@ -1,7 +1,5 @@
 #include "program/LiveService.h"
 
-#include <systemd/sd-daemon.h>
-
 #include <chrono>
 #include <utility>
 #include <vector>
@@ -9,6 +7,7 @@
 #include "platform/kel/Assert.h"
 #include "platform/kel/StandardError.h"
 #include "program/EventLog.h"
+#include "program/ServiceManager.h"
 #include "program/StopSignal.h"
 
 namespace Program {
@@ -109,7 +108,7 @@ int runService( LiveService const & service ) {
                 : event == Event::ended  ? LogLevel::error
                                          : LogLevel::warning,
                 text );
-      ::sd_notify( 0, ( "STATUS=" + Kel::oneLine( text ) ).c_str() );
+      tellServiceManager( "STATUS=" + Kel::oneLine( text ) );
    };
    // Never destroyed: at the end of the process the state stays as it is.
    LiveState & state = *new LiveState( service.live, std::move( setup ) );
@@ -126,11 +125,11 @@ int runService( LiveService const & service ) {
       state.attach();
       service.begin( state.entityManager() );
       logEvent( LogLevel::info, service.role + " serves switch " + service.live.switchName );
-      ::sd_notify( 0, "READY=1" );
+      tellServiceManager( "READY=1" );
       ProcessRow const process( state );
       state.scheduler().run( over );
    }
-   ::sd_notify( 0, "STOPPING=1" );
+   tellServiceManager( "STOPPING=1" );
    if ( ended ) {
       return exitRefused;
    }

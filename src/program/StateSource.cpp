@@ -71,8 +71,8 @@ OpenedState openState( StateSource const & source ) {
       return { state.entityManager() };
    }
    Scenarios::Switch const & device = Corestore::SqliteStore::isSuchFile( source.state )
-                              ? ofStateFile( source.state )
-                              : ofDocument( source.state );
+                                         ? ofStateFile( source.state )
+                                         : ofDocument( source.state );
    return { device.entityManager() };
 }
 

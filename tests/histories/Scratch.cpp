@@ -237,7 +237,13 @@ std::vector< std::string > Scratch::differences() const {
       for ( auto const & [flow, info] :
             rowsOf( fresh, { "qorclient/status", "policyFragmentInfo", path, "flowInfo" } ) ) {
          for ( auto const & [host, intf] : rowsOf( info, { "boundHost" } ) ) {
-            if ( placeOf( warm.first, host ) != placeOf( warm.second, host ) ) {
+            // A host that comes on a service interface leaves its rules where it was: of two places
+            // that are told of it, the fresh agent has been at both.
+            bool const stays = isOnServiceIntf( fresh, path, flow ) &&
+                               placeOf( rowsOf( state_, { "qorclient/status", "policyFragmentInfo",
+                                                          path, "flowInfo", flow, "boundHost" } ),
+                                        host ) != Corestore::jsonLine( intf );
+            if ( stays || placeOf( warm.first, host ) != placeOf( warm.second, host ) ) {
                otherFragments.insert( path );
             }
          }
