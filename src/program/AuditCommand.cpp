@@ -61,7 +61,7 @@ Findings findingsOf( LiveState & state ) {
          findings.processes.emplace( role, process );
          answered = true;
       } );
-      state.scheduler().run( [&answered] { return answered; } );
+      state.waitFor( [&answered] { return answered; } );
    }
    return findings;
 }

@@ -9,6 +9,7 @@
 #include "program/EventLog.h"
 #include "program/ServiceManager.h"
 #include "program/StopSignal.h"
+#include "stores/redis/Keys.h"
 
 namespace Program {
 
@@ -114,9 +115,9 @@ int runService( LiveService const & service ) {
    LiveState & state = *new LiveState( service.live, std::move( setup ) );
    StopSignal const stop( &state.scheduler() );
    auto const over = [&] { return stop.came() || ended; };
-   Kel::FlushHook const lastWords( [&state] {
+   Kel::FlushHook const lastWords( [&state, keys = Redis::Keys( service.live.switchName )] {
       if ( std::string const row = state.entityManager().arriving(); !row.empty() ) {
-         logEvent( LogLevel::error, "ended by the row " + Kel::shownName( row ) );
+         logEvent( LogLevel::error, "ended by the row " + Kel::shownName( keys.of( row ) ) );
       }
    } );
 

@@ -41,13 +41,15 @@ class LiveState {
     *  gets lost on the way. */
    void write();
 
+   /** Waits for something that the server brings. Throws Corestore::StoreError when it gets lost.
+    */
+   void waitFor( std::function< bool() > const & done );
+
    Corestore::EntityManager & entityManager() { return *em_; }
    Orb::TaskScheduler & scheduler() { return *scheduler_; }
    Redis::RedisStore & store() { return *store_; }
 
  private:
-   void waitFor( std::function< bool() > const & done );
-
    Kel::Ptr< Orb::TaskScheduler > scheduler_;
    Kel::Ptr< Corestore::EntityManager > em_;
    std::string trouble_;

@@ -134,7 +134,15 @@ std::string stepText( std::string_view step ) {
 /** Takes the next step off the path, without its slash and escapes. */
 std::string takeStep( std::string_view & path ) {
    std::size_t const end = std::min( path.find( '/', 1 ), path.size() );
-   std::string const step = stepText( path.substr( 1, end - 1 ) );
+   std::string step( path.substr( 1, end - 1 ) );
+   if ( step.find( '~' ) != step.npos ) {
+      std::string const text = stepText( step );
+      // A row has one path.
+      if ( std::string const right = Kel::pointerStep( text ); right.substr( 1 ) != step ) {
+         throw Kel::ValueError( "is written " + Kel::shownName( right.substr( 1 ) ) );
+      }
+      step = text;
+   }
    path.remove_prefix( end );
    return step;
 }

@@ -103,7 +103,7 @@ void Link::track( std::string const & listener ) {
 void Link::begin() {
    up_ = true;
    told_ = false;
-   retryAfter_ = firstRetry;
+   upSince_ = scheduler_->now();
    scheduler_->disarm( *this );
    ping();
    events_.up();
@@ -175,32 +175,46 @@ void Link::due() {
 
 void Link::fail( std::string const & error ) {
    // "MOVED SLOT HOST:PORT"
-   if ( error.starts_with( "MOVED " ) ) {
-      if ( auto const moved =
-              addressOf( std::string_view( error ).substr( error.rfind( ' ' ) + 1 ) ) ) {
-         auto const known = std::ranges::find( addresses_, *moved );
-         // One step before it, since a loss goes to the next.
-         auto const at = static_cast< std::size_t >( known - addresses_.begin() );
-         if ( known == addresses_.end() ) {
-            addresses_.push_back( *moved );
-         }
-         current_ = ( at + addresses_.size() - 1 ) % addresses_.size();
-      }
+   bool const followed = error.starts_with( "MOVED " ) &&
+                         follow( std::string_view( error ).substr( error.rfind( ' ' ) + 1 ) );
+   lost( followed ? "" : error );
+}
+
+bool Link::follow( std::string_view address ) {
+   auto const moved = addressOf( address );
+   if ( !moved ) {
+      return false;
    }
-   lost( error );
+   auto const known = std::ranges::find( addresses_, *moved );
+   // One step before it, since a loss goes to the next.
+   auto const at = static_cast< std::size_t >( known - addresses_.begin() );
+   if ( known == addresses_.end() ) {
+      addresses_.push_back( *moved );
+   }
+   current_ = ( at + addresses_.size() - 1 ) % addresses_.size();
+   // Servers that name each other lead nowhere.
+   return scheduler_->now() - std::exchange( followedAt_, scheduler_->now() ) >= lastRetry;
 }
 
 void Link::lost( std::string const & reason ) {
    ++attempt_;
    dropLater( listener_ );
    dropLater( commands_ );
-   losses_ += std::exchange( up_, false );
+   bool const wasUp = std::exchange( up_, false );
+   losses_ += wasUp;
+   // A server that refuses everything is no better than none.
+   if ( wasUp && scheduler_->now() - upSince_ >= lastRetry ) {
+      retryAfter_ = firstRetry;
+   }
+   if ( wasUp || !told_ ) {
+      told_ = !reason.empty();
+      events_.down( reason );
+   }
    current_ = ( current_ + 1 ) % addresses_.size();
    scheduler_->disarm( *this );
-   scheduler_->arm( *this, scheduler_->now() + retryAfter_ );
-   retryAfter_ = std::min( 2 * retryAfter_, lastRetry );
-   if ( !std::exchange( told_, true ) ) {
-      events_.down( reason );
+   scheduler_->arm( *this, scheduler_->now() + ( reason.empty() ? 0 : retryAfter_ ) );
+   if ( !reason.empty() ) {
+      retryAfter_ = std::min( 2 * retryAfter_, lastRetry );
    }
 }
 

@@ -21,7 +21,8 @@ class Link : private Orb::Timer {
    struct Events {
       /** Both are there. What was changed before is not told. */
       std::function< void() > up;
-      /** They are lost, or could not be had, which is told once. */
+      /** They are lost, or could not be had, which is told once. Without a reason when the server
+       *  has named another one, with which it goes on at once. */
       std::function< void( std::string const & reason ) > down;
       /** Others have changed what stands at these paths, in one step or several. */
       std::function< void( std::vector< std::string > paths ) > changed;
@@ -53,6 +54,8 @@ class Link : private Orb::Timer {
    void begin();
    void learnServers( redisReply const & slots );
    void ping();
+   /** Goes to another server; whether it is to be told why. */
+   bool follow( std::string_view address );
    void lost( std::string const & reason );
    void dropLater( std::unique_ptr< Connection > & connection );
    Connection::Closed closer();
@@ -70,6 +73,8 @@ class Link : private Orb::Timer {
    /** Tells apart what earlier connections have still to say. */
    std::uint64_t attempt_ = 0;
    Orb::Seconds retryAfter_;
+   Orb::Seconds upSince_ = 0;
+   Orb::Seconds followedAt_ = 0;
    Orb::Seconds answered_ = 0;
    std::uint64_t losses_ = 0;
    bool up_ = false;

@@ -98,17 +98,21 @@ void RedisStore::up() {
       return;
    }
    beginAnew( Phase::connecting );
-   auto const state = std::make_shared< Identity >();
+   askState( [this]( Identity const & found ) {
+      link_->commands().send( { "GET", keys_.turn( setup_.role ) },
+                              ofNow( [this, found]( redisReply const & reply ) {
+                                 if ( !failed( reply ) ) {
+                                    identified( found, numberOf( textOf( reply ) ) );
+                                 }
+                              } ) );
+   } );
+}
+
+void RedisStore::askState( std::function< void( Identity const & ) > answer ) {
    link_->commands().send( { "HGETALL", keys_.state() },
-                           ofNow( [this, state]( redisReply const & reply ) {
+                           ofNow( [this, answer = std::move( answer )]( redisReply const & reply ) {
                               if ( !failed( reply ) ) {
-                                 *state = identityOf( reply );
-                              }
-                           } ) );
-   link_->commands().send( { "GET", keys_.turn( setup_.role ) },
-                           ofNow( [this, state]( redisReply const & reply ) {
-                              if ( !failed( reply ) ) {
-                                 identified( *state, numberOf( textOf( reply ) ) );
+                                 answer( identityOf( reply ) );
                               }
                            } ) );
 }
@@ -118,8 +122,15 @@ void RedisStore::down( std::string const & reason ) {
       return;
    }
    beginAnew( Phase::connecting );
-   waiting_.clear();
-   tell( Event::trouble, shownServer() + ": " + Kel::oneLine( reason ) + "; it is waited for" );
+   if ( !reason.empty() ) {
+      tellWaiting( shownServer() + ": " + Kel::oneLine( reason ) + "; it is waited for" );
+   }
+}
+
+void RedisStore::tellWaiting( std::string const & text ) {
+   if ( std::exchange( waiting_, text ) != text ) {
+      tell( Event::trouble, text );
+   }
 }
 
 bool RedisStore::failed( redisReply const & reply ) {
@@ -156,9 +167,7 @@ void RedisStore::identified( Identity const & found, std::uint64_t turn ) {
 
 void RedisStore::waitForState( std::string const & reason ) {
    phase_ = Phase::waitingForState;
-   if ( std::exchange( waiting_, reason ) != reason ) {
-      tell( Event::trouble, shownServer() + ": " + reason );
-   }
+   tellWaiting( shownServer() + ": " + reason );
 }
 
 void RedisStore::askForLease() {
@@ -187,9 +196,7 @@ void RedisStore::asked( Lease::Asked const & asked ) {
             break;
          }
          phase_ = Phase::waitingForLease;
-         if ( std::exchange( waiting_, other ) != other ) {
-            tell( Event::trouble, other + "; it is waited for" );
-         }
+         tellWaiting( other + "; it is waited for" );
          setup_.scheduler->arm( *this, setup_.scheduler->now() + asked.seconds + grace );
          break;
       case Result::outdated:
@@ -213,10 +220,10 @@ void RedisStore::watchLease() {
 }
 
 // By a standstill, of this process or of the server; whoever has used the time has a higher fence.
+// Or with all that stood there.
 void RedisStore::leaseLost() {
    if ( phase_ == Phase::ready || phase_ == Phase::reading ) {
-      beginAnew( Phase::asking );
-      askForLease();
+      up();
    }
 }
 

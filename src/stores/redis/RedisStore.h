@@ -117,8 +117,10 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
    using StandingRows = std::map< std::string, Standing, std::less<> >;
    struct Read {
       std::vector< ReadRow > rows;
-      /** Those of the keys that are not there, or cannot be read. */
+      /** Those of the keys that are not there. */
       std::vector< std::string > absent;
+      /** Those that do not fit. */
+      std::set< std::string, std::less<> > bad;
    };
 
    // From a connection to a state that may be used.
@@ -126,6 +128,10 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
    void down( std::string const & reason );
    void identified( Identity const & found, std::uint64_t turn );
    void waitForState( std::string const & reason );
+   /** Tells what it waits for, unless that is what it has told last. */
+   void tellWaiting( std::string const & text );
+   /** Asks which state stands there; `answer` is told what goes with it, too. */
+   void askState( std::function< void( Identity const & ) > answer );
    void askForLease();
    void asked( Lease::Asked const & asked );
    void watchLease();
@@ -147,6 +153,11 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
    void changed( std::vector< std::string > paths );
    void readChanged();
    void changesRead();
+   /** Forgets rows that are gone, and yields the changes; what stands below is skipped. */
+   std::vector< Corestore::RowChange > forget(
+      std::set< std::string, std::greater<> > const & gone );
+   /** Whether a row's entity is always there, with all that is below it. */
+   bool isRoot( std::string_view path ) const;
    void skip( std::string const & path, std::string const & reason );
    void fits( std::string const & path );
 

@@ -203,7 +203,7 @@ void RedisStore::changesRead() {
       entries.insert( one.row.path );
    }
    for ( std::string const & path : reading_ ) {
-      if ( forms_.formOf( path ) == RowForm::bookMap ) {
+      if ( forms_.formOf( path ) == RowForm::bookMap && !read.bad.contains( path ) ) {
          for ( auto const & [entry, standing] : rowsBelow( standing_, path ) ) {
             if ( !entries.contains( entry ) ) {
                went( entry );
@@ -212,23 +212,13 @@ void RedisStore::changesRead() {
       }
    }
    std::ranges::for_each( read.absent, went );
-   // What stands below an entity that is gone may still be there.
-   std::vector< std::string > orphans;
-   for ( std::string const & path : gone ) {
-      for ( auto const & [below, standing] : rowsBelow( standing_, path ) ) {
-         if ( !gone.contains( below ) && standing.form != RowForm::book ) {
-            orphans.push_back( below );
-         }
+   for ( std::string const & path : read.bad ) {
+      // Nobody else may take away what is this process's own.
+      if ( !owns( path ) && standing_.contains( path ) ) {
+         gone.insert( path );
       }
    }
-   for ( std::string const & path : orphans ) {
-      standing_.erase( path );
-      skip( path, "stands without its entity" );
-   }
-   for ( std::string const & path : gone ) {
-      changes.push_back( { { path, standing_.find( path )->second.form, {} }, true } );
-      standing_.erase( path );
-   }
+   changes = forget( gone );
    std::vector< ReadRow > rows = read.rows;
    std::ranges::sort( rows, comesBefore );
    for ( ReadRow & one : rows ) {
@@ -252,6 +242,42 @@ void RedisStore::changesRead() {
    readChanged();
 }
 
+std::vector< RowChange > RedisStore::forget(
+   std::set< std::string, std::greater<> > const & gone ) {
+   std::vector< RowChange > changes;
+   // What stands below an entity that is gone may still be there.
+   std::vector< std::string > orphans;
+   for ( std::string const & path : gone ) {
+      if ( isRoot( path ) ) {
+         continue;
+      }
+      for ( auto const & [below, standing] : rowsBelow( standing_, path ) ) {
+         if ( !gone.contains( below ) && standing.form != RowForm::book ) {
+            orphans.push_back( below );
+         }
+      }
+   }
+   for ( std::string const & path : orphans ) {
+      standing_.erase( path );
+      skip( path, "stands without its entity" );
+   }
+   for ( std::string const & path : gone ) {
+      changes.push_back( { { path, forms_.formOf( path ), {} }, true } );
+      standing_.erase( path );
+   }
+   return changes;
+}
+
+bool RedisStore::isRoot( std::string_view path ) const {
+   for ( std::size_t end = path.rfind( '/' ); end != path.npos && end != 0;
+         end = path.rfind( '/', end - 1 ) ) {
+      if ( forms_.formOf( path.substr( 0, end ) ) != RowForm::none ) {
+         return false;
+      }
+   }
+   return true;
+}
+
 // --- Both ---
 
 void RedisStore::read( std::set< std::string, std::less<> > const & paths,
@@ -270,9 +296,14 @@ void RedisStore::read( std::set< std::string, std::less<> > const & paths,
                                  }
                               } ) );
    }
-   // Says that all the others are there.
-   link_->commands().send( { "ECHO", "" },
-                           ofNow( [done = std::move( done )]( redisReply const & ) { done(); } ) );
+   // Behind all the others: what is missing may have gone with the whole state.
+   askState( [this, done = std::move( done )]( Identity const & found ) {
+      if ( found == identity_ ) {
+         done();
+      } else {
+         up();
+      }
+   } );
 }
 
 void RedisStore::take( std::string const & path, RowForm form, redisReply const & reply ) {
@@ -311,14 +342,21 @@ void RedisStore::take( std::string const & path, RowForm form, redisReply const 
       }
    } catch ( Kel::ValueError const & e ) {
       skip( path, ( e.pointer().empty() ? "" : e.pointer() + ": " ) + e.what() );
+      read_.bad.insert( path );
    }
 }
 
 void RedisStore::refused( RowChange const & change, Kel::ValueError const & reason ) {
-   if ( !change.deleted ) {
-      standing_.erase( change.row.path );
-      skip( change.row.path,
-            ( reason.pointer().empty() ? "" : reason.pointer() + ": " ) + reason.what() );
+   if ( change.deleted ) {
+      return;
+   }
+   std::string const & path = change.row.path;
+   skip( path, ( reason.pointer().empty() ? "" : reason.pointer() + ": " ) + reason.what() );
+   if ( owns( path ) ) {
+      standing_.erase( path );
+   } else if ( auto gone = forget( { path } ); holder_ ) {
+      // An agent that starts now would not have it either.
+      holder_->arrived( std::move( gone ) );
    }
 }
 

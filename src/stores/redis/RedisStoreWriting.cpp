@@ -71,8 +71,16 @@ void RedisStore::putText( Row const & row, RowText const & text, std::uint64_t f
    }
    Connection & server = link_->commands();
    std::string const key = keys_.of( row.path );
+   // What does not fit there may be of any kind.
+   auto const makeRoom = [&]( std::string const & path ) {
+      if ( skipped_.contains( path ) ) {
+         fits( path );
+         server.send( { "DEL", keys_.of( path ) } );
+      }
+   };
    if ( row.form == RowForm::book ) {
       auto const [map, name] = bookPlace( row.path );
+      makeRoom( map );
       server.send(
          { "HSET", keys_.of( map ), name, bookField( position, text.fields.front().second ) } );
    } else if ( row.form == RowForm::value ) {
@@ -81,6 +89,7 @@ void RedisStore::putText( Row const & row, RowText const & text, std::uint64_t f
          server.send( { "ZADD", keys_.order(), std::to_string( position ), row.path } );
       }
    } else {
+      makeRoom( row.path );
       if ( !isNew ) {
          // Fields that it has no more go so, too.
          server.send( { "DEL", key } );

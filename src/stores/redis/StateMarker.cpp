@@ -37,7 +37,9 @@ StateMarker::StateMarker( Kel::Ptr< Orb::TaskScheduler > scheduler, Address cons
             { .up = [this] { make(); },
               .down =
                  [this]( std::string const & reason ) {
-                    std::exchange( done_, []( Outcome const & ) {} )( { .error = reason } );
+                    if ( !reason.empty() ) {
+                       std::exchange( done_, []( Outcome const & ) {} )( { .error = reason } );
+                    }
                  },
               .changed = []( auto ) {},
               .allChanged = [] {} } ) {}
