@@ -74,21 +74,25 @@ std::string ageOf( std::string const & seconds ) {
    return std::to_string( now - std::atoll( seconds.c_str() ) ) + " s ago";
 }
 
+void print( std::string const & role, Redis::RedisStore::Process const & process ) {
+   auto const field = [&process]( char const * name ) {
+      auto const found = process.fields.find( name );
+      return found == process.fields.end() ? std::string() : found->second;
+   };
+   std::cout << role << ": "
+             << ( process.holder.empty() ? "nobody serves the switch"
+                                         : "served by " + process.holder );
+   if ( !field( "changed" ).empty() ) {
+      std::cout << ", last change " << ageOf( field( "changed" ) ) << ", " << field( "turns" )
+                << " turns, the longest " << field( "longestTurn" ) << " s, " << field( "written" )
+                << " rows written";
+   }
+   std::cout << "\n";
+}
+
 void print( Findings const & findings ) {
    for ( auto const & [role, process] : findings.processes ) {
-      auto const field = [&process]( char const * name ) {
-         auto const found = process.fields.find( name );
-         return found == process.fields.end() ? std::string() : found->second;
-      };
-      std::cout << role << ": "
-                << ( process.holder.empty() ? "nobody serves the switch"
-                                            : "served by " + process.holder );
-      if ( !field( "changed" ).empty() ) {
-         std::cout << ", last change " << ageOf( field( "changed" ) ) << ", " << field( "turns" )
-                   << " turns, the longest " << field( "longestTurn" ) << " s, "
-                   << field( "written" ) << " rows written";
-      }
-      std::cout << "\n";
+      print( role, process );
    }
    auto const list = [&]( char const * heading, std::vector< std::string > const & paths ) {
       for ( std::string const & path : paths ) {

@@ -30,10 +30,18 @@ bool comesBefore( ReadRow const & a, ReadRow const & b ) {
 
 /** The rows of a map below a path. */
 template < class Rows >
-auto rowsBelow( Rows & rows, std::string const & path ) {
-   // '0' is the character after '/'.
-   return std::ranges::subrange( rows.lower_bound( path + '/' ), rows.lower_bound( path + '0' ) );
-}
+class RowsBelow {
+ public:
+   RowsBelow( Rows const & rows, std::string const & path )
+      // '0' is the character after '/'.
+      : begin_( rows.lower_bound( path + '/' ) ), end_( rows.lower_bound( path + '0' ) ) {}
+   auto begin() const { return begin_; }
+   auto end() const { return end_; }
+
+ private:
+   typename Rows::const_iterator begin_;
+   typename Rows::const_iterator end_;
+};
 
 }  // namespace
 
@@ -204,7 +212,7 @@ void RedisStore::changesRead() {
    }
    for ( std::string const & path : reading_ ) {
       if ( forms_.formOf( path ) == RowForm::bookMap && !read.bad.contains( path ) ) {
-         for ( auto const & [entry, standing] : rowsBelow( standing_, path ) ) {
+         for ( auto const & [entry, standing] : RowsBelow( standing_, path ) ) {
             if ( !entries.contains( entry ) ) {
                went( entry );
             }
@@ -226,7 +234,7 @@ void RedisStore::changesRead() {
       auto const [standing, isNew] = standing_.try_emplace(
          one.row.path, Standing{ one.fingerprint, one.position, one.row.form } );
       if ( isNew && one.row.form == RowForm::entity ) {
-         for ( auto const & [below, reason] : rowsBelow( skipped_, one.row.path ) ) {
+         for ( auto const & [below, reason] : RowsBelow( skipped_, one.row.path ) ) {
             changed_.insert( below );
          }
       }
@@ -251,7 +259,7 @@ std::vector< RowChange > RedisStore::forget(
       if ( isRoot( path ) ) {
          continue;
       }
-      for ( auto const & [below, standing] : rowsBelow( standing_, path ) ) {
+      for ( auto const & [below, standing] : RowsBelow( standing_, path ) ) {
          if ( !gone.contains( below ) && standing.form != RowForm::book ) {
             orphans.push_back( below );
          }
