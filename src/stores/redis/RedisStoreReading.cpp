@@ -153,7 +153,8 @@ void RedisStore::compare( std::vector< ReadRow > rows ) {
    } );
    // A row goes before the entity that it is in.
    std::ranges::reverse( changes );
-   std::ranges::stable_partition( changes, &RowChange::deleted );
+   std::stable_partition( changes.begin(), changes.end(),
+                          []( RowChange const & change ) { return change.deleted; } );
    for ( ReadRow const & read : rows ) {
       if ( there.contains( read.row.path ) ) {
          if ( owns( read.row.path ) ) {
