@@ -116,8 +116,6 @@ class KelPolicyFragment : public Kel::StateMachine {
                                 QorClient::RuleKey const & ruleKey ) const;
    static Kel::String getFlowRuleName( QorClient::FlowInfo const & info,
                                        QorClient::RuleKey const & ruleKey );
-   /** Of the rule that lets ARP through to the service of a fragment. */
-   static Kel::String arpRuleName( Kel::String const & fragmentName );
    OpenFlowTable::TableType getTableType( Qor::V1::PolicyFlowInfo const & flowConfig ) const;
    /** The default match when what it needs is not there yet. */
    OpenFlowTable::Match buildMatch( Qor::V1::PolicyFlowInfo const & flowConfig,
@@ -146,6 +144,12 @@ class KelPolicyFragment : public Kel::StateMachine {
    void removeFlowWithItsDependents( Kel::String const & flowName );
    /** Forgets a flow entirely. */
    void doFlowCleanup( FlowHandle & flow );
+
+   // --- The ARP rule: KelPolicyFragmentArpRule.cpp ---
+   // It stands while its count does, with the VLAN that the service VNI had as it was made.
+
+   /** Of the rule that lets ARP through to the service of a fragment. */
+   static Kel::String arpRuleName( Kel::String const & fragmentName );
    /** Takes and drops a reference on the fragment's ARP rule. */
    void configurePlatformForQor( Kel::String const & flowName );
    void unconfigurePlatformForQor( Kel::String const & flowName );
@@ -260,6 +264,7 @@ class KelPolicyFragment : public Kel::StateMachine {
    void findInfoAgain( FlowHandle & flow ) const;
    /** The record of a flow that was read; asserts that it exists. */
    QorClient::FlowInfo const & readFlowInfo( FlowHandle & flow ) const;
+   /** Adopts an intercept flow that stands from before a restart. */
    void populateTransientStates( FlowHandle & flow );
    void noteHostEgressFlow( FlowHandle & flow );
    void readFlow( Kel::String const & flowName, Qor::V1::PolicyFlowInfo const & flowConfig );

@@ -23,8 +23,9 @@ namespace QorClient::DatapathV1 {
 /**
  * The supervisor of the L2 datapath: one KelPolicyFragment per service policy fragment. It routes
  * what is keyed by VNI or by host to the fragment concerned, keeps the map from service VLANs to
- * original VLANs, and clears away at its start what an earlier life has left behind. It never
- * touches a rule itself.
+ * original VLANs, and clears away at its start the reports and bindings that an earlier life has
+ * left behind. It never touches a rule itself: those of a fragment that went while the agent was
+ * away stay.
  */
 class PolicyFragmentSm : public Kel::StateMachine {
    KEL_STATE_MACHINE( QorClient::DatapathV1::PolicyFragmentSm )
