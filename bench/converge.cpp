@@ -47,14 +47,18 @@ class World {
       agent_ = nullptr;
       Kel::Entity::singletonsDel();
    }
-   /** Leaves the state as a killed agent does, of which nothing is taken back. */
+   /** Leaves the state as a killed agent does, of which nothing is taken back. What was freed is
+    *  merged here: the heap would put that off to the next start, whose process hasn't freed it. */
    void kill() {
-      Corestore::MemoryStore state;
-      em_->saveTo( state );
-      stop();
-      em_ = new Corestore::EntityManager( scheduler_ );
-      Catalog::createPlaces( *em_ );
-      em_->loadFrom( state );
+      {
+         Corestore::MemoryStore state;
+         em_->saveTo( state );
+         stop();
+         em_ = new Corestore::EntityManager( scheduler_ );
+         Catalog::createPlaces( *em_ );
+         em_->loadFrom( state );
+      }
+      ::malloc_trim( 0 );
    }
 
    template < class T >

@@ -233,9 +233,9 @@
                                                                    \
  public:
 
-/** An input that is only held. */
+/** An input that is only held. It stays as it was given for as long as the machine is there. */
 #define KEL_GIVEN( Type, attribute ) \
-   Type attribute() const {          \
+   Type const & attribute() const {  \
       return attribute##_;           \
    }                                 \
    KEL_MEMBER_AS( argument, attribute, Type )

@@ -81,7 +81,10 @@ class Ip6Addr {
    std::string stringValue() const;
    static std::optional< Ip6Addr > parse( std::string_view text );
 
-   friend constexpr bool operator==( Ip6Addr const &, Ip6Addr const & ) = default;
+   friend constexpr bool operator==( Ip6Addr const & a, Ip6Addr const & b ) {
+      return ( ( a.words_[0] ^ b.words_[0] ) | ( a.words_[1] ^ b.words_[1] ) |
+               ( a.words_[2] ^ b.words_[2] ) | ( a.words_[3] ^ b.words_[3] ) ) == 0;
+   }
    friend constexpr auto operator<=>( Ip6Addr const &, Ip6Addr const & ) = default;
 
  private:

@@ -5,17 +5,16 @@
 namespace QorClient::DatapathV1 {
 
 /**
- * A flow as the operations of its fragment hand it on: looked up once, where the first of them is
- * entered.
+ * A flow as the operations of its fragment hand it on: its records are looked up once, where the
+ * first of them is entered.
  *
- * A write runs handlers, and these may change the policy or take the flow's record away. So what
- * stands here is how it stood at the last look. Operations that write look again when they are
- * entered, which costs little while the record is where it was; questions take it as it is.
+ * A write runs handlers, and these may take the flow's record away. So what stands here is how it
+ * stood at the last look. Operations that write look again when they are entered, which costs
+ * little while the record is where it was; questions take it as it is. The configuration is no part
+ * of it: `KelPolicyFragment::configOf` reads it as it is now.
  */
 struct FlowHandle {
    Kel::String name;
-   /** The default for a flow that isn't configured. */
-   Qor::V1::PolicyFlowInfo config = {};
    /** The records of fragment and flow; null for what hasn't been read. */
    Kel::Ptr< QorClient::PolicyFragmentInfo > fragInfo = {};
    Kel::Ptr< QorClient::FlowInfo > info = {};

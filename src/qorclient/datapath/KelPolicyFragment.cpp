@@ -47,11 +47,6 @@ Kel::Ptr< Qor::V1::ServicePolicyFragmentStatus > KelPolicyFragment::fragmentStat
 }
 
 void KelPolicyFragment::lookAgain( FlowHandle & flow ) const {
-   findInfoAgain( flow );
-   flow.config = policyFragment()->flow( flow.name );
-}
-
-void KelPolicyFragment::findInfoAgain( FlowHandle & flow ) const {
    if ( flow.stands() ) {
       return;
    }
@@ -67,8 +62,12 @@ FlowHandle KelPolicyFragment::flowHandle( Kel::String const & flowName ) const {
    return flow;
 }
 
+Qor::V1::PolicyFlowInfo const & KelPolicyFragment::configOf( FlowHandle const & flow ) const {
+   return policyFragment()->flowInPlace( flow.name );
+}
+
 QorClient::FlowInfo const & KelPolicyFragment::readFlowInfo( FlowHandle & flow ) const {
-   findInfoAgain( flow );
+   lookAgain( flow );
    KEL_ASSERT( flow.fragInfo, "QorClientDatapathV1" );
    KEL_ASSERT( flow.info, "QorClientDatapathV1" );
    return *flow.info;
@@ -104,7 +103,7 @@ bool KelPolicyFragment::isHostEgressFlow( Kel::String const & flowName ) const {
 void KelPolicyFragment::forEachFlow( FlowClass flowClass, FlowOperation operation ) {
    if ( auto info = fragInfo() ) {
       for ( Kel::String const & flowName : info->flowInfoKeys() ) {
-         FlowHandle flow{ flowName, {}, info };
+         FlowHandle flow{ flowName, info };
          if ( flowClass( readFlowInfo( flow ) ) ) {
             ( this->*operation )( flow );
          }
@@ -212,11 +211,12 @@ void KelPolicyFragment::handleFlow( Kel::String const & flowName ) {
       return;
    }
    FlowHandle flow = flowHandle( flowName );
+   Qor::V1::PolicyFlowInfo const config = configOf( flow );
    bool const present = policyFragment()->flowHas( flowName );
    // A service flow whose set has gone counts as changed.
-   bool const unchanged = flow.info && flow.info->flowConfig() == flow.config &&
-                          ( flow.config.serviceIntfKey.empty() ||
-                            policyFragment()->serviceIntfSetHas( flow.config.serviceIntfKey ) );
+   bool const unchanged = flow.info && flow.info->flowConfig() == config &&
+                          ( config.serviceIntfKey.empty() ||
+                            policyFragment()->serviceIntfSetHas( config.serviceIntfKey ) );
    if ( unchanged ) {
       KEL_TRACE_INFO( "fragment: ", fragmentName(), " flow:", flowName, " unchanged flow" );
       if ( present && isHostInterceptFlow( *flow.info ) && isMatchVniBound( flow ) ) {
@@ -225,25 +225,24 @@ void KelPolicyFragment::handleFlow( Kel::String const & flowName ) {
       return;
    }
    if ( flow.info ) {
-      FlowHandle gone = flow;
-      doFlowCleanup( gone );
+      doFlowCleanup( flow );
    }
    if ( !policyFragment()->flowHas( flowName ) ) {
       KEL_TRACE_INFO( "FlowId ", flowName, " removed" );
       fragmentStatus()->flowStatusDel( flowName );
    } else {
-      readFlow( flowName, flow.config );
+      readFlow( flowName, config );
    }
 }
 
 void KelPolicyFragment::populateTransientStates( FlowHandle & flow ) {
    // The rules that were published before a restart stay; only these two maps were lost with it.
    KEL_TRACE_INFO( "Populating transient states" );
-   Bridging::MacVlanPair const host{ flow.config.match.srcMac,
+   Bridging::MacVlanPair const host{ configOf( flow ).match.srcMac,
                                      agentStatus()->vlanForVni( matchVni( flow ) ) };
    parent()->policyFragmentForHostIs( host, fragmentName() );
    flowForHostIs( host, flow.name );
-   findInfoAgain( flow );
+   lookAgain( flow );
    if ( !flow.info->boundHostHas( host ) ) {
       // Its VLAN has changed while nobody heard of it.
       flowWithUnboundHostIs( flow.name );
@@ -267,7 +266,7 @@ void KelPolicyFragment::readFlow( Kel::String const & flowName,
    info->serviceIntfKeyIs( flowConfig.serviceIntfKey );
    info->isInterceptIngressIs( flowConfig.interceptPoint ==
                                Qor::V1::InterceptPoint::interceptIngress );
-   FlowHandle flow{ flowName, flowConfig, fragInfo, info };
+   FlowHandle flow{ flowName, fragInfo, info };
    if ( isHostEgressFlow( readFlowInfo( flow ) ) ) {
       // Now, since what the bindings set off concerns the flow already.
       noteHostEgressFlow( flow );
@@ -279,7 +278,6 @@ void KelPolicyFragment::readFlow( Kel::String const & flowName,
       }
    }
 
-   lookAgain( flow );
    if ( isServiceFlow( readFlowInfo( flow ) ) ) {
       installServiceFlow( flow );
    } else if ( isMatchVniBound( flow ) ) {

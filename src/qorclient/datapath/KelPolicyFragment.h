@@ -99,6 +99,9 @@ class KelPolicyFragment : public Kel::StateMachine {
    void handleGrCookie();
    /** The flow as it stands now, configured or not, read or not. */
    FlowHandle flowHandle( Kel::String const & flowName ) const;
+   /** How the flow is configured now, the default when it isn't. To be read at once: a write may
+    *  have the policy changed. */
+   Qor::V1::PolicyFlowInfo const & configOf( FlowHandle const & flow ) const;
 
    // Classification of a flow that was read. By name, each asserts that its records exist.
    bool isServiceFlow( Kel::String const & flowName ) const;
@@ -241,8 +244,9 @@ class KelPolicyFragment : public Kel::StateMachine {
                          Qor::FlowState flowState );
    void setFlowRuleState( FlowHandle const & flow, Kel::String const & ruleName,
                           Qor::FlowState flowState );
-   /** False when the flow isn't configured, wasn't read, or its fragment has no status. */
-   bool isFlowReported( FlowHandle const & flow ) const;
+   /** Where the flow is reported; null when it isn't configured, wasn't read, or its fragment has
+    *  no status. */
+   Kel::Ptr< Qor::V1::ServicePolicyFragmentStatus > reportOf( FlowHandle const & flow ) const;
    /** Of a flow that is reported: the state and words that a proposed state becomes; false when
     *  nothing has changed for it. */
    bool calculateFlowState( FlowHandle const & flow, Qor::FlowState & flowState,
@@ -260,8 +264,6 @@ class KelPolicyFragment : public Kel::StateMachine {
    void forEachFlow( FlowClass flowClass, FlowOperation operation );
 
    void lookAgain( FlowHandle & flow ) const;
-   /** The same for what has been read alone. */
-   void findInfoAgain( FlowHandle & flow ) const;
    /** The record of a flow that was read; asserts that it exists. */
    QorClient::FlowInfo const & readFlowInfo( FlowHandle & flow ) const;
    /** Adopts an intercept flow that stands from before a restart. */
@@ -275,8 +277,10 @@ class KelPolicyFragment : public Kel::StateMachine {
                                   QorClient::RuleKey const & ruleKey,
                                   Kel::Ptr< QorClient::RuleInfo > const & standing );
 
-   static Vxlan::VniExtOrNone matchVni( FlowHandle const & flow );
-   static Vxlan::VniExtOrNone actionVni( FlowHandle const & flow );
+   Vxlan::VniExtOrNone matchVni( FlowHandle const & flow ) const;
+   Vxlan::VniExtOrNone actionVni( FlowHandle const & flow ) const;
+   /** The VLAN that a VNI is mapped to, if it is. */
+   Bridging::VlanIdOrNone vlanOf( Vxlan::VniExtOrNone vni ) const;
 
    void installServiceFlowOnSet( FlowHandle & flow,
                                  Kel::Ptr< Qor::V1::ServiceIntfSet const > const & intfSet,

@@ -45,7 +45,7 @@ constexpr char const * waitingFor = "Waiting for: ";
 
 Kel::String KelPolicyFragment::getFlowWaitingDetails( Kel::String const & flowName ) const {
    FlowHandle flow = flowHandle( flowName );
-   return getFlowWaitingDetails( flow.config, readFlowInfo( flow ) );
+   return getFlowWaitingDetails( configOf( flow ), readFlowInfo( flow ) );
 }
 
 Kel::String KelPolicyFragment::getFlowWaitingDetails( Qor::V1::PolicyFlowInfo const & flowConfig,
@@ -102,10 +102,11 @@ Kel::String KelPolicyFragment::getFlowRejectedDetails( Kel::String const & flowN
 Kel::String KelPolicyFragment::getFlowRejectedDetails( FlowHandle const & flow ) const {
    KEL_TRACE_INFO( " Flow ", flow.name );
    Conditions invalid;
-   if ( flow.config.match.vni.isNone() ) {
+   Qor::V1::PolicyFlowInfo const & config = configOf( flow );
+   if ( config.match.vni.isNone() ) {
       invalid.add( "Match VNI invalid" );
    }
-   if ( flow.config.action.vni.isNone() ) {
+   if ( config.action.vni.isNone() ) {
       invalid.add( "Action VNI invalid" );
    }
    // Rejected by the hardware alone, there is nothing to say behind the opening.
@@ -115,9 +116,9 @@ Kel::String KelPolicyFragment::getFlowRejectedDetails( FlowHandle const & flow )
 
 namespace {
 
-bool isRejected( FlowHandle const & flow, FlowState proposed ) {
-   return proposed == FlowState::flowRejected || flow.config.match.vni.isNone() ||
-          flow.config.action.vni.isNone();
+bool isRejected( Qor::V1::PolicyFlowInfo const & config, FlowState proposed ) {
+   return proposed == FlowState::flowRejected || config.match.vni.isNone() ||
+          config.action.vni.isNone();
 }
 
 }  // namespace
@@ -126,17 +127,19 @@ bool calculateQorFlowState( Kel::Ptr< KelPolicyFragment const > const & polFrag,
                             Kel::String const & flowName, FlowState & flowState,
                             Kel::String & details ) {
    FlowHandle const flow = polFrag->flowHandle( flowName );
-   return polFrag->isFlowReported( flow ) &&
-          polFrag->calculateFlowState( flow, flowState, details );
+   return polFrag->reportOf( flow ) && polFrag->calculateFlowState( flow, flowState, details );
 }
 
-bool KelPolicyFragment::isFlowReported( FlowHandle const & flow ) const {
-   return initialized() && flow.info && policyFragment()->flowHas( flow.name ) && fragmentStatus();
+Kel::Ptr< Qor::V1::ServicePolicyFragmentStatus > KelPolicyFragment::reportOf(
+   FlowHandle const & flow ) const {
+   bool const isReported = initialized() && flow.info && policyFragment()->flowHas( flow.name );
+   return isReported ? fragmentStatus() : nullptr;
 }
 
 bool KelPolicyFragment::calculateFlowState( FlowHandle const & flow, FlowState & flowState,
                                             Kel::String & details ) const {
-   if ( isRejected( flow, flowState ) ) {
+   Qor::V1::PolicyFlowInfo const & config = configOf( flow );
+   if ( isRejected( config, flowState ) ) {
       FlowState const proposed = flowState;
       flowState = FlowState::flowRejected;
       details = getFlowRejectedDetails( flow );
@@ -144,7 +147,7 @@ bool KelPolicyFragment::calculateFlowState( FlowHandle const & flow, FlowState &
                       " flowStateDetails: ", details );
       return true;
    }
-   details = getFlowWaitingDetails( flow.config, *flow.info );
+   details = getFlowWaitingDetails( config, *flow.info );
    if ( flowState != FlowState::flowInitial || details.view().starts_with( "Waiting" ) ) {
       return true;
    }
@@ -157,11 +160,12 @@ void KelPolicyFragment::updateRuleState( FlowHandle & flow, Kel::String const & 
                                          FlowState flowState ) {
    KEL_TRACE_SCOPE( " flow: ", flow.name, " rule: ", ruleName );
    lookAgain( flow );
-   if ( !isFlowReported( flow ) ) {
+   if ( !reportOf( flow ) ) {
       return;
    }
    // A rule has no words, so what its flow waits for matters only to a proposed 0.
-   bool const stands = !isRejected( flow, flowState ) && flowState != FlowState::flowInitial;
+   bool const stands =
+      !isRejected( configOf( flow ), flowState ) && flowState != FlowState::flowInitial;
    Kel::String details;
    if ( stands || calculateFlowState( flow, flowState, details ) ) {
       KEL_TRACE_INFO( " set flow rule state" );
@@ -191,9 +195,9 @@ void KelPolicyFragment::setFlowRuleState( FlowHandle const & flow, Kel::String c
 void KelPolicyFragment::updateFlowState( FlowHandle & flow, FlowState flowState ) {
    KEL_TRACE_SCOPE( " flow: ", flow.name );
    lookAgain( flow );
+   auto const report = reportOf( flow );
    Qor::V1::PolicyFlowStatus status;
-   if ( !isFlowReported( flow ) ||
-        !calculateFlowState( flow, flowState, status.flowStateDetails ) ) {
+   if ( !report || !calculateFlowState( flow, flowState, status.flowStateDetails ) ) {
       return;
    }
    KEL_TRACE_INFO( " flowState: ", flowState );
@@ -204,7 +208,7 @@ void KelPolicyFragment::updateFlowState( FlowHandle & flow, FlowState flowState 
       status.hostMac = host.mac;
       status.hostMoveCount = getHostMoveCount( host );
    }
-   fragmentStatus()->flowStatusIs( status );
+   report->flowStatusIs( status );
 }
 
 void KelPolicyFragment::updateFlowState( Kel::String const & flowName, FlowState flowState ) {
@@ -216,7 +220,7 @@ void KelPolicyFragment::updateFlowStateAll( FlowState flowState ) {
    KEL_TRACE_SCOPE( " fragment: ", fragmentName() );
    if ( auto info = fragInfo() ) {
       for ( Kel::String const & flowName : info->flowInfoKeys() ) {
-         FlowHandle flow{ flowName, {}, info };
+         FlowHandle flow{ flowName, info };
          updateFlowState( flow, flowState );
       }
    }

@@ -23,7 +23,7 @@ void KelPolicyFragment::bindHostForHostInterceptFlow( FlowHandle & flow ) {
       return;
    }
    Vxlan::VniExtOrNone const vni = matchVni( flow );
-   MacVlanPair const host{ flow.config.match.srcMac, agentStatus()->vlanForVni( vni ) };
+   MacVlanPair const host{ configOf( flow ).match.srcMac, agentStatus()->vlanForVni( vni ) };
    for ( MacVlanPair const & bound : info->boundHostKeys() ) {
       if ( bound.mac == host.mac && bound.vlanId != host.vlanId ) {
          KEL_TRACE_INFO( "VniExt ", vni, " is not mapped to vlan ", bound.vlanId,
@@ -50,10 +50,9 @@ void KelPolicyFragment::unbindHostForHostInterceptFlow( FlowHandle & flow ) {
       return;
    }
    removeFlowWithItsDependents( flow );
-   findInfoAgain( flow );
+   lookAgain( flow );
    if ( auto const info = flow.info ) {
       for ( MacVlanPair const & host : info->boundHostKeys() ) {
-         lookAgain( flow );
          bool const keep =
             isMatchVniBound( flow ) && host.vlanId == agentStatus()->vlanForVni( matchVni( flow ) );
          if ( keep ) {
@@ -68,7 +67,7 @@ void KelPolicyFragment::unbindHostForHostInterceptFlow( FlowHandle & flow ) {
 
 void KelPolicyFragment::cleanupBoundHostForFlow( FlowHandle & flow ) {
    KEL_TRACE_SCOPE( " flow: ", flow.name );
-   findInfoAgain( flow );
+   lookAgain( flow );
    auto const info = flow.info;
    if ( info && isHostInterceptFlow( *info ) ) {
       for ( MacVlanPair const & host : info->boundHostKeys() ) {
@@ -102,7 +101,6 @@ void KelPolicyFragment::cleanupBoundHostsForAllFlows() {
 
 void KelPolicyFragment::installHostInterceptFlow( FlowHandle & flow ) {
    KEL_TRACE_SCOPE( " flow: ", flow.name );
-   lookAgain( flow );
    if ( !initialized() || !isHostInterceptFlow( readFlowInfo( flow ) ) || !areHostsWarm( flow ) ||
         !areVnisBound( flow ) ) {
       return;
@@ -130,7 +128,6 @@ void KelPolicyFragment::installHostInterceptFlow( FlowHandle & flow ) {
       ruleKey.inIntf = intf;
       KEL_TRACE_INFO( "Adding flow variant for tagged packets" );
       publishFlowRule( flow, ruleKey );
-      lookAgain( flow );
       if ( agentStatus()->vlanForVni( matchVni( flow ) ) == nativeVlan ) {
          // On its native VLAN the host's packets arrive untagged.
          KEL_TRACE_INFO( "Adding flow variant for untagged packets" );
@@ -147,7 +144,7 @@ void KelPolicyFragment::installHostInterceptFlow( Kel::String const & flowName )
 
 void KelPolicyFragment::removeHostInterceptFlow( FlowHandle & flow ) {
    KEL_TRACE_SCOPE( " flow: ", flow.name );
-   findInfoAgain( flow );
+   lookAgain( flow );
    auto const info = flow.info;
    if ( info && isHostInterceptFlow( *info ) ) {
       // The binding stays, so that the flow is installed again as soon as the host returns.
@@ -332,7 +329,7 @@ void KelPolicyFragment::installHostEgressFlowOnAllIntfs( FlowHandle & flow ) {
 void KelPolicyFragment::installAllHostEgressFlowsOnIntf( IntfId intf ) {
    for ( Kel::String const & flowName : hostEgressFlow() ) {
       FlowHandle flow{ flowName };
-      findInfoAgain( flow );
+      lookAgain( flow );
       // Another hand may have taken a flow's record away.
       if ( flow.info ) {
          installHostEgressFlowOnIntf( flow, intf );
@@ -344,7 +341,7 @@ void KelPolicyFragment::removeAllHostEgressFlowsFromIntf( IntfId intf ) {
    if ( intf ) {
       for ( Kel::String const & flowName : hostEgressFlow() ) {
          FlowHandle flow{ flowName };
-         findInfoAgain( flow );
+         lookAgain( flow );
          if ( flow.info ) {
             removeHostEgressFlowFromIntf( flow, intf );
          }

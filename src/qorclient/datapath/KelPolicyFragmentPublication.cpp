@@ -9,6 +9,10 @@ namespace QorClient::DatapathV1 {
 
 namespace {
 
+/** What is built while something is missing. */
+OpenFlowTable::Match const noMatch{};
+OpenFlowTable::Actions const noActions{};
+
 bool isRuleVlan( std::uint16_t vlan ) {
    return vlan >= Bridging::VlanIdRange::min && vlan <= Bridging::VlanIdRange::max;
 }
@@ -30,25 +34,27 @@ void KelPolicyFragment::publishFlowRule( FlowHandle & flow, QorClient::RuleKey c
       return;
    }
    bool const isHostEgress = isHostEgressFlow( *info );
-   Vxlan::VniExtOrNone const matchVni = this->matchVni( flow );
-   Vxlan::VniExtOrNone const actionVni = this->actionVni( flow );
-   OpenFlowTable::Match const match = buildMatch( flow.config, ruleKey );
-   OpenFlowTable::Actions const actions = buildAction( flow.config, ruleKey, isHostEgress );
-   OpenFlowTable::TableType const tableType = getTableType( flow.config );
-   if ( actions == OpenFlowTable::Actions() || match == OpenFlowTable::Match() ) {
+   // All that is read of it is read before anything is written.
+   Qor::V1::PolicyFlowInfo const & config = configOf( flow );
+   Vxlan::VniExtOrNone const matchVni = convertVniToVniExt( config.match.vni );
+   Vxlan::VniExtOrNone const actionVni = convertVniToVniExt( config.action.vni );
+   OpenFlowTable::FlowEntry const entry{ .match = buildMatch( config, ruleKey ),
+                                         .actions = buildAction( config, ruleKey, isHostEgress ),
+                                         .priority = OpenFlowTable::Priority( 0 ),
+                                         .tableType = getTableType( config ) };
+   if ( entry.actions == noActions || entry.match == noMatch ) {
       KEL_TRACE_INFO( "Match and/or Action don't have complete information" );
       return;
    }
    auto const old = info->ruleInfo( ruleKey );
    Kel::String const ruleName = ruleNameOf( *info, ruleKey, old );
    auto const table = pfHwConfig();
-   auto const status = agentStatus();
-   // An absent entry has the default match, which this one is not.
-   OpenFlowTable::FlowEntry const entry = table->flowEntry( ruleName );
-   if ( entry.match == match && entry.actions == actions ) {
-      KEL_TRACE_INFO( "Identical rule", ruleName, "Match: ", match, " action: ", actions );
+   if ( table->flowEntryHas( ruleName, entry.match, entry.actions ) ) {
+      KEL_TRACE_INFO( "Identical rule", ruleName, "Match: ", entry.match,
+                      " action: ", entry.actions );
       return;
    }
+   auto const status = agentStatus();
    std::uint32_t refCount = 1;
    if ( old && old->published() ) {
       refCount = old->refCount();
@@ -62,18 +68,17 @@ void KelPolicyFragment::publishFlowRule( FlowHandle & flow, QorClient::RuleKey c
                    " and configuring pinflow rule ", ruleName );
    updateFlowState( flow, Qor::FlowState::flowWaiting );
    updateRuleState( flow, ruleName, Qor::FlowState::flowWaiting );
-   table->flowEntryIs( ruleName, match, actions, OpenFlowTable::Priority( 0 ),
-                       OpenFlowTable::PriorityGroupType::normal, tableType, 0, 0.0, 0.0, false );
+   table->flowEntryIs( ruleName, entry );
    rule->publishedIs( true );
    rule->refCountIs( refCount );
    // What the rule was built with tells later whether a VLAN has changed.
-   if ( isRuleVlan( match.vlanId ) ) {
-      info->matchVlanIs( Bridging::VlanId( match.vlanId ) );
-      fragment->vlanForVniIs( matchVni, Bridging::VlanId( match.vlanId ) );
+   if ( isRuleVlan( entry.match.vlanId ) ) {
+      info->matchVlanIs( Bridging::VlanId( entry.match.vlanId ) );
+      fragment->vlanForVniIs( matchVni, Bridging::VlanId( entry.match.vlanId ) );
    }
-   if ( isRuleVlan( actions.vlanId ) ) {
-      info->rewriteVlanIs( Bridging::VlanId( actions.vlanId ) );
-      fragment->vlanForVniIs( actionVni, Bridging::VlanId( actions.vlanId ) );
+   if ( isRuleVlan( entry.actions.vlanId ) ) {
+      info->rewriteVlanIs( Bridging::VlanId( entry.actions.vlanId ) );
+      fragment->vlanForVniIs( actionVni, Bridging::VlanId( entry.actions.vlanId ) );
    }
    if ( !isHostEgress ) {
       configurePlatformForQor( flow.name );
@@ -86,7 +91,7 @@ void KelPolicyFragment::revokePublishedFlowRule( FlowHandle & flow,
    if ( !initialized() ) {
       return;
    }
-   findInfoAgain( flow );
+   lookAgain( flow );
    auto const info = flow.info;
    if ( !info ) {
       KEL_TRACE_INFO( "Flow ", flow.name, " has not been read yet, bailing out" );
@@ -113,7 +118,7 @@ void KelPolicyFragment::revokePublishedFlowRule( FlowHandle & flow,
 
 void KelPolicyFragment::revokePublishedFlow( FlowHandle & flow ) {
    KEL_TRACE_SCOPE( " flow: ", flow.name );
-   findInfoAgain( flow );
+   lookAgain( flow );
    if ( auto const info = flow.info ) {
       for ( QorClient::RuleKey const & ruleKey : info->ruleInfoKeys() ) {
          revokePublishedFlowRule( flow, ruleKey );
@@ -140,13 +145,13 @@ bool KelPolicyFragment::isFlowPublished( FlowHandle const & flow ) const {
 
 bool KelPolicyFragment::isFlowPublished( Kel::String const & flowName ) const {
    FlowHandle flow{ flowName };
-   findInfoAgain( flow );
+   lookAgain( flow );
    return isFlowPublished( flow );
 }
 
 void KelPolicyFragment::removeFlowWithItsDependents( FlowHandle & flow ) {
    KEL_TRACE_SCOPE( " flow: ", flow.name );
-   findInfoAgain( flow );
+   lookAgain( flow );
    if ( auto const info = flow.info ) {
       if ( isHostInterceptFlow( *info ) ) {
          for ( auto const & [host, intf] : info->boundHost() ) {

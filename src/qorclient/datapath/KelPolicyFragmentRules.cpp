@@ -34,11 +34,6 @@ bool isJoined( std::string_view text, std::initializer_list< std::string_view > 
    return text.empty();
 }
 
-/** The VLAN as a rule carries it; throws when it is none that a rule can. */
-std::uint16_t ruleVlan( Bridging::VlanId vlan ) {
-   return Bridging::VlanIdOrNone( vlan.value() ).value();
-}
-
 }  // namespace
 
 Kel::String KelPolicyFragment::getFlowRuleName( Kel::String const & flowName,
@@ -105,14 +100,14 @@ OpenFlowTable::Match KelPolicyFragment::buildMatch( Qor::V1::PolicyFlowInfo cons
    // VNI 0 asks for no VLAN; none is not 0, and has no VLAN to be found.
    if ( flowConfig.match.vni.value() != 0 ) {
       Vxlan::VniExtOrNone const vni = convertVniToVniExt( flowConfig.match.vni );
-      auto const status = agentStatus();
-      if ( !status->vlanForVniHas( vni ) ) {
+      Bridging::VlanIdOrNone const vlan = vlanOf( vni );
+      if ( vlan.isNone() ) {
          KEL_TRACE_INFO( "Match vni ", flowConfig.match.vni, " is not mapped to any vlan" );
          return {};
       }
       if ( ruleKey.matchVlanTag ) {
          match.matchFieldSet |= MatchField::vlanId;
-         match.vlanId = ruleVlan( status->vlanForVni( vni ) );
+         match.vlanId = vlan.value();
          match.vlanIdMask = OpenFlowTable::wholeVlanId;
       }
       KEL_TRACE_INFO( "Matches on VLAN ", match.vlanId );
@@ -140,19 +135,18 @@ OpenFlowTable::Actions KelPolicyFragment::buildAction( Qor::V1::PolicyFlowInfo c
       return actions;
    }
    Vxlan::VniExtOrNone const vni = convertVniToVniExt( flowConfig.action.vni );
-   auto const status = agentStatus();
-   if ( !status->vlanForVniHas( vni ) ) {
+   Bridging::VlanIdOrNone const vlan = vlanOf( vni );
+   if ( vlan.isNone() ) {
       KEL_TRACE_INFO( "Action vni ", flowConfig.action.vni, " is not mapped to any vlan" );
       return {};
    }
-   Bridging::VlanId const vlan = status->vlanForVni( vni );
    actions.actionFieldSet |= ActionField::vlanId;
-   actions.vlanId = ruleVlan( vlan );
+   actions.vlanId = vlan.value();
    bool dropTag = false;
    if ( isHostEgress ) {
       // A packet on the output interface's native VLAN leaves untagged.
       auto const intfConfig = switchIntfConfigDir()->switchIntfConfig( ruleKey.outIntf );
-      dropTag = intfConfig && intfConfig->trunkNativeVlan() == vlan;
+      dropTag = intfConfig && Bridging::VlanIdOrNone( intfConfig->trunkNativeVlan() ) == vlan;
       if ( dropTag ) {
          actions.actionFieldSet |= ActionField::dropTag;
       }

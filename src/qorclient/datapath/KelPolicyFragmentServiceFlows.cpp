@@ -32,9 +32,8 @@ void KelPolicyFragment::installServiceFlow( FlowHandle & flow ) {
    if ( !initialized() || !isServiceFlow( readFlowInfo( flow ) ) ) {
       return;
    }
-   lookAgain( flow );
-   InterceptPoint const interceptPoint = flow.config.interceptPoint;
-   auto const intfSet = policyFragment()->serviceIntfSet( flow.config.serviceIntfKey );
+   InterceptPoint const interceptPoint = configOf( flow ).interceptPoint;
+   auto const intfSet = policyFragment()->serviceIntfSet( configOf( flow ).serviceIntfKey );
    if ( !intfSet || !areVnisBound( flow ) || hasServiceFlowInterceptChanged( flow ) ) {
       removeServiceFlow( flow );
    }
@@ -71,7 +70,7 @@ void KelPolicyFragment::installServiceFlowOnSet(
    if ( !initialized() ) {
       return;
    }
-   findInfoAgain( flow );
+   lookAgain( flow );
    if ( auto const info = flow.info; info && info->ruleInfoCount() != 0 ) {
       std::vector< Wirekit::IntfId > members = membersOf( *intfSet );
       for ( QorClient::RuleKey const & ruleKey : info->ruleInfoKeys() ) {
@@ -95,7 +94,7 @@ bool KelPolicyFragment::hasServiceFlowInterceptChanged( FlowHandle const & flow 
       return false;
    }
    // The rules show where the flow was last installed, so no further memory is needed.
-   bool const ingress = flow.config.interceptPoint == InterceptPoint::interceptIngress;
+   bool const ingress = configOf( flow ).interceptPoint == InterceptPoint::interceptIngress;
    for ( QorClient::RuleKey const & ruleKey : flow.info->ruleInfoKeys() ) {
       if ( ingress ? bool( ruleKey.outIntf ) : bool( ruleKey.inIntf ) ) {
          KEL_TRACE_INFO( "Intercept point is changed" );

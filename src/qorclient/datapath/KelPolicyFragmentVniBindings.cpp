@@ -63,7 +63,7 @@ void KelPolicyFragment::bindVniForFlow( FlowHandle & flow,
    if ( !initialized() || flowInCleanupHas( flow.name ) ) {
       return;
    }
-   findInfoAgain( flow );
+   lookAgain( flow );
    if ( flow.info && !flow.info->boundVni( vip ) ) {
       flow.info->boundVniIs( vip, true );
       bindVni( vip );
@@ -72,7 +72,7 @@ void KelPolicyFragment::bindVniForFlow( FlowHandle & flow,
 
 void KelPolicyFragment::unbindVnisForFlow( FlowHandle & flow ) {
    KEL_TRACE_SCOPE( " flow: ", flow.name );
-   findInfoAgain( flow );
+   lookAgain( flow );
    if ( auto const info = flow.info ) {
       for ( auto const & vip : info->boundVniKeys() ) {
          unbindVni( vip );
@@ -83,7 +83,7 @@ void KelPolicyFragment::unbindVnisForFlow( FlowHandle & flow ) {
 
 void KelPolicyFragment::updateVniBindingForIntf( FlowHandle & flow, Wirekit::IntfId intf ) {
    KEL_TRACE_SCOPE( " flow: ", flow.name, " intf: ", intf );
-   findInfoAgain( flow );
+   lookAgain( flow );
    auto const info = flow.info;
    if ( !initialized() || !info ) {
       return;
@@ -94,7 +94,6 @@ void KelPolicyFragment::updateVniBindingForIntf( FlowHandle & flow, Wirekit::Int
          info->boundVniDel( vip );
       }
    }
-   lookAgain( flow );
    for ( Vxlan::VniExtOrNone vni : { matchVni( flow ), actionVni( flow ) } ) {
       QorClient::VniAndIntfForPolicyFragment const vip{ vni, intf, fragmentName() };
       if ( !info->boundVniHas( vip ) ) {
@@ -112,12 +111,22 @@ void KelPolicyFragment::removeVniBindings() {
    }
 }
 
-Vxlan::VniExtOrNone KelPolicyFragment::matchVni( FlowHandle const & flow ) {
-   return convertVniToVniExt( flow.config.match.vni );
+Vxlan::VniExtOrNone KelPolicyFragment::matchVni( FlowHandle const & flow ) const {
+   return convertVniToVniExt( configOf( flow ).match.vni );
 }
 
-Vxlan::VniExtOrNone KelPolicyFragment::actionVni( FlowHandle const & flow ) {
-   return convertVniToVniExt( flow.config.action.vni );
+Vxlan::VniExtOrNone KelPolicyFragment::actionVni( FlowHandle const & flow ) const {
+   return convertVniToVniExt( configOf( flow ).action.vni );
+}
+
+Bridging::VlanIdOrNone KelPolicyFragment::vlanOf( Vxlan::VniExtOrNone vni ) const {
+   auto const status = agentStatus();
+   Bridging::VlanId const vlan = status->vlanForVni( vni );
+   // One that is mapped to the default VLAN looks like one that isn't mapped.
+   if ( vlan == Bridging::VlanId() && !status->vlanForVniHas( vni ) ) {
+      return {};
+   }
+   return vlan;
 }
 
 bool KelPolicyFragment::isVniBound( Vxlan::VniOrNone vni ) const {
@@ -125,11 +134,11 @@ bool KelPolicyFragment::isVniBound( Vxlan::VniOrNone vni ) const {
 }
 
 bool KelPolicyFragment::isMatchVniBound( FlowHandle const & flow ) const {
-   return isVniBound( flow.config.match.vni );
+   return isVniBound( configOf( flow ).match.vni );
 }
 
 bool KelPolicyFragment::isActionVniBound( FlowHandle const & flow ) const {
-   return isVniBound( flow.config.action.vni );
+   return isVniBound( configOf( flow ).action.vni );
 }
 
 bool KelPolicyFragment::areVnisBound( FlowHandle const & flow ) const {

@@ -104,9 +104,10 @@ void KelServiceIntfSet::reinstallServiceFlowsForThisIntfSet() {
    if ( !initialized() ) {
       return;
    }
-   for ( Kel::String const & flowName : parent()->fragInfo()->flowInfoKeys() ) {
-      FlowHandle flow = parent()->flowHandle( flowName );
-      if ( flow.config.serviceIntfKey == name() ) {
+   auto const fragInfo = parent()->fragInfo();
+   for ( Kel::String const & flowName : fragInfo->flowInfoKeys() ) {
+      FlowHandle flow{ flowName, fragInfo };
+      if ( parent()->configOf( flow ).serviceIntfKey == name() ) {
          parent()->installServiceFlow( flow );
       }
    }

@@ -22,6 +22,11 @@ class FlowHwConfig : public Kel::NamedEntity {
       flowEntryIs( name, FlowEntry{ match, actions, priority, priorityGroupType, tableType, cookie,
                                     idleTimeout, hardTimeout, flag } );
    }
+   /** Whether an entry of that name stands which matches and does just that. */
+   bool flowEntryHas( Kel::Name const & name, Match const & match, Actions const & actions ) const {
+      FlowEntry const * const entry = flowEntry_.members().find( name );
+      return entry && entry->match == match && entry->actions == actions;
+   }
 };
 KEL_FACTORY( flowHwConfigFactory, FlowHwConfig )
 

@@ -22,6 +22,13 @@ class ServicePolicyFragment : public Kel::NamedEntity {
    /** The VNI of the service segment, on the near side. */
    KEL_SCALAR( Vxlan::VniOrNone, serviceVni )
    KEL_VALUES( Kel::String, PolicyFlowInfo, flow, flowName )
+   /** The flow where it stands, the default when absent. It is to be read at once: a write may have
+    *  the policy changed, and the flow taken away. */
+   PolicyFlowInfo const & flowInPlace( Kel::String const & name ) const {
+      static PolicyFlowInfo const absent;
+      PolicyFlowInfo const * const found = flow_.members().find( name );
+      return found ? *found : absent;
+   }
    KEL_CHILDREN( Kel::Name, ServiceIntfSet, serviceIntfSet )
    KEL_REFERENCE( GracefulRebootCookie, grCookie )
 };
