@@ -1,9 +1,12 @@
 // Rule publication: the bookkeeping between the rules that a flow wants and the flow table.
 
 #include "platform/flashlog/DualLog.h"
+#include "qorclient/agent/QorClientUtils.h"
 #include "qorclient/datapath/KelPolicyFragment.h"
 
 KEL_TRACE_UNIT( "QorClientDatapathV1", "QorClient" )
+
+using QorClientUtils::convertVniToVniExt;
 
 namespace QorClient::DatapathV1 {
 
