@@ -161,12 +161,20 @@ void EntityManager::saveTo( Store & store ) const {
 }
 
 RowPlace EntityManager::placeOf( std::string_view path ) const {
-   // Paths of roots hold slashes themselves; the longest that begins the row's own is its root.
-   for ( std::size_t end = path.size(); end != 0 && end != std::string_view::npos;
+   // Paths of roots hold slashes themselves; the longest that begins the row's own is its root, and
+   // stands right before it unless another one's name goes on.
+   auto const above = entities_.upper_bound( path );
+   auto root = above == entities_.begin() ? entities_.end() : std::prev( above );
+   auto const isRoot = [&] {
+      return root != entities_.end() && path.starts_with( root->first ) &&
+             ( path.size() == root->first.size() || path[root->first.size()] == '/' );
+   };
+   for ( std::size_t end = path.rfind( '/' ); !isRoot() && end != 0 && end != path.npos;
          end = path.rfind( '/', end - 1 ) ) {
-      if ( auto const root = entities_.find( path.substr( 0, end ) ); root != entities_.end() ) {
-         return rowPlace( root->second, rowsOf( root->first ), path.substr( end ) );
-      }
+      root = entities_.find( path.substr( 0, end ) );
+   }
+   if ( isRoot() ) {
+      return rowPlace( root->second, rowsOf( root->first ), path.substr( root->first.size() ) );
    }
    throw Kel::ValueError( "stands without its entity" );
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -30,7 +31,7 @@ class Builder {
 
    bool key( std::string & name ) {
       Level & level = levels_.back();
-      if ( !level.names.insert( name ).second ) {
+      if ( !level.isNew( name ) ) {
          throw TextError( "not usable: member \"" + Kel::shownName( name ) +
                           "\" stands twice in one object" );
       }
@@ -65,7 +66,22 @@ class Builder {
    struct Level {
       Kel::Value value;
       std::string name;
+      /** Of an object with many members; few are found as fast where they stand. */
       std::unordered_set< std::string > names;
+
+      bool isNew( std::string const & member ) {
+         constexpr std::size_t few = 16;
+         auto const & members = *value.as< Kel::Value::Object >();
+         if ( members.size() < few ) {
+            return !value.member( member );
+         }
+         if ( names.empty() ) {
+            for ( auto const & known : members ) {
+               names.insert( known.first );
+            }
+         }
+         return names.insert( member ).second;
+      }
    };
 
    bool open( Kel::Value value ) {
@@ -123,6 +139,12 @@ std::string dump( nlohmann::json const & json, int indent ) {
    return json.dump( indent, ' ', false, nlohmann::json::error_handler_t::replace );
 }
 
+/** Whether a text stands in JSON as it is. */
+bool isPlain( std::string_view text ) {
+   return std::ranges::all_of(
+      text, []( char c ) { return c >= ' ' && c < '\x7f' && c != '"' && c != '\\'; } );
+}
+
 /** Appends a value on one line. The library's tree would cost most of the time that a store takes,
  *  so it is left to texts that need escapes and to fractions. */
 class LineWriter {
@@ -140,9 +162,7 @@ class LineWriter {
    void add( std::int64_t v ) { number( v ); }
    void add( double v ) { line_ += dump( v, -1 ); }
    void add( std::string const & v ) {
-      bool const plain = std::ranges::all_of(
-         v, []( char c ) { return c >= ' ' && c < '\x7f' && c != '"' && c != '\\'; } );
-      if ( plain ) {
+      if ( isPlain( v ) ) {
          line_ += '"';
          line_ += v;
          line_ += '"';
@@ -178,9 +198,34 @@ class LineWriter {
    std::string & line_;
 };
 
+/** The value of a text that is a word, a number of few digits or a plain string, as most rows are;
+ *  nothing for any other text. */
+std::optional< Kel::Value > simpleValue( std::string_view text ) {
+   constexpr std::size_t fewDigits = 18;
+   if ( text == "true" || text == "false" ) {
+      return text == "true";
+   }
+   if ( text.size() >= 2 && text.front() == '"' && text.back() == '"' &&
+        isPlain( text.substr( 1, text.size() - 2 ) ) ) {
+      return std::string( text.substr( 1, text.size() - 2 ) );
+   }
+   std::uint64_t number = 0;
+   bool const isNumber = !text.empty() && text.size() <= fewDigits &&
+                         ( text[0] != '0' || text.size() == 1 ) &&
+                         std::ranges::all_of( text, []( char c ) { return c >= '0' && c <= '9'; } );
+   if ( !isNumber ) {
+      return std::nullopt;
+   }
+   std::from_chars( text.data(), text.data() + text.size(), number );
+   return number;
+}
+
 }  // namespace
 
 Kel::Value parseJson( std::string_view text ) {
+   if ( auto value = simpleValue( text ) ) {
+      return std::move( *value );
+   }
    Builder builder;
    nlohmann::json::sax_parse( text, &builder );
    return builder.take();

@@ -1,8 +1,15 @@
 #include "stores/redis/Connection.h"
 
+// The library's strings are declared for C alone.
+extern "C" {
+#include <hiredis/sds.h>
+}
+
 #include <hiredis/async.h>
 #include <poll.h>
+#include <sys/socket.h>
 
+#include <cerrno>
 #include <cstring>
 #include <utility>
 
@@ -12,6 +19,8 @@ namespace {
 
 /** A server that doesn't answer a connection attempt within so many seconds isn't there. */
 constexpr Orb::Seconds connectTime = 5;
+/** What has gathered goes out in pieces of this size, so that the server is at work meanwhile. */
+constexpr std::size_t pieceSize = 64 * 1024;
 
 }  // namespace
 
@@ -84,11 +93,28 @@ void Connection::waitFor( int events ) {
 
 void Connection::ready( short events ) {
    if ( context_ && ( events & POLLOUT ) ) {
-      redisAsyncHandleWrite( context_ );
+      write();
    }
    if ( context_ && ( events & ~POLLOUT ) ) {
       redisAsyncHandleRead( context_ );
    }
+}
+
+// The library would move all that is left to the front of its buffer at each piece that goes out.
+void Connection::write() {
+   redisContext & plain = context_->c;
+   std::size_t const size = sdslen( plain.obuf );
+   if ( ( plain.flags & REDIS_CONNECTED ) && sent_ != size ) {
+      ssize_t const sent = ::send( plain.fd, plain.obuf + sent_, size - sent_, MSG_NOSIGNAL );
+      sent_ += sent > 0 ? static_cast< std::size_t >( sent ) : 0;
+      if ( sent_ != size && ( sent > 0 || errno == EAGAIN || errno == EINTR ) ) {
+         return;
+      }
+      sds const rest = sdsnewlen( plain.obuf + sent_, size - std::exchange( sent_, 0 ) );
+      sdsfree( std::exchange( plain.obuf, rest ) );
+   }
+   // Connects, meets the error, or learns that nothing is left.
+   redisAsyncHandleWrite( context_ );
 }
 
 void Connection::due() {
@@ -133,6 +159,9 @@ void Connection::send( Words words, Answer answer ) {
    }
    redisAsyncCommandArgv( context_, answered, nullptr, static_cast< int >( texts_.size() ),
                           texts_.data(), sizes_.data() );
+   if ( sdslen( context_->c.obuf ) - sent_ >= pieceSize ) {
+      write();
+   }
 }
 
 void Connection::subscribe( std::string_view channel, Answer message ) {

@@ -49,6 +49,7 @@ class Connection : private Orb::Descriptor, private Orb::Timer {
 
  private:
    void attach();
+   void write();
    void ready( short events ) override;
    void due() override;
    void waitFor( int events );
@@ -62,6 +63,8 @@ class Connection : private Orb::Descriptor, private Orb::Timer {
    std::deque< Answer > answers_;
    Answer message_;
    std::string droppedError_;
+   /** So much of what the library has gathered is out already. */
+   std::size_t sent_ = 0;
    int events_ = 0;
    bool silent_ = false;
    // Used for each command again.

@@ -82,6 +82,8 @@ void RedisStore::beginAnew( Phase phase ) {
    changed_.clear();
    reading_.clear();
    read_ = {};
+   books_.clear();
+   bookWords_ = 0;
    setup_.scheduler->disarm( *this );
 }
 

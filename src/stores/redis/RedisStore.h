@@ -163,7 +163,8 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
 
    // Writing.
    void begin();
-   void putText( Corestore::Row const & row, RowText const & text, std::uint64_t fingerprint );
+   void putText( Corestore::Row const & row, RowText const & text, Standing & standing, bool isNew );
+   void putBooks();
    void written( redisReply const & reply );
    void due() override;
 
@@ -200,6 +201,10 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
    Read read_;
    std::map< std::string, std::uint64_t, std::less<> > order_;
 
+   /** By map, names and values of entries that were put in this turn, and their number: one command
+    *  takes many. */
+   std::map< std::string, std::vector< std::string > > books_;
+   std::size_t bookWords_ = 0;
    bool transactionOpen_ = false;
    bool inFlight_ = false;
    bool leaseWatched_ = false;

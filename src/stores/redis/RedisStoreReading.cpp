@@ -16,16 +16,30 @@ namespace {
 /** Keys that the server looks at in one step of its own. */
 constexpr char const * scanCount = "10000";
 
-std::ptrdiff_t depthOf( ReadRow const & read ) {
-   return std::ranges::count( read.row.path, '/' );
-}
-
 /** An entity comes before the rows below it; collections come in the order in which this process
  *  put their rows, behind those that others have put, by name. */
-bool comesBefore( ReadRow const & a, ReadRow const & b ) {
-   auto const depths = depthOf( a ) <=> depthOf( b );
-   return depths != 0 ? depths < 0
-                      : std::tie( a.position, a.row.path ) < std::tie( b.position, b.row.path );
+void sortRows( std::vector< ReadRow > & rows ) {
+   struct Place {
+      std::ptrdiff_t depth;
+      std::uint64_t position;
+      ReadRow * read;
+   };
+   std::vector< Place > places;
+   places.reserve( rows.size() );
+   for ( ReadRow & read : rows ) {
+      places.push_back( { std::ranges::count( read.row.path, '/' ), read.position, &read } );
+   }
+   std::ranges::sort( places, []( Place const & a, Place const & b ) {
+      return a.depth != b.depth         ? a.depth < b.depth
+             : a.position != b.position ? a.position < b.position
+                                        : a.read->row.path < b.read->row.path;
+   } );
+   std::vector< ReadRow > sorted;
+   sorted.reserve( rows.size() );
+   for ( Place const & place : places ) {
+      sorted.push_back( std::move( *place.read ) );
+   }
+   rows = std::move( sorted );
 }
 
 /** The rows of a map below a path. */
@@ -103,7 +117,7 @@ void RedisStore::readOrder() {
 
 void RedisStore::allRead() {
    std::vector< ReadRow > rows = std::exchange( read_.rows, {} );
-   std::ranges::sort( rows, comesBefore );
+   sortRows( rows );
    reading_.clear();
    lastPosition_ = order_.size();
    for ( ReadRow const & read : rows ) {
@@ -229,7 +243,7 @@ void RedisStore::changesRead() {
    }
    changes = forget( gone );
    std::vector< ReadRow > rows = read.rows;
-   std::ranges::sort( rows, comesBefore );
+   sortRows( rows );
    for ( ReadRow & one : rows ) {
       fits( one.row.path );
       auto const [standing, isNew] = standing_.try_emplace(

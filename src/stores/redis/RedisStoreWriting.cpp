@@ -12,6 +12,9 @@ using Corestore::RowForm;
 
 namespace {
 
+/** Beyond so many, entries of books that have gathered go out. */
+constexpr std::size_t mostBookWords = 2000;
+
 /** The map that an entry of a book is in, and the entry's name there. */
 std::pair< std::string, std::string > bookPlace( std::string_view path ) {
    std::size_t const slash = path.rfind( '/' );
@@ -52,25 +55,22 @@ void RedisStore::put( Row const & row ) {
       return;
    }
    std::uint64_t const fingerprint = text.fingerprint();
-   auto const standing = standing_.find( row.path );
-   if ( standing == standing_.end() || standing->second.fingerprint != fingerprint ) {
-      putText( row, text, fingerprint );
+   auto const [standing, isNew] =
+      standing_.try_emplace( row.path, Standing{ fingerprint, 0, row.form } );
+   if ( std::exchange( standing->second.fingerprint, fingerprint ) != fingerprint || isNew ) {
+      putText( row, text, standing->second, isNew );
    }
    // What is being read of it is older.
    reading_.erase( row.path );
 }
 
-void RedisStore::putText( Row const & row, RowText const & text, std::uint64_t fingerprint ) {
+void RedisStore::putText( Row const & row, RowText const & text, Standing & standing, bool isNew ) {
    begin();
-   auto const [standing, isNew] =
-      standing_.try_emplace( row.path, Standing{ fingerprint, 0, row.form } );
-   standing->second.fingerprint = fingerprint;
-   std::uint64_t & position = standing->second.position;
    if ( isNew && owns( row.path ) ) {
-      position = ++lastPosition_;
+      standing.position = ++lastPosition_;
    }
+   std::uint64_t const position = standing.position;
    Connection & server = link_->commands();
-   std::string const key = keys_.of( row.path );
    // What does not fit there may be of any kind.
    auto const makeRoom = [&]( std::string const & path ) {
       if ( skipped_.contains( path ) ) {
@@ -78,38 +78,58 @@ void RedisStore::putText( Row const & row, RowText const & text, std::uint64_t f
          server.send( { "DEL", keys_.of( path ) } );
       }
    };
+   ++counters_.written;
    if ( row.form == RowForm::book ) {
       auto const [map, name] = bookPlace( row.path );
       makeRoom( map );
-      server.send(
-         { "HSET", keys_.of( map ), name, bookField( position, text.fields.front().second ) } );
-   } else if ( row.form == RowForm::value ) {
+      auto & words = books_[map];
+      words.push_back( name );
+      words.push_back( bookField( position, text.fields.front().second ) );
+      if ( ( bookWords_ += 2 ) >= mostBookWords ) {
+         putBooks();
+      }
+      return;
+   }
+   std::string const key = keys_.of( row.path );
+   if ( row.form == RowForm::value ) {
       server.send( { "SET", key, text.fields.front().second } );
       if ( isNew && position != 0 ) {
          server.send( { "ZADD", keys_.order(), std::to_string( position ), row.path } );
       }
-   } else {
-      makeRoom( row.path );
-      if ( !isNew ) {
-         // Fields that it has no more go so, too.
-         server.send( { "DEL", key } );
-      }
-      std::vector< std::string_view > words{ "HSET", key };
-      for ( auto const & [name, json] : text.fields ) {
-         words.push_back( name );
-         words.push_back( json );
-      }
-      std::string const place = std::to_string( position );
-      if ( position != 0 ) {
-         words.push_back( positionField );
-         words.push_back( place );
-      }
-      server.send( words );
+      return;
    }
-   ++counters_.written;
+   makeRoom( row.path );
+   if ( !isNew ) {
+      // Fields that it has no more go so, too.
+      server.send( { "DEL", key } );
+   }
+   std::vector< std::string_view > words{ "HSET", key };
+   for ( auto const & [name, json] : text.fields ) {
+      words.push_back( name );
+      words.push_back( json );
+   }
+   std::string const place = std::to_string( position );
+   if ( position != 0 ) {
+      words.push_back( positionField );
+      words.push_back( place );
+   }
+   server.send( words );
+}
+
+void RedisStore::putBooks() {
+   for ( auto & [map, entries] : books_ ) {
+      std::string const key = keys_.of( map );
+      std::vector< std::string_view > words{ "HSET", key };
+      words.insert( words.end(), entries.begin(), entries.end() );
+      link_->commands().send( words );
+   }
+   books_.clear();
+   bookWords_ = 0;
 }
 
 void RedisStore::del( std::string const & path ) {
+   // Some of these may go at once.
+   putBooks();
    std::vector< std::string > keys{ "DEL" };
    std::vector< std::string > places{ "ZREM", keys_.order() };
    auto const remove = [&]( StandingRows::iterator row ) {
@@ -148,6 +168,7 @@ void RedisStore::del( std::string const & path ) {
 }
 
 void RedisStore::flush() {
+   putBooks();
    if ( !std::exchange( transactionOpen_, false ) ) {
       return;
    }

@@ -108,18 +108,20 @@ std::vector< ReadRow > readBook( std::string const & path, redisReply const & re
    auto const words = elementsOf( reply );
    for ( std::size_t i = 0; i + 1 < words.size(); i += 2 ) {
       std::string_view const name = textOf( *words[i] );
-      Value value = parsed( textOf( *words[i + 1] ) );
-      auto * const entry = value.as< Value::Array >();
-      auto const * const position =
-         entry && entry->size() == 2 ? ( *entry )[0].as< std::uint64_t >() : nullptr;
-      if ( !position ) {
+      std::string_view entry = textOf( *words[i + 1] );
+      std::size_t const comma = entry.find( ',' );
+      if ( !entry.starts_with( '[' ) || !entry.ends_with( ']' ) || comma == entry.npos ) {
          throw ValueError( "is no position and value" ).below( name );
       }
-      std::string const json = Corestore::jsonLine( ( *entry )[1] );
-      rows.push_back(
-         { { path + Kel::pointerStep( name ), RowForm::book, std::move( ( *entry )[1] ) },
-           *position,
-           1 + hashOf( "", json ) } );
+      try {
+         std::uint64_t const position = positionOf( entry.substr( 1, comma - 1 ) );
+         entry = entry.substr( comma + 1, entry.size() - comma - 2 );
+         rows.push_back( { { path + Kel::pointerStep( name ), RowForm::book, parsed( entry ) },
+                           position,
+                           1 + hashOf( "", entry ) } );
+      } catch ( ValueError const & e ) {
+         throw e.below( name );
+      }
    }
    return rows;
 }
