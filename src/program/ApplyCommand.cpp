@@ -69,10 +69,10 @@ void applyDocument( ApplyOptions const & options ) {
       throw Documents::InputError( options.document, fatal->pointer,
                                    "would end the agent: " + fatal->reason );
    }
-   state.scheduler().post(
+   // The trial may have taken its time: what others have changed meanwhile is not written back.
+   state.settle();
+   state.write(
       [&] { Documents::applyState( em, document, []( auto const & mutator ) { mutator(); } ); } );
-   state.scheduler().runReady();
-   state.write();
 }
 
 void getState( GetOptions const & options ) {

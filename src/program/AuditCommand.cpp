@@ -47,8 +47,7 @@ Findings findingsOf( LiveState & state ) {
    Corestore::EntityManager & em = state.entityManager();
    Corestore::MemoryStore inputs =
       copyOf( em, []( std::string_view path ) { return !Catalog::isAgents( path ); } );
-   // Never destroyed, as every agent of a command.
-   auto & fresh = *new Scenarios::Switch( { .initial = &inputs } );
+   Scenarios::Switch fresh( { .initial = &inputs } );
    fresh.advance( settled );
    std::set< std::string > const standing = agentRows( em );
    std::set< std::string > const wanted = agentRows( fresh.entityManager() );
@@ -153,12 +152,20 @@ int auditState( AuditOptions const & options ) {
       print( findings );
    }
    if ( options.remove && !findings.unwanted.empty() && ( options.sure || isSure() ) ) {
-      for ( std::string const & path : findings.unwanted ) {
-         state.store().del( path );
-      }
-      state.store().flush();
-      state.write();
-      std::cout << findings.unwanted.size() << " rows removed\n";
+      // What has come to be wanted while the answer was thought over stays.
+      state.settle();
+      std::vector< std::string > const now = findingsOf( state ).unwanted;
+      std::size_t removed = 0;
+      state.write( [&] {
+         for ( std::string const & path : findings.unwanted ) {
+            if ( std::ranges::binary_search( now, path ) ) {
+               state.store().del( path );
+               ++removed;
+            }
+         }
+         state.store().flush();
+      } );
+      std::cout << removed << " rows removed\n";
    }
    return findings.areNone() ? 0 : 1;
 }

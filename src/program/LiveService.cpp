@@ -122,7 +122,8 @@ int runService( LiveService const & service ) {
    } );
 
    state.scheduler().run( [&] { return over() || state.store().isReady(); } );
-   if ( !over() ) {
+   bool const attached = !over();
+   if ( attached ) {
       state.attach();
       service.begin( state.entityManager() );
       logEvent( LogLevel::info, service.role + " serves switch " + service.live.switchName );
@@ -134,7 +135,7 @@ int runService( LiveService const & service ) {
    if ( ended ) {
       return exitRefused;
    }
-   if ( state.store().isReady() && !finish( state ) ) {
+   if ( attached && !finish( state ) ) {
       logEvent( LogLevel::error, "the server is not there: the last changes are not written" );
       return exitRefused;
    }

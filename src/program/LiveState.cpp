@@ -60,9 +60,22 @@ void LiveState::open() {
    attach();
 }
 
-void LiveState::write() {
-   em_->save();
+void LiveState::settle() {
+   bool settled = false;
+   store_->settle( [&settled] { settled = true; } );
+   waitFor( [&settled] { return settled; } );
+}
+
+void LiveState::write( std::function< void() > const & change ) {
+   std::uint64_t const attempt = store_->attempt();
+   scheduler_->post( change );
+   scheduler_->runReady();
    waitFor( [this] { return store_->isWritten(); } );
+   if ( store_->attempt() != attempt ) {
+      throw Corestore::StoreError(
+         "the state was read anew meanwhile: look whether the change is "
+         "there" );
+   }
 }
 
 }  // namespace Program

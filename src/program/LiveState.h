@@ -37,9 +37,11 @@ class LiveState {
    /** For commands: waits until all has been read, and attaches. Throws Corestore::StoreError for
     *  a server or a state that isn't there. */
    void open();
-   /** Waits until all that was changed is with the server. Throws Corestore::StoreError when it
-    *  gets lost on the way. */
-   void write();
+   /** Takes what others have changed up to now. Throws Corestore::StoreError as below. */
+   void settle();
+   /** Makes a change in one turn and waits until it is with the server. Throws
+    * Corestore::StoreError when it gets lost on the way. */
+   void write( std::function< void() > const & change );
 
    /** Waits for something that the server brings. Throws Corestore::StoreError when it gets lost.
     */

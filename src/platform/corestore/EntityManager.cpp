@@ -188,23 +188,37 @@ RowForm EntityManager::formOf( std::string_view path ) const {
 }
 
 void EntityManager::apply( RowChange const & change, Store & store, Mutate const & mutate ) {
-   try {
-      RowPlace const place = placeOf( change.row.path );
-      if ( place.form == RowForm::bookMap ) {
-         throw Kel::ValueError( "names no entry" );
+   RowPlace place;
+   Kel::Value value = change.row.value;
+   // All is checked before anything is changed: what a mutator throws is not the row's fault.
+   for ( bool fits = false; !fits; ) {
+      fits = true;
+      try {
+         place = placeOf( change.row.path );
+         if ( change.deleted ) {
+            break;
+         }
+         checkRow( place, value );
+      } catch ( Kel::ValueError const & e ) {
+         store.refused( change, e );
+         // Of an entity that is new, the members that fit are better than nothing: what stands
+         // below it depends on it.
+         auto * const members = value.as< Kel::Value::Object >();
+         bool const spare = members && place.form == RowForm::entity && !e.pointer().empty() &&
+                            place.holder && !stands( place );
+         if ( !spare ||
+              std::erase_if( *members, [&e]( auto const & member ) {
+                 return ( e.pointer() + '/' ).starts_with( Kel::pointerStep( member.first ) + '/' );
+              } ) == 0 ) {
+            return;
+         }
+         fits = false;
       }
-      if ( change.deleted ) {
-         deleteRow( place, mutate );
-      } else {
-         applyRow( place, change.row.value, mutate );
-      }
-   } catch ( Kel::ValueError const & e ) {
-      store.refused( change, e );
-   } catch ( StoreError const & ) {
-      throw;
-   } catch ( std::runtime_error const & e ) {
-      // A table has no room for the row, or its type is not made by name.
-      store.refused( change, Kel::ValueError( e.what() ) );
+   }
+   if ( !change.deleted ) {
+      applyRow( place, value, mutate );
+   } else if ( place.form != RowForm::bookMap ) {
+      deleteRow( place, mutate );
    }
 }
 

@@ -4,6 +4,7 @@
 
 #include "platform/kel/StandardError.h"
 #include "platform/kel/ValueTraits.h"
+#include "platform/slab/Table.h"
 
 namespace Corestore {
 
@@ -198,7 +199,10 @@ RowPlace stepBelow( RowPlace const & from, RootRows const & rows, std::string_vi
       return to;
    }
    to.key = takeStep( path );
-   to.attribute->checkKey( to.key );
+   // Of two rows of one entry, one would take away what the other says.
+   if ( std::string const plain = to.attribute->plainKey( to.key ); plain != to.key ) {
+      throw Kel::ValueError( "is written " + Kel::shownName( plain ) );
+   }
    if ( to.form != RowForm::entity && !path.empty() ) {
       throw Kel::ValueError( "stands below no entity" );
    }
@@ -279,13 +283,26 @@ void setScalars( Kel::Entity & entity, Kel::Value const & value, Mutate const & 
    }
 }
 
+/** The entity at a place; null when there is none. */
+Kel::Ptr< Kel::Entity > entityAt( RowPlace const & place ) {
+   return place.attribute ? place.attribute->child( *place.holder, place.key ) : place.holder;
+}
+
+Kel::TypeRecord const & typeAt( RowPlace const & place, Kel::Value const & value ) {
+   auto const standing = entityAt( place );
+   return typeOf( standing ? &standing->fwkType() : place.type, value );
+}
+
+void checkRoom( RowPlace const & place ) {
+   auto const * const table = dynamic_cast< Slab::TableEntity const * >( place.holder.ptr() );
+   if ( table && table->room() == 0 && !place.attribute->read( *table, place.key ) ) {
+      throw Kel::ValueError( "finds the table full" );
+   }
+}
+
 void applyEntityRow( RowPlace const & place, Kel::Value const & value, Mutate const & mutate ) {
-   Kel::Value::Object const & members = objectOf( value );
-   Kel::Ptr< Kel::Entity > const standing =
-      place.attribute ? place.attribute->child( *place.holder, place.key ) : place.holder;
-   Kel::TypeRecord const & type = typeOf( standing ? &standing->fwkType() : place.type, value );
-   checkScalars( type, members );
-   if ( standing ) {
+   Kel::TypeRecord const & type = typeAt( place, value );
+   if ( Kel::Ptr< Kel::Entity > const standing = entityAt( place ) ) {
       setScalars( *standing, value, mutate );
       return;
    }
@@ -298,12 +315,20 @@ void applyEntityRow( RowPlace const & place, Kel::Value const & value, Mutate co
 
 }  // namespace
 
-void applyRow( RowPlace const & place, Kel::Value const & value, Mutate const & mutate ) {
+bool stands( RowPlace const & place ) {
+   return place.holder && entityAt( place );
+}
+
+void checkRow( RowPlace const & place, Kel::Value const & value ) {
    if ( !place.holder ) {
       throw Kel::ValueError( "stands without its entity" );
    }
+   if ( place.form == RowForm::bookMap ) {
+      throw Kel::ValueError( "names no entry" );
+   }
    if ( place.form == RowForm::entity ) {
-      applyEntityRow( place, value, mutate );
+      Kel::Value::Object const & members = objectOf( value );
+      checkScalars( typeAt( place, value ), members );
       return;
    }
    if ( place.attribute->holdsRecords() ) {
@@ -311,7 +336,16 @@ void applyRow( RowPlace const & place, Kel::Value const & value, Mutate const & 
    } else if ( value.isNull() ) {
       Kel::Detail::failKind( "a value", value );
    }
-   mutate( [&] { place.attribute->valueIs( *place.holder, place.key, value ); } );
+   place.attribute->check( place.key, value );
+   checkRoom( place );
+}
+
+void applyRow( RowPlace const & place, Kel::Value const & value, Mutate const & mutate ) {
+   if ( place.form == RowForm::entity ) {
+      applyEntityRow( place, value, mutate );
+   } else {
+      mutate( [&] { place.attribute->valueIs( *place.holder, place.key, value ); } );
+   }
 }
 
 void deleteRow( RowPlace const & place, Mutate const & mutate ) {

@@ -60,9 +60,12 @@ RowPlace rowPlace( Kel::Ptr< Kel::Entity > const & root, RootRows const & rows,
 /** Runs a mutator of one attribute. */
 using Mutate = std::function< void( std::function< void() > const & mutator ) >;
 
-/** Makes what stands at a place as its row tells, each attribute that differs by one mutator.
- * Throws Kel::ValueError, with its place inside the row and nothing changed, when it does not fit.
- */
+/** Whether the entity of a row stands, for the row of one. */
+bool stands( RowPlace const & place );
+/** Throws Kel::ValueError, with its place inside the row, unless it fits there. */
+void checkRow( RowPlace const & place, Kel::Value const & value );
+/** Makes what stands at a place as its row tells, which was checked: each attribute that differs by
+ *  one mutator. */
 void applyRow( RowPlace const & place, Kel::Value const & value, Mutate const & mutate );
 /** Takes out what a row stood for, with all below it; of a root, its scalars. Nothing happens when
  *  it is gone already. */

@@ -73,6 +73,9 @@ class CollectionRecord : public AttributeRecord {
       return attribute( notifier ).members().has( *static_cast< K const * >( key ) );
    }
    void checkKey( std::string_view key ) const override { fromText< K >( key ); }
+   std::string plainKey( std::string_view key ) const override {
+      return textOf( fromText< K >( key ) );
+   }
    std::vector< std::string > keys( Notifier const & notifier ) const override {
       using Members = std::remove_cvref_t< decltype( attribute( notifier ).members() ) >;
       std::vector< std::string > texts;

@@ -14,6 +14,9 @@ bool AttributeRecord::has( Notifier const &, void const * ) const {
    return true;
 }
 void AttributeRecord::checkKey( std::string_view ) const {}
+std::string AttributeRecord::plainKey( std::string_view key ) const {
+   return std::string( key );
+}
 std::vector< std::string > AttributeRecord::keys( Notifier const & ) const {
    return {};
 }

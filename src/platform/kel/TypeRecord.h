@@ -54,6 +54,8 @@ class AttributeRecord {
    virtual bool has( Notifier const & notifier, void const * key ) const;
    /** Throws ValueError when the text is no key of this attribute. */
    virtual void checkKey( std::string_view key ) const;
+   /** The text that stands for the same key in `keys`. Throws as `checkKey`. */
+   virtual std::string plainKey( std::string_view key ) const;
    /** The keys' texts, in order. */
    virtual std::vector< std::string > keys( Notifier const & notifier ) const;
    /** Whether it is a map of records. */

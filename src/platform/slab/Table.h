@@ -181,6 +181,9 @@ class TableRecord final : public Kel::AttributeRecord {
       return ( owner.*member_ ).safeLookup( owner, *static_cast< K const * >( key ) ).has_value();
    }
    void checkKey( std::string_view key ) const override { Kel::fromText< K >( key ); }
+   std::string plainKey( std::string_view key ) const override {
+      return Kel::textOf( Kel::fromText< K >( key ) );
+   }
    std::vector< std::string > keys( Kel::Notifier const & notifier ) const override {
       std::vector< std::string > texts;
       auto const & owner = static_cast< Owner const & >( notifier );

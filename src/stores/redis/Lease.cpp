@@ -4,7 +4,9 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <charconv>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -36,7 +38,10 @@ std::string firstLine( std::string const & file ) {
    return line;
 }
 
-/** Empty for a process that has ended. */
+/** The start time of a process that has ended and is not taken notice of yet. */
+constexpr char const * zombie = "Z";
+
+/** Empty for one that cannot be seen. */
 std::string startTimeOf( std::string const & number ) {
    std::string const line = firstLine( "/proc/" + number + "/stat" );
    // The name in brackets may hold anything.
@@ -45,7 +50,7 @@ std::string startTimeOf( std::string const & number ) {
    std::string word;
    words >> word;
    if ( word == "Z" || word == "X" ) {
-      return {};
+      return zombie;
    }
    constexpr int startTimeBehindState = 19;
    for ( int i = 0; i != startTimeBehindState; ++i ) {
@@ -78,18 +83,29 @@ Process processOf( std::string_view value ) {
    return process;
 }
 
-bool hasEnded( std::string_view value ) {
-   Process const holder = processOf( value );
-   Process const self = thisProcess();
-   bool const visible = holder.boot == self.boot && holder.space == self.space &&
-                        holder.boot != "-" && holder.space != "-" && holder.startTime != "-";
-   return visible && startTimeOf( holder.number ) != holder.startTime;
-}
-
 std::uint64_t numberOf( std::string_view text ) {
    std::uint64_t number = 0;
    std::from_chars( text.data(), text.data() + text.size(), number );
    return number;
+}
+
+bool hasEnded( std::string_view value ) {
+   Process const holder = processOf( value );
+   Process const self = thisProcess();
+   if ( holder.boot != self.boot || holder.space != self.space || holder.boot == "-" ||
+        holder.space == "-" || holder.startTime == "-" ) {
+      return false;
+   }
+   pid_t const number = static_cast< pid_t >( numberOf( holder.number ) );
+   if ( number <= 0 ) {
+      return false;
+   }
+   if ( ::kill( number, 0 ) != 0 && errno == ESRCH ) {
+      return true;
+   }
+   // One that cannot be seen may well be there.
+   std::string const started = startTimeOf( holder.number );
+   return started == zombie || ( !started.empty() && started != holder.startTime );
 }
 
 std::string milliseconds( Orb::Seconds time ) {

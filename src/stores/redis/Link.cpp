@@ -166,10 +166,19 @@ void Link::ping() {
 void Link::due() {
    if ( !listener_ ) {
       connect();
-   } else if ( scheduler_->now() - answered_ >= silence ) {
+   } else if ( scheduler_->now() - answered_ < silence ) {
+      suspected_ = false;
+      if ( up_ ) {
+         ping();
+      } else {
+         scheduler_->arm( *this, answered_ + silence );
+      }
+   } else if ( !std::exchange( suspected_, true ) ) {
+      // It may be this process that stood still: what has come meanwhile is read before.
+      scheduler_->arm( *this, scheduler_->now() + pingEvery );
+   } else {
+      suspected_ = false;
       lost( "no answer" );
-   } else if ( up_ ) {
-      ping();
    }
 }
 

@@ -77,6 +77,8 @@ class Link : private Orb::Timer {
    Orb::Seconds followedAt_ = 0;
    Orb::Seconds answered_ = 0;
    std::uint64_t losses_ = 0;
+   /** It was silent for too long when it was last looked at. */
+   bool suspected_ = false;
    bool up_ = false;
    bool told_ = false;
 };

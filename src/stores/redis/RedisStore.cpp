@@ -11,7 +11,7 @@ namespace Redis {
 
 namespace {
 
-/** After a lease should have ended, since clocks differ. */
+/** A lease is asked for again no sooner, even one that has no end. */
 constexpr Orb::Seconds grace = 0.05;
 
 std::uint64_t numberOf( std::string_view text ) {
@@ -199,7 +199,7 @@ void RedisStore::asked( Lease::Asked const & asked ) {
          }
          phase_ = Phase::waitingForLease;
          tellWaiting( other + "; it is waited for" );
-         setup_.scheduler->arm( *this, setup_.scheduler->now() + asked.seconds + grace );
+         setup_.scheduler->arm( *this, setup_.scheduler->now() + std::max( asked.seconds, grace ) );
          break;
       case Result::outdated:
          end( "another process has taken over switch " + setup_.switchName +
@@ -241,7 +241,11 @@ void RedisStore::due() {
       return;
    }
    setup_.scheduler->arm( *this, setup_.scheduler->now() + lease_->time() / 3 );
-   if ( takes() == Takes::now && setup_.scheduler->now() - renewed_ >= lease_->time() / 4 ) {
+   if ( setup_.scheduler->now() - renewed_ < lease_->time() / 4 ) {
+      return;
+   }
+   // A long reading must not outlast it.
+   if ( takes() == Takes::now || ( phase_ == Phase::reading && leaseWatched_ ) ) {
       begin();
       flush();
    }

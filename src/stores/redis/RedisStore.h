@@ -68,10 +68,15 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
 
    /** All has been read, and may be loaded; from then on changes are taken. */
    bool isReady() const { return phase_ == Phase::ready; }
+   /** Another number whenever all that is there was, or is being, read anew. */
+   std::uint64_t attempt() const { return attempt_; }
    /** All that was put is with the server. */
    bool isWritten() const { return isReady() && !inFlight_ && !transactionOpen_; }
    /** Gives the lease back, behind all that was put; `isWritten` says when that is done. */
    void release();
+
+   /** Calls back when all has been taken that others had changed before now. */
+   void settle( std::function< void() > settled );
 
    /** A row that is there and does not fit: its path, and why. */
    std::map< std::string, std::string > const & skipped() const { return skipped_; }
@@ -146,6 +151,7 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
    void readAll();
    void scan( std::string const & cursor );
    void readOrder();
+   void afterAll( std::function< void() > done );
    void allRead();
    void read( std::set< std::string, std::less<> > const & paths, std::function< void() > done );
    void take( std::string const & path, Corestore::RowForm form, redisReply const & reply );
@@ -163,7 +169,8 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
 
    // Writing.
    void begin();
-   void putText( Corestore::Row const & row, RowText const & text, Standing & standing, bool isNew );
+   void putText( Corestore::Row const & row, RowText const & text, Standing & standing,
+                 bool isNew );
    void putBooks();
    void written( redisReply const & reply );
    void due() override;

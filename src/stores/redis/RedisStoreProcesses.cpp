@@ -25,6 +25,20 @@ bool RedisStore::processIs( std::vector< std::pair< std::string, std::string > >
    return true;
 }
 
+void RedisStore::settle( std::function< void() > settled ) {
+   // What was told before this answer came on the other connection may still be unread: it is
+   // asked for in a turn behind that.
+   link_->commands().send(
+      { "ECHO", "" }, ofNow( [this, settled = std::move( settled )]( redisReply const & ) {
+         setup_.scheduler->post( [this, settled, attempt = attempt_] {
+            if ( attempt != attempt_ ) {
+               return;
+            }
+            reading_.empty() && changed_.empty() ? settled() : settle( settled );
+         } );
+      } ) );
+}
+
 void RedisStore::askProcess( std::string const & role,
                              std::function< void( Process const & ) > answer ) {
    auto const found = std::make_shared< Process >();

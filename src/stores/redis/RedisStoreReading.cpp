@@ -1,6 +1,7 @@
 #include <hiredis/hiredis.h>
 
 #include <algorithm>
+#include <charconv>
 
 #include "platform/kel/StandardError.h"
 #include "stores/redis/RedisStore.h"
@@ -72,6 +73,7 @@ void RedisStore::readAll() {
    reading_.clear();
    order_.clear();
    skipped_.clear();
+   lastPosition_ = 0;
    scan( "0" );
 }
 
@@ -102,14 +104,19 @@ void RedisStore::scan( std::string const & cursor ) {
 }
 
 void RedisStore::readOrder() {
-   link_->commands().send( { "ZRANGE", keys_.order(), "0", "-1" },
+   link_->commands().send( { "ZRANGE", keys_.order(), "0", "-1", "WITHSCORES" },
                            ofNow( [this]( redisReply const & reply ) {
                               if ( failed( reply ) ) {
                                  return;
                               }
-                              std::uint64_t position = 0;
-                              for ( redisReply const * path : elementsOf( reply ) ) {
-                                 order_.emplace( textOf( *path ), ++position );
+                              auto const words = elementsOf( reply );
+                              for ( std::size_t i = 0; i + 1 < words.size(); i += 2 ) {
+                                 std::uint64_t position = 0;
+                                 std::string_view const score = textOf( *words[i + 1] );
+                                 std::from_chars( score.data(), score.data() + score.size(),
+                                                  position );
+                                 order_.emplace( textOf( *words[i] ), position );
+                                 lastPosition_ = std::max( lastPosition_, position );
                               }
                               read( reading_, [this] { allRead(); } );
                            } ) );
@@ -119,7 +126,6 @@ void RedisStore::allRead() {
    std::vector< ReadRow > rows = std::exchange( read_.rows, {} );
    sortRows( rows );
    reading_.clear();
-   lastPosition_ = order_.size();
    for ( ReadRow const & read : rows ) {
       lastPosition_ = std::max( lastPosition_, read.position );
    }
@@ -156,9 +162,12 @@ void RedisStore::compare( std::vector< ReadRow > rows ) {
       if ( owns( row.path ) ) {
          put( row );
       } else if ( !stands ) {
-         changes.push_back( { row, true } );
-      } else if ( RowText const text = textOf( row );
-                  text.fingerprint() != found->second->fingerprint ) {
+         // What is there and cannot be read changes nothing.
+         if ( !skipped_.contains( row.path ) ) {
+            changes.push_back( { row, true } );
+         }
+      } else if ( found->second->bad.empty() &&
+                  textOf( row ).fingerprint() != found->second->fingerprint ) {
          changes.push_back( { found->second->row, false } );
       }
       if ( stands ) {
@@ -216,7 +225,8 @@ void RedisStore::changesRead() {
    std::set< std::string, std::greater<> > gone;
    Read const read = std::exchange( read_, {} );
    auto const went = [&]( std::string const & path ) {
-      if ( auto const standing = standing_.find( path ); standing != standing_.end() ) {
+      // One that does not fit any more may still stand as it was.
+      if ( standing_.contains( path ) || skipped_.contains( path ) ) {
          gone.insert( path );
       }
       fits( path );
@@ -228,24 +238,23 @@ void RedisStore::changesRead() {
    for ( std::string const & path : reading_ ) {
       if ( forms_.formOf( path ) == RowForm::bookMap && !read.bad.contains( path ) ) {
          for ( auto const & [entry, standing] : RowsBelow( standing_, path ) ) {
-            if ( !entries.contains( entry ) ) {
+            if ( !entries.contains( entry ) && !read.bad.contains( entry ) ) {
                went( entry );
             }
          }
       }
    }
    std::ranges::for_each( read.absent, went );
-   for ( std::string const & path : read.bad ) {
-      // Nobody else may take away what is this process's own.
-      if ( !owns( path ) && standing_.contains( path ) ) {
-         gone.insert( path );
-      }
-   }
    changes = forget( gone );
    std::vector< ReadRow > rows = read.rows;
    sortRows( rows );
    for ( ReadRow & one : rows ) {
-      fits( one.row.path );
+      if ( one.bad.empty() ) {
+         fits( one.row.path );
+      } else if ( standing_.contains( one.row.path ) ) {
+         // It stays as it stands until it can be read.
+         continue;
+      }
       auto const [standing, isNew] = standing_.try_emplace(
          one.row.path, Standing{ one.fingerprint, one.position, one.row.form } );
       if ( isNew && one.row.form == RowForm::entity ) {
@@ -319,12 +328,19 @@ void RedisStore::read( std::set< std::string, std::less<> > const & paths,
                                  }
                               } ) );
    }
-   // Behind all the others: what is missing may have gone with the whole state.
+   afterAll( std::move( done ) );
+}
+
+// What is missing among what was read may have gone with the whole state.
+void RedisStore::afterAll( std::function< void() > done ) {
    askState( [this, done = std::move( done )]( Identity const & found ) {
-      if ( found == identity_ ) {
-         done();
-      } else {
+      if ( found != identity_ ) {
          up();
+      } else if ( lease_ && !leaseWatched_ ) {
+         // It was renewed meanwhile.
+         afterAll( done );
+      } else {
+         done();
       }
    } );
 }
@@ -354,13 +370,21 @@ void RedisStore::take( std::string const & path, RowForm form, redisReply const 
             }
             break;
          case RowForm::bookMap:
-            std::ranges::move( readBook( path, reply ), std::back_inserter( read_.rows ) );
+            std::ranges::move( readBook( path, reply,
+                                         [this]( auto const & entry, auto const & reason ) {
+                                            skip( entry, reason );
+                                            read_.bad.insert( entry );
+                                         } ),
+                               std::back_inserter( read_.rows ) );
             break;
          default:
             if ( error.empty() && elementsOf( reply ).empty() ) {
                read_.absent.push_back( path );
             } else {
                read_.rows.push_back( readHash( path, form, reply ) );
+               for ( auto const & [name, reason] : read_.rows.back().bad ) {
+                  skip( path, Kel::pointerStep( name ) + ": " + reason );
+               }
             }
       }
    } catch ( Kel::ValueError const & e ) {
@@ -375,11 +399,9 @@ void RedisStore::refused( RowChange const & change, Kel::ValueError const & reas
    }
    std::string const & path = change.row.path;
    skip( path, ( reason.pointer().empty() ? "" : reason.pointer() + ": " ) + reason.what() );
-   if ( owns( path ) ) {
+   if ( reason.pointer().empty() ) {
+      // It is not there at all; what stands as it was before stays.
       standing_.erase( path );
-   } else if ( auto gone = forget( { path } ); holder_ ) {
-      // An agent that starts now would not have it either.
-      holder_->arrived( std::move( gone ) );
    }
 }
 

@@ -88,7 +88,11 @@ ReadRow readHash( std::string path, RowForm form, redisReply const & reply ) {
             read.fingerprint += hashOf( name, json );
          }
       } catch ( ValueError const & e ) {
-         throw e.below( name );
+         if ( form != RowForm::entity ) {
+            throw e.below( name );
+         }
+         read.bad.emplace( name, e.what() );
+         read.fingerprint += hashOf( name, json );
       }
    }
    read.row = { std::move( path ), form, std::move( members ) };
@@ -102,25 +106,26 @@ ReadRow readString( std::string path, redisReply const & reply ) {
             1 + hashOf( "", textOf( reply ) ) };
 }
 
-std::vector< ReadRow > readBook( std::string const & path, redisReply const & reply ) {
+std::vector< ReadRow > readBook(
+   std::string const & path, redisReply const & reply,
+   std::function< void( std::string const & path, std::string const & reason ) > const & bad ) {
    checkKind( reply );
    std::vector< ReadRow > rows;
    auto const words = elementsOf( reply );
    for ( std::size_t i = 0; i + 1 < words.size(); i += 2 ) {
-      std::string_view const name = textOf( *words[i] );
+      std::string const entryPath = path + Kel::pointerStep( textOf( *words[i] ) );
       std::string_view entry = textOf( *words[i + 1] );
-      std::size_t const comma = entry.find( ',' );
-      if ( !entry.starts_with( '[' ) || !entry.ends_with( ']' ) || comma == entry.npos ) {
-         throw ValueError( "is no position and value" ).below( name );
-      }
       try {
+         std::size_t const comma = entry.find( ',' );
+         if ( !entry.starts_with( '[' ) || !entry.ends_with( ']' ) || comma == entry.npos ) {
+            throw ValueError( "is no position and value" );
+         }
          std::uint64_t const position = positionOf( entry.substr( 1, comma - 1 ) );
          entry = entry.substr( comma + 1, entry.size() - comma - 2 );
-         rows.push_back( { { path + Kel::pointerStep( name ), RowForm::book, parsed( entry ) },
-                           position,
-                           1 + hashOf( "", entry ) } );
+         rows.push_back(
+            { { entryPath, RowForm::book, parsed( entry ) }, position, 1 + hashOf( "", entry ) } );
       } catch ( ValueError const & e ) {
-         throw e.below( name );
+         bad( entryPath, e.what() );
       }
    }
    return rows;

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -30,15 +32,20 @@ struct ReadRow {
    Corestore::Row row;
    std::uint64_t position = 0;
    std::uint64_t fingerprint = 0;
+   /** Fields of an entity that cannot be read, and why; they are left out. */
+   std::map< std::string, std::string > bad = {};
 };
 
-/** A row from the fields of a hash, for RowForm::entity and RowForm::record. Throws Kel::ValueError
- *  with the field as its place. */
+/** A row from the fields of a hash, for RowForm::entity and RowForm::record. Throws
+ * Kel::ValueError, for a record with the field as its place. */
 ReadRow readHash( std::string path, Corestore::RowForm form, redisReply const & reply );
 /** A row from a string. Throws Kel::ValueError. */
 ReadRow readString( std::string path, redisReply const & reply );
-/** The rows of a book. Throws Kel::ValueError. */
-std::vector< ReadRow > readBook( std::string const & path, redisReply const & reply );
+/** The rows of a book; `bad` takes those that cannot be read. Throws Kel::ValueError for what is no
+ *  book. */
+std::vector< ReadRow > readBook(
+   std::string const & path, redisReply const & reply,
+   std::function< void( std::string const & path, std::string const & reason ) > const & bad );
 /** The field of a book's entry. */
 std::string bookField( std::uint64_t position, std::string const & json );
 
