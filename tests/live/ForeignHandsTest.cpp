@@ -185,13 +185,17 @@ TEST_F( ForeignHandsTest, TheAgentAgreesWithAFreshOne ) {
    Commands hand( seed );
    std::string last;
    for ( std::uint64_t i = 0; i != commands; ++i ) {
+      // Nothing would be left of the policy soon.
+      if ( i % 50 == 0 ) {
+         EXPECT_EQ( device.apply( LiveSwitch::policy ), 0 ) << device.said();
+      }
       Words const words = hand.next();
       device.server().ask( words );
       last += "\n";
       for ( std::string const & word : words ) {
          last += word + " ";
       }
-      if ( i % 100 == 99 ) {
+      if ( i % 50 == 49 ) {
          ASSERT_TRUE( agent->isRunning() )
             << "seed " << seed << ", " << i << last << agent->output();
          EXPECT_TRUE( eventually(
