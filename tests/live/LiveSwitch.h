@@ -27,9 +27,12 @@ class LiveSwitch {
          "flow": { "web": { "interceptPoint": "ingress", "serviceIntfKey": "near",
             "match": { "vni": 200 }, "action": { "vni": 100 } } } } } } } })";
 
-   explicit LiveSwitch( bool durable = true ) : server_( durable ) {}
+   explicit LiveSwitch( bool durable = true, std::vector< std::string > options = {} )
+      : server_( durable, std::move( options ) ) {}
 
    RedisServer & server() { return server_; }
+   /** Where programs find the state, if it isn't the server of its own. */
+   void addressIs( std::string const & address ) { address_ = address; }
    std::string key( std::string const & path ) const { return "qor{leaf1}:" + path; }
 
    void init() { EXPECT_EQ( run( { "init" } ), 0 ) << said(); }
@@ -48,10 +51,11 @@ class LiveSwitch {
       return code;
    }
    std::string const & said() const { return said_; }
-   int apply( std::string const & document ) {
-      std::string const file = folder_.path() / "document.json";
-      std::ofstream( file, std::ios::trunc ) << document;
-      return run( { "apply", file } );
+   int apply( std::string const & document ) { return run( { "apply", fileOf( document ) } ); }
+   /** Begins to, in a process of its own. */
+   std::unique_ptr< Process > startApply( std::string const & document ) {
+      return std::make_unique< Process >(
+         wordsOf( QORCLIENT_PROGRAM, { "apply", fileOf( document ) } ), folder_.path() / "apply" );
    }
    /** The state as a document. */
    std::string dump() { return run( { "get" } ) == 0 ? said_ : ""; }
@@ -71,6 +75,11 @@ class LiveSwitch {
    }
 
  private:
+   std::string fileOf( std::string const & document ) const {
+      std::string const file = folder_.path() / "document.json";
+      std::ofstream( file, std::ios::trunc ) << document;
+      return file;
+   }
    std::vector< std::string > wordsOf( std::string const & program,
                                        std::vector< std::string > const & words ) const {
       std::vector< std::string > all{ program };
@@ -78,7 +87,7 @@ class LiveSwitch {
       for ( char const * word : { "--switch", "leaf1", "--redis" } ) {
          all.emplace_back( word );
       }
-      all.push_back( server_.address() );
+      all.push_back( address_.empty() ? server_.address() : address_ );
       return all;
    }
    std::unique_ptr< Process > start( std::string const & command,
@@ -92,6 +101,7 @@ class LiveSwitch {
 
    Folder folder_;
    RedisServer server_;
+   std::string address_;
    std::string said_;
    int started_ = 0;
 };

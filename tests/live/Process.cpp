@@ -75,6 +75,22 @@ bool Process::isRunning() {
    return !code_;
 }
 
+double Process::cpuSeconds() const {
+   std::ifstream stat( "/proc/" + std::to_string( pid_ ) + "/stat" );
+   std::string line;
+   std::getline( stat, line );
+   // Behind the name, which may hold anything, the 12th and 13th are the user's and the system's.
+   std::istringstream words( line.substr( line.rfind( ')' ) + 1 ) );
+   std::string word;
+   for ( int i = 0; i != 11; ++i ) {
+      words >> word;
+   }
+   double user = 0;
+   double system = 0;
+   words >> user >> system;
+   return ( user + system ) / static_cast< double >( ::sysconf( _SC_CLK_TCK ) );
+}
+
 std::string Process::output() const {
    std::ostringstream text;
    text << std::ifstream( output_, std::ios::binary ).rdbuf();

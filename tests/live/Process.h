@@ -39,6 +39,8 @@ class Process {
    /** The exit code, or 128 and the signal's number; nothing when it hasn't ended in time. */
    std::optional< int > ended( double seconds = 20 );
    bool isRunning();
+   /** The time that it has used of a processor. */
+   double cpuSeconds() const;
    /** What it has said so far. */
    std::string output() const;
 

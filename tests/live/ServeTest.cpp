@@ -143,4 +143,157 @@ TEST_F( ServeTest, AnAgentThatSleptThroughItsLeaseWritesNothing ) {
    EXPECT_TRUE( other->isRunning() );
 }
 
+TEST_F( ServeTest, AnEngineThatComesBackOlderIsWaitedOut ) {
+   LiveSwitch device;
+   device.init();
+   auto const agent = device.serve();
+   auto const hardware = device.simulate();
+   ASSERT_EQ( device.apply( LiveSwitch::policy ), 0 ) << device.said();
+   ASSERT_TRUE( eventually( [&] { return device.state( "web" ) == "programmed"; } ) );
+   device.server().keepData();
+   std::string const member = device.key(
+      "qor/version1/policy/policy/policyFragment/f/serviceIntfSet/near/intf/Ethernet6" );
+   device.server().ask( { "SET", member, "true" } );
+   ASSERT_TRUE( eventually( [&] { return device.rules() == 2; } ) ) << agent->output();
+
+   device.server().kill();
+   device.server().restoreData();
+   device.server().start();
+   for ( auto const * process : { agent.get(), hardware.get() } ) {
+      EXPECT_TRUE( eventually(
+         [&] { return process->output().find( "holds an older state" ) != std::string::npos; } ) )
+         << process->output();
+   }
+   EXPECT_EQ( device.rules(), 1U );
+
+   // It is the right one now: its policy holds, and what stands follows it.
+   device.server().ask( { "DEL", device.key( "qorclient/version1/capability" ) } );
+   EXPECT_EQ( device.run( { "init", "--accept" } ), 0 ) << device.said();
+   EXPECT_TRUE( eventually( [&] { return device.run( { "audit" } ) == 0; } ) )
+      << device.said() << agent->output();
+   EXPECT_EQ( device.rules(), 1U );
+   device.server().ask( { "SET", member, "true" } );
+   EXPECT_TRUE( eventually( [&] { return device.rules() == 2; } ) ) << agent->output();
+}
+
+TEST_F( ServeTest, TheSecondAgentTakesOver ) {
+   LiveSwitch device;
+   device.init();
+   auto const hardware = device.simulate();
+   auto first = device.serve();
+   ASSERT_EQ( device.apply( LiveSwitch::policy ), 0 ) << device.said();
+   ASSERT_TRUE( eventually( [&] { return device.state( "web" ) == "programmed"; } ) );
+   std::string const before = device.dump();
+   auto const serves = []( Process const & agent ) {
+      return agent.output().find( "serves switch" ) != std::string::npos;
+   };
+
+   // At once after a clean end, and after a death on the same machine.
+   auto second = device.serve();
+   EXPECT_TRUE( eventually(
+      [&] { return second->output().find( "is served by process" ) != std::string::npos; } ) )
+      << second->output();
+   first->signal( SIGTERM );
+   EXPECT_EQ( first->ended(), 0 );
+   EXPECT_TRUE( eventually( [&] { return serves( *second ); }, 2 ) ) << second->output();
+   second->kill();
+   auto third = device.serve();
+   EXPECT_TRUE( eventually( [&] { return serves( *third ); }, 2 ) ) << third->output();
+   third->kill();
+
+   // Of another machine nobody knows whether it lives, until its time is over.
+   std::string const fence = device.server().ask( { "GET", device.key( "@fence/qorclient" ) } );
+   device.server().ask( { "SET", device.key( "@lease/qorclient" ),
+                          fence + " 17 elsewhere 1 pid:[1] another-boot", "PX", "1500" } );
+   auto const fourth = device.serve();
+   EXPECT_TRUE( eventually( [&] {
+      return fourth->output().find( "is served by process 17 on elsewhere" ) != std::string::npos;
+   } ) )
+      << fourth->output();
+   EXPECT_FALSE( serves( *fourth ) );
+   EXPECT_TRUE( eventually( [&] { return serves( *fourth ); }, 5 ) ) << fourth->output();
+   EXPECT_EQ( device.dump(), before );
+}
+
+TEST_F( ServeTest, WhatNobodyIsThereToTakeAwayIsFound ) {
+   LiveSwitch device;
+   device.init();
+   auto const hardware = device.simulate();
+   auto agent = device.serve();
+   ASSERT_EQ( device.apply( LiveSwitch::policy ), 0 ) << device.said();
+   ASSERT_TRUE( eventually( [&] { return device.state( "web" ) == "programmed"; } ) );
+   agent->kill();
+   ASSERT_EQ( device.apply( R"({"qor/version1/policy":{"policy":{"policyFragment":{"f":null}}}})" ),
+              0 )
+      << device.said();
+   agent = device.serve();
+   ASSERT_TRUE(
+      eventually( [&] { return agent->output().find( "serves switch" ) != std::string::npos; } ) );
+   EXPECT_EQ( device.run( { "audit" } ), 1 );
+   EXPECT_NE( device.said().find( "unwanted: pinflow/dyninput/qor/flowEntry/" ), std::string::npos )
+      << device.said();
+   EXPECT_EQ( device.run( { "audit", "--remove", "--yes" } ), 1 );
+   EXPECT_EQ( device.rules(), 0U );
+   EXPECT_TRUE( eventually( [&] { return device.run( { "audit" } ) == 0; } ) ) << device.said();
+}
+
+TEST_F( ServeTest, WhatComesAndGoesByItselfIsFollowed ) {
+   LiveSwitch device;
+   device.init();
+   auto const agent = device.serve();
+   auto const hardware = device.simulate();
+   ASSERT_EQ( device.apply( LiveSwitch::policy ), 0 ) << device.said();
+   ASSERT_TRUE( eventually( [&] { return device.state( "web" ) == "programmed"; } ) );
+   std::string const flow = device.key( "qor/version1/policy/policy/policyFragment/f" );
+   auto const rulesAre = [&]( std::size_t rules ) {
+      return eventually( [&] { return device.rules() == rules; } );
+   };
+   // The time of a row is over.
+   device.server().ask( { "PEXPIRE", flow + "/serviceIntfSet/near/intf/Ethernet5", "20" } );
+   EXPECT_TRUE( rulesAre( 0 ) ) << agent->output();
+   device.server().ask( { "SET", flow + "/serviceIntfSet/near/intf/Ethernet5", "true" } );
+   EXPECT_TRUE( rulesAre( 1 ) ) << agent->output();
+   // A row goes bad, and is right again.
+   device.server().ask( { "SET", flow + "/serviceIntfSet/near/intf/Ethernet5", "perhaps" } );
+   EXPECT_TRUE( rulesAre( 0 ) ) << agent->output();
+   device.server().ask( { "SET", flow + "/serviceIntfSet/near/intf/Ethernet5", "true" } );
+   EXPECT_TRUE( rulesAre( 1 ) ) << agent->output();
+   // An entity goes while rows below it stay, and comes back.
+   device.server().ask( { "RENAME", flow, "elsewhere" } );
+   EXPECT_TRUE( rulesAre( 0 ) ) << agent->output();
+   EXPECT_EQ( device.run( { "audit" } ), 1 );
+   device.server().ask( { "RENAME", "elsewhere", flow } );
+   EXPECT_TRUE( rulesAre( 1 ) ) << agent->output();
+   EXPECT_EQ( device.run( { "audit" } ), 0 ) << device.said();
+   // All that is below a root stays when its own row goes.
+   device.server().ask( { "DEL", device.key( "mgmt/controller/status" ) } );
+   EXPECT_TRUE( rulesAre( 0 ) ) << agent->output();
+   EXPECT_EQ( device.run( { "audit" } ), 0 ) << device.said();
+   device.server().ask( { "HSET", device.key( "mgmt/controller/status" ), "enabled", "true" } );
+   EXPECT_TRUE( rulesAre( 1 ) ) << agent->output();
+
+   // The state goes, in whichever way: what stands is no empty policy.
+   auto const tells = [&]( char const * words,
+                           std::vector< Live::RedisServer::Words > const & commands ) {
+      std::size_t const said = agent->output().size();
+      for ( auto const & command : commands ) {
+         device.server().ask( command );
+      }
+      EXPECT_TRUE( eventually(
+         [&] { return agent->output().find( words, said ) != std::string::npos; }, 10 ) )
+         << words << "\n"
+         << agent->output();
+      EXPECT_EQ( device.rules(), commands.front().front() == "SWAPDB" && *words == 'h' ? 0U : 1U );
+   };
+   std::string const state = device.key( "@state" );
+   std::string const id = device.server().ask( { "HGET", state, "id" } );
+   tells( "holds no state", { { "DEL", state } } );
+   tells( "rows", { { "HSET", state, "id", id } } );
+   // Nothing is told of this but by a write that is refused.
+   tells( "holds no state", { { "SWAPDB", "0", "1" } } );
+   tells( "rows", { { "SWAPDB", "0", "1" }, { "HSET", state, "id", id } } );
+   EXPECT_EQ( device.run( { "audit" } ), 0 ) << device.said();
+   EXPECT_TRUE( agent->isRunning() );
+}
+
 }  // namespace

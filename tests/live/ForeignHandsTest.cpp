@@ -1,0 +1,245 @@
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <random>
+
+#include "live/LiveSwitch.h"
+
+/*
+ * Anyone may write the agent's inputs, with anything: the agent lives, and what it has made of them
+ * is what an agent that starts now would make of them. What ends it by design names the row.
+ *
+ * QORCLIENT_LIVE_COMMANDS=N sends N commands (10000), and QORCLIENT_LIVE_SEED=N others.
+ */
+
+namespace {
+
+using Live::eventually;
+using Live::LiveSwitch;
+using Live::Process;
+using Words = Live::RedisServer::Words;
+
+std::uint64_t numberOf( char const * variable, std::uint64_t otherwise ) {
+   char const * const text = std::getenv( variable );
+   return text ? std::strtoull( text, nullptr, 10 ) : otherwise;
+}
+
+/** Commands on inputs, good and bad, none of which ends the agent by design. */
+class Commands {
+ public:
+   explicit Commands( std::uint64_t seed ) : random_( seed ) {}
+
+   Words next() {
+      std::string const key = aKey();
+      switch ( random_() % 20 ) {
+         case 0:
+            return { "DEL", key };
+         case 1:
+            return { "LPUSH", key, "x" };
+         case 2:
+            return { "PEXPIRE", key, std::to_string( 1 + random_() % 20 ) };
+         case 3:
+            return { "HDEL", key, field() };
+         case 4:
+            return { "RENAME", key, aKey() };
+         case 5:
+            return { "SADD", key, "x" };
+         case 6:
+            return { "APPEND", key, "x" };
+         case 7:
+            return { "COPY", key, aKey(), "REPLACE" };
+         case 8:
+         case 9:
+         case 10:
+         case 11:
+         case 12:
+            return { "SET", key, value() };
+         default:
+            return { "HSET", key, field(), value() };
+      }
+   }
+
+ private:
+   std::string oneOf( std::initializer_list< char const * > choices ) {
+      return choices.begin()[random_() % choices.size()];
+   }
+   std::string aKey() {
+      std::string const fragment =
+         "qor/version1/policy/policy/policyFragment/" + oneOf( { "f", "f", "f", "g", "~f", "" } );
+      std::string key = oneOf( { "",
+                                 "",
+                                 "",
+                                 "/serviceIntfSet/near",
+                                 "/serviceIntfSet/near",
+                                 "/serviceIntfSet/far",
+                                 "/serviceIntfSet/near/intf/Ethernet5",
+                                 "/serviceIntfSet/near/intf/Ethernet6",
+                                 "/serviceIntfSet/near/intf/Et5",
+                                 "/serviceIntfSet/near/intf/ethernet6",
+                                 "/serviceIntfSet/far/intf/Ethernet7",
+                                 "/serviceIntfSet/far/intf/Ethernet7/1",
+                                 "/serviceIntfSet/far/intf/Ethernet7~11",
+                                 "/flow/web",
+                                 "/flow/web",
+                                 "/flow/we~b",
+                                 "/flow/we~0b",
+                                 "/flow/web/",
+                                 "/flow",
+                                 "/flows/web" } );
+      key = fragment + key;
+      if ( random_() % 3 == 0 ) {
+         key = oneOf( { "mgmt/controller/status",
+                        "mgmt/controller/status/leaderServiceStatusDir",
+                        "mgmt/controller/status/leaderServiceStatusDir/service/Qor",
+                        "qor/version1/policy/policy",
+                        "qor/version1/policy",
+                        "bridging/switchIntfConfig",
+                        "bridging/switchIntfConfig/switchIntfConfig/Ethernet5",
+                        "bridging/config/vlanConfig/100/intf/Ethernet1",
+                        "bridging/config",
+                        "mlag/config",
+                        "mlag/hostTable/hostEntry/100|02:00:00:00:00:0A",
+                        "mlag/hostTable/hostEntry/100|02:00:00:00:00:0a",
+                        "mlag/hostTable/hostEntry/0100|02:00:00:00:00:0a",
+                        "routing/fhrp/vrMacStatus",
+                        "vxlancontroller/version2/vni/100",
+                        "vxlancontroller/version2/vni/0100",
+                        "vxlancontroller/version2/vni/100/macVtepTable/02:00:00:00:00:01",
+                        "qor//version1/policy",
+                        "no/such/path",
+                        "",
+                        "~",
+                        "\xff" } );
+      }
+      return "qor{leaf1}:" + key;
+   }
+   std::string field() {
+      return oneOf( { "enabled", "originalVni", "serviceVni", "serviceIntfKey", "interceptPoint",
+                      "match", "action", "trunkNativeVlan", "peerLinkIntfId", "intf",
+                      "virtualRouterMac", "vtepAddr", "@type", "@at", "", "unknown" } );
+   }
+   std::string value() {
+      return oneOf( { "true",
+                      "true",
+                      "false",
+                      "0",
+                      "1",
+                      "100",
+                      "200",
+                      "\"near\"",
+                      "\"far\"",
+                      "\"near\"",
+                      "{\"vni\":100}",
+                      "{\"vni\":200}",
+                      "{\"vni\":99999999}",
+                      "{}",
+                      "[]",
+                      "null",
+                      "",
+                      "perhaps",
+                      "-1",
+                      "4095",
+                      "1e9",
+                      "\"Ethernet1\"",
+                      "\"02:00:00:00:00:01\"",
+                      "\"192.0.2.9\"",
+                      "{\"vni\":100,\"vni\":200}",
+                      "\xff",
+                      "18446744073709551616",
+                      "\"\\u0000\"",
+                      "{\"text\":\"x\"}" } );
+   }
+
+   std::mt19937_64 random_;
+};
+
+class ForeignHandsTest : public testing::Test {
+ protected:
+   void SetUp() override {
+      if ( !Live::RedisServer::isThere() ) {
+         GTEST_SKIP() << "redis-server is not there";
+      }
+      begin();
+   }
+   void begin() {
+      agent = nullptr;
+      hardware = nullptr;
+      device.server().ask( { "FLUSHALL" } );
+      device.init();
+      agent = device.serve();
+      hardware = device.simulate();
+      ASSERT_EQ( device.apply( LiveSwitch::policy ), 0 ) << device.said();
+      ASSERT_TRUE( eventually( [&] { return device.state( "web" ) == "programmed"; } ) )
+         << agent->output();
+   }
+
+   LiveSwitch device{ false };
+   std::unique_ptr< Process > agent;
+   std::unique_ptr< Process > hardware;
+};
+
+TEST_F( ForeignHandsTest, TheAgentAgreesWithAFreshOne ) {
+   std::uint64_t const seed = numberOf( "QORCLIENT_LIVE_SEED", 1 );
+   std::uint64_t const commands = numberOf( "QORCLIENT_LIVE_COMMANDS", 10'000 );
+   Commands hand( seed );
+   std::string last;
+   for ( std::uint64_t i = 0; i != commands; ++i ) {
+      // Nothing would be left of the policy soon.
+      if ( i % 50 == 0 ) {
+         EXPECT_EQ( device.apply( LiveSwitch::policy ), 0 ) << device.said();
+      }
+      Words const words = hand.next();
+      device.server().ask( words );
+      last += "\n";
+      for ( std::string const & word : words ) {
+         last += word + " ";
+      }
+      if ( i % 50 == 49 ) {
+         ASSERT_TRUE( agent->isRunning() )
+            << "seed " << seed << ", " << i << last << agent->output();
+         EXPECT_TRUE( eventually(
+            [&] {
+               device.run( { "audit" } );
+               return device.said().find( "unwanted" ) == std::string::npos &&
+                      device.said().find( "missing" ) == std::string::npos;
+            },
+            2 ) )
+            << "seed " << seed << ", " << i << last << "\n"
+            << device.said();
+         last.clear();
+         ASSERT_FALSE( HasFailure() );
+      }
+   }
+   begin();
+   EXPECT_EQ( device.run( { "audit" } ), 0 ) << device.said();
+}
+
+TEST_F( ForeignHandsTest, WhatEndsTheAgentNamesItsRow ) {
+   std::string const flow = "qor/version1/policy/policy/policyFragment/f/flow/web";
+   for ( Words const & row :
+         { Words{ "HSET", "bridging/status/fdbStatus/5000|02:00:00:00:00:01", "intf",
+                  "\"Ethernet1\"", "entryType", "4" },
+           Words{ "HSET", flow, "interceptPoint", "2" },
+           Words{ "HSET", "qor/version1/policy/other", "@type", "\"Qor::V1::QorPolicyFragment\"" },
+           Words{ "HSET", "interface/status/eth/vxlan/vtiStatus/Vxlan2", "addr", "\"192.0.2.2\"" },
+           Words{ "HSET", "interface/status/eth/vxlan/vtiStatus/Vxlan1/vlanToVniMap/100", "source",
+                  "0" } } ) {
+      Words command = row;
+      command[1] = device.key( row[1] );
+      device.server().ask( command );
+      EXPECT_EQ( agent->ended( 5 ), 128 + SIGABRT ) << row[1];
+      EXPECT_NE( agent->output().find( "ended by the row " + device.key( row[1] ) ),
+                 std::string::npos )
+         << row[1] << "\n"
+         << agent->output();
+      begin();
+   }
+   device.server().ask( { "HSET", device.key( "qorclient/status" ), "resyncInProgress", "true" } );
+   EXPECT_EQ( agent->ended( 5 ), 128 + SIGABRT );
+   EXPECT_NE( agent->output().find( "ended by the row " + device.key( "qorclient/status" ) ),
+              std::string::npos )
+      << agent->output();
+}
+
+}  // namespace
