@@ -240,7 +240,7 @@ TEST_F( ServeTest, WhatNobodyIsThereToTakeAwayIsFound ) {
 TEST_F( ServeTest, WhatComesAndGoesByItselfIsFollowed ) {
    LiveSwitch device;
    device.init();
-   auto const agent = device.serve();
+   auto agent = device.serve();
    auto const hardware = device.simulate();
    ASSERT_EQ( device.apply( LiveSwitch::policy ), 0 ) << device.said();
    ASSERT_TRUE( eventually( [&] { return device.state( "web" ) == "programmed"; } ) );
@@ -253,11 +253,21 @@ TEST_F( ServeTest, WhatComesAndGoesByItselfIsFollowed ) {
    EXPECT_TRUE( rulesAre( 0 ) ) << agent->output();
    device.server().ask( { "SET", flow + "/serviceIntfSet/near/intf/Ethernet5", "true" } );
    EXPECT_TRUE( rulesAre( 1 ) ) << agent->output();
-   // A row goes bad, and is right again.
+   // What cannot be read changes nothing, and takes nothing with it; nor does a start over it.
    device.server().ask( { "SET", flow + "/serviceIntfSet/near/intf/Ethernet5", "perhaps" } );
-   EXPECT_TRUE( rulesAre( 0 ) ) << agent->output();
-   device.server().ask( { "SET", flow + "/serviceIntfSet/near/intf/Ethernet5", "true" } );
+   device.server().ask( { "HSET", device.key( "mgmt/controller/status" ), "enabled", "perhaps" } );
+   device.server().ask( { "HSET", device.key( "qor/version1/policy/policy" ), "bogus", "1" } );
+   EXPECT_TRUE(
+      eventually( [&] { return agent->output().find( "bogus" ) != std::string::npos; } ) );
    EXPECT_TRUE( rulesAre( 1 ) ) << agent->output();
+   device.server().ask( { "HSET", device.key( "mgmt/controller/status" ), "enabled", "true" } );
+   device.server().ask( { "SET", flow + "/serviceIntfSet/near/intf/Ethernet5", "true" } );
+   agent->kill();
+   agent = device.serve();
+   EXPECT_TRUE(
+      eventually( [&] { return agent->output().find( "serves" ) != std::string::npos; } ) );
+   EXPECT_TRUE( rulesAre( 1 ) ) << agent->output();
+   device.server().ask( { "HDEL", device.key( "qor/version1/policy/policy" ), "bogus" } );
    // An entity goes while rows below it stay, and comes back.
    device.server().ask( { "RENAME", flow, "elsewhere" } );
    EXPECT_TRUE( rulesAre( 0 ) ) << agent->output();
