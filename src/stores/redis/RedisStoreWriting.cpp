@@ -74,9 +74,10 @@ void RedisStore::putText( Row const & row, RowText const & text, Standing & stan
    ++counters_.written;
    if ( row.form == RowForm::book ) {
       auto const [map, name] = bookPlace( row.path );
-      auto & words = books_[map];
-      words.push_back( name );
-      words.push_back( bookField( position, text.fields.front().second ) );
+      BookChanges & changes = books_[map];
+      changes.gone.erase( name );
+      changes.put.push_back( name );
+      changes.put.push_back( bookField( position, text.fields.front().second ) );
       if ( ( bookWords_ += 2 ) >= mostBookWords ) {
          putBooks();
       }
@@ -108,26 +109,30 @@ void RedisStore::putText( Row const & row, RowText const & text, Standing & stan
 }
 
 void RedisStore::putBooks() {
-   for ( auto & [map, entries] : books_ ) {
+   for ( auto & [map, changes] : books_ ) {
       std::string const key = keys_.of( map );
-      std::vector< std::string_view > words{ "HSET", key };
-      words.insert( words.end(), entries.begin(), entries.end() );
-      link_->commands().send( words );
+      auto const send = [&]( std::string_view command, auto const & fields ) {
+         if ( !fields.empty() ) {
+            std::vector< std::string_view > words{ command, key };
+            words.insert( words.end(), fields.begin(), fields.end() );
+            link_->commands().send( words );
+         }
+      };
+      send( "HSET", changes.put );
+      send( "HDEL", changes.gone );
    }
    books_.clear();
    bookWords_ = 0;
 }
 
 void RedisStore::del( std::string const & path ) {
-   // Some of these may go at once.
-   putBooks();
    std::vector< std::string > keys{ "DEL" };
    std::vector< std::string > places{ "ZREM", keys_.order() };
    auto const remove = [&]( StandingRows::iterator row ) {
       if ( row->second.form == RowForm::book ) {
          begin();
          auto const [map, name] = bookPlace( row->first );
-         link_->commands().send( { "HDEL", keys_.of( map ), name } );
+         books_[map].gone.insert( name );
       } else {
          keys.push_back( keys_.of( row->first ) );
          if ( row->second.form == RowForm::value && row->second.position != 0 ) {
