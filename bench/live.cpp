@@ -347,8 +347,14 @@ class Onlooker {
       return timed( [&] {
          writer.pipeline( commands, commands.size() );
          for ( auto waiting = switches; !waiting.empty(); ) {
-            listener_.next();
-            std::erase_if( waiting, [this]( Served * one ) { return one->isDone( reader_ ); } );
+            // Only those of which it is told are asked for.
+            auto const message = listener_.next();
+            redisReply const & keys = *message->element[2];
+            for ( std::size_t k = 0; k != keys.elements; ++k ) {
+               std::erase_if( waiting, [&]( Served * one ) {
+                  return Bench::textOf( *keys.element[k] ) == one->rule() && one->isDone( reader_ );
+               } );
+            }
          }
       } );
    }

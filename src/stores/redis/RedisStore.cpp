@@ -78,7 +78,7 @@ RedisStore::Counters RedisStore::counters() const {
 void RedisStore::beginAnew( Phase phase ) {
    ++attempt_;
    phase_ = phase;
-   inFlight_ = leaseWatched_ = false;
+   transactionOpen_ = inFlight_ = leaseWatched_ = false;
    changed_.clear();
    reading_.clear();
    read_ = {};

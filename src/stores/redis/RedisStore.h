@@ -208,9 +208,14 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
    Read read_;
    std::map< std::string, std::uint64_t, std::less<> > order_;
 
-   /** By map, names and values of entries that were put in this turn, and their number: one command
-    *  takes many. */
-   std::map< std::string, std::vector< std::string > > books_;
+   /** What becomes of a book's map in this turn, in one command each. */
+   struct BookChanges {
+      /** Names and values; the last one of a name holds. */
+      std::vector< std::string > put;
+      std::set< std::string > gone;
+   };
+   std::map< std::string, BookChanges > books_;
+   /** How many words have gathered there. */
    std::size_t bookWords_ = 0;
    bool transactionOpen_ = false;
    bool inFlight_ = false;

@@ -59,9 +59,9 @@ void RedisStore::put( Row const & row ) {
       standing_.try_emplace( row.path, Standing{ fingerprint, 0, row.form } );
    if ( std::exchange( standing->second.fingerprint, fingerprint ) != fingerprint || isNew ) {
       putText( row, text, standing->second, isNew );
+      // What is being read of it is older.
+      reading_.erase( row.path );
    }
-   // What is being read of it is older.
-   reading_.erase( row.path );
 }
 
 void RedisStore::putText( Row const & row, RowText const & text, Standing & standing, bool isNew ) {
@@ -82,9 +82,11 @@ void RedisStore::putText( Row const & row, RowText const & text, Standing & stan
    if ( row.form == RowForm::book ) {
       auto const [map, name] = bookPlace( row.path );
       makeRoom( map );
-      auto & words = books_[map];
-      words.push_back( name );
-      words.push_back( bookField( position, text.fields.front().second ) );
+      fits( row.path );
+      BookChanges & changes = books_[map];
+      changes.gone.erase( name );
+      changes.put.push_back( name );
+      changes.put.push_back( bookField( position, text.fields.front().second ) );
       if ( ( bookWords_ += 2 ) >= mostBookWords ) {
          putBooks();
       }
@@ -92,6 +94,7 @@ void RedisStore::putText( Row const & row, RowText const & text, Standing & stan
    }
    std::string const key = keys_.of( row.path );
    if ( row.form == RowForm::value ) {
+      fits( row.path );
       server.send( { "SET", key, text.fields.front().second } );
       if ( isNew && position != 0 ) {
          server.send( { "ZADD", keys_.order(), std::to_string( position ), row.path } );
@@ -117,26 +120,30 @@ void RedisStore::putText( Row const & row, RowText const & text, Standing & stan
 }
 
 void RedisStore::putBooks() {
-   for ( auto & [map, entries] : books_ ) {
+   for ( auto & [map, changes] : books_ ) {
       std::string const key = keys_.of( map );
-      std::vector< std::string_view > words{ "HSET", key };
-      words.insert( words.end(), entries.begin(), entries.end() );
-      link_->commands().send( words );
+      auto const send = [&]( std::string_view command, auto const & fields ) {
+         if ( !fields.empty() ) {
+            std::vector< std::string_view > words{ command, key };
+            words.insert( words.end(), fields.begin(), fields.end() );
+            link_->commands().send( words );
+         }
+      };
+      send( "HSET", changes.put );
+      send( "HDEL", changes.gone );
    }
    books_.clear();
    bookWords_ = 0;
 }
 
 void RedisStore::del( std::string const & path ) {
-   // Some of these may go at once.
-   putBooks();
    std::vector< std::string > keys{ "DEL" };
    std::vector< std::string > places{ "ZREM", keys_.order() };
    auto const remove = [&]( StandingRows::iterator row ) {
       if ( row->second.form == RowForm::book ) {
          begin();
          auto const [map, name] = bookPlace( row->first );
-         link_->commands().send( { "HDEL", keys_.of( map ), name } );
+         books_[map].gone.insert( name );
       } else {
          keys.push_back( keys_.of( row->first ) );
          if ( row->second.form == RowForm::value && row->second.position != 0 ) {
