@@ -34,7 +34,7 @@ void RedisStore::settle( std::function< void() > settled ) {
             if ( attempt != attempt_ ) {
                return;
             }
-            reading_.empty() && changed_.empty() ? settled() : settle( settled );
+            reading_.empty() && changed_.empty() && applying_ == 0 ? settled() : settle( settled );
          } );
       } ) );
 }
