@@ -3,6 +3,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <random>
+#include <sstream>
 
 #include "live/LiveSwitch.h"
 
@@ -30,7 +31,41 @@ class Commands {
  public:
    explicit Commands( std::uint64_t seed ) : random_( seed ) {}
 
-   Words next() {
+   Words next() { return random_() % 8 != 0 ? sensible() : any(); }
+
+ private:
+   /** Each fragment has VNIs of its own: who has them first when two share them, has them. */
+   Words sensible() {
+      std::string const name = oneOf( { "f", "f", "g" } );
+      std::string const fragment = "qor{leaf1}:qor/version1/policy/policy/policyFragment/" + name;
+      std::string const original = name == "f" ? "100" : "101";
+      std::string const service = name == "f" ? "200" : "201";
+      std::string const side = oneOf( { "near", "far" } );
+      std::string const set = fragment + "/serviceIntfSet/" + side;
+      std::string const member =
+         set + "/intf/" + oneOf( { "Ethernet5", "Ethernet6", "Ethernet7", "Ethernet7~11" } );
+      std::string const flow = fragment + "/flow/" + oneOf( { "web", "dns" } );
+      switch ( random_() % 8 ) {
+         case 0:
+            return { "DEL", member };
+         case 1:
+            return { "DEL", flow };
+         case 2:
+            return { "HSET", fragment, "originalVni", original, "serviceVni", service };
+         case 3:
+            return { "HSET", set, "@type", "\"Qor::V1::ServiceIntfSet\"" };
+         case 4:
+         case 5:
+            return { "HSET",           flow,
+                     "interceptPoint", "0",
+                     "serviceIntfKey", "\"" + side + "\"",
+                     "match",          "{\"vni\":" + service + "}",
+                     "action",         "{\"vni\":" + original + "}" };
+         default:
+            return { "SET", member, "true" };
+      }
+   }
+   Words any() {
       std::string const key = aKey();
       switch ( random_() % 20 ) {
          case 0:
@@ -59,8 +94,6 @@ class Commands {
             return { "HSET", key, field(), value() };
       }
    }
-
- private:
    std::string oneOf( std::initializer_list< char const * > choices ) {
       return choices.begin()[random_() % choices.size()];
    }
@@ -88,7 +121,7 @@ class Commands {
                                  "/flow",
                                  "/flows/web" } );
       key = fragment + key;
-      if ( random_() % 3 == 0 ) {
+      if ( random_() % 5 == 0 ) {
          key = oneOf( { "mgmt/controller/status",
                         "mgmt/controller/status/leaderServiceStatusDir",
                         "mgmt/controller/status/leaderServiceStatusDir/service/Qor",
@@ -115,9 +148,9 @@ class Commands {
       return "qor{leaf1}:" + key;
    }
    std::string field() {
-      return oneOf( { "enabled", "originalVni", "serviceVni", "serviceIntfKey", "interceptPoint",
-                      "match", "action", "trunkNativeVlan", "peerLinkIntfId", "intf",
-                      "virtualRouterMac", "vtepAddr", "@type", "@at", "", "unknown" } );
+      return oneOf( { "enabled", "serviceIntfKey", "interceptPoint", "match", "action",
+                      "trunkNativeVlan", "peerLinkIntfId", "intf", "virtualRouterMac", "vtepAddr",
+                      "@type", "@at", "", "unknown" } );
    }
    std::string value() {
       return oneOf( { "true",
@@ -154,6 +187,21 @@ class Commands {
    std::mt19937_64 random_;
 };
 
+/** What an audit has found, without requests for VNIs and lists of VLANs: those of a fragment that
+ *  goes stay until the next resync. */
+std::string disagreementsIn( std::string const & audit ) {
+   std::istringstream lines( audit );
+   std::string found;
+   for ( std::string line; std::getline( lines, line ); ) {
+      bool const stays = line.find( ": bridging/input/dynvlan/" ) != line.npos ||
+                         line.find( ": vxlan/input/vniconfig/" ) != line.npos;
+      if ( ( line.starts_with( "unwanted" ) || line.starts_with( "missing" ) ) && !stays ) {
+         found += line + "\n";
+      }
+   }
+   return found;
+}
+
 class ForeignHandsTest : public testing::Test {
  protected:
    void SetUp() override {
@@ -184,29 +232,37 @@ TEST_F( ForeignHandsTest, TheAgentAgreesWithAFreshOne ) {
    std::uint64_t const commands = numberOf( "QORCLIENT_LIVE_COMMANDS", 10'000 );
    Commands hand( seed );
    std::string last;
+   std::uint64_t standing = 0;
    for ( std::uint64_t i = 0; i != commands; ++i ) {
+      // Nothing would be left of the policy soon.
+      if ( i % 50 == 0 ) {
+         EXPECT_EQ( device.apply( LiveSwitch::policy ), 0 ) << device.said();
+      }
       Words const words = hand.next();
       device.server().ask( words );
       last += "\n";
       for ( std::string const & word : words ) {
          last += word + " ";
       }
-      if ( i % 100 == 99 ) {
+      if ( i % 50 == 49 ) {
          ASSERT_TRUE( agent->isRunning() )
             << "seed " << seed << ", " << i << last << agent->output();
-         EXPECT_TRUE( eventually(
+         std::string disagreements;
+         ASSERT_TRUE( eventually(
             [&] {
                device.run( { "audit" } );
-               return device.said().find( "unwanted" ) == std::string::npos &&
-                      device.said().find( "missing" ) == std::string::npos;
+               disagreements = disagreementsIn( device.said() );
+               return disagreements.empty();
             },
-            2 ) )
+            5 ) )
             << "seed " << seed << ", " << i << last << "\n"
-            << device.said();
+            << disagreements << agent->output();
+         standing += device.rules() != 0;
          last.clear();
-         ASSERT_FALSE( HasFailure() );
       }
    }
+   // Not all was in vain.
+   EXPECT_GT( standing, commands / 200 );
    begin();
    EXPECT_EQ( device.run( { "audit" } ), 0 ) << device.said();
 }

@@ -1,6 +1,7 @@
 #include "platform/corestore/EntityManager.h"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 #include "platform/corestore/EntityRows.h"
@@ -212,11 +213,27 @@ void EntityManager::arrived( std::vector< RowChange > changes ) {
       for ( RowChange const & change : changes ) {
          if ( em->store_ ) {
             em->arriving_ = change.row.path;
-            em->apply( change, *em->store_,
-                       [&em]( auto const & mutator ) { em->byHand( others, mutator ); } );
+            em->apply( change, *em->store_, [&em]( auto const & mutator ) {
+               em->hand_ = others;
+               try {
+                  mutator();
+               } catch ( ... ) {
+                  // A row that does not fit changes nothing. What has been told is the
+                  // agent's own to bear.
+                  if ( em->hand_.empty() ) {
+                     std::terminate();
+                  }
+                  em->hand_ = {};
+                  throw;
+               }
+               em->hand_ = {};
+            } );
          }
       }
-      em->arriving_.clear();
+      // Of several rows nobody knows which one the agent's later tasks are about.
+      if ( changes.size() > 1 ) {
+         em->arriving_.clear();
+      }
    } );
 }
 
@@ -230,6 +247,9 @@ EntityManager::Entities::const_iterator EntityManager::rootOf( Kel::Entity const
 }
 
 void EntityManager::save() {
+   if ( scheduler_->queue() == 0 ) {
+      arriving_.clear();
+   }
    if ( !store_ ) {
       return;
    }
