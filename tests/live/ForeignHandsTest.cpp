@@ -66,7 +66,8 @@ class Commands {
       }
    }
    Words any() {
-      std::string const key = aKey();
+      std::string const name = oneOf( { "f", "f", "f", "g", "~f", "" } );
+      std::string const key = aKey( name );
       switch ( random_() % 20 ) {
          case 0:
             return { "DEL", key };
@@ -77,13 +78,13 @@ class Commands {
          case 3:
             return { "HDEL", key, field() };
          case 4:
-            return { "RENAME", key, aKey() };
+            return { "RENAME", key, aKey( name ) };
          case 5:
             return { "SADD", key, "x" };
          case 6:
             return { "APPEND", key, "x" };
          case 7:
-            return { "COPY", key, aKey(), "REPLACE" };
+            return { "COPY", key, aKey( name ), "REPLACE" };
          case 8:
          case 9:
          case 10:
@@ -97,9 +98,8 @@ class Commands {
    std::string oneOf( std::initializer_list< char const * > choices ) {
       return choices.begin()[random_() % choices.size()];
    }
-   std::string aKey() {
-      std::string const fragment =
-         "qor/version1/policy/policy/policyFragment/" + oneOf( { "f", "f", "f", "g", "~f", "" } );
+   std::string aKey( std::string const & name ) {
+      std::string const fragment = "qor/version1/policy/policy/policyFragment/" + name;
       std::string key = oneOf( { "",
                                  "",
                                  "",

@@ -153,6 +153,9 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
    void changed( std::vector< std::string > paths );
    void readChanged();
    void changesRead();
+   /** Has changes applied. What changes after them is not read before that: whether a row fits
+    *  depends on those that stand. */
+   void arrive( std::vector< Corestore::RowChange > changes );
    /** Forgets rows that are gone, and yields the changes; what stands below is skipped. */
    std::vector< Corestore::RowChange > forget(
       std::set< std::string, std::greater<> > const & gone );
@@ -198,6 +201,9 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
    std::set< std::string, std::less<> > changed_;
    std::set< std::string, std::less<> > reading_;
    Read read_;
+   /** Arrivals that are still to be applied. */
+   int applying_ = 0;
+   std::shared_ptr< bool > const alive_ = std::make_shared< bool >( true );
    std::map< std::string, std::uint64_t, std::less<> > order_;
 
    bool transactionOpen_ = false;

@@ -94,6 +94,15 @@ void RedisStore::readOrder() {
 }
 
 void RedisStore::allRead() {
+   if ( applying_ != 0 ) {
+      // What is compared is the state behind them.
+      setup_.scheduler->post( [this, attempt = attempt_, alive = std::weak_ptr( alive_ )] {
+         if ( !alive.expired() && attempt == attempt_ ) {
+            allRead();
+         }
+      } );
+      return;
+   }
    std::vector< ReadRow > rows = std::exchange( read_.rows, {} );
    std::ranges::sort( rows, comesBefore );
    reading_.clear();
@@ -158,7 +167,7 @@ void RedisStore::compare( std::vector< ReadRow > rows ) {
    counters_.sentAgain += counters_.written - before;
    flush();
    if ( !changes.empty() ) {
-      holder_->arrived( std::move( changes ) );
+      arrive( std::move( changes ) );
    }
 }
 
@@ -182,7 +191,8 @@ void RedisStore::changed( std::vector< std::string > paths ) {
 }
 
 void RedisStore::readChanged() {
-   if ( phase_ == Phase::ready && holder_ && reading_.empty() && !changed_.empty() ) {
+   bool const isFree = reading_.empty() && applying_ == 0;
+   if ( phase_ == Phase::ready && holder_ && isFree && !changed_.empty() ) {
       reading_ = std::exchange( changed_, {} );
       read( reading_, [this] { changesRead(); } );
    }
@@ -237,9 +247,20 @@ void RedisStore::changesRead() {
    }
    reading_.clear();
    if ( !changes.empty() ) {
-      holder_->arrived( std::move( changes ) );
+      arrive( std::move( changes ) );
    }
    readChanged();
+}
+
+void RedisStore::arrive( std::vector< RowChange > changes ) {
+   holder_->arrived( std::move( changes ) );
+   ++applying_;
+   setup_.scheduler->post( [this, alive = std::weak_ptr( alive_ )] {
+      if ( !alive.expired() ) {
+         --applying_;
+         readChanged();
+      }
+   } );
 }
 
 std::vector< RowChange > RedisStore::forget(
@@ -356,7 +377,7 @@ void RedisStore::refused( RowChange const & change, Kel::ValueError const & reas
       standing_.erase( path );
    } else if ( auto gone = forget( { path } ); holder_ ) {
       // An agent that starts now would not have it either.
-      holder_->arrived( std::move( gone ) );
+      arrive( std::move( gone ) );
    }
 }
 
