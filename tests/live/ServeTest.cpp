@@ -154,7 +154,14 @@ TEST_F( ServeTest, AnEngineThatComesBackOlderIsWaitedOut ) {
    std::string const member = device.key(
       "qor/version1/policy/policy/policyFragment/f/serviceIntfSet/near/intf/Ethernet6" );
    device.server().ask( { "SET", member, "true" } );
-   ASSERT_TRUE( eventually( [&] { return device.rules() == 2; } ) ) << agent->output();
+   // Both have gone on from there.
+   std::string const answer =
+      device.key( "pinflow/pfHwStatusDir/dyninputstatus/qor/flowStats/f_web-from-Et6-to-any" );
+   ASSERT_TRUE( eventually( [&] {
+      return device.server().ask( { "EXISTS", answer } ) == "1";
+   } ) )
+      << agent->output();
+   EXPECT_EQ( device.rules(), 2U );
 
    device.server().kill();
    device.server().restoreData();

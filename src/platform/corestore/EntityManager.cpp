@@ -1,6 +1,7 @@
 #include "platform/corestore/EntityManager.h"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 #include "platform/corestore/EntityRows.h"
@@ -234,8 +235,21 @@ void EntityManager::arrived( std::vector< RowChange > changes ) {
       for ( RowChange const & change : changes ) {
          if ( em->store_ ) {
             em->arriving_ = change.row.path;
-            em->apply( change, *em->store_,
-                       [&em]( auto const & mutator ) { em->byHand( others, mutator ); } );
+            em->apply( change, *em->store_, [&em]( auto const & mutator ) {
+               em->hand_ = others;
+               try {
+                  mutator();
+               } catch ( ... ) {
+                  // A row that does not fit changes nothing. What has been told is the
+                  // agent's own to bear.
+                  if ( em->hand_.empty() ) {
+                     std::terminate();
+                  }
+                  em->hand_ = {};
+                  throw;
+               }
+               em->hand_ = {};
+            } );
          }
       }
       // Of several rows nobody knows which one the agent's later tasks are about.
