@@ -181,7 +181,7 @@ TEST_F( StoredSwitchTest, RefusesRowsThatDoNotFit ) {
                  std::string( 64, 'x' ) );
    EXPECT_THAT( refusal( "bridging/l2Rib/qor/hostInput/host/02:00:00:00:00:01|1", "{}", 16384 ),
                 testing::ContainsRegex( "^/bridging/l2Rib/qor/hostInput/host/"
-                                        "02:00:00:11:63:83.1: .* is full: it holds 16384 rows$" ) );
+                                        "02:00:00:11:63:83.1: finds the table full$" ) );
 }
 
 TEST_F( StoredSwitchTest, GoesOnFromTheLastStepThatWasSaved ) {

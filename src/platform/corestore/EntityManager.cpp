@@ -206,7 +206,7 @@ void EntityManager::apply( RowChange const & change, Store & store, Mutate const
          // below it depends on it.
          auto * const members = value.as< Kel::Value::Object >();
          bool const spare = members && place.form == RowForm::entity && !e.pointer().empty() &&
-                            place.holder && !stands( place );
+                            e.pointer() != "/@type" && place.holder && !stands( place );
          if ( !spare ||
               std::erase_if( *members, [&e]( auto const & member ) {
                  return ( e.pointer() + '/' ).starts_with( Kel::pointerStep( member.first ) + '/' );

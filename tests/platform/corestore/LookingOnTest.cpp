@@ -150,7 +150,10 @@ TEST_F( LookingOnTest, ARowIsAllThatItStandsFor ) {
       there( "dir/three", R"({"@type":"Sample::Shelf"})" ),
       there( "dir/bad", "{}" ),
       there( "elsewhere", "{}" ),
+      // A new entity is better without one of its members than not at all.
+      there( "shelf/box/d", R"({"label":"new","height":1})" ),
    } );
+   EXPECT_EQ( shelf->box( "d" )->label(), "new" );
    EXPECT_EQ( box->price( "EUR" ), ( Sample::Price{ "EUR", 0 } ) );
    EXPECT_EQ( dir->entityCount(), 2U );
    EXPECT_EQ( Kel::ptrCast< Box >( dir->entity( "one" ) )->size(), 1 );
@@ -172,7 +175,8 @@ TEST_F( LookingOnTest, ARowIsAllThatItStandsFor ) {
              "refused there/shelf/box/c/item/1 : stands without its entity",
              "refused there/dir/three /@type: wants type Sample::Box, not Sample::Shelf",
              "refused there/dir/bad : is a bad name",
-             "refused there/elsewhere : stands without its entity", "." } ) );
+             "refused there/elsewhere : stands without its entity",
+             "refused there/shelf/box/d /height: unknown attribute height", "." } ) );
 }
 
 TEST_F( LookingOnTest, ARowIsWrittenOnceAsItStands ) {
