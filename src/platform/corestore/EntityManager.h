@@ -153,8 +153,8 @@ class EntityManager : public Kel::PtrInterface, public RowHolder, private Kel::C
    RowForm formOf( std::string_view path ) const override;
    void arrived( std::vector< RowChange > changes ) override;
    void forEachRow( std::function< void( Row const & ) > const & row ) const override;
-   /** The path of the row that others have changed and that is being applied, or that has come alone
-    *  and has given tasks to do; empty for none. */
+   /** The path of the row that others have changed and that is being applied, or that has come
+    * alone and has given tasks to do; empty for none. */
    std::string const & arriving() const { return arriving_; }
 
    Orb::TaskScheduler & scheduler() const { return *scheduler_; }

@@ -1,5 +1,6 @@
 #include "stores/redis/RowText.h"
 
+#include <algorithm>
 #include <charconv>
 #include <functional>
 
@@ -129,6 +130,30 @@ std::vector< ReadRow > readBook(
       }
    }
    return rows;
+}
+
+void sortRows( std::vector< ReadRow > & rows ) {
+   struct Place {
+      std::ptrdiff_t depth;
+      std::uint64_t position;
+      ReadRow * read;
+   };
+   std::vector< Place > places;
+   places.reserve( rows.size() );
+   for ( ReadRow & read : rows ) {
+      places.push_back( { std::ranges::count( read.row.path, '/' ), read.position, &read } );
+   }
+   std::ranges::sort( places, []( Place const & a, Place const & b ) {
+      return a.depth != b.depth         ? a.depth < b.depth
+             : a.position != b.position ? a.position < b.position
+                                        : a.read->row.path < b.read->row.path;
+   } );
+   std::vector< ReadRow > sorted;
+   sorted.reserve( rows.size() );
+   for ( Place const & place : places ) {
+      sorted.push_back( std::move( *place.read ) );
+   }
+   rows = std::move( sorted );
 }
 
 std::string bookField( std::uint64_t position, std::string const & json ) {

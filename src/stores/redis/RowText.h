@@ -46,6 +46,10 @@ ReadRow readString( std::string path, redisReply const & reply );
 std::vector< ReadRow > readBook(
    std::string const & path, redisReply const & reply,
    std::function< void( std::string const & path, std::string const & reason ) > const & bad );
+/** Brings rows into the order in which they are applied: an entity before the rows below it,
+ *  collections in the order in which this process put their rows, behind those that others have
+ *  put, by name. */
+void sortRows( std::vector< ReadRow > & rows );
 /** The field of a book's entry. */
 std::string bookField( std::uint64_t position, std::string const & json );
 

@@ -1,0 +1,167 @@
+#include <hiredis/hiredis.h>
+
+#include <algorithm>
+#include <charconv>
+#include <map>
+
+#include "platform/kel/StandardError.h"
+#include "stores/redis/RedisStore.h"
+
+/* All that stands is read, to be loaded or compared with what stands here. */
+
+namespace Redis {
+
+using Corestore::Row;
+using Corestore::RowChange;
+
+namespace {
+
+/** Keys that the server looks at in one step of its own. */
+constexpr char const * scanCount = "10000";
+
+}  // namespace
+
+void RedisStore::load( std::function< void( Row const & ) > const & row ) {
+   for ( ReadRow const & read : std::exchange( toLoad_, {} ) ) {
+      row( read.row );
+   }
+}
+
+// --- All that stands ---
+
+void RedisStore::readAll() {
+   phase_ = Phase::reading;
+   reading_.clear();
+   order_.clear();
+   skipped_.clear();
+   lastPosition_ = 0;
+   scan( "0" );
+}
+
+void RedisStore::scan( std::string const & cursor ) {
+   std::string pattern;
+   for ( char c : keys_.prefix() ) {
+      pattern += c == '[' || c == ']' || c == '*' || c == '?' || c == '\\' ? std::string{ '\\', c }
+                                                                           : std::string{ c };
+   }
+   link_->commands().send( { "SCAN", cursor, "MATCH", pattern + "*", "COUNT", scanCount },
+                           ofNow( [this]( redisReply const & reply ) {
+                              auto const parts = elementsOf( reply );
+                              if ( failed( reply ) || parts.size() != 2 ) {
+                                 return;
+                              }
+                              for ( redisReply const * key : elementsOf( *parts[1] ) ) {
+                                 auto const path = keys_.pathOf( textOf( *key ) );
+                                 if ( path && !Keys::isOwn( *path ) ) {
+                                    reading_.emplace( *path );
+                                 }
+                              }
+                              if ( textOf( *parts[0] ) == "0" ) {
+                                 readOrder();
+                              } else {
+                                 scan( std::string( textOf( *parts[0] ) ) );
+                              }
+                           } ) );
+}
+
+void RedisStore::readOrder() {
+   link_->commands().send( { "ZRANGE", keys_.order(), "0", "-1", "WITHSCORES" },
+                           ofNow( [this]( redisReply const & reply ) {
+                              if ( failed( reply ) ) {
+                                 return;
+                              }
+                              auto const words = elementsOf( reply );
+                              for ( std::size_t i = 0; i + 1 < words.size(); i += 2 ) {
+                                 std::uint64_t position = 0;
+                                 std::string_view const score = textOf( *words[i + 1] );
+                                 std::from_chars( score.data(), score.data() + score.size(),
+                                                  position );
+                                 order_.emplace( textOf( *words[i] ), position );
+                                 lastPosition_ = std::max( lastPosition_, position );
+                              }
+                              read( reading_, [this] { allRead(); } );
+                           } ) );
+}
+
+void RedisStore::allRead() {
+   if ( applying_ != 0 ) {
+      // What is compared is the state behind them.
+      setup_.scheduler->post( [this, attempt = attempt_, alive = std::weak_ptr( alive_ )] {
+         if ( !alive.expired() && attempt == attempt_ ) {
+            allRead();
+         }
+      } );
+      return;
+   }
+   std::vector< ReadRow > rows = std::exchange( read_.rows, {} );
+   sortRows( rows );
+   reading_.clear();
+   for ( ReadRow const & read : rows ) {
+      lastPosition_ = std::max( lastPosition_, read.position );
+   }
+   order_.clear();
+   std::erase_if( told_, [this]( auto const & told ) { return !skipped_.contains( told.first ); } );
+   standing_.clear();
+   for ( ReadRow const & read : rows ) {
+      standing_.emplace( read.row.path,
+                         Standing{ read.fingerprint, read.position, read.row.form } );
+   }
+   phase_ = Phase::ready;
+   waiting_.clear();
+   tell( Event::progress, shownServer() + ": the state of switch " + setup_.switchName + " has " +
+                             std::to_string( rows.size() ) + " rows" );
+   if ( holder_ ) {
+      compare( std::move( rows ) );
+      readChanged();
+   } else {
+      toLoad_ = std::move( rows );
+   }
+}
+
+void RedisStore::compare( std::vector< ReadRow > rows ) {
+   std::map< std::string_view, ReadRow const * > there;
+   for ( ReadRow const & read : rows ) {
+      there.emplace( read.row.path, &read );
+   }
+   std::vector< RowChange > changes;
+   std::vector< std::string > gone;
+   std::uint64_t const before = counters_.written;
+   holder_->forEachRow( [&]( Row const & row ) {
+      auto const found = there.find( row.path );
+      bool const stands = found != there.end();
+      if ( owns( row.path ) ) {
+         put( row );
+      } else if ( !stands ) {
+         // What is there and cannot be read changes nothing.
+         if ( !skipped_.contains( row.path ) ) {
+            changes.push_back( { row, true } );
+         }
+      } else if ( found->second->bad.empty() &&
+                  textOf( row ).fingerprint() != found->second->fingerprint ) {
+         changes.push_back( { found->second->row, false } );
+      }
+      if ( stands ) {
+         there.erase( found );
+      }
+   } );
+   // A row goes before the entity that it is in.
+   std::ranges::reverse( changes );
+   std::stable_partition( changes.begin(), changes.end(),
+                          []( RowChange const & change ) { return change.deleted; } );
+   for ( ReadRow const & read : rows ) {
+      if ( there.contains( read.row.path ) ) {
+         if ( owns( read.row.path ) ) {
+            del( read.row.path );
+         } else {
+            changes.push_back( { read.row, false } );
+         }
+      }
+   }
+   counters_.sentAgain += counters_.written - before;
+   flush();
+   if ( !changes.empty() ) {
+      arrive( std::move( changes ) );
+   }
+}
+
+}  // namespace Redis
