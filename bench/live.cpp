@@ -55,12 +55,13 @@ void setUp( RedisServer const & server, std::string const & switchName, std::uin
    client.ask( { "HSET", keyOf( switchName, "@state" ), "id", switchName, "created", "0" } );
    Program::LiveState state( { server.address(), switchName } );
    state.open();
-   Bench::enable( state.entityManager() );
-   Bench::writeNearPolicy( state.entityManager(), count );
-   Kel::ptrCast< ControllerClient::Status >(
-      state.entityManager().standing( "mgmt/controller/status" ) )
-      ->enabledIs( false );
-   state.write();
+   state.write( [&] {
+      Corestore::EntityManager & em = state.entityManager();
+      Bench::enable( em );
+      Bench::writeNearPolicy( em, count );
+      Kel::ptrCast< ControllerClient::Status >( em.standing( "mgmt/controller/status" ) )
+         ->enabledIs( false );
+   } );
 }
 
 void enable( RedisClient & client, std::string const & switchName ) {
