@@ -98,8 +98,12 @@ void TaskScheduler::run( std::function< bool() > const & stop ) {
       if ( stop() ) {
          return;
       }
-      Seconds const next = timers_.empty() ? endOfTime : timers_.begin()->first.first;
-      Seconds const wait = next == endOfTime ? endOfTime : time_->waitFor( next );
+      Seconds next = endOfTime;
+      Seconds wait = endOfTime;
+      if ( !timers_.empty() ) {
+         next = timers_.begin()->first.first;
+         wait = next == endOfTime ? endOfTime : time_->waitFor( next );
+      }
       serveDescriptors( wait );
       if ( wait <= 0 ) {
          time_->sleepUntil( next );

@@ -11,7 +11,6 @@ KEL_TRACE_UNIT( "QorClientDatapathV1", "QorClient" )
 namespace QorClient::DatapathV1 {
 
 using Bridging::MacVlanPair;
-using QorClientUtils::convertVniToVniExt;
 using Wirekit::IntfId;
 
 void KelPolicyFragment::bindHostForHostInterceptFlow( FlowHandle & flow ) {

@@ -59,7 +59,7 @@ Kel::String KelPolicyFragment::ruleNameOf( QorClient::FlowInfo const & info,
       shortNameOrAny( ruleKey.outIntf ),
       ruleKey.matchVlanTag ? "" : "-untagged" };
    if ( standing ) {
-      if ( Kel::String const name = standing->ruleName(); isJoined( name, parts ) ) {
+      if ( Kel::String name = standing->ruleName(); isJoined( name, parts ) ) {
          return name;
       }
    }
