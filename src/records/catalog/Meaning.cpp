@@ -44,7 +44,7 @@ Meaning withWords( Meaning meaning, std::vector< Words > const & words ) {
          continue;
       }
       part->words = given.words;
-      if ( std::string_view( given.numbers ) != "" ) {
+      if ( !std::string_view( given.numbers ).empty() ) {
          part->value = { std::string( "a number of " ) + given.numbers, given.numbers };
       }
    }
