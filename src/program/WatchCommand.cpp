@@ -1,32 +1,17 @@
 #include "program/WatchCommand.h"
 
-#include <array>
-#include <chrono>
-#include <ctime>
 #include <iostream>
 
 #include "platform/corestore/EntityRows.h"
 #include "platform/corestore/ValueText.h"
 #include "program/StopSignal.h"
+#include "program/TimeText.h"
 #include "records/catalog/Catalog.h"
 #include "views/tables/TextTable.h"
 
 namespace Program {
 
 namespace {
-
-std::string clockTime() {
-   using namespace std::chrono;
-   auto const now = floor< milliseconds >( system_clock::now() );
-   std::time_t const seconds = system_clock::to_time_t( now );
-   std::tm local{};
-   ::localtime_r( &seconds, &local );
-   std::array< char, 32 > text{};
-   std::size_t const size = std::strftime( text.data(), text.size(), "%H:%M:%S", &local );
-   std::snprintf( text.data() + size, text.size() - size, ".%03d",
-                  static_cast< int >( now.time_since_epoch().count() % 1000 ) );
-   return text.data();
-}
 
 /** What stands now where something has changed; nothing for what is gone. */
 std::optional< Kel::Value > standingAt( Corestore::Change const & change,
@@ -60,13 +45,13 @@ class Watcher {
       auto const value = standingAt( change, key );
       if ( options_.json ) {
          std::cout << Corestore::jsonLine(
-            Kel::Value::Object{ { "time", clockTime() },
+            Kel::Value::Object{ { "time", localClock() },
                                 { "path", path },
                                 { "writer", writer },
                                 { "op", value ? "set" : "del" },
                                 { "value", value.value_or( Kel::Value() ) } } );
       } else {
-         std::cout << clockTime() << "  " << Views::printable( path ) << "  "
+         std::cout << localClock() << "  " << Views::printable( path ) << "  "
                    << ( value ? Views::printable( Corestore::jsonLine( *value ) ) : "is gone" )
                    << "  (" << writer << ")";
       }
