@@ -19,9 +19,10 @@ std::map< std::string, std::set< std::string > > const allowed = {
    { "qorclient", { "platform", "records" } },
    { "stores", { "platform" } },
    { "documents", { "platform", "records" } },
-   { "scenario", { "platform", "records", "qorclient", "documents" } },
+   { "switch", { "platform", "records", "qorclient" } },
+   { "scenario", { "platform", "records", "qorclient", "switch", "documents" } },
    { "views", { "platform", "records", "qorclient", "documents" } },
-   { "program", { "platform", "records", "stores", "documents", "scenario", "views" } },
+   { "program", { "platform", "records", "stores", "switch", "documents", "scenario", "views" } },
 };
 
 TEST( IncludesTest, RunDownwardsOnly ) {

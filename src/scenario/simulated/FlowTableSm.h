@@ -3,9 +3,9 @@
 #include <set>
 
 #include "platform/kel/StateMachine.h"
+#include "platform/orb/DelayedWork.h"
 #include "qorclient/flowtable/HwStatus.h"
 #include "qorclient/flowtable/PinFlowHwConfig.h"
-#include "scenario/simulated/Answers.h"
 #include "scenario/simulated/Settings.h"
 
 namespace Scenarios::Simulated {
@@ -25,7 +25,7 @@ class FlowTableSm : public Kel::StateMachine {
                           KEL_ON( trafficGroup, handleTrafficGroup )
                           KEL_ON( trafficEndPoint, handleTrafficEndPoint ) ) )
    KEL_GIVEN( Kel::Ptr< OpenFlowTable::HwStatus >, pfHwStatus )
-   KEL_GIVEN( Kel::Ptr< Answers >, answers )
+   KEL_GIVEN( Kel::Ptr< Orb::DelayedWork >, answers )
    KEL_GIVEN( Settings, settings )
 
    // Handlers.
@@ -44,9 +44,9 @@ class FlowTableSm : public Kel::StateMachine {
    void answerTrafficGroup( Kel::Name const & name );
    void answerTrafficEndPoint( OpenFlowTable::TrafficStreamEndPointId const & id );
 
-   Askers< Kel::Name > entriesAsking_;
-   Askers< Kel::Name > groupsAsking_;
-   Askers< OpenFlowTable::TrafficStreamEndPointId > endPointsAsking_;
+   Orb::Askers< Kel::Name > entriesAsking_;
+   Orb::Askers< Kel::Name > groupsAsking_;
+   Orb::Askers< OpenFlowTable::TrafficStreamEndPointId > endPointsAsking_;
    std::set< Kel::Name > programmed_;
    /** In the order of the refusals. */
    Kel::HashMap2018< Kel::Name, Kel::Nothing > refused_;

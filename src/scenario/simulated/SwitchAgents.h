@@ -2,7 +2,7 @@
 
 #include "platform/corestore/EntityManager.h"
 #include "scenario/simulated/FlowTableSm.h"
-#include "scenario/simulated/VlanGiverSm.h"
+#include "switch/vxlanagent/VlanGiverSm.h"
 
 namespace Scenarios::Simulated {
 
@@ -17,8 +17,8 @@ class SwitchAgents {
    static bool owns( std::string_view rowPath );
 
  private:
-   Kel::Ptr< Answers > answers_;
-   Kel::Ptr< VlanGiverSm > vlanGiver_;
+   Kel::Ptr< Orb::DelayedWork > answers_;
+   Kel::Ptr< VxlanAgent::VlanGiverSm > vlanGiver_;
    Kel::Ptr< FlowTableSm > flowTable_;
    Kel::Ptr< FlowTableSm > routedFlowTable_;
 };

@@ -1,8 +1,8 @@
-#include "scenario/simulated/VlanGiverSm.h"
+#include "switch/vxlanagent/VlanGiverSm.h"
 
-KEL_MACHINE_TYPE( Scenarios::Simulated::VlanGiverSm )
+KEL_MACHINE_TYPE( VxlanAgent::VlanGiverSm )
 
-namespace Scenarios::Simulated {
+namespace VxlanAgent {
 
 using Bridging::VlanId;
 
@@ -45,7 +45,7 @@ void VlanGiverSm::give( Vxlan::VniExtOrNone vni ) {
          return;
       }
    }
-   for ( std::uint16_t number = settings().firstVlan; number <= settings().lastVlan; ++number ) {
+   for ( std::uint16_t number = pool().first; number <= pool().last; ++number ) {
       if ( !tunnel->vlanToVniMapHas( VlanId( number ) ) ) {
          tunnel->vlanToVniMapIs( VlanId( number ), { vni, Vxlan::VniSource::qor } );
          return;
@@ -57,7 +57,7 @@ void VlanGiverSm::give( Vxlan::VniExtOrNone vni ) {
 void VlanGiverSm::takeBack() {
    for ( auto const & [intf, tunnel] : vtiStatusDir()->vtiStatus() ) {
       for ( auto const & [vlan, mapped] : tunnel->vlanToVniMap() ) {
-         if ( settings().inPool( vlan ) && mapped.source == Vxlan::VniSource::qor &&
+         if ( pool().has( vlan ) && mapped.source == Vxlan::VniSource::qor &&
               !vniSviConfig()->vniSviInfoHas( mapped.vni ) ) {
             tunnel->vlanToVniMapDel( vlan );
          }
@@ -68,4 +68,4 @@ void VlanGiverSm::takeBack() {
    }
 }
 
-}  // namespace Scenarios::Simulated
+}  // namespace VxlanAgent

@@ -7,13 +7,13 @@
 
 #include "platform/orb/TaskScheduler.h"
 
-namespace Scenarios::Simulated {
+namespace Orb {
 
 /** Work that is done some fixed time after it was asked for, in the same order; never inside the
  *  asker's own call. The askers live as long as the scheduler runs. */
-class Answers : public Kel::PtrInterface, private Orb::Timer {
+class DelayedWork : public Kel::PtrInterface, private Timer {
  public:
-   Answers( Kel::Ptr< Orb::TaskScheduler > scheduler, Orb::Seconds delay )
+   DelayedWork( Kel::Ptr< TaskScheduler > scheduler, Seconds delay )
       : scheduler_( std::move( scheduler ) ), delay_( delay ) {}
 
    void later( std::function< void() > work );
@@ -21,17 +21,17 @@ class Answers : public Kel::PtrInterface, private Orb::Timer {
    void soon( std::function< void() > work ) { scheduler_->post( std::move( work ) ); }
 
  protected:
-   ~Answers() override { scheduler_->disarm( *this ); }
+   ~DelayedWork() override { scheduler_->disarm( *this ); }
 
  private:
    struct Pending {
-      Orb::Seconds time;
+      Seconds time;
       std::function< void() > work;
    };
    void due() override;
 
-   Kel::Ptr< Orb::TaskScheduler > scheduler_;
-   Orb::Seconds delay_;
+   Kel::Ptr< TaskScheduler > scheduler_;
+   Seconds delay_;
    std::deque< Pending > pending_;
 };
 
@@ -41,10 +41,10 @@ template < class Key >
 class Askers {
  public:
    /** Has the answer given later, unless the key waits for it already. */
-   void ask( Answers & answers, Key const & key, std::function< void() > answer ) {
+   void ask( DelayedWork & work, Key const & key, std::function< void() > answer ) {
       auto const [asker, isNew] = serials_.try_emplace( key, last_ + 1 );
       if ( isNew ) {
-         answers.later( [this, key, serial = ++last_, answer = std::move( answer )] {
+         work.later( [this, key, serial = ++last_, answer = std::move( answer )] {
             auto const waiting = serials_.find( key );
             if ( waiting != serials_.end() && waiting->second == serial ) {
                serials_.erase( waiting );
@@ -61,4 +61,4 @@ class Askers {
    std::map< Key, std::uint64_t > serials_;
 };
 
-}  // namespace Scenarios::Simulated
+}  // namespace Orb

@@ -1,10 +1,10 @@
-#include "scenario/simulated/Answers.h"
+#include "platform/orb/DelayedWork.h"
 
 #include <utility>
 
-namespace Scenarios::Simulated {
+namespace Orb {
 
-void Answers::later( std::function< void() > work ) {
+void DelayedWork::later( std::function< void() > work ) {
    if ( delay_ == 0 ) {
       soon( std::move( work ) );
       return;
@@ -15,7 +15,7 @@ void Answers::later( std::function< void() > work ) {
    }
 }
 
-void Answers::due() {
+void DelayedWork::due() {
    while ( !pending_.empty() && pending_.front().time <= scheduler_->now() ) {
       auto const work = std::move( pending_.front().work );
       pending_.pop_front();
@@ -28,4 +28,4 @@ void Answers::due() {
    }
 }
 
-}  // namespace Scenarios::Simulated
+}  // namespace Orb

@@ -1,12 +1,12 @@
 #pragma once
 
 #include "platform/kel/StateMachine.h"
+#include "platform/orb/DelayedWork.h"
 #include "records/vxlan/VniSviConfig.h"
 #include "records/vxlan/VtiStatus.h"
-#include "scenario/simulated/Answers.h"
-#include "scenario/simulated/Settings.h"
+#include "switch/vxlanagent/VlanPool.h"
 
-namespace Scenarios::Simulated {
+namespace VxlanAgent {
 
 /**
  * The VXLAN agent in small: gives each VNI that is asked for a VLAN of the pool in the map of the
@@ -14,14 +14,14 @@ namespace Scenarios::Simulated {
  * are left alone. A VNI for which no VLAN is left waits for one that this agent takes back.
  */
 class VlanGiverSm : public Kel::StateMachine {
-   KEL_STATE_MACHINE( Scenarios::Simulated::VlanGiverSm )
+   KEL_STATE_MACHINE( VxlanAgent::VlanGiverSm )
 
    // Inputs.
    KEL_REACTOR( KelVniSviConfig, Vxlan::VniSviConfig const, vniSviConfig,
                 KEL_ON( vniSviInfo, handleVniSviInfo ) )
    KEL_GIVEN( Kel::Ptr< Vxlan::VtiStatusDir >, vtiStatusDir )
-   KEL_GIVEN( Kel::Ptr< Answers >, answers )
-   KEL_GIVEN( Settings, settings )
+   KEL_GIVEN( Kel::Ptr< Orb::DelayedWork >, answers )
+   KEL_GIVEN( VlanPool, pool )
 
    // Handlers.
    void handleVniSviInfo( Vxlan::VniExtOrNone const & vni );
@@ -34,10 +34,10 @@ class VlanGiverSm : public Kel::StateMachine {
    void give( Vxlan::VniExtOrNone vni );
    void takeBack();
 
-   Askers< Vxlan::VniExtOrNone > asking_;
+   Orb::Askers< Vxlan::VniExtOrNone > asking_;
    /** In the order in which the pool was found empty. */
    Kel::HashMap2018< Vxlan::VniExtOrNone, Kel::Nothing > waiting_;
 };
 KEL_FACTORY( vlanGiverSmFactory, VlanGiverSm )
 
-}  // namespace Scenarios::Simulated
+}  // namespace VxlanAgent
