@@ -21,7 +21,8 @@ std::map< std::string, std::set< std::string > > const allowed = {
    { "documents", { "platform", "records" } },
    { "scenario", { "platform", "records", "qorclient", "documents" } },
    { "views", { "platform", "records", "qorclient", "documents" } },
-   { "program", { "platform", "records", "stores", "documents", "scenario", "views" } },
+   { "switch", { "platform", "records", "qorclient" } },
+   { "program", { "platform", "records", "stores", "documents", "scenario", "views", "switch" } },
 };
 
 TEST( IncludesTest, RunDownwardsOnly ) {
