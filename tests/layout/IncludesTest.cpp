@@ -22,7 +22,7 @@ std::map< std::string, std::set< std::string > > const allowed = {
    { "scenario", { "platform", "records", "qorclient", "documents" } },
    { "views", { "platform", "records", "qorclient", "documents" } },
    { "switch", { "platform", "records", "qorclient" } },
-   { "program", { "platform", "records", "stores", "documents", "scenario", "switch", "views" } },
+   { "program", { "platform", "records", "stores", "documents", "scenario", "views", "switch" } },
 };
 
 TEST( IncludesTest, RunDownwardsOnly ) {
