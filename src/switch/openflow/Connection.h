@@ -1,0 +1,119 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/orb/TaskScheduler.h"
+#include "switch/openflow/Errors.h"
+#include "switch/openflow/Flow.h"
+#include "switch/openflow/Port.h"
+
+namespace OpenFlow {
+
+class Request;
+
+/** How long is waited for what. */
+struct Timing {
+   /** Between attempts to connect: at first, then twice as long each time. */
+   Orb::Seconds firstRetry = 0.1;
+   Orb::Seconds lastRetry = 1;
+   /** A peer that has been silent so long is asked whether it is there. */
+   Orb::Seconds askAfter = 1;
+   /** One that has been silent so long isn't. It may be busy with a large bundle. */
+   Orb::Seconds silence = 15;
+};
+
+/**
+ * The connection to a bridge, over the socket on which it is managed, served by the scheduler:
+ * nothing here waits. It is made anew when it is lost, for as long as it takes.
+ *
+ * What is asked for is done in order, one after the other; the answer to each comes before the next
+ * is sent. When the connection is lost, whatever was asked for is forgotten and its callbacks are
+ * not called; what the switch has done of it has to be read. Nothing is taken while it is down. It
+ * is not destroyed from within its own calls.
+ */
+class Connection : private Orb::Descriptor, private Orb::Timer {
+ public:
+   struct Events {
+      /** It stands, and nothing was asked for yet. */
+      std::function< void() > up;
+      /** It is lost, or could not be had, which is told once. */
+      std::function< void( std::string const & reason ) > down;
+      std::function< void( PortChange, Port const & ) > portChanged;
+      /** Of a table that is monitored: a change by others, by the switch itself, or what stood
+       *  before. Changes by this connection are not told. */
+      std::function< void( FlowUpdate const & ) > flowChanged;
+      /** The switch could not tell all changes, and tells them again from now on: what stands has
+       * to be read. */
+      std::function< void() > changesMissed;
+   };
+
+   Connection( Kel::Ptr< Orb::TaskScheduler > scheduler, std::string socket, Events events,
+               Timing const & timing = {} );
+   ~Connection() override;
+   Connection( Connection const & ) = delete;
+   Connection & operator=( Connection const & ) = delete;
+
+   bool isUp() const { return state_ == State::up; }
+   /** How much has been asked for and not answered. */
+   std::size_t outstanding() const { return requests_.size(); }
+
+   void portDescriptions( std::function< void( std::vector< Port > ) > done );
+   /** Those of one table, or of `allTables`, a message at a time. */
+   void readFlows( std::uint8_t table, std::function< void( std::vector< Flow > ) > chunk,
+                   std::function< void() > done );
+   /**
+    * Changes flows, all at once: no frame meets some of the changes and not the others. When the
+    * switch refuses one of them, they are made one by one, each answered by itself. A change alone
+    * is sent so from the beginning. `done` takes those that were refused, in order, when all are in
+    * effect.
+    */
+   void program( std::vector< FlowChange > changes,
+                 std::function< void( std::vector< Refusal > ) > done );
+   /** Tells what stands in these tables, `allTables` for all, by `flowChanged`, then `done`, and
+    * from then on what changes. Once in the life of a connection. */
+   void monitorFlows( std::vector< std::uint8_t > const & tables, std::function< void() > done );
+
+ private:
+   enum class State : std::uint8_t { waiting, connecting, greeting, up };
+
+   void connect();
+   void greet();
+   void request( std::unique_ptr< Request > request );
+   /** Sends what is asked for next, once nothing is outstanding. */
+   void next();
+   void read();
+   void write();
+   void take( std::string_view message );
+   void takeHello( std::string_view body );
+   void send( std::string_view bytes );
+   void lost( std::string const & reason );
+   void ready( short events ) override;
+   void due() override;
+   void watch();
+
+   Kel::Ptr< Orb::TaskScheduler > scheduler_;
+   std::string socket_;
+   Events events_;
+   Timing timing_;
+   State state_ = State::waiting;
+   int fd_ = -1;
+   std::string received_;
+   std::string unsent_;
+   std::size_t sent_ = 0;
+   std::deque< std::unique_ptr< Request > > requests_;
+   std::uint32_t lastXid_ = 0;
+   Orb::Seconds heard_ = 0;
+   Orb::Seconds retryAfter_ = 0;
+   bool told_ = false;
+   /** It was silent for too long when it was last looked at. */
+   bool suspected_ = false;
+};
+
+}  // namespace OpenFlow
