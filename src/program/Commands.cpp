@@ -19,6 +19,7 @@
 #include "program/CheckCommand.h"
 #include "program/DescribeCommand.h"
 #include "program/InitCommand.h"
+#include "program/OpenVSwitchCommand.h"
 #include "program/RunCommand.h"
 #include "program/ServeCommand.h"
 #include "program/ShowCommand.h"
@@ -44,6 +45,7 @@ struct Arguments {
    DescribeOptions describe;
    ServeOptions serve;
    SimulateOptions simulate;
+   OpenVSwitchOptions openVSwitch;
    InitOptions init;
    ApplyOptions apply;
    GetOptions get;
@@ -228,6 +230,24 @@ void addSwitchCommands( CLI::App & app, Arguments & arguments ) {
                         "Rules that a flow table takes; 0 for any number (0)" );
    simulate.add_option( "--answer-after", options.answerAfter,
                         "Seconds from a new rule to its answer (0)" );
+
+   OpenVSwitchOptions & real = arguments.openVSwitch;
+   CLI::App & openVSwitch = *app.add_subcommand(
+      "openvswitch", "Have an Open vSwitch bridge do what the state asks for, and tell what it is" );
+   addService( openVSwitch, real );
+   openVSwitch.add_option( "--bridge", real.bridge, "The bridge that is steered" )
+      ->required()
+      ->check( someName );
+   openVSwitch.add_option( "--run-folder", real.runFolder,
+                           "Where the switch has its sockets (/var/run/openvswitch)" );
+   openVSwitch.add_option( "--vlan-pool", real.vlanPool, "VLANs for VNIs that are asked for" )
+      ->option_text( "FIRST-LAST" );
+   openVSwitch.add_option( "--vtep", real.vtep, "The address of the switch's tunnel end point" )
+      ->option_text( "ADDRESS" )
+      ->check( checkEndPoint );
+   openVSwitch.add_option( "--ageing", real.ageing,
+                           "Seconds for which a silent host stays learnt (300)" )
+      ->check( CLI::Range( 1, 65535 ) );
 }
 
 /** An agent writes its trace into the folder where it is started, which is right for a service and
@@ -251,6 +271,9 @@ int runCommand( std::string const & name, Arguments const & arguments ) {
    }
    if ( name == "simulate" ) {
       return simulateSwitch( arguments.simulate );
+   }
+   if ( name == "openvswitch" ) {
+      return steerOpenVSwitch( arguments.openVSwitch );
    }
    if ( name == "audit" ) {
       return auditState( arguments.audit );

@@ -1,0 +1,178 @@
+#include "switch/openvswitch/Agents.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "qorclient/flowtable/PlatformConfig.h"
+#include "records/catalog/Catalog.h"
+#include "switch/openvswitch/Tables.h"
+
+namespace OpenVSwitch {
+
+namespace {
+
+/** What they write, as the agent names its inputs. */
+constexpr char const * outputs[] = { "vtiStatusDir", "pfHwStatus",   "pfHwStatusL3",
+                                     "bridgingConfig",     "switchIntfConfigDir", "slabBridgingStatus",
+                                     "platformTableSupport" };
+
+/** After a change by others: more may follow. */
+constexpr Orb::Seconds restBeforeReading = 0.05;
+
+constexpr char const * tunnelPort = "vxlan-qor";
+
+template < class T >
+Kel::Ptr< T > entityOf( Corestore::EntityManager const & em, char const * input ) {
+   return Kel::ptrCast< T >( em.standing( Catalog::pathOf( input ) ) );
+}
+
+}  // namespace
+
+Agents::Agents( Corestore::EntityManager & em, Settings const & settings, Bridge::Log log )
+   : em_( em ), settings_( settings ), log_( std::move( log ) ) {
+   Kel::Ptr< Orb::TaskScheduler > const scheduler( &em.scheduler() );
+   connection_.emplace(
+      scheduler, settings.runFolder + "/" + settings.bridge + ".mgmt",
+      OpenFlow::Connection::Events{
+         .up = [this] { bridgeUp(); },
+         .down =
+            [this]( std::string const & reason ) {
+               isFollowed_ = false;
+               bridge_->book().lost();
+               log_( "bridge " + settings_.bridge + " is not there: " + reason );
+            },
+         .portChanged = {},
+         .flowChanged = [this]( OpenFlow::FlowUpdate const & update ) { flowChanged( update ); },
+         .changesMissed = [this] { readSoon(); } } );
+   bridge_ = new Bridge( scheduler, *connection_, settings.ageing, log_ );
+
+   auto const hwConfig = [&]( char const * input ) {
+      return Kel::Ptr< OpenFlowTable::PinFlowHwConfig const >(
+         entityOf< OpenFlowTable::PinFlowHwConfig >( em, input ) );
+   };
+   auto const hwStatus = [&]( char const * input ) {
+      auto const status = entityOf< OpenFlowTable::HwStatus >( em, input );
+      status->supportedIs( true );
+      return status;
+   };
+   auto const router = entityOf< Routing::Fhrp::VirtualRouterMacStatus >( em, "fhrpGlideMacStatus" );
+   auto const vtis = entityOf< Vxlan::VtiStatusDir >( em, "vtiStatusDir" );
+   entityOf< OpenFlowTable::PlatformTableSupport >( em, "platformTableSupport" )
+      ->groupTableIs( 0, true );
+
+   vlanGiver_ = VxlanAgent::vlanGiverSmFactory(
+      entityOf< Vxlan::VniSviConfig >( em, "vniSviConfig" ), vtis,
+      Kel::Ptr< Orb::DelayedWork >( new Orb::DelayedWork( scheduler, 0 ) ), settings.vlanPool );
+   topology_ = topologySmFactory(
+      entityOf< Bridging::Input::AllowedVlans >( em, "dynAllowedVlans" ), vtis, scheduler, bridge_ );
+   rules_ = rulesSmFactory( hwConfig( "pfHwConfig" ), hwStatus( "pfHwStatus" ), router, bridge_ );
+   groups_ =
+      groupsSmFactory( hwConfig( "pfHwConfigL3" ), hwStatus( "pfHwStatusL3" ), router, bridge_ );
+   routedRules_ =
+      rulesSmFactory( hwConfig( "pfHwConfigL3" ), hwStatus( "pfHwStatusL3" ), router, bridge_ );
+   offeredHosts_ =
+      offeredHostsSmFactory( entityOf< L2Rib::HostInput >( em, "l2RibQorHostInput" ), bridge_ );
+   remoteHosts_ =
+      remoteHostsSmFactory( entityOf< Kel::Dir >( em, "nimbusVniBaseDir" ), vtis, bridge_ );
+   learntHosts_.emplace( entityOf< Slab::Bridging::Status >( em, "slabBridgingStatus" ), bridge_ );
+
+   database_.emplace( scheduler, settings.runFolder + "/db.sock", settings.bridge,
+                      Ovsdb::Client::Listener{
+                         .up = [this] { databaseChanged(); },
+                         .changed = [this] { databaseChanged(); },
+                         .lost =
+                            [this]( std::string const & reason ) {
+                               log_( "the switch's database is not there: " + reason );
+                            } } );
+}
+
+Agents::~Agents() {
+   em_.scheduler().disarm( *this );
+}
+
+bool Agents::owns( std::string_view rowPath ) {
+   return std::ranges::any_of( outputs, [rowPath]( char const * input ) {
+      std::string_view const root = Catalog::pathOf( input );
+      return rowPath == root || ( rowPath.starts_with( root ) && rowPath[root.size()] == '/' );
+   } );
+}
+
+// --- The switch's database ---
+
+void Agents::databaseChanged() {
+   Ovsdb::Bridge const & bridge = database_->bridge();
+   if ( !bridge.exists ) {
+      if ( !std::exchange( isTold_, true ) ) {
+         log_( "the switch has no bridge " + settings_.bridge );
+      }
+      return;
+   }
+   isTold_ = false;
+   if ( settings_.vtep ) {
+      database_->ensureTunnel( tunnelPort, settings_.vtep->stringValue(),
+                               [this]( std::string const & error, Ovsdb::Json const & ) {
+                                  if ( !error.empty() ) {
+                                     log_( "the switch refuses the tunnel: " + error );
+                                  }
+                               } );
+      auto const vtis = entityOf< Vxlan::VtiStatusDir >( em_, "vtiStatusDir" );
+      for ( auto const & [intf, status] : vtis->vtiStatus() ) {
+         status->addrIs( *settings_.vtep );
+      }
+   }
+   publishSwitchports( bridge.ports, settings_.bridge, *entityOf< Bridging::Config >( em_, "bridgingConfig" ),
+                       *entityOf< Bridging::SwitchIntfConfigDir >( em_, "switchIntfConfigDir" ) );
+   topology_->portsAre( bridge.ports, settings_.bridge );
+   em_.scheduler().post( [this] {
+      hasPorts_ = true;
+      bridgeUp();
+   } );
+   // A table may have another limit.
+   bridge_->book().retryRefused();
+}
+
+// --- The bridge ---
+
+void Agents::bridgeUp() {
+   // Ports first: where hosts are is told by their numbers.
+   if ( !hasPorts_ || !connection_->isUp() || isFollowed_ ) {
+      return;
+   }
+   isFollowed_ = true;
+   bridge_->book().beginReading();
+   learntHosts_->beginReading();
+   connection_->monitorFlows( { OpenFlow::allTables }, [this] {
+      bool const hasBegunAnew = !bridge_->book().compare();
+      learntHosts_->endReading( hasBegunAnew );
+      log_( "bridge " + settings_.bridge + " is followed" );
+   } );
+}
+
+void Agents::flowChanged( OpenFlow::FlowUpdate const & update ) {
+   using Event = OpenFlow::FlowUpdate::Event;
+   if ( update.flow.table == Table::learntHosts ) {
+      learntHosts_->changed( update );
+   } else if ( update.event == Event::initial ) {
+      bridge_->book().found( update.flow );
+   } else if ( update.flow.cookie != Cookie::learntNexthop ) {
+      log_( std::string( "another hand has " ) +
+            ( update.event == Event::added     ? "added"
+              : update.event == Event::removed ? "removed"
+                                               : "changed" ) +
+            " a flow of bridge " + settings_.bridge + ", " + bridge_->book().nameOf( update.flow ) +
+            ": " + update.flow.match.text() );
+      readSoon();
+   }
+}
+
+void Agents::readSoon() {
+   em_.scheduler().arm( *this, em_.scheduler().now() + restBeforeReading );
+}
+
+void Agents::due() {
+   if ( connection_->isUp() ) {
+      bridge_->book().reconcile();
+   }
+}
+
+}  // namespace OpenVSwitch

@@ -1,0 +1,45 @@
+#include "switch/openvswitch/Bridge.h"
+
+#include <utility>
+
+#include "switch/openvswitch/HostFlows.h"
+
+namespace OpenVSwitch {
+
+void Bridge::topologyIs( Topology topology ) {
+   if ( topology == topology_ ) {
+      return;
+   }
+   std::swap( topology, topology_ );
+   for ( auto const & changed : followers_ ) {
+      changed( topology );
+   }
+}
+
+void Bridge::forgetLearnt( Bridging::MacVlanPair const & host ) {
+   if ( connection_.isUp() ) {
+      connection_.program(
+         { { OpenFlow::FlowChange::Kind::deleteStrict, learntHostFlow( host, 0, ageing_ ) } },
+         []( auto const & ) {} );
+   }
+}
+
+void Bridge::learn( Bridging::MacVlanPair const & host, PortNumber port ) {
+   connection_.program(
+      { { OpenFlow::FlowChange::Kind::add, learntHostFlow( host, port, ageing_ ) } },
+      []( auto const & ) {} );
+}
+
+void Bridge::endPointIs( std::uint32_t vni, Wirekit::Ip4Addr endPoint, bool isKnown ) {
+   auto & known = endPoints_[vni];
+   bool const changed =
+      isKnown ? known.insert( endPoint ).second : known.erase( endPoint ) != 0;
+   if ( known.empty() ) {
+      endPoints_.erase( vni );
+   }
+   if ( changed && endPointsChanged_ ) {
+      endPointsChanged_();
+   }
+}
+
+}  // namespace OpenVSwitch

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <functional>
+#include <string_view>
+#include <vector>
+
+#include "platform/kel/Ptr.h"
+#include "records/bridging/MacVlanPair.h"
+#include "switch/openvswitch/FlowBook.h"
+#include "switch/openvswitch/Topology.h"
+
+namespace OpenVSwitch {
+
+/** What the switch's agents share: what is wanted of the bridge, and what it is like. */
+class Bridge : public Kel::PtrInterface {
+ public:
+   using Log = std::function< void( std::string const & text ) >;
+
+   /** The connection outlives it. `log` takes what an operator should hear of. */
+   Bridge( Kel::Ptr< Orb::TaskScheduler > scheduler, OpenFlow::Connection & connection,
+           std::uint16_t ageing, Log log )
+      : connection_( connection ), book_( std::move( scheduler ), connection ),
+        ageing_( ageing ), log_( std::move( log ) ) {}
+
+   FlowBook & book() { return book_; }
+   Topology const & topology() const { return topology_; }
+   /** Tells whoever follows it, when it is another one. */
+   void topologyIs( Topology topology );
+   /** `changed` takes the topology as it was. Followers stay as long as the bridge. */
+   void follow( std::function< void( Topology const & before ) > changed ) {
+      followers_.push_back( std::move( changed ) );
+   }
+   /** A host is no longer where the bridge has learnt it. */
+   void forgetLearnt( Bridging::MacVlanPair const & host );
+   /** It has learnt a host before, and is to know it again. */
+   void learn( Bridging::MacVlanPair const & host, PortNumber port );
+   /** The tunnel end points of each VNI, as the topology takes them up when it is put together. */
+   using EndPoints = std::map< std::uint32_t, std::set< Wirekit::Ip4Addr > >;
+   EndPoints const & endPoints() const { return endPoints_; }
+   void endPointIs( std::uint32_t vni, Wirekit::Ip4Addr endPoint, bool isKnown );
+   /** Whoever puts the topology together. */
+   void endPointsChangedIs( std::function< void() > changed ) {
+      endPointsChanged_ = std::move( changed );
+   }
+   /** How long a silent host stays learnt, in seconds. */
+   std::uint16_t ageing() const { return ageing_; }
+   void log( std::string const & text ) const { log_( text ); }
+
+ private:
+   OpenFlow::Connection & connection_;
+   FlowBook book_;
+   Topology topology_;
+   std::vector< std::function< void( Topology const & ) > > followers_;
+   EndPoints endPoints_;
+   std::function< void() > endPointsChanged_;
+   std::uint16_t ageing_;
+   Log log_;
+};
+
+}  // namespace OpenVSwitch

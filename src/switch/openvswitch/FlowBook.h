@@ -1,0 +1,166 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <set>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/kel/String.h"
+#include "platform/orb/TaskScheduler.h"
+#include "qorclient/flowtable/HwStatus.h"
+#include "switch/openflow/Connection.h"
+
+namespace OpenVSwitch {
+
+/** What the switch says of something that was to be programmed. */
+struct Answer {
+   OpenFlowTable::FlowStatus status{};
+   /** Why it is refused; empty for what isn't. */
+   std::string reason;
+};
+
+/** The number under which a refusal of the bridge is told: 5 for a full table, 6 for a port that
+ *  isn't there, 10 for a match that cannot be had, 7 for anything else. */
+Answer answerTo( OpenFlow::Refusal const & refusal );
+
+/** The flows of one key, or why there can be none. */
+struct WantedFlows {
+   std::vector< OpenFlow::Flow > flows;
+   /** Set where the key is refused before the switch is asked. */
+   Answer refused{};
+   /** No other key may have a flow with the same match. */
+   bool exclusive = false;
+};
+
+/** Whoever wants flows, by key. */
+class FlowSource {
+ public:
+   virtual ~FlowSource() = default;
+   /** The name under which the bridge's flows are told apart; the same in each process. */
+   virtual std::string_view name() const = 0;
+   /** Frames enter the bridge by its flows: they are sent when all others have been. */
+   virtual bool isEntrance() const { return false; }
+   /** The flows of a key as they are to be now; none for one that is gone. */
+   virtual WantedFlows flows( Kel::String const & key ) = 0;
+   /** The flows of a key stand, or are refused. */
+   virtual void answered( Kel::String const & key, Answer const & answer ) = 0;
+   /** Nothing is left of a key that is gone. */
+   virtual void removed( Kel::String const & key ) = 0;
+};
+
+/**
+ * What is wanted of the bridge, and what it has: for each key of each source how many flows, and a
+ * sum of their contents. Only what differs is sent, in slices of a bundle each. Flows are told
+ * apart by their cookie, which is a hash of source and key, and so the same after a restart.
+ */
+class FlowBook {
+ public:
+   /** Both outlive it. */
+   FlowBook( Kel::Ptr< Orb::TaskScheduler > scheduler, OpenFlow::Connection & connection )
+      : scheduler_( std::move( scheduler ) ), connection_( connection ) {}
+   FlowBook( FlowBook const & ) = delete;
+   FlowBook & operator=( FlowBook const & ) = delete;
+
+   /** The flows of a key may have to be others. Sources outlive the book. */
+   void changed( FlowSource & source, Kel::String const & key );
+   /** Those of all keys of a source. */
+   void changed( FlowSource & source );
+   /** Those that are refused, where the reason may have gone: room, a port. */
+   void retryRefused();
+
+   /** Reads what the bridge has, and goes on from there; nothing is sent until then. */
+   void reconcile();
+   /** The same for whoever reads it anyhow: begins, a flow that stands, and the end. */
+   void beginReading();
+   void found( OpenFlow::Flow const & flow );
+   /** False when nothing of ours stood there: the switch has begun anew. */
+   bool compare();
+   /** The bridge is gone. */
+   void lost();
+   /** Whose a flow is, in words. */
+   std::string nameOf( OpenFlow::Flow const & flow ) const;
+   /** Everything has been sent and answered. */
+   bool settled() const { return reconciled_ && unanswered_ == 0 && !isDirty(); }
+
+   /** What has been sent since the start. */
+   struct Counts {
+      std::uint64_t added = 0;
+      std::uint64_t removed = 0;
+   };
+   Counts counts() const { return counts_; }
+
+ private:
+   using CookieValue = std::uint64_t;
+   /** What a key has in the bridge. */
+   struct Standing {
+      std::uint32_t count = 0;
+      /** Sums of hashes, which do not depend on an order. */
+      std::uint64_t matches = 0;
+      std::uint64_t contents = 0;
+
+      void add( OpenFlow::Flow const & flow );
+      friend bool operator==( Standing const &, Standing const & ) = default;
+   };
+   struct Entry {
+      FlowSource * source = nullptr;
+      Kel::String key;
+      Standing standing;
+      /** The matches that are its own alone. */
+      std::vector< std::uint64_t > claims;
+      /** Counts what was sent, so that answers to what came before are left out. */
+      std::uint32_t sent = 0;
+      std::uint32_t answered = 0;
+      bool dirty = false;
+      bool refused = false;
+   };
+   /** A key whose changes are under way. */
+   struct Sent {
+      CookieValue cookie = 0;
+      std::uint32_t serial = 0;
+      /** Its changes, the last one excluded. */
+      std::size_t first = 0;
+      std::size_t last = 0;
+      /** Flows that went. */
+      std::size_t removed = 0;
+      bool removal = false;
+      /** If nothing is refused. */
+      Answer answer{};
+   };
+
+   bool isDirty() const { return !dirty_.empty() || !dirtyEntrances_.empty(); }
+   static CookieValue cookieOf( FlowSource const & source, Kel::String const & key );
+   void mark( CookieValue cookie, Entry & entry );
+   void flushSoon();
+   void flush();
+   void compose( CookieValue cookie, Entry & entry,
+                 std::vector< OpenFlow::FlowChange > & changes, std::vector< Sent > & sent );
+   void answer( Entry & entry, Answer const & given );
+   void retryRefused( std::size_t atMost );
+   /** The key, by its cookie, that has one of these matches already; zero for none. */
+   CookieValue claimedBy( std::vector< OpenFlow::Flow > const & flows ) const;
+   void claim( CookieValue cookie, Entry & entry, std::vector< OpenFlow::Flow > const & flows );
+   void unclaim( Entry & entry );
+   void finished( std::vector< Sent > sent, std::vector< OpenFlow::Refusal > const & refusals );
+
+   Kel::Ptr< Orb::TaskScheduler > scheduler_;
+   OpenFlow::Connection & connection_;
+   std::unordered_map< CookieValue, Entry > entries_;
+   std::deque< CookieValue > dirty_;
+   /** Those of entrances. */
+   std::deque< CookieValue > dirtyEntrances_;
+   /** Of those whose matches must be theirs alone: the hash of the match. */
+   std::unordered_map< std::uint64_t, CookieValue > claims_;
+   /** In the order of the refusals. */
+   std::deque< CookieValue > refused_;
+   /** What was found while it is being read. */
+   std::unordered_map< CookieValue, Standing > found_;
+   Counts counts_;
+   std::size_t unanswered_ = 0;
+   bool reconciled_ = false;
+   bool flushing_ = false;
+};
+
+}  // namespace OpenVSwitch

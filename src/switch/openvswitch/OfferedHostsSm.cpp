@@ -1,0 +1,46 @@
+#include "switch/openvswitch/OfferedHostsSm.h"
+
+#include "switch/openvswitch/HostFlows.h"
+
+KEL_MACHINE_TYPE( OpenVSwitch::OfferedHostsSm )
+
+namespace OpenVSwitch {
+
+void OfferedHostsSm::handleInitialized() {
+   bridge()->follow( [this]( Topology const & before ) {
+      if ( before.ports != bridge()->topology().ports ) {
+         bridge()->book().changed( *this );
+      }
+   } );
+   handleHost();
+}
+
+void OfferedHostsSm::handleHost() {
+   for ( auto const & [host, row] : hostInput()->host() ) {
+      handleHost( host );
+   }
+}
+
+void OfferedHostsSm::handleHost( Bridging::MacVlanPair const & host ) {
+   bridge()->book().changed( *this, hostKey( host ) );
+}
+
+WantedFlows OfferedHostsSm::flows( Kel::String const & key ) {
+   Bridging::MacVlanPair const host = hostOf( key );
+   L2Rib::Host const row = hostInput()->host( host );
+   if ( row.key != host || row.destType != L2Rib::intfDest ) {
+      return {};
+   }
+   // A port that isn't there keeps nobody from going where the host was learnt.
+   auto const port = bridge()->topology().numberOf( row.ciDest.intfId );
+   return port ? WantedFlows{ .flows = { offeredHostFlow( host, *port ) } } : WantedFlows{};
+}
+
+void OfferedHostsSm::answered( Kel::String const & key, Answer const & answer ) {
+   if ( answer.status != OpenFlowTable::FlowStatus::active ) {
+      bridge()->log( "the bridge refuses the offered host " + key.stringValue() + ": " +
+                     answer.reason );
+   }
+}
+
+}  // namespace OpenVSwitch
