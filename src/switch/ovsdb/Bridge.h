@@ -15,7 +15,8 @@ struct BridgeInterface {
    std::string type;
    /** For a tunnel "remote_ip", "key", "local_ip". */
    std::map< std::string, std::string > options;
-   /** Its number in flows; none while the switch doesn't have it. */
+   /** Its number in flows, that of the local port for the bridge's own; none while the switch
+    *  doesn't have it. */
    std::optional< std::uint32_t > ofport;
    /** Why the switch doesn't have it. */
    std::string error;

@@ -37,15 +37,16 @@ void Client::handle( Json const & message ) {
    }
    Json const & params = memberOf( message, "params" );
    if ( message["method"] == "echo" ) {
-      link_.send( { { "id", memberOf( message, "id" ) }, { "result", params }, { "error", nullptr } } );
+      link_.send(
+         { { "id", memberOf( message, "id" ) }, { "result", params }, { "error", nullptr } } );
    } else if ( up_ && message["method"] == "update" ) {
       if ( !params.is_array() || params.size() != 2 ) {
          throw Kel::ValueError( "an update has other parameters" );
       }
       tables_.update( params[1] );
       // Most of what is told is of other bridges.
-      Bridge now = tables_.bridge( name_ );
-      if ( std::exchange( bridge_, std::move( now ) ) != bridge_ ) {
+      if ( Bridge now = tables_.bridge( name_ ); now != bridge_ ) {
+         bridge_ = std::move( now );
          listener_.changed();
       }
    }

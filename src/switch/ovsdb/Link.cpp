@@ -90,11 +90,12 @@ void Link::ready( short events ) {
 
 void Link::write() {
    ssize_t const sent = ::send( fd_, toSend_.data(), toSend_.size(), MSG_NOSIGNAL );
-   if ( sent < 0 && errno != EAGAIN && errno != EINTR ) {
-      lost( std::strerror( errno ) );
-      return;
+   if ( sent >= 0 ) {
+      toSend_.erase( 0, static_cast< std::size_t >( sent ) );
+   } else if ( errno != EAGAIN && errno != EINTR ) {
+      // Reading tells why, behind what the server has said before.
+      toSend_.clear();
    }
-   toSend_.erase( 0, sent < 0 ? 0 : static_cast< std::size_t >( sent ) );
    if ( toSend_.empty() ) {
       scheduler_->watch( *this, fd_, POLLIN );
    }

@@ -10,8 +10,10 @@ namespace {
 
 constexpr std::uint64_t lastVlan = 4095;
 constexpr std::uint64_t lastTable = 254;
-/** Numbers of ports above it have meanings of their own; one of them is the bridge's own port. */
-constexpr std::uint64_t lastPort = 0xfffffffe;
+/** The database numbers ports in 16 bits, and the last of them is the bridge's own port, which has
+ *  another number in flows. */
+constexpr std::uint64_t ownPort = 0xfffe;
+constexpr std::uint32_t ownPortInFlows = 0xfffffffe;
 
 std::string optionalText( Json const & json ) {
    auto const text = optionalOf( json );
@@ -26,7 +28,8 @@ BridgeInterface interfaceOf( Json const & row ) {
    };
    // -1 for a device that could not be had.
    if ( auto const number = optionalOf( memberOf( row, "ofport" ) ); number && *number != -1 ) {
-      interface.ofport = static_cast< std::uint32_t >( numberOf( *number, lastPort ) );
+      auto const read = static_cast< std::uint32_t >( numberOf( *number, ownPort ) );
+      interface.ofport = read == ownPort ? ownPortInFlows : read;
    }
    return interface;
 }
