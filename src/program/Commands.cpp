@@ -233,7 +233,8 @@ void addSwitchCommands( CLI::App & app, Arguments & arguments ) {
 
    OpenVSwitchOptions & real = arguments.openVSwitch;
    CLI::App & openVSwitch = *app.add_subcommand(
-      "openvswitch", "Have an Open vSwitch bridge do what the state asks for, and tell what it is" );
+      "openvswitch",
+      "Have an Open vSwitch bridge do what the state asks for, and tell what it is" );
    addService( openVSwitch, real );
    openVSwitch.add_option( "--bridge", real.bridge, "The bridge that is steered" )
       ->required()
@@ -245,8 +246,8 @@ void addSwitchCommands( CLI::App & app, Arguments & arguments ) {
    openVSwitch.add_option( "--vtep", real.vtep, "The address of the switch's tunnel end point" )
       ->option_text( "ADDRESS" )
       ->check( checkEndPoint );
-   openVSwitch.add_option( "--ageing", real.ageing,
-                           "Seconds for which a silent host stays learnt (300)" )
+   openVSwitch
+      .add_option( "--ageing", real.ageing, "Seconds for which a silent host stays learnt (300)" )
       ->check( CLI::Range( 1, 65535 ) );
 }
 

@@ -19,18 +19,18 @@ int steerOpenVSwitch( OpenVSwitchOptions const & options ) {
    if ( !options.vlanPool.empty() ) {
       settings.vlanPool = VxlanAgent::readVlanPool( options.vlanPool );
    }
-   return runService(
-      { .live = options.live,
-        .role = "qorswitch",
-        .owns = OpenVSwitch::Agents::owns,
-        .begin =
-           [settings]( Corestore::EntityManager & em ) {
-              static OpenVSwitch::Agents const agents( em, settings, []( std::string const & text ) {
-                 logEvent( LogLevel::info, text );
-              } );
-           },
-        .lease = options.lease,
-        .endIfHeld = options.endIfHeld } );
+   return runService( { .live = options.live,
+                        .role = "qorswitch",
+                        .owns = OpenVSwitch::Agents::owns,
+                        .begin =
+                           [settings]( Corestore::EntityManager & em ) {
+                              static OpenVSwitch::Agents const agents(
+                                 em, settings, []( std::string const & text ) {
+                                    logEvent( LogLevel::info, text );
+                                 } );
+                           },
+                        .lease = options.lease,
+                        .endIfHeld = options.endIfHeld } );
 }
 
 }  // namespace Program

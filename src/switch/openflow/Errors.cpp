@@ -14,6 +14,7 @@ struct Known {
    char const * text;
 };
 
+constexpr std::uint16_t badMatchType = 4;
 constexpr Error tableFull{ 5, 1, 0 };
 constexpr Error badPort{ 2, 4, 0 };
 
@@ -124,6 +125,10 @@ bool isTableFull( Refusal const & refusal ) {
 
 bool isBadPort( Refusal const & refusal ) {
    return refusal.error == badPort;
+}
+
+bool isBadMatch( Refusal const & refusal ) {
+   return refusal.error.type == badMatchType;
 }
 
 }  // namespace OpenFlow

@@ -33,5 +33,7 @@ struct Refusal {
 bool isTableFull( Refusal const & refusal );
 /** The output port of an action. */
 bool isBadPort( Refusal const & refusal );
+/** What is matched cannot be had, whatever is done with it. */
+bool isBadMatch( Refusal const & refusal );
 
 }  // namespace OpenFlow

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "switch/openflow/Actions.h"
 #include "switch/openflow/Match.h"
@@ -35,9 +36,19 @@ struct FlowChange {
       modifyStrict,
       /** By table, priority and match. */
       deleteStrict,
+      /** All of a cookie, in whatever table. */
+      deleteByCookie,
    };
    Kind kind = Kind::add;
    Flow flow;
+
+   static FlowChange add( Flow flow ) { return { Kind::add, std::move( flow ) }; }
+   static FlowChange deleteByCookie( std::uint64_t cookie ) {
+      FlowChange change{ Kind::deleteByCookie, {} };
+      change.flow.table = allTables;
+      change.flow.cookie = cookie;
+      return change;
+   }
 };
 
 /** What has become of a flow, whoever was the cause. */

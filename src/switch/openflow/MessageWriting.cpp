@@ -44,6 +44,8 @@ std::uint8_t commandOf( FlowChange::Kind kind ) {
          return 0;
       case FlowChange::Kind::modifyStrict:
          return 2;
+      case FlowChange::Kind::deleteByCookie:
+         return 3;
       case FlowChange::Kind::deleteStrict:
          break;
    }
@@ -109,13 +111,15 @@ std::string bundleControlMessage( std::uint32_t xid, std::uint32_t bundle, Bundl
 std::optional< std::string > flowModMessage( std::uint32_t xid, FlowChange const & change ) {
    Flow const & flow = change.flow;
    Writer out = begin( MessageType::flowMod, xid );
-   // Only an addition says what the cookie is to be; in others it would have to match.
-   out.u64( change.kind == FlowChange::Kind::add ? flow.cookie : 0 ).u64( 0 );
+   // Only an addition says what the cookie is to be; in others it has to match where it counts.
+   bool const isMatched = change.kind == FlowChange::Kind::deleteByCookie;
+   bool const isSaid = change.kind == FlowChange::Kind::add || isMatched;
+   out.u64( isSaid ? flow.cookie : 0 ).u64( isMatched ? ~std::uint64_t{ 0 } : 0 );
    out.u8( flow.table ).u8( commandOf( change.kind ) ).u16( flow.idleTimeout );
    out.u16( flow.hardTimeout ).u16( flow.priority ).u32( noBuffer );
    out.u32( Ports::any ).u32( anyGroup ).u16( 0 ).u16( 0 );
    flow.match.encode( out );
-   if ( change.kind != FlowChange::Kind::deleteStrict ) {
+   if ( change.kind == FlowChange::Kind::add || change.kind == FlowChange::Kind::modifyStrict ) {
       flow.actions.encode( out );
    }
    return endIfFits( std::move( out ) );

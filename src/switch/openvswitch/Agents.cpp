@@ -12,9 +12,9 @@ namespace OpenVSwitch {
 namespace {
 
 /** What they write, as the agent names its inputs. */
-constexpr char const * outputs[] = { "vtiStatusDir", "pfHwStatus",   "pfHwStatusL3",
-                                     "bridgingConfig",     "switchIntfConfigDir", "slabBridgingStatus",
-                                     "platformTableSupport" };
+constexpr char const * outputs[] = {
+   "vtiStatusDir",        "pfHwStatus",         "pfHwStatusL3",        "bridgingConfig",
+   "switchIntfConfigDir", "slabBridgingStatus", "platformTableSupport" };
 
 /** After a change by others: more may follow. */
 constexpr Orb::Seconds restBeforeReading = 0.05;
@@ -55,7 +55,8 @@ Agents::Agents( Corestore::EntityManager & em, Settings const & settings, Bridge
       status->supportedIs( true );
       return status;
    };
-   auto const router = entityOf< Routing::Fhrp::VirtualRouterMacStatus >( em, "fhrpGlideMacStatus" );
+   auto const router =
+      entityOf< Routing::Fhrp::VirtualRouterMacStatus >( em, "fhrpGlideMacStatus" );
    auto const vtis = entityOf< Vxlan::VtiStatusDir >( em, "vtiStatusDir" );
    entityOf< OpenFlowTable::PlatformTableSupport >( em, "platformTableSupport" )
       ->groupTableIs( 0, true );
@@ -63,8 +64,9 @@ Agents::Agents( Corestore::EntityManager & em, Settings const & settings, Bridge
    vlanGiver_ = VxlanAgent::vlanGiverSmFactory(
       entityOf< Vxlan::VniSviConfig >( em, "vniSviConfig" ), vtis,
       Kel::Ptr< Orb::DelayedWork >( new Orb::DelayedWork( scheduler, 0 ) ), settings.vlanPool );
-   topology_ = topologySmFactory(
-      entityOf< Bridging::Input::AllowedVlans >( em, "dynAllowedVlans" ), vtis, scheduler, bridge_ );
+   topology_ =
+      topologySmFactory( entityOf< Bridging::Input::AllowedVlans >( em, "dynAllowedVlans" ), vtis,
+                         scheduler, bridge_ );
    rules_ = rulesSmFactory( hwConfig( "pfHwConfig" ), hwStatus( "pfHwStatus" ), router, bridge_ );
    groups_ =
       groupsSmFactory( hwConfig( "pfHwConfigL3" ), hwStatus( "pfHwStatusL3" ), router, bridge_ );
@@ -76,14 +78,14 @@ Agents::Agents( Corestore::EntityManager & em, Settings const & settings, Bridge
       remoteHostsSmFactory( entityOf< Kel::Dir >( em, "nimbusVniBaseDir" ), vtis, bridge_ );
    learntHosts_.emplace( entityOf< Slab::Bridging::Status >( em, "slabBridgingStatus" ), bridge_ );
 
-   database_.emplace( scheduler, settings.runFolder + "/db.sock", settings.bridge,
-                      Ovsdb::Client::Listener{
-                         .up = [this] { databaseChanged(); },
-                         .changed = [this] { databaseChanged(); },
-                         .lost =
-                            [this]( std::string const & reason ) {
-                               log_( "the switch's database is not there: " + reason );
-                            } } );
+   database_.emplace(
+      scheduler, settings.runFolder + "/db.sock", settings.bridge,
+      Ovsdb::Client::Listener{ .up = [this] { databaseChanged(); },
+                               .changed = [this] { databaseChanged(); },
+                               .lost =
+                                  [this]( std::string const & reason ) {
+                                     log_( "the switch's database is not there: " + reason );
+                                  } } );
 }
 
 Agents::~Agents() {
@@ -120,7 +122,8 @@ void Agents::databaseChanged() {
          status->addrIs( *settings_.vtep );
       }
    }
-   publishSwitchports( bridge.ports, settings_.bridge, *entityOf< Bridging::Config >( em_, "bridgingConfig" ),
+   publishSwitchports( bridge.ports, settings_.bridge,
+                       *entityOf< Bridging::Config >( em_, "bridgingConfig" ),
                        *entityOf< Bridging::SwitchIntfConfigDir >( em_, "switchIntfConfigDir" ) );
    topology_->portsAre( bridge.ports, settings_.bridge );
    em_.scheduler().post( [this] {

@@ -32,8 +32,7 @@ void Bridge::learn( Bridging::MacVlanPair const & host, PortNumber port ) {
 
 void Bridge::endPointIs( std::uint32_t vni, Wirekit::Ip4Addr endPoint, bool isKnown ) {
    auto & known = endPoints_[vni];
-   bool const changed =
-      isKnown ? known.insert( endPoint ).second : known.erase( endPoint ) != 0;
+   bool const changed = isKnown ? known.insert( endPoint ).second : known.erase( endPoint ) != 0;
    if ( known.empty() ) {
       endPoints_.erase( vni );
    }

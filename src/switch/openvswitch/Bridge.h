@@ -19,8 +19,10 @@ class Bridge : public Kel::PtrInterface {
    /** The connection outlives it. `log` takes what an operator should hear of. */
    Bridge( Kel::Ptr< Orb::TaskScheduler > scheduler, OpenFlow::Connection & connection,
            std::uint16_t ageing, Log log )
-      : connection_( connection ), book_( std::move( scheduler ), connection ),
-        ageing_( ageing ), log_( std::move( log ) ) {}
+      : connection_( connection ),
+        book_( std::move( scheduler ), connection ),
+        ageing_( ageing ),
+        log_( std::move( log ) ) {}
 
    FlowBook & book() { return book_; }
    Topology const & topology() const { return topology_; }

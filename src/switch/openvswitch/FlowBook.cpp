@@ -141,9 +141,9 @@ bool FlowBook::compare() {
 
 std::string FlowBook::nameOf( OpenFlow::Flow const & flow ) const {
    auto const found = entries_.find( flow.cookie );
-   return found == entries_.end() ? "which is none of ours"
-                                  : std::string( found->second.source->name() ) + " " +
-                                       found->second.key.stringValue();
+   return found == entries_.end()
+             ? "which is none of ours"
+             : std::string( found->second.source->name() ) + " " + found->second.key.stringValue();
 }
 
 // --- What is sent ---

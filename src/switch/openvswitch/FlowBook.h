@@ -135,8 +135,8 @@ class FlowBook {
    void mark( CookieValue cookie, Entry & entry );
    void flushSoon();
    void flush();
-   void compose( CookieValue cookie, Entry & entry,
-                 std::vector< OpenFlow::FlowChange > & changes, std::vector< Sent > & sent );
+   void compose( CookieValue cookie, Entry & entry, std::vector< OpenFlow::FlowChange > & changes,
+                 std::vector< Sent > & sent );
    void answer( Entry & entry, Answer const & given );
    void retryRefused( std::size_t atMost );
    /** The key, by its cookie, that has one of these matches already; zero for none. */

@@ -44,22 +44,22 @@ std::vector< Flow > endPointFlows( OpenFlowTable::TrafficStreamEndPointId const 
       to.ip6().ip6Dst( id.ip.v6Addr() );
    }
    std::uint32_t const number = groupNumber( group );
-   std::vector< Flow > flows{ flow( Table::sourceGroup, usual, std::move( from ),
-                                    Actions()
-                                       .setReg( Register::sourceGroup, number )
-                                       .resubmit( Table::destinationGroup ) ),
-                              flow( Table::destinationGroup, usual, std::move( to ),
-                                    Actions()
-                                       .setReg( Register::destinationGroup, number )
-                                       .resubmit( Table::lookup ) ) };
+   std::vector< Flow > flows{
+      flow( Table::sourceGroup, usual, std::move( from ),
+            Actions().setReg( Register::sourceGroup, number ).resubmit( Table::destinationGroup ) ),
+      flow( Table::destinationGroup, usual, std::move( to ),
+            Actions().setReg( Register::destinationGroup, number ).resubmit( Table::lookup ) ) };
    if ( id.ip.isV4() && !id.mac.isZero() ) {
+      Match match;
       Actions actions;
+      match.reg( Register::nexthop, id.ip.v4Addr().bits() );
       if ( !id.vlan.isNone() ) {
+         // The switch wants to hear that there is a tag to rewrite, as there always is.
+         match.number( OpenFlow::Fields::vlanVid, OpenFlow::vlanPresent, OpenFlow::vlanPresent );
          actions.setVlan( id.vlan.value() );
       }
-      flows.push_back( flow( Table::nexthop, configured,
-                             Match().reg( Register::nexthop, id.ip.v4Addr().bits() ),
-                             actions.setEthDst( id.mac ) ) );
+      flows.push_back(
+         flow( Table::nexthop, configured, std::move( match ), actions.setEthDst( id.mac ) ) );
    }
    return flows;
 }

@@ -98,8 +98,10 @@ void GroupsSm::answered( Kel::String const & key, Answer const & answer ) {
       return;
    }
    // Complete when the agent hears of it.
-   pfHwStatus()->fwkType().attribute( "trafficEndPointStatus" )->childIs(
-      *pfHwStatus(), key.view(), nullptr, [&]( Kel::Entity & entity ) {
+   pfHwStatus()
+      ->fwkType()
+      .attribute( "trafficEndPointStatus" )
+      ->childIs( *pfHwStatus(), key.view(), nullptr, [&]( Kel::Entity & entity ) {
          auto & fresh = static_cast< OpenFlowTable::TrafficStreamEndPointStatus & >( entity );
          fresh.groupNameIs( group );
          fresh.statusIs( status );

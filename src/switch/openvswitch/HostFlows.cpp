@@ -58,8 +58,8 @@ Flow learntHostFlow( MacVlanPair const & host, PortNumber port, std::uint16_t ag
             .match = Match()
                         .number( OpenFlow::Fields::vlanVid, host.vlanId.value(), vlanNumber )
                         .ethDst( host.mac ),
-            .actions = Actions().load(
-               { OpenFlow::Fields::reg( Register::exitPort ), 0, portBits }, port ) };
+            .actions = Actions().load( { OpenFlow::Fields::reg( Register::exitPort ), 0, portBits },
+                                       port ) };
 }
 
 std::optional< LearntHost > learntHostOf( Flow const & flow ) {

@@ -43,8 +43,8 @@ void LearntHosts::changed( FlowUpdate const & update ) {
    SlabFdbStatus const before = status_->fdbStatus( key );
    bool const isNew = before == SlabFdbStatus();
    if ( isNew || before.intf != intf ) {
-      status_->fdbStatusIs( key, { intf, Bridging::EntryType::local,
-                                   isNew ? 0 : before.moveCount + 1 } );
+      status_->fdbStatusIs(
+         key, { intf, Bridging::EntryType::local, isNew ? 0 : before.moveCount + 1 } );
    }
 }
 

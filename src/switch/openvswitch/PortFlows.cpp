@@ -115,9 +115,8 @@ std::vector< Flow > floodFlows( Topology const & topology, std::uint16_t vlan ) 
    Actions actions;
    for ( auto const & [intf, port] : topology.ports ) {
       if ( port.vlans.contains( vlan ) ) {
-         actions.clone( Actions()
-                           .setReg( Register::exitPort, port.number )
-                           .resubmit( Table::departure ) );
+         actions.clone(
+            Actions().setReg( Register::exitPort, port.number ).resubmit( Table::departure ) );
       }
    }
    if ( auto const remote = topology.endPoints.find( vlan );

@@ -48,8 +48,8 @@ void RemoteHostsSm::handleVni( Kel::Name const & vni ) {
    }
    vniHostsSmDel( vni );
    std::vector< Wirekit::EthAddr > gone;
-   for ( auto at = places_.lower_bound( { vni, {} } ); at != places_.end() && at->first.first == vni;
-         ++at ) {
+   for ( auto at = places_.lower_bound( { vni, {} } );
+         at != places_.end() && at->first.first == vni; ++at ) {
       gone.push_back( at->first.second );
    }
    for ( Wirekit::EthAddr const & mac : gone ) {

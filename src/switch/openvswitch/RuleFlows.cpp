@@ -36,8 +36,8 @@ std::uint16_t priorityOf( OpenFlowTable::Priority priority ) {
    constexpr std::int32_t lowest = 2;
    std::int32_t const number = priority.value() + lowest;
    if ( number > 0xffff ) {
-      refuse( FlowStatus::refused7, "the switch has no priority " +
-                                       std::to_string( priority.value() ) );
+      refuse( FlowStatus::refused7,
+              "the switch has no priority " + std::to_string( priority.value() ) );
    }
    return static_cast< std::uint16_t >( number );
 }
@@ -45,7 +45,10 @@ std::uint16_t priorityOf( OpenFlowTable::Priority priority ) {
 class RuleReader {
  public:
    RuleReader( Kel::String const & name, FlowEntry const & entry, RuleContext const & context )
-      : name_( name ), entry_( entry ), match_( entry.match ), actions_( entry.actions ),
+      : name_( name ),
+        entry_( entry ),
+        match_( entry.match ),
+        actions_( entry.actions ),
         context_( context ) {}
 
    std::vector< Flow > flows() {
@@ -99,8 +102,7 @@ class RuleReader {
       }
       if ( has( MatchField::vlanId ) ) {
          if ( match_.vlanId > highestVlan ) {
-            refuse( FlowStatus::refused10,
-                    "there is no VLAN " + std::to_string( match_.vlanId ) );
+            refuse( FlowStatus::refused10, "there is no VLAN " + std::to_string( match_.vlanId ) );
          }
          if ( match_.vlanIdMask == OpenFlowTable::wholeVlanId ) {
             match.vlan( match_.vlanId );
@@ -108,6 +110,9 @@ class RuleReader {
             match.number( OpenFlow::Fields::vlanVid, match_.vlanId | OpenFlow::vlanPresent,
                           match_.vlanIdMask | OpenFlow::vlanPresent );
          }
+      } else if ( does( ActionField::vlanId ) ) {
+         // The switch wants to hear that there is a tag to rewrite, as there always is.
+         match.number( OpenFlow::Fields::vlanVid, OpenFlow::vlanPresent, OpenFlow::vlanPresent );
       }
       return match;
    }
@@ -209,8 +214,7 @@ class RuleReader {
       Actions actions;
       if ( does( ActionField::vlanId ) ) {
          if ( actions_.vlanId == 0 || actions_.vlanId > highestVlan ) {
-            refuse( FlowStatus::refused7,
-                    "there is no VLAN " + std::to_string( actions_.vlanId ) );
+            refuse( FlowStatus::refused7, "there is no VLAN " + std::to_string( actions_.vlanId ) );
          }
          actions.setVlan( actions_.vlanId );
       }
@@ -274,8 +278,7 @@ class RuleReader {
       return { packets( match ), forwarded() };
    }
 
-   void group( Match & match, std::uint64_t field, Kel::String const & name,
-               unsigned reg ) const {
+   void group( Match & match, std::uint64_t field, Kel::String const & name, unsigned reg ) const {
       if ( !has( field ) ) {
          return;
       }

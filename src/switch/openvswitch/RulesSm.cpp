@@ -80,8 +80,10 @@ void RulesSm::answered( Kel::String const & name, Answer const & answer ) {
       return;
    }
    // Complete when the agent hears of it.
-   pfHwStatus()->fwkType().attribute( "flowStats" )->childIs(
-      *pfHwStatus(), name.view(), nullptr, [&]( Kel::Entity & row ) {
+   pfHwStatus()
+      ->fwkType()
+      .attribute( "flowStats" )
+      ->childIs( *pfHwStatus(), name.view(), nullptr, [&]( Kel::Entity & row ) {
          static_cast< OpenFlowTable::FlowStats & >( row ).statusIs( answer.status );
       } );
 }
