@@ -104,7 +104,8 @@ class RuleReader {
          if ( match_.vlanId > highestVlan ) {
             refuse( FlowStatus::refused10, "there is no VLAN " + std::to_string( match_.vlanId ) );
          }
-         if ( match_.vlanIdMask == OpenFlowTable::wholeVlanId ) {
+         // Routed policy says no mask where all of it counts.
+         if ( match_.vlanIdMask == 0 || match_.vlanIdMask == OpenFlowTable::wholeVlanId ) {
             match.vlan( match_.vlanId );
          } else {
             match.number( OpenFlow::Fields::vlanVid, match_.vlanId | OpenFlow::vlanPresent,
