@@ -23,6 +23,7 @@
 #include "program/RunCommand.h"
 #include "program/ServeCommand.h"
 #include "program/ShowCommand.h"
+#include "program/TracePacketCommand.h"
 #include "program/WatchCommand.h"
 #include "program/WhyCommand.h"
 #include "views/Graph.h"
@@ -42,6 +43,7 @@ struct Arguments {
    std::vector< std::string > traces;
    ShowOptions show;
    WhyOptions why;
+   TracePacketOptions tracePacket;
    DescribeOptions describe;
    ServeOptions serve;
    SimulateOptions simulate;
@@ -132,6 +134,43 @@ void addSource( CLI::App & command, StateSource & from, bool & json ) {
    command.add_flag( "--json", json, "Write JSON" );
 }
 
+void addTracePacket( CLI::App & app, TracePacketOptions & options ) {
+   CLI::App & command = *app.add_subcommand(
+      "trace-packet", "Follow a frame through rules, hosts and VLANs to where it leaves" );
+   command.add_option( "--in", options.in, "The port, or the tunnel interface" )
+      ->required()
+      ->check( someName );
+   command.add_option( "--from", options.from, "The source address" )
+      ->required()
+      ->option_text( "MAC" )
+      ->check( checkMac );
+   command.add_option( "--to", options.to, "The destination address" )
+      ->required()
+      ->option_text( "MAC" )
+      ->check( checkMac );
+   command.add_option( "--vlan", options.vlan, "The VLAN of its tag; without it, untagged" )
+      ->check( CLI::Range( 0, 4094 ) );
+   command.add_option( "--vni", options.vni, "The VNI of a frame through the tunnel" )
+      ->check( CLI::Range( 0, 0xffffff ) );
+   command.add_option( "--ether-type", options.etherType, "What it carries (ip)" )
+      ->option_text( "arp|ip|ip6|NUMBER" )
+      ->check( checkEtherType );
+   CLI::Option & ipFrom = *command.add_option( "--ip-from", options.ipFrom, "The sender" );
+   CLI::Option & ipTo = *command.add_option( "--ip-to", options.ipTo, "The receiver" );
+   ipFrom.option_text( "ADDRESS" )->check( checkIp )->needs( &ipTo );
+   ipTo.option_text( "ADDRESS" )->check( checkIp )->needs( &ipFrom );
+   CLI::Option & protocol =
+      *command.add_option( "--protocol", options.protocol, "The IP protocol's number" );
+   protocol.check( CLI::Range( 0, 255 ) )->needs( &ipFrom );
+   command.add_option( "--from-port", options.fromPort, "The sender's port" )
+      ->check( CLI::Range( 0, 65535 ) )
+      ->needs( &protocol );
+   command.add_option( "--to-port", options.toPort, "The receiver's port" )
+      ->check( CLI::Range( 0, 65535 ) )
+      ->needs( &protocol );
+   addSource( command, options.source, options.json );
+}
+
 void addTraces( CLI::App & command, std::vector< std::string > & traces, std::string & file ) {
    command.add_option( "--trace", traces, "Text trace on standard error" )
       ->option_text( "LEVEL|HANDLE=LEVEL ..." )
@@ -202,6 +241,8 @@ void addCommands( CLI::App & app, Arguments & arguments ) {
       "why", "Follow a flow from policy to hardware and say what it waits for" );
    why.add_option( "FLOW", arguments.why.flow, "A flow, FRAGMENT/FLOW or VRF/FLOW" )->required();
    addSource( why, arguments.why.source, arguments.why.json );
+
+   addTracePacket( app, arguments.tracePacket );
 
    CLI::App & describe = *app.add_subcommand(
       "describe", "Say what the state is made of: paths, attributes, keys, numbers, writers" );
@@ -293,6 +334,8 @@ int runCommand( std::string const & name, Arguments const & arguments ) {
       return showTable( arguments.show );
    } else if ( name == "why" ) {
       return explainFlow( arguments.why );
+   } else if ( name == "trace-packet" ) {
+      return tracePacket( arguments.tracePacket );
    } else if ( name == "describe" ) {
       return describeState( arguments.describe );
    } else if ( name == "graph" ) {

@@ -492,4 +492,58 @@ TEST_F( CommandsTest, ShowTellsAnOperatorWhatStands ) {
                 HasSubstr( "rejected: Rejected because: no room in the flow table (5)\n" ) );
 }
 
+TEST_F( CommandsTest, AFrameIsFollowed ) {
+   write( "state.json", R"({
+      "bridging/config":{"vlanConfig":{"100":{"intf":{"Ethernet1":true,"Ethernet2":true}}}},
+      "bridging/switchIntfConfig":{"switchIntfConfig":{"Ethernet1":{"trunkNativeVlan":100}}},
+      "interface/status/eth/vxlan":{"vtiStatus":{"Vxlan1":{"vlanToVniMap":{"100":{"vni":7}}}}},
+      "vxlancontroller/version2/vni":{"7":{"macVtepTable":{
+         "02:00:00:00:00:02":{"vtepAddr":"192.0.2.2"}}}}})" );
+   auto const trace = [this]( std::string const & arguments ) {
+      return run( "trace-packet --state state.json --from 02:00:00:00:00:01 " + arguments );
+   };
+   Ended const flood = trace( "--in Ethernet1 --to ff:ff:ff:ff:ff:ff --ether-type 0x806" );
+   EXPECT_EQ( flood.code, 0 );
+   EXPECT_EQ( flood.text,
+              "in          Ethernet1, untagged: VLAN 100 (native)\n"
+              "learnt      02:00:00:00:00:01 in VLAN 100 at Ethernet1\n"
+              "flood       ff:ff:ff:ff:ff:ff in VLAN 100: to all that carries VLAN 100\n"
+              "out         Ethernet2, tagged 100\n"
+              "out         VNI 7 to 192.0.2.2\n" );
+   EXPECT_THAT( trace( "--in Ethernet2 --vlan 100 --to 02:00:00:00:00:09 --json" ).text,
+                testing::AllOf( testing::StartsWith(
+                                   R"([
+  {"steps":[{"kind":"in","text":"Ethernet2, tagged: VLAN 100",)"
+                                   R"("path":"bridging/config/vlanConfig/100/intf/Ethernet2"},)" ),
+                                testing::EndsWith( R"("exits":[{"port":"Ethernet1","vlan":null},)"
+                                                   R"({"vtep":"192.0.2.2","vni":7}],"drop":null}
+])"
+                                                   "\n" ) ) );
+   EXPECT_THAT( trace( "--in Vxlan1 --vni 8 --to 02:00:00:00:00:09 --json" ).text,
+                HasSubstr( R"("exits":[],"drop":"Vxlan1 has no VLAN for VNI 8"}
+)" ) );
+   auto const refused = [&trace]( std::string const & arguments ) {
+      Ended const ended = trace( "--to 02:00:00:00:00:02 " + arguments );
+      EXPECT_EQ( ended.code, 2 ) << arguments;
+      return ended.text.substr( 0, ended.text.find( '\n' ) );
+   };
+   EXPECT_EQ( refused( "--in Et1" ), "no port \"Et1\"; there are: Ethernet1, Ethernet2, Vxlan1" );
+   EXPECT_EQ( refused( "--in Vxlan1" ),
+              "\"Vxlan1\" is the tunnel interface: a frame has a VNI there (--vni)" );
+   EXPECT_EQ( refused( "--in Ethernet1 --vni 7" ),
+              "\"Ethernet1\" is a port: a frame has no VNI there" );
+   EXPECT_EQ( refused( "--in Ethernet1 --ip-from 10.0.0.1 --ip-to ::1" ),
+              "the addresses are not those of one IP frame" );
+   for ( char const * arguments :
+         { "--in ''", "--in Ethernet1 --vlan 4095", "--in Ethernet1 --ether-type 70000",
+           "--in Ethernet1 --ip-from 10.0.0.1", "--in Ethernet1 --to-port 80", "" } ) {
+      refused( arguments );
+   }
+   EXPECT_EQ( run( "trace-packet --state state.json --in Ethernet1 --from x "
+                   "--to 02:00:00:00:00:02" )
+                 .text,
+              "--from: x is not a MAC address such as 02:00:00:00:00:01\n"
+              "Run with --help for more information.\n" );
+}
+
 }  // namespace
