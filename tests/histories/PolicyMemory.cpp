@@ -5,7 +5,6 @@
 #include "platform/kel/Dir.h"
 #include "qorclient/agent/Status.h"
 #include "records/bridging/SwitchIntfConfig.h"
-#include "records/qor/PolicyFragment.h"
 
 namespace Histories {
 
@@ -15,6 +14,8 @@ void PolicyMemory::observe( Scenarios::Switch const & device, Scenarios::Step co
    l2Rib_.observe( device, step );
    auto const status = device.entity< QorClient::Status >( "qorclient/status" );
    auto const intfs = device.entity< Bridging::SwitchIntfConfigDir >( "bridging/switchIntfConfig" );
+   auto const reports =
+      device.entity< Qor::V1::QorPolicyFragmentStatus >( "qorclient/version1/policystatus" );
    auto const policy = Kel::ptrCast< Qor::V1::QorPolicyFragment const >(
       device.entity< Kel::Dir >( "qor/version1/policy" )->entity( "policy" ) );
    Users const hosts = std::exchange( hosts_, {} );
@@ -62,6 +63,7 @@ void PolicyMemory::observe( Scenarios::Switch const & device, Scenarios::Step co
             left_[name].insert( member.substr( member.find( '|' ) + 1 ) );
          }
       }
+      std::set< std::string > returned;
       for ( auto const & [flowName, flow] : fragment->flow() ) {
          if ( std::minmax( flow.match.vni.value(), flow.action.vni.value() ) !=
               std::minmax( fragment->originalVni().value(), fragment->serviceVni().value() ) ) {
@@ -91,7 +93,9 @@ void PolicyMemory::observe( Scenarios::Switch const & device, Scenarios::Step co
                present_[name].insert( "no switch configuration" );
             }
             if ( Kel::textOf( installed ).empty() || !warm.empty() ) {
-               lost_.erase( place );
+               if ( lost_.erase( place ) != 0 && Kel::textOf( installed ) == warm ) {
+                  returned.insert( flowName.stringValue() );
+               }
             } else if ( started || lost_.contains( place ) ) {
                lost_.insert( place );
                present_[name].insert( "host lost" );
@@ -106,6 +110,7 @@ void PolicyMemory::observe( Scenarios::Switch const & device, Scenarios::Step co
             }
          }
       }
+      noteReturns( *fragment, reports->policyFragment( key ), returned );
    }
    mark( hosts, hosts_, "shared host" );
    vnis_.erase( Kel::textOf( Vxlan::VniOrNone{} ) );
@@ -115,6 +120,23 @@ void PolicyMemory::observe( Scenarios::Switch const & device, Scenarios::Step co
 bool PolicyMemory::hasLeft( std::string const & fragment, std::string const & intf ) const {
    auto const left = left_.find( fragment );
    return left != left_.end() && left->second.contains( intf );
+}
+
+void PolicyMemory::noteReturns(
+   Qor::V1::ServicePolicyFragment const & fragment,
+   Kel::Ptr< Qor::V1::ServicePolicyFragmentStatus const > const & status,
+   std::set< std::string > const & returned ) {
+   for ( auto const & [flowName, flow] : fragment.flow() ) {
+      std::string const place = Kel::textOf( fragment.name() ) + "|" + flowName.stringValue();
+      bool const isEgress = flow.interceptPoint == Qor::V1::InterceptPoint::interceptEgress &&
+                            flow.serviceIntfKey.empty();
+      if ( !status ||
+           status->flowStatus( flowName ).flowStateDetails != "Waiting for: Host to be learnt" ) {
+         untold_.erase( place );
+      } else if ( isEgress ? !returned.empty() : returned.contains( flowName.stringValue() ) ) {
+         untold_.insert( place );
+      }
+   }
 }
 
 void PolicyMemory::mark( Users const & before, Users const & after, char const * why ) {

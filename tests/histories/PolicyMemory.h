@@ -6,6 +6,8 @@
 
 #include "histories/L2RibMemory.h"
 #include "histories/RuleCounts.h"
+#include "records/qor/PolicyFragment.h"
+#include "records/qor/PolicyFragmentStatus.h"
 #include "scenario/Scenario.h"
 
 namespace Histories {
@@ -39,6 +41,11 @@ class PolicyMemory {
    bool hasGone( std::string const & fragment ) const { return gone_.contains( fragment ); }
    /** The interface has left a set of the fragment. */
    bool hasLeft( std::string const & fragment, std::string const & intf ) const;
+   /** The flow is reported as it was when a start found its host gone: nothing makes the words anew
+    * when the host is back where its rules stand. */
+   bool isUntoldOfReturn( std::string const & fragment, std::string const & flow ) const {
+      return untold_.contains( fragment + "|" + flow );
+   }
    /** Some host has been known on the interface. */
    bool wasWarm( std::string const & intf ) const { return warm_.contains( intf ); }
 
@@ -49,6 +56,10 @@ class PolicyMemory {
 
  private:
    using Users = std::map< std::string, std::set< std::string > >;
+   /** Notes which flows are not told of the hosts that are back for flows of the fragment. */
+   void noteReturns( Qor::V1::ServicePolicyFragment const & fragment,
+                     Kel::Ptr< Qor::V1::ServicePolicyFragmentStatus const > const & status,
+                     std::set< std::string > const & returned );
    void mark( Users const & before, Users const & after, char const * why );
 
    Users hosts_;
@@ -60,6 +71,8 @@ class PolicyMemory {
    Users lasting_;
    Users present_;
    std::set< std::string > lost_;
+   /** Flows, each behind its fragment. */
+   std::set< std::string > untold_;
    std::set< std::string > gone_;
    std::set< std::string > warm_;
    std::set< std::string > setDown_;

@@ -260,12 +260,12 @@ std::vector< std::string > Scratch::differences() const {
       if ( !otherFragments.contains( fragment ) ) {
          std::set< std::string > unheard;
          auto const reports = reportsOf( state_, fragment, unheard );
-         compare( complaints, reports, reportsOf( fresh, fragment, unheard ),
-                  [&]( auto const & flow ) {
-                     return unheard.contains( flow ) ||
-                            policy_.counts().isMiscounted( fragment + "_" + flow + "-" ) ||
-                            policy_.counts().isThinned( fragment, flow );
-                  } );
+         compare(
+            complaints, reports, reportsOf( fresh, fragment, unheard ), [&]( auto const & flow ) {
+               return unheard.contains( flow ) || policy_.isUntoldOfReturn( fragment, flow ) ||
+                      policy_.counts().isMiscounted( fragment + "_" + flow + "-" ) ||
+                      policy_.counts().isThinned( fragment, flow );
+            } );
       }
    }
    std::set< std::string > leftOut = otherVlans;

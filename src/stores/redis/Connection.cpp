@@ -20,7 +20,7 @@ namespace {
 /** A server that doesn't answer a connection attempt within so many seconds isn't there. */
 constexpr Orb::Seconds connectTime = 5;
 /** What has gathered goes out in pieces of this size, so that the server is at work meanwhile. */
-constexpr std::size_t pieceSize = 64 * 1024;
+constexpr std::size_t pieceSize = std::size_t{ 64 } * 1024;
 
 }  // namespace
 

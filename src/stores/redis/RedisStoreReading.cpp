@@ -9,7 +9,6 @@
 
 namespace Redis {
 
-using Corestore::Row;
 using Corestore::RowChange;
 using Corestore::RowForm;
 
