@@ -118,6 +118,10 @@ Match & Match::vlan( std::uint16_t vid ) {
    return number( Fields::vlanVid, vlanPresent | vid );
 }
 
+Match & Match::tagged() {
+   return number( Fields::vlanVid, vlanPresent, vlanPresent );
+}
+
 Match & Match::untagged() {
    return number( Fields::vlanVid, 0 );
 }
