@@ -39,6 +39,7 @@ class Process {
    /** The exit code, or 128 and the signal's number; nothing when it hasn't ended in time. */
    std::optional< int > ended( double seconds = 20 );
    bool isRunning();
+   pid_t pid() const { return pid_; }
    /** The time that it has used of a processor. */
    double cpuSeconds() const;
    /** What it has said so far. */

@@ -255,6 +255,10 @@ void FlowBook::finished( std::vector< Sent > sent,
       }
       Entry & entry = found->second;
       entry.answered = entry.sent;
+      if ( mine.removal && entry.dirty ) {
+         // It may be wanted again.
+         continue;
+      }
       if ( mine.removal ) {
          FlowSource & source = *entry.source;
          Kel::String const key = entry.key;

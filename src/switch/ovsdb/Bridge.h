@@ -56,6 +56,8 @@ struct Bridge {
    std::map< std::uint32_t, FlowTable > flowTables;
    /** By name; the bridge's own port is among them. */
    std::map< std::string, BridgePort > ports;
+   /** Counts up when the daemon has done what the database said. */
+   std::uint64_t applied = 0;
 
    friend bool operator==( Bridge const &, Bridge const & ) = default;
 };

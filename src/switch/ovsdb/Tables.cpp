@@ -52,7 +52,8 @@ Json Tables::monitored() {
                                    "ports" } ) },
             { "Port", columns( { "name", "interfaces", "vlan_mode", "tag", "trunks" } ) },
             { "Interface", columns( { "name", "type", "options", "ofport", "error" } ) },
-            { "Flow_Table", columns( { "name", "flow_limit", "overflow_policy" } ) } };
+            { "Flow_Table", columns( { "name", "flow_limit", "overflow_policy" } ) },
+            { "Open_vSwitch", columns( { "cur_cfg" } ) } };
 }
 
 void Tables::update( Json const & updates ) {
@@ -104,6 +105,9 @@ BridgePort Tables::port( Json const & row ) const {
 
 Bridge Tables::bridge( std::string const & name ) const {
    Bridge bridge;
+   for ( auto const & [uuid, row] : rows( "Open_vSwitch" ) ) {
+      bridge.applied = numberOf( memberOf( row, "cur_cfg" ), ~std::uint64_t{} );
+   }
    for ( auto const & [uuid, row] : rows( "Bridge" ) ) {
       if ( memberOf( row, "name" ) != name ) {
          continue;

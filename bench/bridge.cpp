@@ -1,0 +1,282 @@
+// What it costs to have an Open vSwitch bridge do what the policy asks for: agent, driver and
+// switch are processes, and Redis stands between the first two.
+//
+// `allRulesProgrammed`: 100,000 rules, from the word that the agent is wanted until the last of
+// them is told as programmed. `vs_ofctl` is the time against `ovs-ofctl --bundle add-flows` with
+// the same flows into a bridge without any. `bytes_a_rule` is the driver's memory.
+//
+// `restart`: agent and driver are killed and started again on those rules, until both have nothing
+// more to do. `flow_mods` is what the bridge was told to change.
+//
+// `oneFlowChanged`: another client changes one flow's address in Redis, with 100,000 rules
+// standing, until the bridge has the changed flow.
+
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Measure.h"
+#include "NearPolicy.h"
+#include "RedisClient.h"
+#include "live/OpenVSwitch.h"
+#include "live/RedisServer.h"
+#include "program/LiveState.h"
+#include "switch/openflow/Connection.h"
+
+namespace {
+
+using Bench::RedisClient;
+using Bench::timed;
+using Live::Process;
+
+constexpr std::uint32_t fragments = 100;
+constexpr std::size_t rules = fragments * Bench::flowsPerFragment * Bench::interfacesPerSet;
+constexpr char const * bridge = "br0";
+constexpr int preLookup = 10;
+
+std::string keyOf( std::string const & path ) {
+   return "qor{leaf1}:" + path;
+}
+
+/** A switch with its policy before the agent is wanted, a bridge, and the programs between. */
+class Steered {
+ public:
+   Steered() : server_( false ), client_( server_.address() ) {
+      client_.ask( { "HSET", keyOf( "@state" ), "id", "leaf1", "created", "0" } );
+      {
+         Program::LiveState state( { server_.address(), "leaf1" } );
+         state.open();
+         state.write( [&] {
+            Corestore::EntityManager & em = state.entityManager();
+            Bench::enable( em );
+            Bench::writeNearPolicy( em, fragments );
+            Kel::ptrCast< ControllerClient::Status >( em.standing( "mgmt/controller/status" ) )
+               ->enabledIs( false );
+         } );
+      }
+      openVSwitch_.addBridge( bridge );
+      for ( int i = 1; i <= Bench::interfacesPerSet; ++i ) {
+         openVSwitch_.addInternalPort( bridge, "Ethernet" + std::to_string( i ) );
+      }
+      start();
+   }
+
+   void start() {
+      agent_ = start( QORCLIENT_PROGRAM, { "serve" } );
+      driver_ = start( QORSWITCH_PROGRAM, { "openvswitch", "--bridge", bridge, "--run-folder",
+                                            openVSwitch_.folder() } );
+      until( [&] { return driver_->output().find( "is followed" ) != std::string::npos; } );
+   }
+   void kill() {
+      agent_->kill();
+      driver_->kill();
+   }
+   void enable() {
+      client_.ask( { "HSET", keyOf( "mgmt/controller/status" ), "enabled", "true" } );
+   }
+   /** Waits until each rule is told as programmed, and yields the seconds until then. */
+   double settle() {
+      // Counting the rules' answers would keep the server from its work.
+      auto const rows = [&] { return client_.ask( { "DBSIZE" } )->integer; };
+      auto const start = std::chrono::steady_clock::now();
+      auto last = start;
+      auto now = start;
+      long long known = rows();
+      while ( now - last < std::chrono::milliseconds( 700 ) || answers() != rules ) {
+         std::this_thread::sleep_for( std::chrono::milliseconds( 1 ) );
+         now = std::chrono::steady_clock::now();
+         if ( long long const found = rows(); found != known ) {
+            known = found;
+            last = now;
+         }
+      }
+      return std::chrono::duration< double >( last - start ).count();
+   }
+   /** How many rules are told as programmed. */
+   std::size_t answers() {
+      std::string const script =
+         "local n, c = 0, '0' repeat local r = redis.call('SCAN', c, 'MATCH', "
+         "'qor{leaf1}:pinflow/pfHwStatusDir/dyninputstatus/qor/flowStats/*', 'COUNT', 100000) "
+         "c = r[1] n = n + #r[2] until c == '0' return n";
+      return static_cast< std::size_t >( client_.ask( { "EVAL", script, "0" } )->integer );
+   }
+   RedisClient & client() { return client_; }
+   Live::OpenVSwitch & openVSwitch() { return openVSwitch_; }
+   /** The resident memory of the driver, in bytes. */
+   double memory() const {
+      std::ifstream in( "/proc/" + std::to_string( driver_->pid() ) + "/status" );
+      for ( std::string line; std::getline( in, line ); ) {
+         if ( line.starts_with( "VmRSS:" ) ) {
+            return 1024 * std::stod( line.substr( 6 ) );
+         }
+      }
+      return 0;
+   }
+   double cpuSeconds() const { return agent_->cpuSeconds() + driver_->cpuSeconds(); }
+
+   template < class F >
+   static void until( F && done ) {
+      if ( !Live::eventually( done, 60 ) ) {
+         std::abort();
+      }
+   }
+
+ private:
+   std::unique_ptr< Process > start( std::string const & program,
+                                     std::vector< std::string > words ) {
+      words.insert( words.begin(), program );
+      words.insert( words.end(), { "--redis", server_.address(), "--switch", "leaf1" } );
+      return std::make_unique< Process >(
+         words, folder_.path() / ( "output" + std::to_string( ++started_ ) ) );
+   }
+
+   Live::Folder folder_;
+   Live::RedisServer server_;
+   RedisClient client_;
+   Live::OpenVSwitch openVSwitch_;
+   std::unique_ptr< Process > agent_;
+   std::unique_ptr< Process > driver_;
+   int started_ = 0;
+};
+
+void allRulesProgrammed( benchmark::State & state ) {
+   double ours = 0;
+   double theirs = 0;
+   double memory = 0;
+   for ( auto _ : state ) {
+      Steered steered;
+      double const before = steered.memory();
+      steered.enable();
+      double const seconds = steered.settle();
+      ours += seconds;
+      state.SetIterationTime( seconds );
+      memory += ( steered.memory() - before ) / rules;
+
+      Live::Folder folder;
+      std::string const file = folder.path() / "flows";
+      {
+         std::ofstream out( file );
+         for ( std::string const & flow : steered.openVSwitch().flows( bridge, preLookup ) ) {
+            out << flow << '\n';
+         }
+      }
+      steered.openVSwitch().addBridge( "br1" );
+      theirs += timed( [&] {
+         steered.openVSwitch().ofctl( "add-flows", "br1", { file, "--bundle" } );
+      } );
+   }
+   state.counters["vs_ofctl"] = ours / theirs;
+   state.counters["ofctl_ms"] = 1e3 * theirs / static_cast< double >( state.iterations() );
+   state.counters["bytes_a_rule"] = memory / static_cast< double >( state.iterations() );
+}
+BENCHMARK( allRulesProgrammed )->UseManualTime()->Unit( benchmark::kMillisecond )->Iterations( 2 );
+
+/** Another connection to the bridge, which hears of changed rules. */
+class Onlooker {
+ public:
+   explicit Onlooker( std::string const & socket )
+      : scheduler_( new Orb::TaskScheduler( std::make_unique< Orb::RealTime >() ) ),
+        connection_(
+           scheduler_, socket,
+           { .up =
+                [this] { connection_.monitorFlows( { preLookup }, [this] { isReady_ = true; } ); },
+             .down = []( std::string const & ) {},
+             .portChanged = []( OpenFlow::PortChange, OpenFlow::Port const & ) {},
+             .flowChanged =
+                [this]( OpenFlow::FlowUpdate const & update ) {
+                   changes_ += isReady_ ? 1 : 0;
+                   last_ = update.event;
+                },
+             .changesMissed = [] {} } ) {
+      scheduler_->run( [this] { return isReady_; } );
+   }
+   /** Until as many changes have been told since the last call, one more at least. */
+   void await( std::size_t count ) {
+      scheduler_->run( [&] { return changes_ >= count; } );
+      changes_ -= count;
+   }
+   std::size_t takeChanges() {
+      scheduler_->runReady();
+      return std::exchange( changes_, 0 );
+   }
+
+ private:
+   Kel::Ptr< Orb::TaskScheduler > scheduler_;
+   std::size_t changes_ = 0;
+   OpenFlow::FlowUpdate::Event last_{};
+   bool isReady_ = false;
+   OpenFlow::Connection connection_;
+};
+
+/** A switch that has all rules, for the benchmarks that begin so. */
+Steered & programmed() {
+   static Steered steered;
+   static bool const isSettled = [] {
+      steered.enable();
+      steered.settle();
+      return true;
+   }();
+   (void)isSettled;
+   return steered;
+}
+
+void restart( benchmark::State & state ) {
+   Steered & steered = programmed();
+   Onlooker onlooker( steered.openVSwitch().management( bridge ) );
+   double changes = 0;
+   for ( auto _ : state ) {
+      steered.kill();
+      double const seconds = timed( [&] {
+         steered.start();
+         // Quiet: no more work in either.
+         for ( double used = -1; used != steered.cpuSeconds(); ) {
+            used = steered.cpuSeconds();
+            std::this_thread::sleep_for( std::chrono::milliseconds( 200 ) );
+         }
+      } );
+      state.SetIterationTime( seconds );
+      changes += static_cast< double >( onlooker.takeChanges() );
+   }
+   state.counters["flow_mods"] = changes;
+}
+BENCHMARK( restart )->UseManualTime()->Unit( benchmark::kMillisecond )->Iterations( 2 );
+
+void oneFlowChanged( benchmark::State & state ) {
+   Steered & steered = programmed();
+   Onlooker onlooker( steered.openVSwitch().management( bridge ) );
+   std::string const key =
+      keyOf( "qor/version1/policy/policy/policyFragment/fragment0/flow/flow0" );
+   std::string const match( Bench::textOf( *steered.client().ask( { "HGET", key, "match" } ) ) );
+   std::size_t const at = match.find( "02:00:00:00:00:01" );
+   std::vector< double > seconds;
+   int round = 0;
+   for ( auto _ : state ) {
+      std::string changed = match;
+      changed.replace( at, 17, "02:00:00:00:f0:" + std::to_string( 10 + ++round % 80 ) );
+      seconds.push_back( timed( [&] {
+         steered.client().ask( { "HSET", key, "match", changed } );
+         // Each of its rules goes and comes.
+         onlooker.await( 2 * Bench::interfacesPerSet );
+      } ) );
+      state.SetIterationTime( seconds.back() );
+   }
+   std::ranges::sort( seconds );
+   state.counters["median_us"] = 1e6 * seconds[seconds.size() / 2];
+   state.counters["p99_us"] = 1e6 * seconds[seconds.size() * 99 / 100];
+}
+BENCHMARK( oneFlowChanged )->UseManualTime()->Unit( benchmark::kMicrosecond )->Iterations( 1000 );
+
+}  // namespace
+
+int main( int argc, char ** argv ) {
+   if ( std::string const missing = Live::OpenVSwitch::missing(); !missing.empty() ) {
+      std::fprintf( stderr, "skipped: %s\n", missing.c_str() );
+      return 0;
+   }
+   Bench::runBenchmarks( argc, argv );
+}
