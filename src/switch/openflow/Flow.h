@@ -17,8 +17,8 @@ struct Flow {
    /** In seconds, 0 for none. */
    std::uint16_t idleTimeout = 0;
    std::uint16_t hardTimeout = 0;
-   Match match;
-   Actions actions;
+   Match match = {};
+   Actions actions = {};
 
    friend bool operator==( Flow const &, Flow const & ) = default;
 
@@ -40,14 +40,11 @@ struct FlowChange {
       deleteByCookie,
    };
    Kind kind = Kind::add;
-   Flow flow;
+   Flow flow = {};
 
    static FlowChange add( Flow flow ) { return { Kind::add, std::move( flow ) }; }
    static FlowChange deleteByCookie( std::uint64_t cookie ) {
-      FlowChange change{ Kind::deleteByCookie, {} };
-      change.flow.table = allTables;
-      change.flow.cookie = cookie;
-      return change;
+      return { Kind::deleteByCookie, { .table = allTables, .cookie = cookie } };
    }
 };
 
@@ -64,7 +61,7 @@ struct FlowUpdate {
    Event event = Event::initial;
    /** Of one that was removed. */
    Reason reason = Reason::other;
-   Flow flow;
+   Flow flow = {};
 };
 
 }  // namespace OpenFlow
