@@ -23,8 +23,10 @@ class Actions {
  public:
    /** Puts a tag in front, of VLAN 0. */
    Actions & pushVlan();
+   /** Takes the tag away. For this and for `setVlan` the switch wants the match to say that there
+    * is a tag, or `pushVlan` before. */
    Actions & popVlan();
-   /** Rewrites the tag; for frames that have one. */
+   /** Rewrites the tag. */
    Actions & setVlan( std::uint16_t vid );
    Actions & setReg( unsigned n, std::uint32_t value );
    Actions & setEthDst( Wirekit::EthAddr const & address );

@@ -4,7 +4,6 @@
 #include <deque>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,6 +16,7 @@
 namespace OpenFlow {
 
 class Request;
+struct Message;
 
 /** How long is waited for what. */
 struct Timing {
@@ -78,20 +78,22 @@ class Connection : private Orb::Descriptor, private Orb::Timer {
                  std::function< void( std::vector< Refusal > ) > done );
    /** Tells what stands in these tables, `allTables` for all, by `flowChanged`, then `done`, and
     * from then on what changes. Once in the life of a connection. */
-   void monitorFlows( std::vector< std::uint8_t > const & tables, std::function< void() > done );
+   void monitorFlows( std::vector< std::uint8_t > tables, std::function< void() > done );
 
  private:
-   enum class State : std::uint8_t { waiting, connecting, greeting, up };
+   enum class State : std::uint8_t { waiting, greeting, up };
 
    void connect();
-   void greet();
    void request( std::unique_ptr< Request > request );
-   /** Sends what is asked for next, once nothing is outstanding. */
+   /** Sends what was asked for next, once nothing is outstanding. */
    void next();
    void read();
    void write();
-   void take( std::string_view message );
-   void takeHello( std::string_view body );
+   void takeMessages();
+   void take( Message const & message );
+   void takeHello( Message const & message );
+   void takeNews( Message const & message );
+   void takeAnswer( Message const & message );
    void send( std::string_view bytes );
    void lost( std::string const & reason );
    void ready( short events ) override;
@@ -108,7 +110,10 @@ class Connection : private Orb::Descriptor, private Orb::Timer {
    std::string unsent_;
    std::size_t sent_ = 0;
    std::deque< std::unique_ptr< Request > > requests_;
+   /** Of the first one of `requests_`. */
+   std::uint32_t firstXid_ = 0;
    std::uint32_t lastXid_ = 0;
+   Orb::Seconds upSince_ = 0;
    Orb::Seconds heard_ = 0;
    Orb::Seconds retryAfter_ = 0;
    bool told_ = false;

@@ -46,7 +46,6 @@ struct FlowUpdate {
       /** It stood when it was asked for. */
       initial,
       added,
-      /** `flow` has no actions. */
       removed,
       modified,
    };

@@ -33,6 +33,8 @@ class Match {
    Match & inPort( std::uint32_t port );
    /** Frames with this VLAN's tag, as they come or as actions before have made them. */
    Match & vlan( std::uint16_t vid );
+   /** Frames with a tag, whichever VLAN it names. */
+   Match & tagged();
    /** Frames without a tag. */
    Match & untagged();
    /** Frames whose tag names no VLAN. */
