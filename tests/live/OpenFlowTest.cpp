@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "live/OpenVSwitch.h"
-#include "platform/orb/Clock.h"
 #include "switch/openflow/Connection.h"
 
 namespace Live {

@@ -16,8 +16,8 @@ struct Flow {
    /** In seconds, 0 for none. */
    std::uint16_t idleTimeout = 0;
    std::uint16_t hardTimeout = 0;
-   Match match;
-   Actions actions;
+   Match match = {};
+   Actions actions = {};
 
    friend bool operator==( Flow const &, Flow const & ) = default;
 
@@ -37,7 +37,7 @@ struct FlowChange {
       deleteStrict,
    };
    Kind kind = Kind::add;
-   Flow flow;
+   Flow flow = {};
 };
 
 /** What has become of a flow, whoever was the cause. */
@@ -53,7 +53,7 @@ struct FlowUpdate {
    Event event = Event::initial;
    /** Of one that was removed. */
    Reason reason = Reason::other;
-   Flow flow;
+   Flow flow = {};
 };
 
 }  // namespace OpenFlow

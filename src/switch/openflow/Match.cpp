@@ -60,7 +60,13 @@ bool isAll( std::string_view bytes, char value ) {
    return bytes.find_first_not_of( value ) == std::string_view::npos;
 }
 
+/** In the two bytes of `vlanVid` that mean something. */
 constexpr std::uint16_t vlanBits = 0x1fff;
+
+/** All bits of a field that mean something. */
+std::string wholeMask( Field field ) {
+   return field == Fields::vlanVid ? bytesOf( vlanBits, 2 ) : std::string( field.size, '\xff' );
+}
 
 }  // namespace
 
@@ -84,29 +90,23 @@ Match & Match::set( Field field, std::string_view value, std::string_view mask )
          fields_.erase( at, entry.size );
       }
    }
-   if ( isAll( mask, '\0' ) ) {
+   std::string const whole = wholeMask( field );
+   std::string kept;
+   std::string bits;
+   for ( std::size_t i = 0; i != whole.size(); ++i ) {
+      kept.push_back( static_cast< char >( mask[i] & whole[i] ) );
+      bits.push_back( static_cast< char >( value[i] & kept[i] ) );
+   }
+   if ( isAll( kept, '\0' ) ) {
       return *this;
    }
-   bool const isMasked = !isAll( mask, '\xff' );
-   std::string entry = bytesOf( field.header( isMasked ), 4 );
-   for ( std::size_t i = 0; i != value.size(); ++i ) {
-      entry.push_back( static_cast< char >( value[i] & mask[i] ) );
-   }
-   if ( isMasked ) {
-      entry.append( mask );
-   }
-   fields_.insert( at, entry );
+   bool const isMasked = kept != whole;
+   fields_.insert( at, bytesOf( field.header( isMasked ), 4 ) + bits + ( isMasked ? kept : "" ) );
    return *this;
 }
 
 Match & Match::number( Field field, std::uint64_t value, std::uint64_t mask ) {
    KEL_ASSERT( field.size <= 8, "Match" );
-   if ( field == Fields::vlanVid ) {
-      // The rest of these two bytes means nothing.
-      value &= vlanBits;
-      mask &= vlanBits;
-      mask = mask == vlanBits ? 0xffff : mask;
-   }
    return set( field, bytesOf( value, field.size ), bytesOf( mask, field.size ) );
 }
 
