@@ -13,28 +13,14 @@ std::string Laboratory::missing() {
    if ( std::string const missing = Live::OpenVSwitch::missing(); !missing.empty() ) {
       return missing;
    }
-   for ( char const * program : { "ethtool", "sysctl" } ) {
-      if ( !Live::hasProgram( program ) ) {
-         return std::string( "there is no " ) + program;
-      }
+   if ( !Live::hasProgram( "ethtool" ) ) {
+      return "there is no ethtool";
    }
-   try {
-      Namespace const space;
-      return {};
-   } catch ( std::exception const & e ) {
-      return std::string( "there are no network namespaces: " ) + e.what();
-   }
+   return {};
 }
 
 Laboratory::Laboratory() {
-   Namespace::Inside const inside( switch_ );
-   openVSwitch_ = std::make_unique< Live::OpenVSwitch >();
-   openVSwitch_->addBridge( bridge );
-}
-
-void Laboratory::startDaemon() {
-   Namespace::Inside const inside( switch_ );
-   openVSwitch_->startDaemon();
+   openVSwitch_.addBridge( bridge );
 }
 
 Wire const & Laboratory::wire( std::string const & port ) {
@@ -48,17 +34,21 @@ Wire const & Laboratory::wire( std::string const & port ) {
 }
 
 void Laboratory::plug( std::string const & port ) {
-   ports_.at( port ).number = openVSwitch_->addPort( bridge, port );
+   ports_.at( port ).number = openVSwitch_.addPort( bridge, port );
+}
+
+void Laboratory::carrierIs( std::string const & port, bool up ) {
+   hosts_.run( { "ip", "link", "set", port, up ? "up" : "down" } );
 }
 
 void Laboratory::unplug( std::string const & port ) {
-   openVSwitch_->vsctl( { "del-port", bridge, port } );
+   openVSwitch_.vsctl( { "del-port", bridge, port } );
 }
 
 Wire const & Laboratory::remote( std::string const & address, std::uint32_t vni ) {
    if ( remotes_.empty() ) {
-      openVSwitch_->addBridge( underlay );
-      openVSwitch_->vsctl( { "del-fail-mode", underlay } );
+      openVSwitch_.addBridge( underlay );
+      openVSwitch_.vsctl( { "del-fail-mode", underlay } );
       switch_.run( { "ip", "address", "add", std::string( localEnd ) + "/24", "dev", underlay } );
       switch_.run( { "ip", "link", "set", underlay, "up" } );
    }
@@ -68,7 +58,7 @@ Wire const & Laboratory::remote( std::string const & address, std::uint32_t vni 
       std::string const port = "remote" + std::to_string( remotes_.size() );
       connect( switch_, port, end.space, "underlay" );
       end.space.run( { "ip", "address", "add", address + "/24", "dev", "underlay" } );
-      openVSwitch_->addPort( underlay, port );
+      openVSwitch_.addPort( underlay, port );
    }
    auto & wire = end.wires[vni];
    if ( !wire ) {

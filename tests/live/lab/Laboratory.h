@@ -26,7 +26,7 @@ class Laboratory {
    static constexpr char const * bridge = "br0";
    static constexpr char const * localEnd = "192.0.2.1";
 
-   Live::OpenVSwitch & openVSwitch() { return *openVSwitch_; }
+   Live::OpenVSwitch & openVSwitch() { return openVSwitch_; }
    Loop & loop() { return loop_; }
 
    /** The outer end of a port; the port is made when it is asked for first. */
@@ -36,10 +36,8 @@ class Laboratory {
    /** Has the bridge forget the port, or have it again; the wire stays. */
    void unplug( std::string const & port );
    void plug( std::string const & port );
-
-   /** Kills the switch's daemon; the database goes on. */
-   void killDaemon() { openVSwitch_->killDaemon(); }
-   void startDaemon();
+   /** Takes the wire's outer end down, which the port sees, or up. */
+   void carrierIs( std::string const & port, bool up );
 
    /** Frames of a VNI as they come to and go from a remote tunnel end point, which is made when it
     *  is asked for first, and sends all of them to the local end. */
@@ -55,9 +53,9 @@ class Laboratory {
       std::map< std::uint32_t, std::unique_ptr< Wire > > wires;
    };
 
-   Namespace switch_;
+   Live::OpenVSwitch openVSwitch_;
+   Namespace switch_{ openVSwitch_.netNamespace() };
    Namespace hosts_;
-   std::unique_ptr< Live::OpenVSwitch > openVSwitch_;
    std::map< std::string, Port > ports_;
    std::map< std::string, Remote > remotes_;
    // Goes before the wires that it listens on.

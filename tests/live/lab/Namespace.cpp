@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <fstream>
 #include <stdexcept>
 #include <system_error>
 
@@ -33,10 +34,18 @@ Namespace::Namespace() {
    fd_ = current();
    check( ::setns( before, CLONE_NEWNET ), "setns" );
    ::close( before );
-   // The kernel would say things of its own.
-   run( { "sysctl", "-qw", "net.ipv6.conf.all.disable_ipv6=1",
-          "net.ipv6.conf.default.disable_ipv6=1" } );
-   run( { "ip", "link", "set", "lo", "up" } );
+   silence();
+}
+
+Namespace::Namespace( std::string const & name )
+   : fd_( ::open( ( "/run/netns/" + name ).c_str(), O_RDONLY | O_CLOEXEC ) ) {
+   check( fd_, name.c_str() );
+   silence();
+}
+
+void Namespace::silence() const {
+   Inside const inside( *this );
+   std::ofstream( "/proc/sys/net/ipv6/conf/default/disable_ipv6" ) << 1;
 }
 
 Namespace::~Namespace() {

@@ -5,11 +5,13 @@
 
 namespace Lab {
 
-/** A network namespace without a name. It goes when this object and the processes inside have gone,
- *  so that a test that is killed leaves nothing behind. */
+/** A network namespace in which the kernel says nothing by itself. One without a name goes when
+ * this object and the processes inside have gone: a test that is killed leaves nothing behind. */
 class Namespace {
  public:
    Namespace();
+   /** One that is there, by the name that `ip netns` gives it. */
+   explicit Namespace( std::string const & name );
    ~Namespace();
    Namespace( Namespace const & ) = delete;
    Namespace & operator=( Namespace const & ) = delete;
@@ -32,6 +34,8 @@ class Namespace {
    };
 
  private:
+   void silence() const;
+
    int fd_ = -1;
 };
 

@@ -89,15 +89,29 @@ bool Stream::answered( Frame const & frame ) {
    return true;
 }
 
-Stream::Summary Stream::summary() {
+Stream::Summary Stream::sum( Clock::time_point from, Clock::time_point until ) {
    auto const held = loop_.lock();
-   Summary sum{ .sent = packets_.size() };
+   Summary sum;
    for ( Packet const & packet : packets_ ) {
-      sum.lost += packet.answered == 0;
-      sum.duplicated += packet.arrived > 1 || packet.answered > 1;
-      sum.past += packet.arrivedPast != 0 || packet.answeredPast != 0;
+      if ( packet.sent >= from && packet.sent < until ) {
+         ++sum.sent;
+         sum.lost += packet.answered == 0;
+         sum.duplicated += packet.arrived > 1 || packet.answered > 1;
+         sum.past += packet.arrivedPast != 0 || packet.answeredPast != 0;
+      }
    }
    return sum;
+}
+
+Clock::time_point Stream::rightSince( Clock::time_point until ) {
+   auto const held = loop_.lock();
+   for ( auto packet = packets_.rbegin(); packet != packets_.rend(); ++packet ) {
+      if ( packet->sent < until && packet->answered == 0 ) {
+         return until;
+      }
+      until = std::min( until, packet->sent );
+   }
+   return until;
 }
 
 Stream::Summary Stream::end( double seconds ) {
@@ -110,8 +124,8 @@ Stream::Summary Stream::end( double seconds ) {
       auto const held = loop_.lock();
       count_ = static_cast< std::uint32_t >( packets_.size() );
    }
-   Live::eventually( [this] { return summary().lost == 0; }, seconds );
-   return summary();
+   Live::eventually( [this] { return sum().lost == 0; }, seconds );
+   return sum();
 }
 
 std::vector< Stream::Packet > Stream::packets() {

@@ -43,8 +43,12 @@ class Stream : private Timed {
    Stream( Stream const & ) = delete;
    Stream & operator=( Stream const & ) = delete;
 
+   /** Sums up what was sent within a time; the last packets may still be on their way. */
+   Summary sum( Clock::time_point from = {}, Clock::time_point until = Clock::time_point::max() );
+   /** When the first packet was sent from which on none is lost, of those sent before `until`. */
+   Clock::time_point rightSince( Clock::time_point until );
    /** Ends it, waits until all is answered, or no longer than told, and sums up. */
-   Summary end( double seconds = 1 );
+   Summary end( double seconds = 5 );
    std::vector< Packet > packets();
 
  private:
@@ -54,7 +58,6 @@ class Stream : private Timed {
    bool answered( Frame const & frame );
    /** The packet of a frame of this stream. */
    Packet * packetOf( std::optional< Mark > const & mark, bool isAnswer );
-   Summary summary();
 
    Loop & loop_;
    Station & from_;
