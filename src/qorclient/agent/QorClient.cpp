@@ -54,18 +54,6 @@ void PolicyFragmentDirSm::handlePolicyFragmentDirEntry( Kel::Name const & name )
    }
 }
 
-void PolicyFragmentDirSm::doPrepareToDie() {
-   KEL_TRACE_SCOPE_ENDING( " return " );
-   if ( Kel::Ptr< DatapathV1::PolicyFragmentSm > old = policyFragmentSmDel() ) {
-      old->doPrepareToDie();
-   }
-   vlanHelperSmDel();
-   if ( Kel::Ptr< MlagSm > old = mlagSmDel() ) {
-      old->destroy();
-   }
-   hostTrackerSmDel();
-}
-
 // --- RootSm ---
 
 void RootSm::handleInitialized() {
@@ -78,16 +66,6 @@ void RootSm::handleInitialized() {
                    qorTrunkGroup(), mlagConfig(), mlagHostTable(), fhrpGlideMacStatus(),
                    nimbusVniBaseDir(), l2RibQorHostInput(), ofHwStatus() );
    qorClientMlagPluginCopySmIs( agentStatus(), mlagPluginStatus(), mlagStatus() );
-}
-
-void RootSm::cleanup() {
-   KEL_TRACE_SCOPE();
-   if ( Kel::Ptr< PolicyFragmentDirSm > dirSm = polFragDirSm() ) {
-      dirSm->doPrepareToDie();
-   }
-   polFragDirSmDel();
-   qorClientMlagPluginCopySmDel();
-   resyncSmDel();
 }
 
 }  // namespace QorClient

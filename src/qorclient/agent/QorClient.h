@@ -70,7 +70,8 @@ class PolicyFragmentDirSm : public Kel::StateMachine {
    // Operations.
    /**
     * Tears the datapath down. The parts go in another order than the reverse of that in which they
-    * came: the datapath first, while all that it uses is still there, the host tracker last.
+    * came: the datapath first, while all that it uses is still there, the host tracker last
+    * (QorClientClosingOrder.cpp).
     */
    void doPrepareToDie();
 

@@ -27,9 +27,10 @@ class PolicyFragmentSm;
  * carries an intercepted host). A changed flow is removed whole and read afresh, never patched.
  * What it must remember over a restart stands in `agentStatus`; it adopts what it finds there.
  *
- * Its source is one file a subject: this file's own (life, reconciliation), Rules, Publication,
- * ServiceFlows, HostFlows, VniBindings, MacInputs and FlowState. An operation on one flow takes it
- * as a FlowHandle; some take its name as well, for callers that have no more of it.
+ * Its source is one file a subject: this file's own (life, reading), Adoption, RuleNames, Rules,
+ * Publication, ArpRule, ServiceFlows, HostFlows, VniBindings, MacInputs and FlowState. An operation
+ * on one flow takes it as a FlowHandle; some take its name as well, for callers that have no more
+ * of it.
  */
 class KelPolicyFragment : public Kel::StateMachine {
    KEL_STATE_MACHINE( QorClient::DatapathV1::KelPolicyFragment )
@@ -85,16 +86,12 @@ class KelPolicyFragment : public Kel::StateMachine {
    Kel::Ptr< QorClient::FlowInfo > flowInfo( Kel::String const & flowName ) const;
    Kel::Ptr< Qor::V1::ServicePolicyFragmentStatus > fragmentStatus() const;
 
-   // --- Life and reconciliation: KelPolicyFragment.cpp ---
-   // A flow's record holds the configuration that was acted on: one that differs from it is read
-   // anew, and a record without a configured flow goes.
+   // --- Life and reading: KelPolicyFragment.cpp ---
 
    void createNestedReactors() override;
    void handleInitialized() override;
    /** For the owner, when the fragment has gone: nothing published for it stays. */
    void cleanup();
-   void handleFlow( Kel::String const & flowName );
-   void handleFlow();
    void handleServiceIntfSet( Kel::Name const & setName );
    void handleGrCookie();
    /** The flow as it stands now, configured or not, read or not. */
@@ -111,14 +108,25 @@ class KelPolicyFragment : public Kel::StateMachine {
    static bool isHostInterceptFlow( QorClient::FlowInfo const & info );
    static bool isHostEgressFlow( QorClient::FlowInfo const & info );
 
-   // --- Rule building: KelPolicyFragmentRules.cpp ---
-   // What a rule looks like follows from flow, key, VLANs and native VLANs alone; the same key
-   // always gives the same name. Nothing is written here.
+   // --- Adoption: KelPolicyFragmentAdoption.cpp ---
+   // A flow's record holds the configuration that was acted on: one that differs from it is read
+   // anew, and a record without a configured flow goes.
+
+   void handleFlow( Kel::String const & flowName );
+   void handleFlow();
+
+   // --- Rule names: KelPolicyFragmentRuleNames.cpp ---
+   // The same key always gives the same name.
 
    Kel::String getFlowRuleName( Kel::String const & flowName,
                                 QorClient::RuleKey const & ruleKey ) const;
    static Kel::String getFlowRuleName( QorClient::FlowInfo const & info,
                                        QorClient::RuleKey const & ruleKey );
+
+   // --- Rule building: KelPolicyFragmentRules.cpp ---
+   // What a rule looks like follows from flow, key, VLANs and native VLANs alone. Nothing is
+   // written here.
+
    OpenFlowTable::TableType getTableType( Qor::V1::PolicyFlowInfo const & flowConfig ) const;
    /** The default match when what it needs is not there yet. */
    OpenFlowTable::Match buildMatch( Qor::V1::PolicyFlowInfo const & flowConfig,

@@ -1,7 +1,4 @@
-// Rule building: what a flow and a rule's key make of name, table, match and action.
-
-#include <initializer_list>
-#include <string_view>
+// Rule building: what a flow and a rule's key make of table, match and action.
 
 #include "platform/flashlog/DualLog.h"
 #include "platform/kel/Assert.h"
@@ -20,51 +17,7 @@ namespace MatchField = OpenFlowTable::MatchField;
 namespace ActionField = OpenFlowTable::ActionField;
 using Qor::V1::InterceptPoint;
 
-std::string_view shortNameOrAny( Wirekit::IntfId intf ) {
-   return intf ? intf.shortNameView() : std::string_view( "any" );
-}
-
-bool isJoined( std::string_view text, std::initializer_list< std::string_view > parts ) {
-   for ( std::string_view part : parts ) {
-      if ( !text.starts_with( part ) ) {
-         return false;
-      }
-      text.remove_prefix( part.size() );
-   }
-   return text.empty();
-}
-
 }  // namespace
-
-Kel::String KelPolicyFragment::getFlowRuleName( Kel::String const & flowName,
-                                                QorClient::RuleKey const & ruleKey ) const {
-   return getFlowRuleName( *flowInfo( flowName ), ruleKey );
-}
-
-Kel::String KelPolicyFragment::getFlowRuleName( QorClient::FlowInfo const & info,
-                                                QorClient::RuleKey const & ruleKey ) {
-   return ruleNameOf( info, ruleKey, nullptr );
-}
-
-Kel::String KelPolicyFragment::ruleNameOf( QorClient::FlowInfo const & info,
-                                           QorClient::RuleKey const & ruleKey,
-                                           Kel::Ptr< QorClient::RuleInfo > const & standing ) {
-   // The same key always gives the same name, which makes a second publication recognisable.
-   Kel::String const prefix = info.rulePrefix();
-   std::initializer_list< std::string_view > const parts = {
-      prefix,
-      "-from-",
-      shortNameOrAny( ruleKey.inIntf ),
-      "-to-",
-      shortNameOrAny( ruleKey.outIntf ),
-      ruleKey.matchVlanTag ? "" : "-untagged" };
-   if ( standing ) {
-      if ( Kel::String name = standing->ruleName(); isJoined( name, parts ) ) {
-         return name;
-      }
-   }
-   return Kel::String::concat( parts );
-}
 
 OpenFlowTable::TableType KelPolicyFragment::getTableType(
    Qor::V1::PolicyFlowInfo const & flowConfig ) const {

@@ -24,7 +24,8 @@ namespace QorClient {
  * ages out of the tables stays where it was last known.
  *
  * Its source is one file a subject: HostTrackerSm.cpp (life, backlogs, what policy and
- * configuration say) and HostTrackerPlaces.cpp (what the tables say, where a host is).
+ * configuration say), HostTrackerLearning.cpp (what the tables say) and HostTrackerMoves.cpp (a
+ * host comes, moves and goes).
  */
 class HostTrackerSm : public Kel::StateMachine {
    KEL_STATE_MACHINE( QorClient::HostTrackerSm )

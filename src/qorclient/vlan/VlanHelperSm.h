@@ -14,7 +14,7 @@ namespace QorClient {
  * each bound VNI, notes the VLAN that it is given, and allows those VLANs on the interfaces.
  *
  * The list of an interface goes only with the unbinding of its VNIs: neither the loss of a mapping
- * nor the end of this machine takes a VLAN off an interface.
+ * nor the end of this machine takes a VLAN off an interface. VlanHelperAllowedVlans.cpp makes it.
  */
 class VlanHelperSm : public Kel::StateMachine {
    KEL_STATE_MACHINE( QorClient::VlanHelperSm )

@@ -1,4 +1,4 @@
-// Places: what the tables say of a host, and what becomes of it.
+// Learning: what the tables say of a host.
 
 #include "platform/flashlog/DualLog.h"
 #include "platform/kel/Assert.h"
@@ -15,8 +15,6 @@ using Bridging::MacVlanPair;
 using Bridging::VlanId;
 using Mlag::HostEntryKey;
 using Wirekit::IntfId;
-
-// --- What the tables say ---
 
 std::uint32_t HostTrackerSm::getVidForFid( std::uint32_t fid ) {
    KEL_TRACE_SCOPE( " fid: ", fid );
@@ -113,72 +111,6 @@ void HostTrackerSm::addHostFromMlagHostTable( VlanId vid, Wirekit::EthAddr const
    KEL_TRACE_INFO( " Learned against an Mlag intf: ", intf );
    KEL_ASSERT( localData()->serviceToOriginalVlanHas( serviceVlan ), "HostTrackerSm" );
    updateHostLocation( { mac, localData()->serviceToOriginalVlan( serviceVlan ) }, intf );
-}
-
-// --- Where a host is ---
-
-void HostTrackerSm::updateHostLocation( MacVlanPair const & macVlan, IntfId newIntf ) {
-   KEL_TRACE_SCOPE( " mac: ", macVlan.mac, " vlan: ", macVlan.vlanId, " intf: ", newIntf );
-   IntfId const oldIntf = agentStatus()->warmHost( macVlan );
-   auto const vlanConfig = bridgingConfig()->vlanConfig( macVlan.vlanId );
-   KEL_TRACE_INFO( "Host: ", macVlan.mac, " vlan: ", macVlan.vlanId, " oldIntf: ", oldIntf,
-                   " newIntf: ", newIntf, " vlanConfig: ", bool( vlanConfig ) );
-   switch ( reportedPlace( *agentStatus(), *bridgingConfig(), *switchIntfConfigDir(),
-                           macVlan.vlanId, newIntf ) ) {
-      case ReportedPlace::none:
-         // The host ages out of the tables, and stays where it was.
-         return;
-      case ReportedPlace::serviceIntf:
-         KEL_TRACE_INFO( "Host is moved to a service intf" );
-         break;
-      case ReportedPlace::outsideVlan:
-         KEL_TRACE_INFO( "NewIntf is not a member of the VLAN" );
-         break;
-      case ReportedPlace::withoutConfig:
-         KEL_TRACE_INFO( "Intf config is not present for the host" );
-         removeHost( macVlan );
-         break;
-      case ReportedPlace::peerLink:
-         KEL_TRACE_INFO( "Host is moved to peerlink: ", newIntf );
-         removeHost( macVlan );
-         break;
-      case ReportedPlace::usable:
-         if ( newIntf == oldIntf ) {
-            KEL_TRACE_INFO( "Host location unchanged" );
-            break;
-         }
-         addHost( macVlan, newIntf );
-         if ( oldIntf ) {
-            warmHostRefCountDec( oldIntf );
-         }
-   }
-}
-
-void HostTrackerSm::addHost( MacVlanPair const & macVlan, IntfId intfId ) {
-   KEL_TRACE_SCOPE( " mac: ", macVlan.mac, " vlan: ", macVlan.vlanId, " intf: ", intfId );
-   addWarmHost( *agentStatus(), macVlan, intfId );
-}
-
-void HostTrackerSm::removeHost( MacVlanPair const & macVlan ) {
-   KEL_TRACE_SCOPE( " mac: ", macVlan.mac, " vlan: ", macVlan.vlanId );
-   removeWarmHost( *agentStatus(), macVlan );
-}
-
-void HostTrackerSm::clearStaleWarmHosts() {
-   KEL_TRACE_SCOPE();
-   for ( MacVlanPair const & host : agentStatus()->warmHostKeys() ) {
-      if ( !agentStatus()->boundHostHas( host ) ) {
-         removeHost( host );
-      }
-   }
-}
-
-void HostTrackerSm::removeHostsOnIntf( IntfId intf ) {
-   for ( auto const & [host, hostIntf] : agentStatus()->warmHost() ) {
-      if ( hostIntf == intf ) {
-         removeHost( host );
-      }
-   }
 }
 
 }  // namespace QorClient
