@@ -62,6 +62,14 @@ Agents::Agents( Corestore::EntityManager & em, Settings const & settings, Bridge
    entityOf< OpenFlowTable::PlatformTableSupport >( em, "platformTableSupport" )
       ->groupTableIs( 0, true );
 
+   if ( settings.vtep ) {
+      if ( vtis->vtiStatusCount() == 0 ) {
+         vtis->vtiStatusIs( Wirekit::IntfId( "Vxlan1" ) );
+      }
+      for ( auto const & [intf, status] : vtis->vtiStatus() ) {
+         status->addrIs( *settings.vtep );
+      }
+   }
    vlanGiver_ = VxlanAgent::vlanGiverSmFactory(
       entityOf< Vxlan::VniSviConfig >( em, "vniSviConfig" ), vtis,
       Kel::Ptr< Orb::DelayedWork >( new Orb::DelayedWork( scheduler, 0 ) ), settings.vlanPool );
@@ -76,7 +84,7 @@ Agents::Agents( Corestore::EntityManager & em, Settings const & settings, Bridge
    offeredHosts_ =
       offeredHostsSmFactory( entityOf< L2Rib::HostInput >( em, "l2RibQorHostInput" ), bridge_ );
    remoteHosts_ =
-      remoteHostsSmFactory( entityOf< Kel::Dir >( em, "nimbusVniBaseDir" ), vtis, bridge_ );
+      remoteHostsSmFactory( entityOf< Kel::Dir >( em, "nimbusVniBaseDir" ), bridge_ );
    learntHosts_.emplace( entityOf< Slab::Bridging::Status >( em, "slabBridgingStatus" ), bridge_ );
 
    database_.emplace(
@@ -118,10 +126,6 @@ void Agents::databaseChanged() {
                                      log_( "the switch refuses the tunnel: " + error );
                                   }
                                } );
-      auto const vtis = entityOf< Vxlan::VtiStatusDir >( em_, "vtiStatusDir" );
-      for ( auto const & [intf, status] : vtis->vtiStatus() ) {
-         status->addrIs( *settings_.vtep );
-      }
    }
    publishSwitchports( bridge.ports, settings_.bridge,
                        *entityOf< Bridging::Config >( em_, "bridgingConfig" ),

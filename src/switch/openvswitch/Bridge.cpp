@@ -30,6 +30,14 @@ void Bridge::learn( Bridging::MacVlanPair const & host, PortNumber port ) {
       []( auto const & ) {} );
 }
 
+void Bridge::logRefused( char const * what, Kel::String const & key,
+                         Answer const & answer ) const {
+   using OpenFlowTable::FlowStatus;
+   if ( answer.status == FlowStatus::tableFull || answer.status == FlowStatus::refused10 ) {
+      log_( std::string( what ) + " " + key.stringValue() + " is refused: " + answer.reason );
+   }
+}
+
 void Bridge::endPointIs( std::uint32_t vni, Wirekit::Ip4Addr endPoint, bool isKnown ) {
    auto & known = endPoints_[vni];
    bool const changed = isKnown ? known.insert( endPoint ).second : known.erase( endPoint ) != 0;

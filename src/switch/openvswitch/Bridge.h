@@ -47,6 +47,8 @@ class Bridge : public Kel::PtrInterface {
    /** How long a silent host stays learnt, in seconds. */
    std::uint16_t ageing() const { return ageing_; }
    void log( std::string const & text ) const { log_( text ); }
+   /** Tells of flows that the bridge does not take, unless they wait for a port or a VLAN. */
+   void logRefused( char const * what, Kel::String const & key, Answer const & answer ) const;
 
  private:
    OpenFlow::Connection & connection_;

@@ -31,16 +31,18 @@ WantedFlows OfferedHostsSm::flows( Kel::String const & key ) {
    if ( row.key != host || row.destType != L2Rib::intfDest ) {
       return {};
    }
-   // A port that isn't there keeps nobody from going where the host was learnt.
-   auto const port = bridge()->topology().numberOf( row.ciDest.intfId );
-   return port ? WantedFlows{ .flows = { offeredHostFlow( host, *port ) } } : WantedFlows{};
+   WantedFlows wanted;
+   if ( auto const port = bridge()->topology().numberOf( row.ciDest.intfId ) ) {
+      wanted.flows = { offeredHostFlow( host, *port ) };
+   } else {
+      // Meanwhile frames go where the host was learnt.
+      wanted.refused = { OpenFlowTable::FlowStatus::refused6, "its port is not there" };
+   }
+   return wanted;
 }
 
 void OfferedHostsSm::answered( Kel::String const & key, Answer const & answer ) {
-   if ( answer.status != OpenFlowTable::FlowStatus::active ) {
-      bridge()->log( "the bridge refuses the offered host " + key.stringValue() + ": " +
-                     answer.reason );
-   }
+   bridge()->logRefused( "offered host", key, answer );
 }
 
 }  // namespace OpenVSwitch

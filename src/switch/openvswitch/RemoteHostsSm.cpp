@@ -37,6 +37,11 @@ void RemoteHostsSm::handleInitialized() {
       if ( before.vnis != now.vnis || before.tunnel != now.tunnel ) {
          bridge()->book().changed( *this );
       }
+      if ( before.ownEndPoint != now.ownEndPoint ) {
+         for ( auto const & [vni, hosts] : vniHostsSm() ) {
+            hosts->handleMacVtepTable();
+         }
+      }
    } );
 }
 
@@ -74,12 +79,7 @@ Wirekit::Ip4Addr RemoteHostsSm::endPointOf( Kel::Name const & vni,
       return {};
    }
    Wirekit::Ip4Addr const endPoint = table->macVtepTable( mac ).vtepAddr;
-   for ( auto const & [intf, status] : vtiStatusDir()->vtiStatus() ) {
-      if ( status->addr() == endPoint ) {
-         return {};
-      }
-   }
-   return endPoint;
+   return endPoint == bridge()->topology().ownEndPoint ? Wirekit::Ip4Addr() : endPoint;
 }
 
 void RemoteHostsSm::hostChanged( Kel::Name const & vni, Wirekit::EthAddr const & mac ) {
@@ -126,7 +126,11 @@ WantedFlows RemoteHostsSm::flows( Kel::String const & key ) {
    Wirekit::Ip4Addr const endPoint = endPointOf( vni, mac );
    Topology const & topology = bridge()->topology();
    WantedFlows wanted;
-   if ( endPoint.isZero() || !topology.tunnel ) {
+   if ( endPoint.isZero() ) {
+      return wanted;
+   }
+   if ( !topology.tunnel ) {
+      wanted.refused = { OpenFlowTable::FlowStatus::refused6, "there is no tunnel" };
       return wanted;
    }
    for ( auto const & [vlan, mapped] : topology.vnis ) {
@@ -135,14 +139,14 @@ WantedFlows RemoteHostsSm::flows( Kel::String const & key ) {
                                                  topology.tunnel->number ) );
       }
    }
+   if ( wanted.flows.empty() ) {
+      wanted.refused = { OpenFlowTable::FlowStatus::refused7, "its VNI has no VLAN" };
+   }
    return wanted;
 }
 
 void RemoteHostsSm::answered( Kel::String const & key, Answer const & answer ) {
-   if ( answer.status != OpenFlowTable::FlowStatus::active ) {
-      bridge()->log( "the bridge refuses the remote host " + key.stringValue() + ": " +
-                     answer.reason );
-   }
+   bridge()->logRefused( "remote host", key, answer );
 }
 
 }  // namespace OpenVSwitch

@@ -4,7 +4,6 @@
 
 #include "platform/kel/Dir.h"
 #include "platform/kel/StateMachine.h"
-#include "records/vxlan/VtiStatus.h"
 #include "records/vxlancontroller/VniFdbStatusV2.h"
 #include "switch/openvswitch/Bridge.h"
 
@@ -36,7 +35,6 @@ class RemoteHostsSm : public Kel::StateMachine, private FlowSource {
 
    // Inputs.
    KEL_REACTOR( KelVniBaseDir, Kel::Dir const, vniBaseDir, KEL_ON( entity, handleVni ) )
-   KEL_GIVEN( Kel::Ptr< Vxlan::VtiStatusDir const >, vtiStatusDir )
    KEL_GIVEN( Kel::Ptr< Bridge >, bridge )
 
    // Children.

@@ -14,7 +14,8 @@ std::set< std::uint16_t > existingVlans( BridgePorts const & ports ) {
 }
 
 std::uint16_t nativeVlan( Ovsdb::BridgePort const & port ) {
-   return port.tag.value_or( 0 ) == 0 ? 1 : *port.tag;
+   // A trunk has no use for a tag, and the database's VLAN 0 is none.
+   return port.vlanMode == "trunk" || port.tag.value_or( 0 ) == 0 ? 1 : *port.tag;
 }
 
 std::set< std::uint16_t > configuredVlans( Ovsdb::BridgePort const & port,

@@ -38,6 +38,8 @@ struct Tunnel {
 struct Topology {
    std::map< Wirekit::IntfId, Port > ports;
    std::optional< Tunnel > tunnel;
+   /** The switch's own tunnel end point; zero for none. */
+   Wirekit::Ip4Addr ownEndPoint;
    /** The VNI of each VLAN that has one. */
    std::map< std::uint16_t, std::uint32_t > vnis;
    /** The tunnel end points known for each VLAN. */

@@ -91,6 +91,10 @@ void VtiStatusSm::handleVlanToVniMap() {
    owner()->composeSoon();
 }
 
+void VtiStatusSm::handleAddr() {
+   owner()->composeSoon();
+}
+
 void TopologySm::portsAre( BridgePorts ports, std::string const & bridgeName ) {
    ports_ = std::move( ports );
    bridgeName_ = bridgeName;
@@ -115,6 +119,7 @@ void TopologySm::compose() {
    Wirekit::IntfId tunnel;
    for ( auto const & [intf, status] : vtiStatusDir()->vtiStatus() ) {
       tunnel = intf;
+      next.ownEndPoint = status->addr();
       for ( auto const & [vlan, mapped] : status->vlanToVniMap() ) {
          next.vnis[vlan.value()] = mapped.vni.value();
          if ( auto const known = bridge()->endPoints().find( mapped.vni.value() );
@@ -196,10 +201,7 @@ WantedFlows TopologySm::flows( Kel::String const & key ) {
 }
 
 void TopologySm::answered( Kel::String const & key, Answer const & answer ) {
-   if ( answer.status != OpenFlowTable::FlowStatus::active ) {
-      bridge()->log( "the bridge refuses the flows of " + key.stringValue() + ": " +
-                     answer.reason );
-   }
+   bridge()->logRefused( "step", key, answer );
 }
 
 void TopologySm::removed( Kel::String const & ) {}

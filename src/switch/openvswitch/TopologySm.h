@@ -25,12 +25,14 @@ class TrunkGroupSm : public Kel::StateMachine {
 class VtiStatusSm : public Kel::StateMachine {
    KEL_STATE_MACHINE( OpenVSwitch::VtiStatusSm )
    KEL_REACTOR( KelVtiStatus, Vxlan::VtiStatus const, vtiStatus,
-                KEL_ON( vlanToVniMap, handleVlanToVniMap ) )
+                KEL_ROWS( KEL_ON( vlanToVniMap, handleVlanToVniMap )
+                          KEL_ON( addr, handleAddr ) ) )
    KEL_OWNER( TopologySm, owner )
    static Wirekit::IntfId keyOf( Kel::Ptr< Vxlan::VtiStatus const > const & status ) {
       return status->intfId();
    }
    void handleVlanToVniMap();
+   void handleAddr();
 };
 
 /**
