@@ -17,8 +17,8 @@ namespace Live {
 
 namespace {
 
-constexpr char const * programs[] = { "ovsdb-tool",   "ovsdb-server", "ovs-vsctl",
-                                      "ovs-vswitchd", "ovs-ofctl",    "ip" };
+constexpr char const * programs[] = { "ovsdb-tool", "ovsdb-server", "ovs-vsctl", "ovs-vswitchd",
+                                      "ovs-appctl", "ovs-ofctl",    "ip" };
 constexpr char const * schema = "/usr/share/openvswitch/vswitch.ovsschema";
 
 constexpr char const * prefix = "qorclient-ovs-";

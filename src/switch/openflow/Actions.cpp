@@ -43,12 +43,13 @@ void writeStep( Writer & out, Learn::Step const & step ) {
    auto const * const from = std::get_if< Bits >( &step.from );
    unsigned const kind = ( step.to == Learn::Step::To::load ? Wire::learnLoad : 0U ) |
                          ( from ? 0U : Wire::learnNumber );
-   KEL_ASSERT( !from || from->count == step.into.count, "Actions" );
+   KEL_ASSERT( from ? from->count == step.into.count : step.into.count <= 64, "Actions" );
    out.u16( static_cast< std::uint16_t >( kind | step.into.count ) );
    if ( from ) {
       out.u32( from->field.header() ).u16( from->first );
    } else {
-      out.number( std::get< std::uint64_t >( step.from ), ( step.into.count + 15U ) / 16 * 2 );
+      out.number( std::get< std::uint64_t >( step.from ),
+                  Wire::learnNumberSize( step.into.count ) );
    }
    out.u32( step.into.field.header() ).u16( step.into.first );
 }

@@ -79,7 +79,7 @@ std::string learnText( Reader body ) {
       unsigned const count = head & Wire::learnBits;
       std::string from;
       if ( head & Wire::learnNumber ) {
-         std::string_view const number = body.take( ( count + 15 ) / 16 * 2 );
+         std::string_view const number = body.take( Wire::learnNumberSize( count ) );
          from = number.size() <= 8 ? hexOf( Reader( number ).number( number.size() ) ) : "...";
       } else {
          Field const field = fieldOf( body.u32() );
@@ -92,13 +92,16 @@ std::string learnText( Reader body ) {
       }
       switch ( head & Wire::learnToMask ) {
          case 0:
-            text += "," + into + ( from == into ? "" : "=" + from );
+            text.append( "," ).append( into );
+            if ( from != into ) {
+               text.append( "=" ).append( from );
+            }
             break;
          case Wire::learnLoad:
-            text += ",load:" + from + "->" + into;
+            text.append( ",load:" ).append( from ).append( "->" ).append( into );
             break;
          default:
-            text += ",output:" + from;
+            text.append( ",output:" ).append( from );
       }
    }
    return text + ")";

@@ -40,6 +40,8 @@ struct Timing {
  */
 class Connection : private Orb::Descriptor, private Orb::Timer {
  public:
+   /** Who hears what; each of them is set. They may ask for more, as may those that are called when
+    *  something has been done. */
    struct Events {
       /** It stands, and nothing was asked for yet. */
       std::function< void() > up;
@@ -47,7 +49,8 @@ class Connection : private Orb::Descriptor, private Orb::Timer {
       std::function< void( std::string const & reason ) > down;
       std::function< void( PortChange, Port const & ) > portChanged;
       /** Of a table that is monitored: a change by others, by the switch itself, or what stood
-       *  before. Changes by this connection are not told. */
+       *  before. Changes by this connection are not told, but for those made while others were
+       *  missed. */
       std::function< void( FlowUpdate const & ) > flowChanged;
       /** The switch could not tell all changes, and tells them again from now on: what stands has
        * to be read. */

@@ -6,7 +6,7 @@ namespace OpenFlow {
 
 namespace {
 
-/** The part of an answer that a message is. What only reads is not refused by a switch that fits.
+/** What a message is of an answer. What only reads is not refused by a switch that fits.
  */
 MultipartReply partOf( Message const & message, Multipart wanted ) {
    if ( message.type == MessageType::error ) {

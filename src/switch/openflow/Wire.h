@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 // Numbers of actions and instructions on the wire, for those who write and those who read them.
@@ -27,6 +28,11 @@ inline constexpr std::uint16_t learnToMask = 0x1800;
 inline constexpr std::uint16_t learnLoad = 0x0800;
 inline constexpr std::uint16_t learnOutput = 0x1000;
 inline constexpr std::uint16_t learnNumber = 0x2000;
+
+/** The bytes of a number of so many bits in a step of `learn`. */
+constexpr std::size_t learnNumberSize( std::size_t bits ) {
+   return ( bits + 15 ) / 16 * 2;
+}
 
 /** The port of entry, where ports have two bytes. */
 inline constexpr std::uint16_t inPort = 0xfff8;
