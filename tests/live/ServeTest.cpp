@@ -1,6 +1,12 @@
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
+#include <array>
 #include <csignal>
+#include <cstddef>
+#include <cstdlib>
 
 #include "live/LiveSwitch.h"
 
@@ -49,6 +55,64 @@ TEST_F( ServeTest, AForeignHandFeedsTheAgentAndReadsWhatItDoes ) {
    agent->signal( SIGTERM );
    EXPECT_EQ( agent->ended(), 0 ) << agent->output();
    EXPECT_EQ( device.server().ask( { "EXISTS", device.key( "@lease/qorclient" ) } ), "0" );
+}
+
+/** Where the programs that are started while it stands tell what they are at. */
+class ServiceManager {
+ public:
+   /** A file, or behind an "@" a name that is no file's. */
+   explicit ServiceManager( std::string const & name ) {
+      sockaddr_un address{};
+      address.sun_family = AF_UNIX;
+      name.copy( address.sun_path, sizeof address.sun_path - 1 );
+      if ( name.front() == '@' ) {
+         address.sun_path[0] = 0;
+      }
+      EXPECT_EQ(
+         ::bind( fd_, reinterpret_cast< sockaddr const * >( &address ),
+                 static_cast< socklen_t >( offsetof( sockaddr_un, sun_path ) + name.size() ) ),
+         0 );
+      ::setenv( "NOTIFY_SOCKET", name.c_str(), 1 );
+   }
+   ~ServiceManager() {
+      ::unsetenv( "NOTIFY_SOCKET" );
+      ::close( fd_ );
+   }
+   ServiceManager( ServiceManager const & ) = delete;
+   ServiceManager & operator=( ServiceManager const & ) = delete;
+
+   /** Where in all that has come those words are. */
+   std::size_t find( std::string const & words ) {
+      std::array< char, 1000 > datagram;
+      for ( ssize_t size; ( size = ::recv( fd_, datagram.data(), datagram.size(), 0 ) ) >= 0; ) {
+         heard_.append( datagram.data(), static_cast< std::size_t >( size ) ).push_back( '\n' );
+      }
+      return heard_.find( words );
+   }
+   std::string const & heard() const { return heard_; }
+
+ private:
+   int const fd_ = ::socket( AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0 );
+   std::string heard_;
+};
+
+TEST_F( ServeTest, TheServiceManagerHearsWhenTheAgentIsAtWorkAndWhenItEnds ) {
+   Live::Folder const folder;
+   for ( std::string const & name :
+         { ( folder.path() / "notify" ).string(), "@qorclient-" + std::to_string( ::getpid() ) } ) {
+      ServiceManager manager( name );
+      LiveSwitch device;
+      auto const agent = device.serve();
+      EXPECT_TRUE( eventually( [&] { return manager.find( "holds no state" ) != name.npos; } ) );
+      EXPECT_EQ( manager.find( "STATUS=" ), 0U ) << manager.heard();
+      EXPECT_EQ( manager.find( "READY=1\n" ), name.npos ) << manager.heard();
+      device.init();
+      EXPECT_TRUE( eventually( [&] { return manager.find( "\nREADY=1\n" ) != name.npos; } ) );
+      EXPECT_EQ( manager.find( "STOPPING=1\n" ), name.npos ) << manager.heard();
+      agent->signal( SIGTERM );
+      EXPECT_EQ( agent->ended(), 0 ) << agent->output();
+      EXPECT_TRUE( manager.find( "\nSTOPPING=1\n" ) != name.npos ) << manager.heard();
+   }
 }
 
 TEST_F( ServeTest, BadRowsAreSkippedAndToldOnceAndTheRestIsTaken ) {

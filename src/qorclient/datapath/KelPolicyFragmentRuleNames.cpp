@@ -1,6 +1,7 @@
 // Rule names: a flow's fragment and name, and where the rule stands.
 
-#include <initializer_list>
+#include <array>
+#include <string>
 #include <string_view>
 
 #include "qorclient/datapath/KelPolicyFragment.h"
@@ -13,14 +14,24 @@ std::string_view shortNameOrAny( Wirekit::IntfId intf ) {
    return intf ? intf.shortNameView() : std::string_view( "any" );
 }
 
-bool isJoined( std::string_view text, std::initializer_list< std::string_view > parts ) {
-   for ( std::string_view part : parts ) {
-      if ( !text.starts_with( part ) ) {
-         return false;
-      }
-      text.remove_prefix( part.size() );
+/** What the name has behind the flow's: of all flows the same, and asked for over and over. It
+ * stays until the next call. */
+std::string_view placeOf( QorClient::RuleKey const & ruleKey ) {
+   struct Known {
+      QorClient::RuleKey ruleKey;
+      std::string text;
+   };
+   thread_local std::array< Known, 64 > recent;
+   std::size_t const hash = ruleKey.inIntf.hash() + 3 * ruleKey.outIntf.hash();
+   Known & known = recent[( hash + ruleKey.matchVlanTag ) % recent.size()];
+   if ( known.text.empty() || !( known.ruleKey == ruleKey ) ) {
+      known.ruleKey = ruleKey;
+      known.text = "-from-";
+      known.text.append( shortNameOrAny( ruleKey.inIntf ) ).append( "-to-" );
+      known.text.append( shortNameOrAny( ruleKey.outIntf ) );
+      known.text.append( ruleKey.matchVlanTag ? "" : "-untagged" );
    }
-   return text.empty();
+   return known.text;
 }
 
 }  // namespace
@@ -40,19 +51,15 @@ Kel::String KelPolicyFragment::ruleNameOf( QorClient::FlowInfo const & info,
                                            Kel::Ptr< QorClient::RuleInfo > const & standing ) {
    // The same key always gives the same name, which makes a second publication recognisable.
    Kel::String const prefix = info.rulePrefix();
-   std::initializer_list< std::string_view > const parts = {
-      prefix,
-      "-from-",
-      shortNameOrAny( ruleKey.inIntf ),
-      "-to-",
-      shortNameOrAny( ruleKey.outIntf ),
-      ruleKey.matchVlanTag ? "" : "-untagged" };
+   std::string_view const place = placeOf( ruleKey );
    if ( standing ) {
-      if ( Kel::String name = standing->ruleName(); isJoined( name, parts ) ) {
+      Kel::String name = standing->ruleName();
+      if ( name.size() == prefix.size() + place.size() && name.view().starts_with( prefix ) &&
+           name.view().ends_with( place ) ) {
          return name;
       }
    }
-   return Kel::String::concat( parts );
+   return Kel::String::concat( { prefix, place } );
 }
 
 }  // namespace QorClient::DatapathV1

@@ -1,11 +1,12 @@
 #include "qorclient/flowtable/Actions.h"
 
 #include "qorclient/flowtable/MaskedText.h"
+#include "qorclient/flowtable/OneIntf.h"
 
 namespace OpenFlowTable {
 
 void Actions::outputIntfIs( Wirekit::IntfId intf, bool member ) {
-   outputIntf.memberIs( intf, member );
+   intfIs( outputIntf, intf, member );
 }
 
 void Actions::outputNexthopIs( Wirekit::IpGenAddr const & nexthop, bool member ) {

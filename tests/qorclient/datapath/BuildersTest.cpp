@@ -68,6 +68,13 @@ TEST_F( BuildersTest, RuleNames ) {
       EXPECT_EQ( fragment->getFlowRuleName( "f", Kel::fromText< QorClient::RuleKey >( key ) ),
                  name );
    }
+   // More places than are remembered.
+   for ( int i = 0; i != 300; ++i ) {
+      std::string const port = std::to_string( i % 150 );
+      EXPECT_EQ(
+         fragment->getFlowRuleName( "f", { {}, Wirekit::IntfId( "Ethernet" + port ), true } ),
+         Kel::String( "web_f-from-any-to-Et" + port ) );
+   }
 }
 
 TEST_F( BuildersTest, MatchesAndActions ) {

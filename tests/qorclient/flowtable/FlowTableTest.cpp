@@ -64,6 +64,17 @@ TEST( Match, SetChangesLeaveTheMaskAndCopiesAlone ) {
    match.inIntfIs( IntfId( "Ethernet1" ), false );
    EXPECT_EQ( match, Match() );
    EXPECT_TRUE( copy.inIntf.has( IntfId( "Ethernet1" ) ) );
+   // Sets of one interface, more than are shared, and one that goes on from there.
+   for ( int i = 0; i != 300; ++i ) {
+      IntfId const intf( "Ethernet" + std::to_string( i % 150 ) );
+      Match one;
+      one.inIntfIs( intf, true );
+      Match more = one;
+      more.inIntfIs( IntfId( "Ethernet200" ), true );
+      EXPECT_EQ( *one.inIntf.begin(), intf );
+      EXPECT_EQ( one.inIntf.end() - one.inIntf.begin(), 1 );
+      EXPECT_EQ( more.inIntf.end() - more.inIntf.begin(), 2 );
+   }
 }
 
 TEST( Actions, ShowsMaskAndFieldsInForce ) {
