@@ -41,7 +41,7 @@ Agents::Agents( Corestore::EntityManager & em, Settings const & settings, Bridge
                bridge_->book().lost();
                log_( "bridge " + settings_.bridge + " is not there: " + reason );
             },
-         .portChanged = {},
+         .portChanged = []( auto, auto const & ) {},
          .flowChanged = [this]( OpenFlow::FlowUpdate const & update ) { flowChanged( update ); },
          .changesMissed = [this] { readSoon(); } } );
    bridge_ = new Bridge( scheduler, *connection_, settings.ageing, log_ );

@@ -259,6 +259,10 @@ void FlowBook::finished( std::vector< Sent > sent,
          FlowSource & source = *entry.source;
          Kel::String const key = entry.key;
          unclaim( entry );
+         if ( entry.dirty ) {
+            // It may be wanted again.
+            continue;
+         }
          entries_.erase( found );
          source.removed( key );
          continue;
