@@ -1,12 +1,17 @@
 #include "live/OpenVSwitch.h"
 
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <sstream>
 #include <stdexcept>
+#include <string_view>
 
 namespace Live {
 
@@ -15,6 +20,24 @@ namespace {
 constexpr char const * programs[] = { "ovsdb-tool",   "ovsdb-server", "ovs-vsctl",
                                       "ovs-vswitchd", "ovs-ofctl",    "ip" };
 constexpr char const * schema = "/usr/share/openvswitch/vswitch.ovsschema";
+
+constexpr char const * prefix = "qorclient-ovs-";
+
+/** Namespaces of processes that were killed. */
+void removeAbandoned() {
+   std::error_code ignored;
+   for ( auto const & entry : std::filesystem::directory_iterator( "/run/netns", ignored ) ) {
+      std::string const name = entry.path().filename();
+      if ( !name.starts_with( prefix ) ) {
+         continue;
+      }
+      int const pid = std::atoi( name.c_str() + std::string_view( prefix ).size() );
+      if ( pid > 0 && ::kill( pid, 0 ) != 0 && errno == ESRCH ) {
+         ::umount2( entry.path().c_str(), MNT_DETACH );
+         std::filesystem::remove( entry.path(), ignored );
+      }
+   }
+}
 
 }  // namespace
 
@@ -27,11 +50,26 @@ std::string OpenVSwitch::missing() {
    if ( ::access( schema, R_OK ) != 0 ) {
       return "there is no Open vSwitch schema";
    }
-   return ::geteuid() == 0 ? "" : "only root may make interfaces";
+   if ( ::geteuid() != 0 ) {
+      return "only root may make interfaces";
+   }
+   // Containers may be forbidden to make them.
+   pid_t const child = ::fork();
+   if ( child == 0 ) {
+      ::_exit( ::unshare( CLONE_NEWNET ) == 0 ? 0 : 1 );
+   }
+   int status = 1;
+   ::waitpid( child, &status, 0 );
+   return status == 0 ? "" : "network namespaces are not permitted";
 }
 
 OpenVSwitch::OpenVSwitch() {
    std::signal( SIGPIPE, SIG_IGN );
+   removeAbandoned();
+   static int count = 0;
+   std::string const name = ownName( prefix ) + "-" + std::to_string( ++count );
+   run( { "ip", "netns", "add", name } );
+   netNamespace_ = name;
    // Where its programs look for each other.
    ::setenv( "OVS_RUNDIR", folder_.path().c_str(), 1 );
    run( { "ovsdb-tool", "create", folder_.path() / "conf.db", schema } );
@@ -48,17 +86,21 @@ OpenVSwitch::OpenVSwitch() {
 }
 
 OpenVSwitch::~OpenVSwitch() {
-   // One that ends by itself takes its interfaces away.
    if ( daemon_ && daemon_->isRunning() ) {
       daemon_->signal( SIGCONT );
       daemon_->signal( SIGTERM );
       daemon_->ended( 5 );
    }
+   daemon_.reset();
+   if ( !netNamespace_.empty() ) {
+      run( { "ip", "netns", "delete", netNamespace_ } );
+   }
 }
 
 void OpenVSwitch::startDaemon() {
    daemon_ = std::make_unique< Process >(
-      std::vector< std::string >{ "ovs-vswitchd", "unix:" + database(), "--disable-system",
+      std::vector< std::string >{ "ip", "netns", "exec", netNamespace_, "ovs-vswitchd",
+                                  "unix:" + database(), "--disable-system",
                                   "--unixctl=" + std::string( folder_.path() / "vs.ctl" ) },
       folder_.path() / "daemon.log" );
    auto const answers = [this] {
