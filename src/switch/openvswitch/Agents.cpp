@@ -45,6 +45,12 @@ Agents::Agents( Corestore::EntityManager & em, Settings const & settings, Bridge
          .flowChanged = [this]( OpenFlow::FlowUpdate const & update ) { flowChanged( update ); },
          .changesMissed = [this] { readSoon(); } } );
    bridge_ = new Bridge( scheduler, *connection_, settings.ageing, log_ );
+   // The tunnel interface may come after its port.
+   bridge_->follow( [this]( Topology const & before ) {
+      if ( before.tunnel != bridge_->topology().tunnel ) {
+         tellEndPoint();
+      }
+   } );
 
    auto const hwConfig = [&]( char const * input ) {
       return Kel::Ptr< OpenFlowTable::PinFlowHwConfig const >(
@@ -117,10 +123,7 @@ void Agents::databaseChanged() {
                                      log_( "the switch refuses the tunnel: " + error );
                                   }
                                } );
-      auto const vtis = entityOf< Vxlan::VtiStatusDir >( em_, "vtiStatusDir" );
-      for ( auto const & [intf, status] : vtis->vtiStatus() ) {
-         status->addrIs( *settings_.vtep );
-      }
+      tellEndPoint();
    }
    publishSwitchports( bridge.ports, settings_.bridge,
                        *entityOf< Bridging::Config >( em_, "bridgingConfig" ),
@@ -132,6 +135,15 @@ void Agents::databaseChanged() {
    } );
    // A table may have another limit.
    bridge_->book().retryRefused();
+}
+
+void Agents::tellEndPoint() {
+   if ( settings_.vtep ) {
+      auto const vtis = entityOf< Vxlan::VtiStatusDir >( em_, "vtiStatusDir" );
+      for ( auto const & [intf, status] : vtis->vtiStatus() ) {
+         status->addrIs( *settings_.vtep );
+      }
+   }
 }
 
 // --- The bridge ---

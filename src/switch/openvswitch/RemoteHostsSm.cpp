@@ -34,6 +34,12 @@ void RemoteHostsSm::createNestedReactors() {
 void RemoteHostsSm::handleInitialized() {
    bridge()->follow( [this]( Topology const & before ) {
       Topology const & now = bridge()->topology();
+      if ( before.tunnel != now.tunnel ) {
+         // With another address other hosts are remote.
+         for ( auto const & [vni, nested] : vniHostsSm() ) {
+            nested->handleMacVtepTable();
+         }
+      }
       if ( before.vnis != now.vnis || before.tunnel != now.tunnel ) {
          bridge()->book().changed( *this );
       }
