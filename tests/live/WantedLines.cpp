@@ -48,6 +48,10 @@ std::string placeOf( std::string const & flow ) {
    return flow.substr( 0, flow.find( " actions=" ) );
 }
 
+std::string actionsOf( std::string const & flow ) {
+   return flow.substr( flow.find( " actions=" ) );
+}
+
 std::string address( char const * field, Kel::Value const & match, char const * name ) {
    std::string const mask = textOf( at( match, { std::string( name ) + "Mask" } ) );
    std::string const text = std::string( "," ) + field + "=" + textOf( at( match, { name } ) );
@@ -209,6 +213,42 @@ void WantedLines::addLearnt( std::string const & key, Kel::Value const & row ) {
       ( number == bridge_.numbers.end() ? "nowhere"
                                         : hex( static_cast< std::uint64_t >( number->second ) ) ) +
       "->NXM_NX_REG0[0..15]" ) );
+}
+
+bool WantedLines::isOpen( std::string const & port ) const {
+   std::vector< std::string > met;
+   auto const number = bridge_.numbers.find( port );
+   std::string const in =
+      "in_port=" + ( number == bridge_.numbers.end() ? "" : std::to_string( number->second ) ) +
+      ",";
+   for ( auto const & [name, rule] : rules_ ) {
+      for ( std::string const & flow : rule.flows ) {
+         if ( rule.status == 1 && ( rule.table == 50 || flow.find( in ) != flow.npos ) ) {
+            met.push_back( flow );
+         }
+      }
+   }
+   auto const isEither = []( std::string const & one, std::string const & other ) {
+      if ( actionsOf( one ) == actionsOf( other ) ) {
+         return false;
+      }
+      std::map< std::string, std::string > words;
+      for ( std::string const & word : split( placeOf( one ), ',' ) ) {
+         words[word.substr( 0, word.find( '=' ) )] = word;
+      }
+      return std::ranges::all_of( split( placeOf( other ), ',' ), [&]( std::string const & word ) {
+         auto const mine = words.find( word.substr( 0, word.find( '=' ) ) );
+         return mine == words.end() || mine->second == word;
+      } );
+   };
+   for ( std::size_t i = 0; i != met.size(); ++i ) {
+      for ( std::size_t j = 0; j != i; ++j ) {
+         if ( isEither( met[i], met[j] ) ) {
+            return true;
+         }
+      }
+   }
+   return false;
 }
 
 std::size_t WantedLines::refusedRules() const {

@@ -35,6 +35,9 @@ class WantedLines {
    /** What the bridge does not have, what it has and nothing asks for, and answers to rules that
     * are not as the bridge is; a line each. Empty when both agree. */
    std::string disagreements() const;
+   /** Whether rules of one rank that do different things match one frame that comes in there, or
+    *  leaves somewhere: which of them counts is the bridge's choice. */
+   bool isOpen( std::string const & port ) const;
    std::size_t rules() const { return rules_.size(); }
    std::size_t refusedRules() const;
 
