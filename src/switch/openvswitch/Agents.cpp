@@ -46,6 +46,12 @@ Agents::Agents( Corestore::EntityManager & em, Settings const & settings, Bridge
          .flowChanged = [this]( OpenFlow::FlowUpdate const & update ) { flowChanged( update ); },
          .changesMissed = [this] { readSoon(); } } );
    bridge_ = new Bridge( scheduler, *connection_, settings.ageing, log_ );
+   // The tunnel interface may come after its port.
+   bridge_->follow( [this]( Topology const & before ) {
+      if ( before.tunnel != bridge_->topology().tunnel ) {
+         tellEndPoint();
+      }
+   } );
 
    auto const hwConfig = [&]( char const * input ) {
       return Kel::Ptr< OpenFlowTable::PinFlowHwConfig const >(
@@ -66,10 +72,8 @@ Agents::Agents( Corestore::EntityManager & em, Settings const & settings, Bridge
       if ( vtis->vtiStatusCount() == 0 ) {
          vtis->vtiStatusIs( Wirekit::IntfId( "Vxlan1" ) );
       }
-      for ( auto const & [intf, status] : vtis->vtiStatus() ) {
-         status->addrIs( *settings.vtep );
-      }
    }
+   tellEndPoint();
    vlanGiver_ = VxlanAgent::vlanGiverSmFactory(
       entityOf< Vxlan::VniSviConfig >( em, "vniSviConfig" ), vtis,
       Kel::Ptr< Orb::DelayedWork >( new Orb::DelayedWork( scheduler, 0 ) ), settings.vlanPool );
@@ -126,6 +130,7 @@ void Agents::databaseChanged() {
                                      log_( "the switch refuses the tunnel: " + error );
                                   }
                                } );
+      tellEndPoint();
    }
    publishSwitchports( bridge.ports, settings_.bridge,
                        *entityOf< Bridging::Config >( em_, "bridgingConfig" ),
@@ -137,6 +142,15 @@ void Agents::databaseChanged() {
    } );
    // A table may have another limit.
    bridge_->book().retryRefused();
+}
+
+void Agents::tellEndPoint() {
+   if ( settings_.vtep ) {
+      auto const vtis = entityOf< Vxlan::VtiStatusDir >( em_, "vtiStatusDir" );
+      for ( auto const & [intf, status] : vtis->vtiStatus() ) {
+         status->addrIs( *settings_.vtep );
+      }
+   }
 }
 
 // --- The bridge ---

@@ -51,6 +51,8 @@ class Agents : private Orb::Timer {
 
  private:
    void databaseChanged();
+   /** The tunnel interface has the address of this switch. */
+   void tellEndPoint();
    void bridgeUp();
    void flowChanged( OpenFlow::FlowUpdate const & update );
    void readSoon();

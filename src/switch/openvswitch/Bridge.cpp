@@ -21,6 +21,9 @@ void Bridge::forgetLearnt( Bridging::MacVlanPair const & host ) {
       connection_.program(
          { { OpenFlow::FlowChange::Kind::deleteStrict, learntHostFlow( host, 0, ageing_ ) } },
          []( auto const & ) {} );
+      if ( forgotten_ ) {
+         forgotten_( host );
+      }
    }
 }
 

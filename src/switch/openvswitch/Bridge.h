@@ -34,6 +34,10 @@ class Bridge : public Kel::PtrInterface {
    }
    /** A host is no longer where the bridge has learnt it. */
    void forgetLearnt( Bridging::MacVlanPair const & host );
+   /** Whoever tells what is learnt: the bridge has no news of what is taken out for us. */
+   void forgottenIs( std::function< void( Bridging::MacVlanPair const & ) > forgotten ) {
+      forgotten_ = std::move( forgotten );
+   }
    /** It has learnt a host before, and is to know it again. */
    void learn( Bridging::MacVlanPair const & host, PortNumber port );
    /** The tunnel end points of each VNI, as the topology takes them up when it is put together. */
@@ -57,6 +61,7 @@ class Bridge : public Kel::PtrInterface {
    std::vector< std::function< void( Topology const & ) > > followers_;
    EndPoints endPoints_;
    std::function< void() > endPointsChanged_;
+   std::function< void( Bridging::MacVlanPair const & ) > forgotten_;
    std::uint16_t ageing_;
    Log log_;
 };

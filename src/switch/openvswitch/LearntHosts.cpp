@@ -14,6 +14,9 @@ using Slab::Bridging::SlabFdbStatus;
 LearntHosts::LearntHosts( Kel::Ptr< Slab::Bridging::Status > status, Kel::Ptr< Bridge > bridge )
    : status_( std::move( status ) ), bridge_( std::move( bridge ) ) {
    bridge_->follow( [this]( Topology const & before ) { handleTopology( before ); } );
+   bridge_->forgottenIs( [this]( Bridging::MacVlanPair const & host ) {
+      status_->fdbStatusDel( { host.vlanId.value(), host.mac } );
+   } );
 }
 
 void LearntHosts::beginReading() {

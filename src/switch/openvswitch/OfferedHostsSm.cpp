@@ -9,7 +9,8 @@ namespace OpenVSwitch {
 void OfferedHostsSm::handleInitialized() {
    bridge()->follow( [this]( Topology const & before ) {
       if ( before.ports != bridge()->topology().ports ) {
-         bridge()->book().changed( *this );
+         // Those at a port that was not there have no flow so far.
+         handleHost();
       }
    } );
    handleHost();

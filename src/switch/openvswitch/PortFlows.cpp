@@ -98,10 +98,14 @@ std::vector< Flow > tunnelFlows( Topology const & topology ) {
    std::uint32_t const tunnel = topology.tunnel->number;
    // What has come through a tunnel is not learnt there: the controller says who is behind which.
    flows.push_back( flow( Table::learning, before, Match().inPort( tunnel ), {} ) );
+   std::set< std::uint32_t > entered;
    for ( auto const & [vlan, vni] : topology.vnis ) {
-      flows.push_back( flow( Table::arrival, usual,
-                             Match().inPort( tunnel ).tunId( vni ).untagged(),
-                             enter( vlan, false, false ) ) );
+      // Of several VLANs with one VNI the first takes what comes.
+      if ( entered.insert( vni ).second ) {
+         flows.push_back( flow( Table::arrival, usual,
+                                Match().inPort( tunnel ).tunId( vni ).untagged(),
+                                enter( vlan, false, false ) ) );
+      }
       Match const leaving = Match().vlan( vlan ).reg( Register::exitPort, tunnel );
       flows.push_back(
          flow( Table::departure, usual, leaving, Actions().resubmit( Table::preTransmit ) ) );

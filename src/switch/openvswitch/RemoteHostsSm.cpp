@@ -34,12 +34,13 @@ void RemoteHostsSm::createNestedReactors() {
 void RemoteHostsSm::handleInitialized() {
    bridge()->follow( [this]( Topology const & before ) {
       Topology const & now = bridge()->topology();
-      if ( before.vnis != now.vnis || before.tunnel != now.tunnel ) {
-         bridge()->book().changed( *this );
-      }
-      if ( before.ownEndPoint != now.ownEndPoint ) {
+      if ( before.vnis != now.vnis || before.tunnel != now.tunnel ||
+           before.ownEndPoint != now.ownEndPoint ) {
+         // Hosts that had no flows may have some now; with another address others are remote.
          for ( auto const & [vni, hosts] : vniHostsSm() ) {
-            hosts->handleMacVtepTable();
+            for ( Wirekit::EthAddr const & mac : hosts->vniFdbStatus()->macVtepTableKeys() ) {
+               look( vni, mac );
+            }
          }
       }
    } );
@@ -82,11 +83,11 @@ Wirekit::Ip4Addr RemoteHostsSm::endPointOf( Kel::Name const & vni,
    return endPoint == bridge()->topology().ownEndPoint ? Wirekit::Ip4Addr() : endPoint;
 }
 
-void RemoteHostsSm::hostChanged( Kel::Name const & vni, Wirekit::EthAddr const & mac ) {
+Wirekit::Ip4Addr RemoteHostsSm::look( Kel::Name const & vni, Wirekit::EthAddr const & mac ) {
    Wirekit::Ip4Addr const endPoint = endPointOf( vni, mac );
    Wirekit::Ip4Addr & place = places_[{ vni, mac }];
-   std::uint32_t const number = vniOf( vni.view() );
    if ( place != endPoint ) {
+      std::uint32_t const number = vniOf( vni.view() );
       count( number, place, -1 );
       count( number, endPoint, 1 );
       place = endPoint;
@@ -94,10 +95,16 @@ void RemoteHostsSm::hostChanged( Kel::Name const & vni, Wirekit::EthAddr const &
    bridge()->book().changed( *this, Kel::String::concat( { vni.view(), " ", mac.stringValue() } ) );
    if ( endPoint.isZero() ) {
       places_.erase( { vni, mac } );
+   }
+   return endPoint;
+}
+
+void RemoteHostsSm::hostChanged( Kel::Name const & vni, Wirekit::EthAddr const & mac ) {
+   if ( look( vni, mac ).isZero() ) {
       return;
    }
    for ( auto const & [vlan, mapped] : bridge()->topology().vnis ) {
-      if ( mapped == number ) {
+      if ( mapped == vniOf( vni.view() ) ) {
          bridge()->forgetLearnt( { mac, Bridging::VlanId( vlan ) } );
       }
    }

@@ -51,6 +51,8 @@ class RemoteHostsSm : public Kel::StateMachine, private FlowSource {
  private:
    /** The end point behind which the controller places a host; zero for nowhere else than here. */
    Wirekit::Ip4Addr endPointOf( Kel::Name const & vni, Wirekit::EthAddr const & mac ) const;
+   /** Takes up where a host is, and says it. */
+   Wirekit::Ip4Addr look( Kel::Name const & vni, Wirekit::EthAddr const & mac );
    void count( std::uint32_t vni, Wirekit::Ip4Addr endPoint, int by );
 
    // As a source of flows, whose keys are "VNI MAC".

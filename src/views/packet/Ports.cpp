@@ -37,10 +37,6 @@ Ports::Ports( Corestore::EntityManager const & em )
          all_.insert( intf );
       }
    }
-   // Whoever configures ports may not know those of a service.
-   for ( Wirekit::IntfId const & intf : allowed_->vlansKeys() ) {
-      all_.insert( intf );
-   }
    for ( Wirekit::IntfId const & tunnel : tunnels_->vtiStatusKeys() ) {
       all_.erase( tunnel );
    }

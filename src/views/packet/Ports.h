@@ -18,8 +18,7 @@ class Ports {
  public:
    explicit Ports( Corestore::EntityManager const & em );
 
-   /** The switchports, the members of VLANs and the interfaces on which the agent wants VLANs,
-    *  without those of tunnels. */
+   /** The switchports and the members of VLANs, without the tunnel interfaces. */
    std::set< Wirekit::IntfId > const & all() const { return all_; }
    bool has( Wirekit::IntfId intf ) const { return all_.contains( intf ); }
    bool isTunnel( Wirekit::IntfId intf ) const { return tunnels_->vtiStatusHas( intf ); }
