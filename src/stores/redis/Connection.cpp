@@ -198,6 +198,12 @@ void Connection::add( Words words ) {
    }
 }
 
+void Connection::flush() {
+   if ( context_ && isConnected_ ) {
+      write();
+   }
+}
+
 void Connection::subscribe( std::string_view channel, Answer message ) {
    message_ = std::move( message );
    if ( context_ ) {

@@ -44,6 +44,9 @@ class Connection : private Orb::Descriptor, private Orb::Timer {
    void sendOn( std::initializer_list< std::string_view > words ) {
       sendOn( Words( words.begin(), words.size() ) );
    }
+   /** What was sent goes out now, as far as the server takes it; otherwise a later turn does that.
+    */
+   void flush();
    /** Sends a command that begins a subscription; `message` takes its reply and what comes later.
     *  No other command may be sent after it. */
    void subscribe( std::string_view channel, Answer message );

@@ -7,6 +7,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/corestore/Store.h"
@@ -212,7 +213,8 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
    /** Arrivals that are still to be applied. */
    int applying_ = 0;
    std::shared_ptr< bool > const alive_ = std::make_shared< bool >( true );
-   std::map< std::string, std::uint64_t, std::less<> > order_;
+   /** Of strings, while all is read. */
+   std::unordered_map< std::string, std::uint64_t > order_;
 
    /** What becomes of a book's map in this turn, in one command each. */
    struct BookChanges {

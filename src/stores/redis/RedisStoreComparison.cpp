@@ -94,18 +94,17 @@ void RedisStore::allRead() {
       return;
    }
    std::vector< ReadRow > rows = std::exchange( read_.rows, {} );
-   sortRows( rows );
    reading_.clear();
-   for ( ReadRow const & read : rows ) {
-      lastPosition_ = std::max( lastPosition_, read.position );
-   }
    order_.clear();
    std::erase_if( told_, [this]( auto const & told ) { return !skipped_.contains( told.first ); } );
    standing_.clear();
    for ( ReadRow const & read : rows ) {
-      standing_.emplace( read.row.path,
-                         Standing{ read.fingerprint, read.position, read.row.form } );
+      lastPosition_ = std::max( lastPosition_, read.position );
+      // They were read in the order of their paths, but for those of one book.
+      standing_.emplace_hint( standing_.end(), read.row.path,
+                              Standing{ read.fingerprint, read.position, read.row.form } );
    }
+   sortRows( rows );
    phase_ = Phase::ready;
    waiting_.clear();
    tell( Event::progress, shownServer() + ": the state of switch " + setup_.switchName + " has " +

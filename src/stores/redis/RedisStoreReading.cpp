@@ -182,8 +182,9 @@ void RedisStore::read( std::set< std::string, std::less<> > const & paths,
                       ofNow( [this, asked]( redisReply const & reply ) {
                          Asked const next = std::move( asked->front() );
                          asked->pop_front();
-                         // One that was put meanwhile has another value by now.
-                         if ( reading_.contains( next.path ) ) {
+                         // One that was put meanwhile has another value by now. Nothing is put
+                         // while all is read.
+                         if ( phase_ == Phase::reading || reading_.contains( next.path ) ) {
                             take( next.path, next.form, reply );
                          }
                       } ) );
@@ -206,6 +207,7 @@ void RedisStore::afterAll( std::function< void() > done ) {
          done();
       }
    } );
+   link_->commands().flush();
 }
 
 void RedisStore::take( std::string const & path, RowForm form, redisReply const & reply ) {
