@@ -55,7 +55,8 @@ void RedisStore::readChanged() {
    bool const isFree = reading_.empty() && applying_ == 0;
    if ( phase_ == Phase::ready && holder_ && isFree && !changed_.empty() ) {
       reading_ = std::exchange( changed_, {} );
-      read( reading_, [this] { changesRead(); } );
+      read( std::vector< std::string >( reading_.begin(), reading_.end() ),
+            [this] { changesRead(); } );
    }
 }
 
@@ -162,9 +163,9 @@ bool RedisStore::isRoot( std::string_view path ) const {
 
 // --- Both ---
 
-void RedisStore::read( std::set< std::string, std::less<> > const & paths,
-                       std::function< void() > done ) {
+void RedisStore::read( std::span< std::string const > paths, std::function< void() > done ) {
    read_ = {};
+   read_.rows.reserve( paths.size() );
    struct Asked {
       std::string path;
       RowForm form;
