@@ -73,7 +73,8 @@ void FlowBook::retryRefused( std::size_t atMost ) {
 void FlowBook::mark( CookieValue cookie, Entry & entry ) {
    if ( !entry.dirty ) {
       entry.dirty = true;
-      ( entry.source->isEntrance() ? dirtyEntrances_ : dirty_ ).push_back( cookie );
+      dirty_.at( static_cast< std::size_t >( entry.source->rank( entry.key ) ) )
+         .push_back( cookie );
       flushSoon();
    }
 }
@@ -164,12 +165,12 @@ void FlowBook::flush() {
    }
    std::vector< FlowChange > changes;
    std::vector< Sent > sent;
-   // An entrance is opened when the switch has all that is behind it.
-   bool const isBehind = !dirty_.empty();
-   auto & dirty = isBehind ? dirty_ : dirtyEntrances_;
-   if ( !isBehind && unanswered_ > 0 ) {
+   auto const found =
+      std::ranges::find_if( dirty_, []( auto const & keys ) { return !keys.empty(); } );
+   if ( found == dirty_.end() || ( found == dirty_.end() - 1 && unanswered_ > 0 ) ) {
       return;
    }
+   auto & dirty = *found;
    for ( std::size_t keys = 0; keys < slice && !dirty.empty(); ++keys ) {
       CookieValue const cookie = dirty.front();
       dirty.pop_front();

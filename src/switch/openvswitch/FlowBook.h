@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -35,14 +37,21 @@ struct WantedFlows {
    bool exclusive = false;
 };
 
+/** What is sent first. A foundation is what other flows lead to, so that these don't take its room
+ *  in a table. Frames enter the bridge by entrances: they wait until all others stand. */
+enum class Rank : std::uint8_t { foundation, usual, entrance };
+inline constexpr std::size_t ranks = 3;
+
 /** Whoever wants flows, by key. */
 class FlowSource {
  public:
    virtual ~FlowSource() = default;
    /** The name under which the bridge's flows are told apart; the same in each process. */
    virtual std::string_view name() const = 0;
-   /** Frames enter the bridge by its flows: they are sent when all others have been. */
-   virtual bool isEntrance() const { return false; }
+   virtual Rank rank( Kel::String const & key ) const {
+      static_cast< void >( key );
+      return Rank::usual;
+   }
    /** The flows of a key as they are to be now; none for one that is gone. */
    virtual WantedFlows flows( Kel::String const & key ) = 0;
    /** The flows of a key stand, or are refused. */
@@ -130,7 +139,9 @@ class FlowBook {
       Answer answer{};
    };
 
-   bool isDirty() const { return !dirty_.empty() || !dirtyEntrances_.empty(); }
+   bool isDirty() const {
+      return std::ranges::any_of( dirty_, []( auto const & keys ) { return !keys.empty(); } );
+   }
    static CookieValue cookieOf( FlowSource const & source, Kel::String const & key );
    void mark( CookieValue cookie, Entry & entry );
    void flushSoon();
@@ -148,9 +159,8 @@ class FlowBook {
    Kel::Ptr< Orb::TaskScheduler > scheduler_;
    OpenFlow::Connection & connection_;
    std::unordered_map< CookieValue, Entry > entries_;
-   std::deque< CookieValue > dirty_;
-   /** Those of entrances. */
-   std::deque< CookieValue > dirtyEntrances_;
+   /** By rank. */
+   std::array< std::deque< CookieValue >, ranks > dirty_;
    /** Of those whose matches must be theirs alone: the hash of the match. */
    std::unordered_map< std::uint64_t, CookieValue > claims_;
    /** In the order of the refusals. */

@@ -176,6 +176,10 @@ Port TopologySm::portOf( Ovsdb::BridgePort const & configured, std::uint32_t num
 
 // --- Its flows ---
 
+Rank TopologySm::rank( Kel::String const & key ) const {
+   return key.view() == framesKey ? Rank::foundation : Rank::entrance;
+}
+
 WantedFlows TopologySm::flows( Kel::String const & key ) {
    Topology const & topology = bridge()->topology();
    std::string_view const text = key.view();
