@@ -251,9 +251,12 @@ bool WantedLines::isOpen( std::string const & port ) const {
    return false;
 }
 
-std::size_t WantedLines::refusedRules() const {
-   return static_cast< std::size_t >( std::ranges::count_if(
-      rules_, []( auto const & rule ) { return rule.second.status != 1; } ) );
+std::map< std::uint64_t, int > WantedLines::answers() const {
+   std::map< std::uint64_t, int > found;
+   for ( auto const & [name, rule] : rules_ ) {
+      ++found[rule.status.value_or( 0 )];
+   }
+   return found;
 }
 
 std::uint64_t WantedLines::answerTo( Rule const & rule ) const {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <map>
 #include <set>
 #include <string>
 #include <unordered_map>
@@ -122,8 +123,12 @@ class FlowBook {
       /** Counts what was sent, so that answers to what came before are left out. */
       std::uint32_t sent = 0;
       std::uint32_t answered = 0;
+      /** Of its flows, or of the first where they are in several. */
+      std::uint8_t table = 0;
       bool dirty = false;
-      bool refused = false;
+      /** Whether it stands among those that wait for room, or for something else. */
+      bool waitsForRoom = false;
+      bool isRefused = false;
    };
    /** A key whose changes are under way. */
    struct Sent {
@@ -132,8 +137,9 @@ class FlowBook {
       /** Its changes, the last one excluded. */
       std::size_t first = 0;
       std::size_t last = 0;
-      /** Flows that went. */
+      /** Flows that went, and from where. */
       std::size_t removed = 0;
+      std::uint8_t from = 0;
       bool removal = false;
       /** If nothing is refused. */
       Answer answer{};
@@ -149,10 +155,13 @@ class FlowBook {
    void compose( CookieValue cookie, Entry & entry, std::vector< OpenFlow::FlowChange > & changes,
                  std::vector< Sent > & sent );
    void answer( Entry & entry, Answer const & given );
-   void retryRefused( std::size_t atMost );
+   void refuse( CookieValue cookie, Entry & entry, Answer const & given );
+   void retry( std::deque< CookieValue > & refused, bool Entry::*isAmongThem, std::size_t atMost );
    /** The key, by its cookie, that has one of these matches already; zero for none. */
    CookieValue claimedBy( std::vector< OpenFlow::Flow > const & flows ) const;
    void claim( CookieValue cookie, Entry & entry, std::vector< OpenFlow::Flow > const & flows );
+   /** It is looked at anew when these matches are nobody's any more. */
+   void waitFor( CookieValue cookie, std::vector< OpenFlow::Flow > const & flows );
    void unclaim( Entry & entry );
    void finished( std::vector< Sent > sent, std::vector< OpenFlow::Refusal > const & refusals );
 
@@ -163,7 +172,10 @@ class FlowBook {
    std::array< std::deque< CookieValue >, ranks > dirty_;
    /** Of those whose matches must be theirs alone: the hash of the match. */
    std::unordered_map< std::uint64_t, CookieValue > claims_;
-   /** In the order of the refusals. */
+   /** Those that wait for such a match. */
+   std::unordered_multimap< std::uint64_t, CookieValue > waiting_;
+   /** In the order of the refusals: by the table that had no room, and for another reason. */
+   std::map< std::uint8_t, std::deque< CookieValue > > withoutRoom_;
    std::deque< CookieValue > refused_;
    /** What was found while it is being read. */
    std::unordered_map< CookieValue, Standing > found_;
