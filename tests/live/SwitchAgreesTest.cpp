@@ -414,7 +414,7 @@ class History {
                    : oneIn( 4 ) ? "02:00:00:00:ff:01"
                                 : aHost();
       do {
-         probe.to = oneIn( 3 ) ? oneOf( { "ff:ff:ff:ff:ff:ff", "01:00:5e:00:00:05",
+         probe.to = oneIn( 2 ) ? oneOf( { "ff:ff:ff:ff:ff:ff", "01:00:5e:00:00:05",
                                           "02:00:00:00:00:77", "02:00:00:00:ff:01" } )
                                : aHost();
       } while ( probe.to == probe.from );

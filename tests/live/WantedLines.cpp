@@ -176,11 +176,12 @@ void WantedLines::addRule( std::string const & name, Kel::Value const & entry ) 
 void WantedLines::addOffered( std::string const & key, Kel::Value const & row ) {
    auto const number = bridge_.numbers.find( textOf( at( row, { "ciDest", "intfId" } ) ) );
    auto const host = split( key, '|' );
-   if ( number != bridge_.numbers.end() ) {
-      flows_.push_back( orderedFlow(
-         "table=33,priority=10,dl_vlan=" + host[1] + ",dl_dst=" + host[0] + " actions=set_field:" +
-         hex( static_cast< std::uint64_t >( number->second ) ) + "->reg0" ) );
-   }
+   // At a port that is not there it is nowhere.
+   flows_.push_back( orderedFlow(
+      "table=33,priority=10,dl_vlan=" + host[1] + ",dl_dst=" + host[0] + " actions=set_field:" +
+      ( number == bridge_.numbers.end() ? "0xffff"
+                                        : hex( static_cast< std::uint64_t >( number->second ) ) ) +
+      "->reg0" ) );
 }
 
 void WantedLines::addRemote( std::string const & vni, std::string const & mac,

@@ -9,8 +9,7 @@ namespace OpenVSwitch {
 void OfferedHostsSm::handleInitialized() {
    bridge()->follow( [this]( Topology const & before ) {
       if ( before.ports != bridge()->topology().ports ) {
-         // Those at a port that was not there have no flow so far.
-         handleHost();
+         bridge()->book().changed( *this );
       }
    } );
    handleHost();
@@ -32,9 +31,9 @@ WantedFlows OfferedHostsSm::flows( Kel::String const & key ) {
    if ( row.key != host || row.destType != L2Rib::intfDest ) {
       return {};
    }
-   // A port that isn't there keeps nobody from going where the host was learnt.
-   auto const port = bridge()->topology().numberOf( row.ciDest.intfId );
-   return port ? WantedFlows{ .flows = { offeredHostFlow( host, *port ) } } : WantedFlows{};
+   // At a port that isn't there a host is nowhere else either.
+   return { .flows = { offeredHostFlow(
+               host, bridge()->topology().numberOf( row.ciDest.intfId ).value_or( noPort ) ) } };
 }
 
 void OfferedHostsSm::answered( Kel::String const & key, Answer const & answer ) {
