@@ -501,8 +501,8 @@ TEST( SwitchAgreesTest, FlowsAnswersAndFramesAreAsTheStateSays ) {
       frames += history.frames();
    }
    // Not all was in vain.
-   EXPECT_GE( frames, 5 * count );
    if ( count >= 40 ) {
+      EXPECT_GE( frames, 5 * count );
       for ( std::uint64_t const answer : { 1, 5, 6, 10 } ) {
          EXPECT_GT( answers[answer], 0 ) << answer;
       }

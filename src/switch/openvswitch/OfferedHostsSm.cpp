@@ -8,7 +8,8 @@ namespace OpenVSwitch {
 
 void OfferedHostsSm::handleInitialized() {
    bridge()->follow( [this]( Topology const & before ) {
-      if ( before.ports != bridge()->topology().ports ) {
+      Topology const & now = bridge()->topology();
+      if ( before.ports != now.ports || before.tunnel != now.tunnel ) {
          bridge()->book().changed( *this );
       }
    } );
