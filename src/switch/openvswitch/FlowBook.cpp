@@ -64,11 +64,13 @@ void FlowBook::retryRefused() {
 
 void FlowBook::retry( std::deque< CookieValue > & refused, bool Entry::*isAmongThem,
                       std::size_t atMost ) {
-   for ( ; atMost > 0 && !refused.empty(); --atMost ) {
+   while ( atMost > 0 && !refused.empty() ) {
       CookieValue const cookie = refused.front();
       refused.pop_front();
       if ( auto const found = entries_.find( cookie ); found != entries_.end() ) {
+         --atMost;
          found->second.*isAmongThem = false;
+         found->second.isRetried = true;
          mark( cookie, found->second );
       }
    }
@@ -267,6 +269,11 @@ void FlowBook::finished( std::vector< Sent > sent,
       }
       Entry & entry = found->second;
       entry.answered = entry.sent;
+      if ( std::exchange( entry.isRetried, false ) &&
+           mine.answer.status != FlowStatus::tableFull ) {
+         // There may be more room, or it did not take its.
+         ++room[entry.table];
+      }
       if ( mine.removal ) {
          FlowSource & source = *entry.source;
          Kel::String const key = entry.key;

@@ -129,6 +129,8 @@ class FlowBook {
       /** Whether it stands among those that wait for room, or for something else. */
       bool waitsForRoom = false;
       bool isRefused = false;
+      /** It has been given room. */
+      bool isRetried = false;
    };
    /** A key whose changes are under way. */
    struct Sent {
