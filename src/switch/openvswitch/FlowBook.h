@@ -80,6 +80,11 @@ class FlowBook {
    void changed( FlowSource & source );
    /** Those that are refused, where the reason may have gone: room, a port. */
    void retryRefused();
+   /** Something has found a table full. */
+   bool waitsForRoom() const {
+      return std::ranges::any_of( withoutRoom_,
+                                  []( auto const & table ) { return !table.second.empty(); } );
+   }
 
    /** Reads what the bridge has, and goes on from there; nothing is sent until then. */
    void reconcile();
