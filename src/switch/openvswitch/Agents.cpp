@@ -140,7 +140,10 @@ void Agents::databaseChanged() {
       hasPorts_ = true;
       bridgeUp();
    } );
-   // A table may have another limit.
+   // A table may have another limit, of which the bridge may hear later than this.
+   if ( bridge_->book().waitsForRoom() ) {
+      readSoon();
+   }
    bridge_->book().retryRefused();
 }
 
