@@ -40,7 +40,11 @@ std::int64_t millisecondsOfDay() {
 }
 
 Kel::Value valueOf( Corestore::Change const & change ) {
-   Views::ShownChange const shown = Views::shown( change );
+   Views::ShownChange shown = Views::shown( change );
+   if ( auto * const members = shown.value ? shown.value->as< Kel::Value::Object >() : nullptr ) {
+      // The path says what it is.
+      std::erase_if( *members, []( auto const & member ) { return member.first == "@type"; } );
+   }
    std::string text = shown.value ? Corestore::jsonLine( *shown.value ) : "";
    if ( text.size() > longestValue ) {
       text = text.substr( 0, longestValue ) + " ...";

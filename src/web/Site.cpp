@@ -178,7 +178,8 @@ Answer Site::last() const {
 }
 
 Value::Object Site::situationValue() const {
-   return { { "there", situation_.isThere }, { "words", situation_.words } };
+   return {
+      { "switch", switchName_ }, { "there", situation_.isThere }, { "words", situation_.words } };
 }
 
 Answer Site::processes() const {

@@ -157,7 +157,8 @@ function listen() {
     situationIs(false, 'The page’s own server does not answer; it is tried again');
   });
   events.addEventListener('situation', ({ data }) => {
-    const { there, words } = JSON.parse(data);
+    const { switch: name, there, words } = JSON.parse(data);
+    switchNameIs(name);
     situationIs(there, words ? `The state is not followed: ${words}` : 'The state is not followed');
     current?.shown.later();
   });

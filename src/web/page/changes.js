@@ -26,7 +26,7 @@ export function changesView(main) {
   const lineOf = (change) => el('li', { class: change.isNew ? 'changed' : null },
     el('time', {}, clockOf(change.time)), el('span', { class: 'state', 'data-mark': change.value === null ? '−' : '+' }, change.kind),
     el('span', { class: 'what mono' }, change.path, el('span', { class: 'soft' }, `  ${change.writer}`)),
-    el('span', { class: 'value mono' }, change.value ?? 'is gone'));
+    el('span', { class: 'value mono' }, change.value === null ? 'is gone' : change.value === '{}' ? 'is there' : change.value));
 
   function draw() {
     if (isHeld) {

@@ -25,7 +25,7 @@ export function svg(name, attributes = {}, ...children) {
 
 // Three kinds of state, each with a mark of its own beside its colour.
 const good = /^(programmed|known|ok|success|active|out)/;
-const bad = /^(rejected|error|drop|refused|unknown)/;
+const bad = /^(rejected|error|drop|refused|unknown|nobody)/;
 const plain = /^(note|in$|rule|learnt|host|flood|inactive|no answer|not reported)/;
 
 export function kindOfState(state) {
@@ -38,9 +38,12 @@ export function markOf(kind) {
   return marks[kind];
 }
 
-export function stateOf(state) {
-  const kind = kindOfState(state);
-  return el('span', { class: `state ${kind}`, 'data-mark': marks[kind] }, state);
+export function stateOf(state, sort = state) {
+  const kind = kindOfState(sort);
+  // What follows behind a colon or in brackets may be long.
+  const [, word, rest] = /^([^:(,]*)(.*)$/s.exec(state);
+  const pill = el('span', { class: `state ${kind}`, 'data-mark': marks[kind] }, word.trim());
+  return rest ? el('span', {}, pill, ` ${rest.replace(/^[:,] */, '')}`) : pill;
 }
 
 export function clockOf(milliseconds) {

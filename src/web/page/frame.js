@@ -62,7 +62,7 @@ export function frameView(main, parameters) {
         el('ul', { class: 'exits' }, way.exits.length ? way.exits.map((exit) => el('li', {}, words(exit)))
           : el('li', { class: 'drop' }, way.drop ?? 'nowhere')),
         el('h2', {}, 'What decided'),
-        el('ol', { class: 'chain card' }, way.steps.map((step) => el('li', { class: kindOfState(step.kind) },
+        el('ol', { class: 'chain steps card' }, way.steps.map((step) => el('li', { class: kindOfState(step.kind) },
           stateOf(step.kind), el('span', { class: 'words' }, step.text),
           step.path ? el('span', { class: 'path mono' }, step.path) : null))));
     },

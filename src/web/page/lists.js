@@ -17,14 +17,14 @@ const vlan = (value) => (value === null ? stateOf('waiting') : value);
 const tables = {
   flows: {
     title: 'Flows of the policy',
-    kinds: ['flows', 'policy', 'agent', 'answers', 'missed'],
+    kinds: ['flows', 'policy', 'agent', 'answers', 'rules'],
     states: ['initial', 'waiting', 'programmed', 'rejected', 'not reported'],
     key: (row) => `${row.fragment}/${row.flow}`,
     columns: [
-      ['fragment', 'Fragment'],
-      ['flow', 'Flow', (name, row) => el('a', { href: linkTo('flow', { flow: `${row.fragment}/${name}` }) }, name)],
-      ['kind', 'Kind'],
-      ['state', 'State', stateOf],
+      ['fragment', 'Fragment', text, 'name'],
+      ['flow', 'Flow', (name, row) => el('a', { href: linkTo('flow', { flow: `${row.fragment}/${name}` }) }, name), 'name'],
+      ['kind', 'Kind', text, 'short'],
+      ['state', 'State', (value) => stateOf(value)],
       ['rules', 'Rules', count, 'number'],
       ['details', 'Details'],
     ],
@@ -35,11 +35,11 @@ const tables = {
     states: ['programmed', 'pending', 'in progress', 'rejected', 'no answer', 'unknown'],
     key: (row) => row.rule,
     columns: [
-      ['rule', 'Rule', mono],
-      ['flow', 'Flow', flowLink],
-      ['table', 'Table'],
+      ['rule', 'Rule', mono, 'name'],
+      ['flow', 'Flow', flowLink, 'name'],
+      ['table', 'Table', text, 'short'],
       ['priority', 'Priority', text, 'number'],
-      ['hardware', 'Hardware', stateOf],
+      ['hardware', 'Hardware', (value) => stateOf(value)],
       ['match', 'Match'],
       ['actions', 'Actions'],
     ],
@@ -50,12 +50,12 @@ const tables = {
     states: ['known', 'waiting', 'rejected'],
     key: (row) => `${row.host} ${row.vlan}`,
     columns: [
-      ['host', 'Host', mono],
+      ['host', 'Host', mono, 'short'],
       ['vlan', 'VLAN', text, 'number'],
       ['interface', 'Interface'],
-      ['state', 'State', stateOf],
+      ['state', 'State', (value) => stateOf(value)],
       ['moves', 'Moves', text, 'number'],
-      ['flows', 'Flows', (value) => list(value, flowLink)],
+      ['flows', 'Flows', (value) => list(value, flowLink), 'name'],
     ],
   },
   vnis: {
@@ -76,9 +76,9 @@ const tables = {
     states: [],
     key: (row) => `${row.vrf}/${row.preference}/${row.group_priority}/${row.flow}`,
     columns: [
-      ['vrf', 'VRF'],
-      ['flow', 'Flow', (name, row) => el('a', { href: linkTo('flow', { flow: `${row.vrf}/${name}` }) }, name)],
-      ['state', 'State', stateOf],
+      ['vrf', 'VRF', text, 'name'],
+      ['flow', 'Flow', (name, row) => el('a', { href: linkTo('flow', { flow: `${row.vrf}/${name}` }) }, name), 'name'],
+      ['state', 'State', (value) => stateOf(value)],
       ['preference', 'Preference', text, 'number'],
       ['group_priority', 'Group priority', text, 'number'],
       ['priority', 'Priority', text, 'number'],
@@ -92,7 +92,7 @@ const tables = {
     key: (row) => JSON.stringify([row.group, row.vrf, row.vni, row.ip, row.mac]),
     columns: [
       ['group', 'Group'],
-      ['type_state', 'Type', stateOf],
+      ['type_state', 'Type', (value) => stateOf(value)],
       ['vrf', 'VRF'],
       ['vni', 'VNI', text, 'number'],
       ['vlan', 'VLAN', text, 'number'],
@@ -160,7 +160,7 @@ export const listView = (name) => (main, parameters) => {
 
   function rowOf(row) {
     const cells = table.columns.map(([member, heading, shown = text, kind]) =>
-      el('td', { role: 'cell', 'data-label': heading, class: kind }, shown(row[member], row)));
+      el('td', { role: 'cell', 'data-label': heading, class: kind }, el('span', {}, shown(row[member], row))));
     const element = el('tr', { role: 'row' }, cells);
     const key = String(table.key(row));
     const words = JSON.stringify(row);

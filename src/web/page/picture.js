@@ -1,7 +1,7 @@
 import { count, el, kindOfState, linkTo, markOf, stateOf, svg } from './dom.js';
 import { get } from './api.js';
 import { switchNameIs } from './app.js';
-import { waysPanel } from './ways.js';
+import { sortedWays, waysPanel } from './ways.js';
 
 const cut = (words, most) => (words.length > most ? `${words.slice(0, Math.max(1, most - 1))}…` : words);
 
@@ -17,6 +17,7 @@ function portCard(port, x, y, width) {
   const height = heightOf(port);
   const role = port.peer_link ? ' · peer link' : port.sets.length ? ` · ${port.sets[0]}${port.sets.length > 1 ? ` +${port.sets.length - 1}` : ''}` : '';
   return svg('g', { transform: `translate(${x} ${y})` },
+    svg('title', {}, `${port.name}: ${port.vlans ? `VLAN ${port.vlans}` : 'no VLAN'}${port.sets.length ? `; ${port.sets.join(', ')}` : ''}`),
     svg('rect', { class: `port${port.sets.length ? ' in-set' : ''}`, width, height, rx: 9 }),
     svg('path', { class: 'socket', d: `M${width - 26} 12h14v10h-3v3h-8v-3h-3z` }),
     svg('text', { x: 12, y: 20, class: 't-title' }, cut(port.name, room - 4)),
@@ -82,7 +83,9 @@ function tile(words, number, link, kind) {
 }
 
 function tilesOf({ flows, rules, refused, hosts_known: known, hosts_waiting: waiting, vnis_waiting: vnis }) {
-  const states = Object.entries(flows);
+  const order = ['programmed', 'waiting', 'initial', 'rejected'];
+  const rank = (state) => (order.includes(state) ? order.indexOf(state) : order.length);
+  const states = Object.entries(flows).sort(([a], [b]) => rank(a) - rank(b));
   return [
     ...(states.length ? states : [['programmed', 0]]).map(([state, n]) =>
       tile(`flows ${state}`, n, linkTo('flows', { state }), kindOfState(state))),
@@ -104,10 +107,10 @@ export function wordsOfWay(way, fragment) {
 }
 
 function waysList(fragment) {
-  return el('ol', { class: 'ways', 'aria-label': `Ways through ${fragment.name}` }, fragment.ways.map((way, i) => el('li', {},
+  return el('ol', { class: 'ways', 'aria-label': `Ways through ${fragment.name}` }, sortedWays(fragment).map((way, i) => el('li', {},
     el('span', { class: 'n' }, i + 1),
     el('span', {}, wordsOfWay(way, fragment)),
-    Object.entries(way.states).map(([state, n]) => stateOf(`${state}${n > 1 ? `: ${count(n)}` : ''}`)),
+    Object.entries(way.states).map(([state, n]) => stateOf(n > 1 ? `${count(n)} ${state}` : state, state)),
     el('span', { class: 'small' }, way.flows.flatMap((flow, k) => [k ? ', ' : '',
       el('a', { href: linkTo('flow', { flow: `${fragment.name}/${flow}` }) }, flow)]),
     way.count > way.flows.length ? ` and ${count(way.count - way.flows.length)} more` : ''))));

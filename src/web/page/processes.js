@@ -29,8 +29,8 @@ export function processesView(main) {
       content.replaceChildren(
         el('div', { class: 'grid' }, value.processes.map((process) => el('section', { class: 'card' },
           el('h2', {}, names[process.role] ?? process.role),
-          el('p', {}, stateOf(process.holder ? 'active' : 'rejected: nobody'), ' ',
-            process.holder ? `lease held by ${process.holder}` : 'nobody holds the lease'),
+          el('p', {}, stateOf(process.holder ? 'active' : 'nobody'), ' ',
+            process.holder ? `lease held by ${process.holder}` : 'holds the lease'),
           el('dl', {}, Object.entries(labels).filter(([name]) => process.fields[name] !== undefined).flatMap(
             ([name, label]) => [el('dt', {}, label), el('dd', {}, shown(name, process.fields[name]))]))))),
         value.processes.length ? '' : el('p', { class: 'none card' }, 'Nothing is known of them yet.'),

@@ -5,6 +5,12 @@ import { kindOfState, markOf, svg } from './dom.js';
 
 const cut = (words, most) => (words.length > most ? `${words.slice(0, Math.max(1, most - 1))}…` : words);
 
+/** First what is intercepted and goes back, then the two sets. */
+export function sortedWays(fragment) {
+  const rank = (way) => ({ near: 2, far: 4 }[way.set] ?? (way.set === null ? 0 : 6)) + (way.point === 'in' ? 0 : 1);
+  return [...fragment.ways].sort((a, b) => rank(a) - rank(b));
+}
+
 /** What is told of several flows on one way is the worst of them. */
 function kindOfWay(way) {
   const kinds = Object.keys(way.states).map((state) => kindOfState(state) || 'wait');
@@ -33,7 +39,7 @@ function box(x, y, width, height, title, lines, look) {
 export function waysPanel(fragment, picture, width) {
   const margin = 12;
   const inner = width - 2 * margin;
-  const numbered = fragment.ways.map((way, i) => ({ ...way, number: i + 1, kind: kindOfWay(way) }));
+  const numbered = sortedWays(fragment).map((way, i) => ({ ...way, number: i + 1, kind: kindOfWay(way) }));
   const above = numbered.filter((way) => way.set === null);
   const sets = ['near', 'far'].map((name) => fragment.sets.find((set) => set.name === name) ?? { name, ports: [] });
 
@@ -61,10 +67,14 @@ export function waysPanel(fragment, picture, width) {
     const name = i === 0 ? 'service' : i === 1 ? 'original' : 'other';
     const tunnel = tunnelOf(vni);
     const words = `${vni === null ? 'no VNI' : `VNI ${vni}`} · ${vlan === null ? '… no VLAN yet' : `VLAN ${vlan}`}`;
-    return svg('g', { transform: `translate(${margin} ${laneY(vni)})` },
-      svg('rect', { class: i === 0 ? 'lane-a' : 'lane-b', width: inner, height: laneHeight, rx: 7 }),
-      svg('text', { x: 10, y: 22 }, cut(inner < 420 ? words : `${name} segment · ${words}`, Math.floor(inner / 7))),
-      tunnel && inner > 520 ? svg('text', { x: inner - 10, y: 22, class: 't-soft', 'text-anchor': 'end' }, `⇢ ${tunnel.name}`) : null);
+    const side = i === 0 ? 'a' : 'b';
+    const at = `translate(${margin} ${laneY(vni)})`;
+    return {
+      bar: svg('rect', { transform: at, class: `lane-${side}`, width: inner, height: laneHeight, rx: 7 }),
+      words: svg('g', { transform: at },
+        svg('text', { x: 10, y: 22, class: `lane-words ${side}` }, cut(inner < 420 ? words : `${name} segment · ${words}`, Math.floor(inner / 7))),
+        tunnel && inner > 520 ? svg('text', { x: inner - 10, y: 22, class: `t-soft lane-words ${side}`, 'text-anchor': 'end' }, `⇢ ${tunnel.name}`) : null),
+    };
   });
 
   // Interception: each way at its own place above.
@@ -116,6 +126,6 @@ export function waysPanel(fragment, picture, width) {
       svg('text', { x: margin, y: 24, class: 't-title' }, cut(fragment.name, Math.floor(inner / 9))),
       svg('text', { x: width - margin, y: 24, class: 't-soft', 'text-anchor': 'end' },
         width > 560 ? '— ✓ programmed   – – … waiting   ··· × rejected' : ''),
-      lanes, shownAbove, device, below),
+      lanes.map(({ bar }) => bar), shownAbove, device, below, lanes.map(({ words }) => words)),
   };
 }
