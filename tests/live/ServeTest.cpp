@@ -1,6 +1,11 @@
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
+#include <fstream>
 
 #include "live/LiveSwitch.h"
 
@@ -311,6 +316,45 @@ TEST_F( ServeTest, WhatComesAndGoesByItselfIsFollowed ) {
    tells( "rows", { { "SWAPDB", "0", "1" }, { "HSET", state, "id", id } } );
    EXPECT_EQ( device.run( { "audit" } ), 0 ) << device.said();
    EXPECT_TRUE( agent->isRunning() );
+}
+
+TEST_F( ServeTest, TheServiceManagerIsToldOfReadinessLifeAndEnd ) {
+   LiveSwitch device;
+   device.init();
+   Live::Folder const folder;
+   std::string const path = folder.path() / "notify";
+   sockaddr_un address{};
+   address.sun_family = AF_UNIX;
+   path.copy( address.sun_path, sizeof address.sun_path - 1 );
+   int const fd = ::socket( AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0 );
+   ASSERT_EQ( ::bind( fd, reinterpret_cast< sockaddr const * >( &address ), sizeof address ), 0 );
+   std::string told;
+   auto const toldTimes = [&]( std::string const & words ) {
+      char text[1000];
+      for ( ssize_t size; ( size = ::recv( fd, text, sizeof text, 0 ) ) > 0; ) {
+         told += std::string( text, static_cast< std::size_t >( size ) ) + "\n";
+      }
+      std::size_t times = 0;
+      for ( std::size_t at = 0; ( at = told.find( words, at ) ) != told.npos; ++at ) {
+         ++times;
+      }
+      return times;
+   };
+   ::setenv( "NOTIFY_SOCKET", path.c_str(), 1 );
+   ::setenv( "WATCHDOG_USEC", "300000", 1 );
+   std::string const config = folder.path() / "conf";
+   std::ofstream( config ) << "end-if-held = true\n";
+   auto const agent = device.serve( { "--config", config } );
+   for ( char const * variable : { "NOTIFY_SOCKET", "WATCHDOG_USEC" } ) {
+      ::unsetenv( variable );
+   }
+   EXPECT_TRUE( eventually( [&] { return toldTimes( "READY=1\n" ) == 1; } ) ) << told;
+   std::size_t const before = toldTimes( "WATCHDOG=1\n" );
+   EXPECT_TRUE( eventually( [&] { return toldTimes( "WATCHDOG=1\n" ) >= before + 3; } ) ) << told;
+   agent->signal( SIGTERM );
+   EXPECT_EQ( agent->ended(), 0 );
+   EXPECT_EQ( toldTimes( "STOPPING=1\n" ), 1U ) << told;
+   ::close( fd );
 }
 
 }  // namespace
