@@ -114,6 +114,7 @@ int runService( LiveService const & service ) {
    // Never destroyed: at the end of the process the state stays as it is.
    LiveState & state = *new LiveState( service.live, std::move( setup ) );
    StopSignal const stop( &state.scheduler() );
+   Watchdog const watchdog( &state.scheduler() );
    auto const over = [&] { return stop.came() || ended; };
    Kel::FlushHook const lastWords( [&state, keys = Redis::Keys( service.live.switchName )] {
       if ( std::string const row = state.entityManager().arriving(); !row.empty() ) {

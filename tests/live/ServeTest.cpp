@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstddef>
 #include <cstdlib>
+#include <fstream>
 
 #include "live/LiveSwitch.h"
 
@@ -81,13 +82,13 @@ class ServiceManager {
    ServiceManager( ServiceManager const & ) = delete;
    ServiceManager & operator=( ServiceManager const & ) = delete;
 
-   /** Where in all that has come those words are. */
-   std::size_t find( std::string const & words ) {
+   /** Where in all that has come, behind a place in it, those words are. */
+   std::size_t find( std::string const & words, std::size_t behind = 0 ) {
       std::array< char, 1000 > datagram;
       for ( ssize_t size; ( size = ::recv( fd_, datagram.data(), datagram.size(), 0 ) ) >= 0; ) {
          heard_.append( datagram.data(), static_cast< std::size_t >( size ) ).push_back( '\n' );
       }
-      return heard_.find( words );
+      return heard_.find( words, behind );
    }
    std::string const & heard() const { return heard_; }
 
@@ -113,6 +114,34 @@ TEST_F( ServeTest, TheServiceManagerHearsWhenTheAgentIsAtWorkAndWhenItEnds ) {
       EXPECT_EQ( agent->ended(), 0 ) << agent->output();
       EXPECT_TRUE( manager.find( "\nSTOPPING=1\n" ) != name.npos ) << manager.heard();
    }
+}
+
+TEST_F( ServeTest, AWatchdogHearsThatTheAgentLives ) {
+   Live::Folder const folder;
+   ServiceManager manager( folder.path() / "notify" );
+   ::setenv( "WATCHDOG_USEC", "300000", 1 );
+   LiveSwitch device;
+   std::string const config = folder.path() / "conf";
+   std::ofstream( config ) << "end-if-held = true\n";
+   // Also while it waits for a state.
+   auto const agent = device.serve( { "--config", config } );
+   std::size_t heard = 0;
+   for ( int i = 0; i != 3; ++i ) {
+      EXPECT_TRUE(
+         eventually( [&] { return manager.find( "WATCHDOG=1\n", heard ) != std::string::npos; } ) )
+         << manager.heard();
+      heard = manager.heard().size();
+   }
+   ::setenv( "WATCHDOG_PID", "1", 1 );
+   auto const other = device.serve( { "--config", config } );
+   ::unsetenv( "WATCHDOG_USEC" );
+   ::unsetenv( "WATCHDOG_PID" );
+   agent->kill();
+   device.init();
+   EXPECT_TRUE( eventually( [&] { return manager.find( "READY=1\n" ) != std::string::npos; } ) );
+   heard = manager.heard().size();
+   ::usleep( 400000 );
+   EXPECT_EQ( manager.find( "WATCHDOG", heard ), std::string::npos ) << manager.heard();
 }
 
 TEST_F( ServeTest, BadRowsAreSkippedAndToldOnceAndTheRestIsTaken ) {
