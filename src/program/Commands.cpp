@@ -134,8 +134,10 @@ void addService( CLI::App & command, Options & options, std::string & config ) {
 void addSource( CLI::App & command, StateSource & from, bool & json ) {
    CLI::Option_group & source = *command.add_option_group( "source" );
    source.add_option( "--scenario", from.scenario, "Play it and look at its end" )
+      ->option_text( "FILE" )
       ->check( someName );
    source.add_option( "--state", from.state, "Look at a state document or the file of a run" )
+      ->option_text( "FILE" )
       ->check( someName );
    addRedis( source, from.live );
    source.require_option( 1 );
@@ -185,7 +187,9 @@ void addTraces( CLI::App & command, std::vector< std::string > & traces, std::st
       ->option_text( "LEVEL|HANDLE=LEVEL ..." )
       ->allow_extra_args( false )
       ->check( checkTrace );
-   command.add_option( "--trace-file", file, "Write the binary trace" )->check( someName );
+   command.add_option( "--trace-file", file, "Write the binary trace" )
+      ->option_text( "FILE" )
+      ->check( someName );
 }
 
 void addCommands( CLI::App & app, Arguments & arguments ) {
@@ -195,13 +199,16 @@ void addCommands( CLI::App & app, Arguments & arguments ) {
    CLI::App & run = *app.add_subcommand( "run", "Play a scenario" );
    run.add_option( "SCENARIO", arguments.run.scenario )->required();
    run.add_option( "--state", arguments.run.state, "Keep the state in a file and go on from it" )
+      ->option_text( "FILE" )
       ->check( someName );
    run.add_option( "--dump", arguments.run.dump, "Write the final state (-: standard output)" )
+      ->option_text( "FILE" )
       ->check( someName );
    run.add_option( "--dump-each", arguments.run.dumpEach, "Write the state after each step" )
       ->option_text( "DIR" )
       ->check( someName );
    run.add_option( "--journal", arguments.run.journal, "Write the agent's changes, one a line" )
+      ->option_text( "FILE" )
       ->check( someName );
    addTraces( run, arguments.traces, arguments.run.traceFile );
 
@@ -289,8 +296,10 @@ void addSwitchCommands( CLI::App & app, Arguments & arguments ) {
    openVSwitch.add_option( "--bridge", real.bridge, "The bridge that is steered" )
       ->required()
       ->check( someName );
-   openVSwitch.add_option( "--run-folder", real.runFolder,
-                           "Where the switch has its sockets (/var/run/openvswitch)" );
+   openVSwitch
+      .add_option( "--run-folder", real.runFolder,
+                   "Where the switch has its sockets (/var/run/openvswitch)" )
+      ->option_text( "DIR" );
    openVSwitch.add_option( "--vlan-pool", real.vlanPool, "VLANs for VNIs that are asked for" )
       ->option_text( "FIRST-LAST" );
    openVSwitch.add_option( "--vtep", real.vtep, "The address of the switch's tunnel end point" )
