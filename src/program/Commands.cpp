@@ -129,6 +129,9 @@ void addService( CLI::App & command, Options & options, std::string & config ) {
       .add_option( "--lease", options.lease,
                    "Seconds after which another one takes over from one that is silent (10)" )
       ->check( CLI::Range( 0.1, 3600. ) );
+   command.add_option( "--log-format", options.logFormat, "How events are told (text)" )
+      ->option_text( "text|json" )
+      ->check( CLI::IsMember( { "text", "json" } ) );
 }
 
 void addSource( CLI::App & command, StateSource & from, bool & json ) {

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <fstream>
+#include <sstream>
 
 #include "live/LiveSwitch.h"
 
@@ -142,6 +143,48 @@ TEST_F( ServeTest, AWatchdogHearsThatTheAgentLives ) {
    heard = manager.heard().size();
    ::usleep( 400000 );
    EXPECT_EQ( manager.find( "WATCHDOG", heard ), std::string::npos ) << manager.heard();
+}
+
+TEST_F( ServeTest, WhatBecomesOfAFlowStandsInTheLogUnderItsName ) {
+   LiveSwitch device;
+   device.init();
+   auto const agent = device.serve( { "--log-format", "json" } );
+   auto const tells = [&]( std::string const & words ) {
+      EXPECT_TRUE(
+         eventually( [&] { return agent->output().find( words ) != std::string::npos; } ) )
+         << words << "\n"
+         << agent->output();
+   };
+   tells( R"("text":"qorclient serves switch leaf1","event":"ready","switch":"leaf1"})" );
+   ASSERT_EQ( device.apply( LiveSwitch::policy ), 0 ) << device.said();
+   tells( R"("text":"flow f/web: initial, the hardware has 0 of 0 rules: Waiting for: )" );
+   ASSERT_EQ( device.apply( R"({"interface/status/eth/vxlan":{"vtiStatus":{"Vxlan1":{
+      "vlanToVniMap":{"10":{"vni":100},"20":{"vni":200}}}}}})" ),
+              0 )
+      << device.said();
+   tells( R"("flow":"f/web","state":"waiting","details":)" );
+   auto const answer = [&]( std::string const & status ) {
+      EXPECT_EQ( device.apply( R"({"pinflow/pfHwStatusDir/dyninputstatus/qor":{"flowStats":{
+                    "f_web-from-Et5-to-any":{"status":)" +
+                               status + "}}}}" ),
+                 0 )
+         << device.said();
+   };
+   answer( "5" );
+   tells( R"("level":"warning","unit":"qorclient","text":"flow f/web: rule f_web-from-Et5-to-any: )"
+          R"_(rejected (5: no room in the flow table)","event":"rule","flow":"f/web",)_"
+          R"("rule":"f_web-from-Et5-to-any","state":"rejected",)" );
+   tells( R"("event":"flow","flow":"f/web","state":"rejected",)" );
+   answer( "1" );
+   tells( R"(,"rule":"f_web-from-Et5-to-any","state":"programmed"})" );
+   tells( R"("flow":"f/web","state":"programmed","details":"","rules":1,"programmed":1})" );
+   ASSERT_EQ( device.apply( R"({"qor/version1/policy":{"policy":{"policyFragment":{"f":null}}}})" ),
+              0 );
+   tells( R"("text":"flow f/web: gone",)" );
+   std::istringstream lines( agent->output() );
+   for ( std::string line; std::getline( lines, line ); ) {
+      EXPECT_TRUE( line.starts_with( R"({"time":"2)" ) && line.ends_with( "}" ) ) << line;
+   }
 }
 
 TEST_F( ServeTest, BadRowsAreSkippedAndToldOnceAndTheRestIsTaken ) {
