@@ -42,6 +42,10 @@ class LiveSwitch {
    std::unique_ptr< Process > simulate() {
       return start( "simulate", { "--vlan-pool", "1000-1999" } );
    }
+   /** The driver of a bridge. */
+   std::unique_ptr< Process > steer( std::vector< std::string > const & options ) {
+      return start( "openvswitch", options );
+   }
    /** Runs a command to its end and yields its exit code; `said` has what it printed. */
    int run( std::vector< std::string > const & command ) {
       std::filesystem::remove( folder_.path() / "command" );
