@@ -110,7 +110,8 @@ class Steered {
       long long known = rows();
       for ( ;; ) {
          if ( now - quietSince >= std::chrono::milliseconds( 700 ) ) {
-            if ( answers() == rules ) {
+            // Each has an entry, the agent's note of it, and its answer.
+            if ( known >= static_cast< long long >( 3 * rules ) && answers() == rules ) {
                return std::chrono::duration< double >( last - start ).count();
             }
             quietSince = now;
