@@ -81,29 +81,18 @@ class Steered {
    }
    /** Waits until each rule is told as programmed, and yields the seconds until then. */
    double settle() {
-      // Counting the rules' answers would keep the server from its work.
-      auto const rows = [&] { return client_.ask( { "DBSIZE" } )->integer; };
-      auto const start = std::chrono::steady_clock::now();
-      auto last = start;
-      auto now = start;
-      long long known = rows();
-      while ( now - last < std::chrono::milliseconds( 700 ) || answers() != rules ) {
-         std::this_thread::sleep_for( std::chrono::milliseconds( 1 ) );
-         now = std::chrono::steady_clock::now();
-         if ( long long const found = rows(); found != known ) {
-            known = found;
-            last = now;
+      std::string const rule =
+         keyOf( "pinflow/dyninput/qor/flowEntry/fragment0_flow0-from-Et1-to-any" );
+      return timed( [&] {
+         // All rules come in one step, and their answers are the only rows that follow.
+         while ( client_.ask( { "EXISTS", rule } )->integer == 0 ) {
+            rest();
          }
-      }
-      return std::chrono::duration< double >( last - start ).count();
-   }
-   /** How many rules are told as programmed. */
-   std::size_t answers() {
-      std::string const script =
-         "local n, c = 0, '0' repeat local r = redis.call('SCAN', c, 'MATCH', "
-         "'qor{leaf1}:pinflow/pfHwStatusDir/dyninputstatus/qor/flowStats/*', 'COUNT', 100000) "
-         "c = r[1] n = n + #r[2] until c == '0' return n";
-      return static_cast< std::size_t >( client_.ask( { "EVAL", script, "0" } )->integer );
+         auto const all = rows() + static_cast< long long >( rules );
+         while ( rows() < all ) {
+            rest();
+         }
+      } );
    }
    RedisClient & client() { return client_; }
    Live::OpenVSwitch & openVSwitch() { return openVSwitch_; }
@@ -127,6 +116,9 @@ class Steered {
    }
 
  private:
+   /** Looking all the time would keep the server from its work. */
+   static void rest() { std::this_thread::sleep_for( std::chrono::milliseconds( 2 ) ); }
+   long long rows() { return client_.ask( { "DBSIZE" } )->integer; }
    std::unique_ptr< Process > start( std::string const & program,
                                      std::vector< std::string > words ) {
       words.insert( words.begin(), program );

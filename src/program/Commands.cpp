@@ -26,6 +26,7 @@
 #include "program/ShowCommand.h"
 #include "program/TracePacketCommand.h"
 #include "program/WatchCommand.h"
+#include "program/WebCommand.h"
 #include "program/WhyCommand.h"
 #include "views/Graph.h"
 #include "views/tables/Tables.h"
@@ -55,6 +56,7 @@ struct Arguments {
    GetOptions get;
    WatchOptions watch;
    AuditOptions audit;
+   WebOptions web;
    std::string scenario;
    std::string traceFile;
    std::string config;
@@ -151,35 +153,35 @@ void addSource( CLI::App & command, StateSource & from, bool & json ) {
 void addTracePacket( CLI::App & app, TracePacketOptions & options ) {
    CLI::App & command = *app.add_subcommand(
       "trace-packet", "Follow a frame through rules, hosts and VLANs to where it leaves" );
-   command.add_option( "--in", options.in, "The port, or the tunnel interface" )
+   command.add_option( "--in", options.frame.in, "The port, or the tunnel interface" )
       ->required()
       ->check( someName );
-   command.add_option( "--from", options.from, "The source address" )
+   command.add_option( "--from", options.frame.from, "The source address" )
       ->required()
       ->option_text( "MAC" )
-      ->check( checkMac );
-   command.add_option( "--to", options.to, "The destination address" )
+      ->check( Views::checkMac );
+   command.add_option( "--to", options.frame.to, "The destination address" )
       ->required()
       ->option_text( "MAC" )
-      ->check( checkMac );
-   command.add_option( "--vlan", options.vlan, "The VLAN of its tag; without it, untagged" )
+      ->check( Views::checkMac );
+   command.add_option( "--vlan", options.frame.vlan, "The VLAN of its tag; without it, untagged" )
       ->check( CLI::Range( 0, 4094 ) );
-   command.add_option( "--vni", options.vni, "The VNI of a frame through the tunnel" )
+   command.add_option( "--vni", options.frame.vni, "The VNI of a frame through the tunnel" )
       ->check( CLI::Range( 0, 0xffffff ) );
-   command.add_option( "--ether-type", options.etherType, "What it carries (ip)" )
+   command.add_option( "--ether-type", options.frame.etherType, "What it carries (ip)" )
       ->option_text( "arp|ip|ip6|NUMBER" )
-      ->check( checkEtherType );
-   CLI::Option & ipFrom = *command.add_option( "--ip-from", options.ipFrom, "The sender" );
-   CLI::Option & ipTo = *command.add_option( "--ip-to", options.ipTo, "The receiver" );
-   ipFrom.option_text( "ADDRESS" )->check( checkIp )->needs( &ipTo );
-   ipTo.option_text( "ADDRESS" )->check( checkIp )->needs( &ipFrom );
+      ->check( Views::checkEtherType );
+   CLI::Option & ipFrom = *command.add_option( "--ip-from", options.frame.ipFrom, "The sender" );
+   CLI::Option & ipTo = *command.add_option( "--ip-to", options.frame.ipTo, "The receiver" );
+   ipFrom.option_text( "ADDRESS" )->check( Views::checkIp )->needs( &ipTo );
+   ipTo.option_text( "ADDRESS" )->check( Views::checkIp )->needs( &ipFrom );
    CLI::Option & protocol =
-      *command.add_option( "--protocol", options.protocol, "The IP protocol's number" );
+      *command.add_option( "--protocol", options.frame.protocol, "The IP protocol's number" );
    protocol.check( CLI::Range( 0, 255 ) )->needs( &ipFrom );
-   command.add_option( "--from-port", options.fromPort, "The sender's port" )
+   command.add_option( "--from-port", options.frame.fromPort, "The sender's port" )
       ->check( CLI::Range( 0, 65535 ) )
       ->needs( &protocol );
-   command.add_option( "--to-port", options.toPort, "The receiver's port" )
+   command.add_option( "--to-port", options.frame.toPort, "The receiver's port" )
       ->check( CLI::Range( 0, 65535 ) )
       ->needs( &protocol );
    addSource( command, options.source, options.json );
@@ -238,6 +240,18 @@ void addCommands( CLI::App & app, Arguments & arguments ) {
    watch.add_option( "PATH", arguments.watch.path, "Changes there and below; without it, all" );
    addLive( watch, arguments.watch.live );
    watch.add_flag( "--json", arguments.watch.json, "Write JSON" );
+
+   CLI::App & web = *app.add_subcommand( "web", "Serve a page and metrics of a live switch" );
+   addLive( web, arguments.web.live );
+   web.add_option( "--listen", arguments.web.listen, "Where it is served (127.0.0.1:8080)" )
+      ->option_text( "unix:PATH|HOST:PORT" )
+      ->check( checkAddress );
+   web.add_option( "--token-file", arguments.web.tokenFile,
+                   "A file whose first line everyone has to know" )
+      ->check( someName );
+   web.add_option( "--name", arguments.web.names, "A further host name by which it is reached" )
+      ->allow_extra_args( false )
+      ->check( someName );
 
    CLI::App & audit = *app.add_subcommand(
       "audit", "Say what stands and is not wanted, what is missing, and who works on it" );
@@ -337,6 +351,9 @@ int runCommand( std::string const & name, Arguments const & arguments ) {
    }
    if ( name == "openvswitch" ) {
       return steerOpenVSwitch( arguments.openVSwitch );
+   }
+   if ( name == "web" ) {
+      return serveWeb( arguments.web );
    }
    if ( name == "audit" ) {
       return auditState( arguments.audit );

@@ -2,47 +2,26 @@
 
 #include <iostream>
 
-#include "platform/corestore/EntityRows.h"
 #include "platform/corestore/ValueText.h"
 #include "program/StopSignal.h"
 #include "program/TimeText.h"
-#include "records/catalog/Catalog.h"
+#include "views/ShownChange.h"
 #include "views/tables/TextTable.h"
 
 namespace Program {
 
 namespace {
 
-/** What stands now where something has changed; nothing for what is gone. */
-std::optional< Kel::Value > standingAt( Corestore::Change const & change,
-                                        std::string const & key ) {
-   Kel::AttributeRecord const & attribute = change.attribute;
-   if ( attribute.kind() == Kel::AttributeKind::Scalar ) {
-      return attribute.preview( change.entity, key, Kel::Value::Object() );
-   }
-   if ( attribute.kind() == Kel::AttributeKind::Map ) {
-      return attribute.read( change.entity, key );
-   }
-   auto const child = attribute.child( change.entity, key );
-   return child ? std::optional( Corestore::entityRow( *child, "" ).value ) : std::nullopt;
-}
-
 class Watcher {
  public:
    explicit Watcher( WatchOptions const & options ) : options_( options ) {}
 
    void tell( Corestore::Change const & change ) const {
-      std::string const key = change.key ? change.attribute.keyText( change.key ) : std::string();
-      std::string const entity = Corestore::rowPath( change.entity );
-      std::string const path = change.attribute.kind() == Kel::AttributeKind::Scalar
-                                  ? entity + Kel::pointerStep( change.attribute.name() )
-                                  : Corestore::entryPath( entity, change.attribute, key );
+      std::string const path = Views::pathOfChange( change );
       if ( !isWatched( path ) ) {
          return;
       }
-      Catalog::Place const * const place = Catalog::placeAt( change.rootPath );
-      char const * const writer = place ? place->writer : "someone";
-      auto const value = standingAt( change, key );
+      auto const [same, writer, value] = Views::shown( change );
       if ( options_.json ) {
          std::cout << Corestore::jsonLine(
             Kel::Value::Object{ { "time", localClock() },

@@ -1,8 +1,6 @@
 #include "program/WhyCommand.h"
 
-#include <algorithm>
 #include <iostream>
-#include <iterator>
 
 #include "platform/kel/StandardError.h"
 #include "views/tables/TextTable.h"
@@ -23,20 +21,6 @@ std::vector< std::string > pathsOf( std::vector< Views::FlowPlace > const & flow
       paths.push_back( Views::flowPath( flow.place, flow.flow ) );
    }
    return paths;
-}
-
-/** What tells flows apart that a person names alike: names may contain "/", and a VRF has several
- *  groups of flows. */
-Kel::Value valueOf( Views::FlowPlace const & flow, Views::Chain const & chain ) {
-   bool const routed = flow.kind == Views::FlowPlace::Kind::routed;
-   Kel::Value::Object value{ { routed ? "vrf" : "fragment", flow.place.stringValue() },
-                             { "name", flow.flow.stringValue() } };
-   if ( routed ) {
-      value.emplace_back( "preference", std::int64_t{ flow.order.preference } );
-      value.emplace_back( "group_priority", std::int64_t{ flow.order.priority } );
-   }
-   std::ranges::move( chain.members(), std::back_inserter( value ) );
-   return value;
 }
 
 }  // namespace
@@ -60,7 +44,7 @@ int explainFlow( WhyOptions const & options ) {
    Kel::Value::Array values;
    for ( auto const & [flow, chain] : chains ) {
       if ( options.json ) {
-         values.push_back( valueOf( *flow, chain ) );
+         values.push_back( Views::chainValue( *flow, chain ) );
       } else {
          std::cout << ( flow == chains.front().first ? "" : "\n" );
          chain.print( std::cout );

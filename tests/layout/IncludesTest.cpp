@@ -22,7 +22,9 @@ std::map< std::string, std::set< std::string > > const allowed = {
    { "switch", { "platform", "records", "qorclient" } },
    { "scenario", { "platform", "records", "qorclient", "switch", "documents" } },
    { "views", { "platform", "records", "qorclient", "documents" } },
-   { "program", { "platform", "records", "stores", "switch", "documents", "scenario", "views" } },
+   { "web", { "platform", "records", "qorclient", "documents", "views" } },
+   { "program",
+     { "platform", "records", "stores", "switch", "documents", "scenario", "views", "web" } },
 };
 
 TEST( IncludesTest, RunDownwardsOnly ) {

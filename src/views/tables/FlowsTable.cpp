@@ -26,11 +26,12 @@ std::size_t publishedRules( QorClient::Status const & agent, Kel::String const &
 
 class FlowRows {
  public:
-   explicit FlowRows( Corestore::EntityManager const & em )
+   FlowRows( Corestore::EntityManager const & em, Choice const & choice )
       : em_( em ),
         agent_( em.entity< QorClient::Status >( Catalog::pathOf( "agentStatus" ) ) ),
         statuses_(
-           em.entity< Qor::V1::QorPolicyFragmentStatus >( Catalog::pathOf( "polFragStatus" ) ) ) {}
+           em.entity< Qor::V1::QorPolicyFragmentStatus >( Catalog::pathOf( "polFragStatus" ) ) ),
+        table_( { "FRAGMENT", "FLOW", "KIND", "STATE", "RULES", "DETAILS" }, choice ) {}
 
    void addConfigured( Qor::V1::ServicePolicyFragment const & fragment ) {
       auto const status = statuses_->policyFragment( fragment.name() );
@@ -58,24 +59,31 @@ class FlowRows {
  private:
    void add( Kel::String const & fragment, Kel::String const & flow, std::string const & kind,
              std::optional< PolicyFlowStatus > const & status ) {
-      table_.row(
-         { fragment.stringValue(), flow.stringValue(), kind,
-           status ? stateWord( status->flowState ) : "not reported",
-           publishedRules( *agent_, fragment, flow ),
-           status ? detailsOf( em_, fragment, flow, status->flowStateDetails ) : std::string() } );
+      auto const state = [&] {
+         return status ? stateWord( status->flowState ) : std::string( "not reported" );
+      };
+      table_.row( state, [&] {
+         return std::vector< Cell >{
+            fragment.stringValue(),
+            flow.stringValue(),
+            kind,
+            state(),
+            publishedRules( *agent_, fragment, flow ),
+            status ? detailsOf( em_, fragment, flow, status->flowStateDetails ) : std::string() };
+      } );
    }
 
    Corestore::EntityManager const & em_;
    Kel::Ptr< QorClient::Status const > agent_;
    Kel::Ptr< Qor::V1::QorPolicyFragmentStatus const > statuses_;
-   TextTable table_{ { "FRAGMENT", "FLOW", "KIND", "STATE", "RULES", "DETAILS" } };
+   TextTable table_;
 };
 
 }  // namespace
 
-TextTable flowsTable( Corestore::EntityManager const & em ) {
+TextTable flowsTable( Corestore::EntityManager const & em, Choice const & choice ) {
    auto const policy = policyOf( em );
-   FlowRows rows( em );
+   FlowRows rows( em, choice );
    if ( policy ) {
       for ( auto const & fragment : policy->policyFragment() ) {
          rows.addConfigured( *fragment.value );

@@ -176,13 +176,18 @@ std::string policyFlow( QorClient::Status const & agent, Kel::Name const & rule 
 
 }  // namespace
 
-TextTable rulesTable( Corestore::EntityManager const & em ) {
-   TextTable table( { "RULE", "FLOW", "TABLE", "PRIORITY", "HARDWARE", "MATCH", "ACTIONS" } );
-   auto add = [&]( Kel::Name const & rule, OpenFlowTable::FlowEntry const & entry, std::string flow,
-                   HardwareAnswer const & hardware ) {
-      table.row( { rule.stringValue(), std::move( flow ), tableWord( entry.tableType ),
-                   entry.priority.value(), hardware.words, matchWords( entry.match ),
-                   actionWords( entry.actions ) } );
+TextTable rulesTable( Corestore::EntityManager const & em, Choice const & choice ) {
+   TextTable table( { "RULE", "FLOW", "TABLE", "PRIORITY", "HARDWARE", "MATCH", "ACTIONS" },
+                    choice );
+   auto add = [&]( Kel::Name const & rule, OpenFlowTable::FlowEntry const & entry,
+                   auto const & flow, auto const & hardware ) {
+      table.row( [&] { return hardware().words; },
+                 [&] {
+                    return std::vector< Cell >{
+                       rule.stringValue(),          flow(),           tableWord( entry.tableType ),
+                       entry.priority.value(),      hardware().words, matchWords( entry.match ),
+                       actionWords( entry.actions ) };
+                 } );
    };
    auto const tableAt = [&em]( char const * path ) {
       return em.entity< OpenFlowTable::PinFlowHwConfig >( path );
@@ -193,14 +198,16 @@ TextTable rulesTable( Corestore::EntityManager const & em ) {
    auto const agent = em.entity< QorClient::Status >( Catalog::pathOf( "agentStatus" ) );
    auto const answers = answersAt( Catalog::pathOf( "pfHwStatus" ) );
    for ( auto const & rule : tableAt( Catalog::pathOf( "pfHwConfig" ) )->flowEntry() ) {
-      add( rule.key, rule.value, policyFlow( *agent, rule.key ),
-           policyAnswer( *answers, rule.key ) );
+      add(
+         rule.key, rule.value, [&] { return policyFlow( *agent, rule.key ); },
+         [&] { return policyAnswer( *answers, rule.key ); } );
    }
    auto flows = routedFlows( em );
    auto const routedAnswers = answersAt( Catalog::pathOf( "pfHwStatusL3" ) );
    for ( auto const & rule : tableAt( Catalog::pathOf( "pfHwConfigL3" ) )->flowEntry() ) {
-      add( rule.key, rule.value, flows[rule.key.stringValue()],
-           routedAnswer( *routedAnswers, rule.key ) );
+      add(
+         rule.key, rule.value, [&] { return flows[rule.key.stringValue()]; },
+         [&] { return routedAnswer( *routedAnswers, rule.key ); } );
    }
    return table;
 }

@@ -13,11 +13,14 @@ std::vector< std::string > tableNames();
 
 /** One table of the switch's state. */
 TextTable tableOf( std::string const & name, Corestore::EntityManager const & em );
+/** Those of its rows that are wanted; `found` says how many there are. */
+TextTable tableOf( std::string const & name, Corestore::EntityManager const & em,
+                   Choice const & choice );
 
 /** Each flow of the policy, its state and the number of its rules. */
-TextTable flowsTable( Corestore::EntityManager const & em );
+TextTable flowsTable( Corestore::EntityManager const & em, Choice const & choice = {} );
 /** Each rule in the flow tables and the hardware's answer. */
-TextTable rulesTable( Corestore::EntityManager const & em );
+TextTable rulesTable( Corestore::EntityManager const & em, Choice const & choice = {} );
 /** Each host that a flow intercepts or that is known, where it is, and what it waits for. */
 TextTable hostsTable( Corestore::EntityManager const & em );
 /** Each VNI that is needed or mapped, its VLAN and who needs it. */

@@ -16,10 +16,13 @@ std::size_t width( std::string const & text ) {
       std::ranges::count_if( text, []( char c ) { return ( c & 0xc0 ) != 0x80; } ) );
 }
 
+char lower( char c ) {
+   return c >= 'A' && c <= 'Z' ? static_cast< char >( c + 'a' - 'A' ) : c;
+}
+
 std::string memberName( std::string heading ) {
-   std::ranges::transform( heading, heading.begin(), []( char c ) {
-      return c == ' ' ? '_' : c >= 'A' && c <= 'Z' ? static_cast< char >( c + 'a' - 'A' ) : c;
-   } );
+   std::ranges::transform( heading, heading.begin(),
+                           []( char c ) { return c == ' ' ? '_' : lower( c ); } );
    return heading;
 }
 
@@ -73,6 +76,10 @@ void TextTable::print( std::ostream & out ) const {
 }
 
 void TextTable::printJson( std::ostream & out ) const {
+   printJsonLines( out, values() );
+}
+
+Kel::Value::Array TextTable::values() const {
    Kel::Value::Array rows;
    for ( auto const & cells : rows_ ) {
       Kel::Value::Object row;
@@ -81,7 +88,25 @@ void TextTable::printJson( std::ostream & out ) const {
       }
       rows.emplace_back( std::move( row ) );
    }
-   printJsonLines( out, rows );
+   return rows;
+}
+
+bool TextTable::fits( std::vector< Cell > const & cells ) const {
+   auto const isSame = []( char a, char b ) { return lower( a ) == lower( b ); };
+   return choice_.text.empty() || std::ranges::any_of( cells, [&]( Cell const & cell ) {
+             return !std::ranges::search( cell.text, choice_.text, isSame ).empty();
+          } );
+}
+
+TextTable TextTable::chosen( Choice const & choice, std::string_view stateHeading ) const {
+   TextTable table( headings_, choice );
+   auto const column = static_cast< std::size_t >( std::ranges::find( headings_, stateHeading ) -
+                                                   headings_.begin() );
+   for ( auto const & cells : rows_ ) {
+      table.row( [&] { return column < cells.size() ? cells[column].text : std::string(); },
+                 [&] { return cells; } );
+   }
+   return table;
 }
 
 void printJsonLines( std::ostream & out, Kel::Value::Array const & values ) {

@@ -2,6 +2,7 @@
 
 #include <concepts>
 #include <cstdint>
+#include <limits>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -31,22 +32,63 @@ struct Cell {
    Kel::Value value;
 };
 
+/** Which rows are wanted: of those that fit, so many from the first one on. */
+struct Choice {
+   /** Stands in some cell, in whatever case. */
+   std::string text = {};
+   /** What the state's words begin with. */
+   std::string state = {};
+   std::size_t first = 0;
+   std::size_t most = std::numeric_limits< std::size_t >::max();
+};
+
 /** Rows of cells in aligned columns under headings. */
 class TextTable {
  public:
-   explicit TextTable( std::vector< std::string > headings ) : headings_( std::move( headings ) ) {}
+   explicit TextTable( std::vector< std::string > headings, Choice choice = {} )
+      : headings_( std::move( headings ) ), choice_( std::move( choice ) ) {}
 
    /** As many cells as there are headings. */
    void row( std::vector< Cell > cells ) { rows_.push_back( std::move( cells ) ); }
+   /** For a table of which some rows are wanted: `state` yields the words of the row's state,
+    *  `cells` its cells, which are made only where someone looks at them. */
+   template < class State, class Cells >
+   void row( State const & state, Cells const & cells ) {
+      if ( !choice_.state.empty() && !std::string( state() ).starts_with( choice_.state ) ) {
+         return;
+      }
+      bool const isOnPage = found_ >= choice_.first && found_ - choice_.first < choice_.most;
+      if ( isOnPage || !choice_.text.empty() ) {
+         std::vector< Cell > made = cells();
+         if ( !fits( made ) ) {
+            return;
+         }
+         if ( isOnPage ) {
+            rows_.push_back( std::move( made ) );
+         }
+      }
+      ++found_;
+   }
+   /** How many rows fit, on whatever page. */
+   std::size_t found() const { return found_; }
+   /** The same choice of a table that was made whole; its state is in the column of that heading.
+    */
+   TextTable chosen( Choice const & choice, std::string_view stateHeading ) const;
    bool empty() const { return rows_.empty(); }
    /** Headings alone, then "none", when there are no rows. */
    void print( std::ostream & out ) const;
    /** A JSON array, one object on a line for each row; its members are named by the headings, in
     *  lower case and with "_" for a space. */
    void printJson( std::ostream & out ) const;
+   /** The same objects. */
+   Kel::Value::Array values() const;
 
  private:
+   bool fits( std::vector< Cell > const & cells ) const;
+
    std::vector< std::string > headings_;
+   Choice choice_;
+   std::size_t found_ = 0;
    std::vector< std::vector< Cell > > rows_;
 };
 

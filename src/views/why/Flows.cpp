@@ -1,5 +1,7 @@
 #include "views/why/Flows.h"
 
+#include <algorithm>
+#include <iterator>
 #include <set>
 
 #include "platform/kel/Dir.h"
@@ -58,6 +60,18 @@ std::vector< FlowPlace > flowsOf( Corestore::EntityManager const & em ) {
 
 Chain chainOf( Corestore::EntityManager const & em, FlowPlace const & flow ) {
    return flow.kind == FlowPlace::Kind::policy ? policyChain( em, flow ) : routedChain( em, flow );
+}
+
+Kel::Value chainValue( FlowPlace const & flow, Chain const & chain ) {
+   bool const routed = flow.kind == FlowPlace::Kind::routed;
+   Kel::Value::Object value{ { routed ? "vrf" : "fragment", flow.place.stringValue() },
+                             { "name", flow.flow.stringValue() } };
+   if ( routed ) {
+      value.emplace_back( "preference", std::int64_t{ flow.order.preference } );
+      value.emplace_back( "group_priority", std::int64_t{ flow.order.priority } );
+   }
+   std::ranges::move( chain.members(), std::back_inserter( value ) );
+   return value;
 }
 
 }  // namespace Views

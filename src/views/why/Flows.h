@@ -29,6 +29,10 @@ std::vector< FlowPlace > flowsOf( Corestore::EntityManager const & em );
 /** The chain of such a flow. */
 Chain chainOf( Corestore::EntityManager const & em, FlowPlace const & flow );
 
+/** The same for programs, with what tells flows apart that a person names alike: names may contain
+ *  "/", and a VRF has several groups of flows. */
+Kel::Value chainValue( FlowPlace const & flow, Chain const & chain );
+
 /** The two kinds of chains. */
 Chain policyChain( Corestore::EntityManager const & em, FlowPlace const & flow );
 Chain routedChain( Corestore::EntityManager const & em, FlowPlace const & flow );

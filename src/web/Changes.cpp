@@ -1,0 +1,115 @@
+#include "web/Changes.h"
+
+#include <chrono>
+
+#include "platform/corestore/ValueText.h"
+#include "platform/kel/StandardError.h"
+#include "records/catalog/Catalog.h"
+#include "views/ShownChange.h"
+
+namespace Web {
+
+namespace {
+
+/** So long the changes of one burst gather, and so far bundles are apart. */
+constexpr Orb::Seconds gather = 0.02;
+constexpr Orb::Seconds apart = 0.25;
+/** Of a bundle so many are told one by one, and so many of all are kept. */
+constexpr std::size_t shownOfBundle = 50;
+constexpr std::size_t kept = 200;
+constexpr std::size_t longestValue = 300;
+
+constexpr std::pair< char const *, char const * > kinds[] = {
+   { "polFragDir", "policy" },         { "polFragStatus", "flows" },
+   { "agentStatus", "agent" },         { "pfHwConfig", "rules" },
+   { "pfHwConfigL3", "rules" },        { "pfHwStatus", "answers" },
+   { "pfHwStatusL3", "answers" },      { "ofHwStatus", "answers" },
+   { "bridgingConfig", "ports" },      { "switchIntfConfigDir", "ports" },
+   { "dynAllowedVlans", "ports" },     { "vtiStatusDir", "tunnels" },
+   { "vniSviConfig", "tunnels" },      { "nimbusVniBaseDir", "tunnels" },
+   { "slabBridgingStatus", "hosts" },  { "l2RibQorHostInput", "hosts" },
+   { "mlagHostTable", "hosts" },       { "mgmtControllerStatus", "service" },
+   { "groupTypeConfigDir", "routed" }, { "groupSetConfigDir", "routed" },
+   { "fragmentConfigDir", "routed" },  { "groupTypeStatus", "routed" },
+   { "groupSetStatusDir", "routed" },  { "fragmentStatusDir", "routed" } };
+
+std::int64_t millisecondsOfDay() {
+   return std::chrono::duration_cast< std::chrono::milliseconds >(
+             std::chrono::system_clock::now().time_since_epoch() )
+      .count();
+}
+
+Kel::Value valueOf( Corestore::Change const & change ) {
+   Views::ShownChange shown = Views::shown( change );
+   if ( auto * const members = shown.value ? shown.value->as< Kel::Value::Object >() : nullptr ) {
+      // The path says what it is.
+      std::erase_if( *members, []( auto const & member ) { return member.first == "@type"; } );
+   }
+   std::string text = shown.value ? Corestore::jsonLine( *shown.value ) : "";
+   if ( text.size() > longestValue ) {
+      text = text.substr( 0, longestValue ) + " ...";
+   }
+   return Kel::Value::Object{ { "time", millisecondsOfDay() },
+                              { "kind", kindOfChange( change.rootPath ) },
+                              { "path", shown.path },
+                              { "writer", shown.writer },
+                              { "value", shown.value ? Kel::Value( text ) : Kel::Value() } };
+}
+
+}  // namespace
+
+std::string kindOfChange( std::string_view rootPath ) {
+   for ( auto const & [input, kind] : kinds ) {
+      if ( rootPath == Catalog::pathOf( input ) ) {
+         return kind;
+      }
+   }
+   return "switch";
+}
+
+Changes::Changes( Corestore::EntityManager & em, Events & events ) : em_( em ), events_( events ) {
+   observer_.emplace( em, [this]( Corestore::Change const & change ) { seen( change ); } );
+}
+
+Changes::~Changes() {
+   em_.scheduler().disarm( *this );
+}
+
+void Changes::seen( Corestore::Change const & change ) {
+   std::string const kind = kindOfChange( change.rootPath );
+   ++counts_[kind];
+   ++bundle_[kind];
+   if ( shown_.size() < shownOfBundle ) {
+      shown_.push_back( valueOf( change ) );
+   }
+   if ( !isArmed_ ) {
+      isArmed_ = true;
+      Orb::Seconds const now = em_.scheduler().now();
+      em_.scheduler().arm( *this, std::max( now + gather, told_ + apart ) );
+   }
+}
+
+void Changes::due() {
+   isArmed_ = false;
+   told_ = em_.scheduler().now();
+   Kel::Value::Object counted;
+   for ( auto const & [kind, count] : bundle_ ) {
+      counted.emplace_back( kind, count );
+   }
+   for ( Kel::Value const & change : shown_ ) {
+      last_.push_front( change );
+   }
+   while ( last_.size() > kept ) {
+      last_.pop_back();
+   }
+   events_.tell( "changes", Kel::Value::Object{ { "kinds", std::move( counted ) },
+                                                { "changes", std::move( shown_ ) } } );
+   bundle_.clear();
+   shown_.clear();
+}
+
+Kel::Value::Array Changes::last() const {
+   return { last_.begin(), last_.end() };
+}
+
+}  // namespace Web

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <deque>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "platform/corestore/EntityManager.h"
+#include "platform/orb/TaskScheduler.h"
+#include "web/Events.h"
+
+namespace Web {
+
+/** Tells open pages of changes, in bundles: of which kinds there were how many, and the first ones
+ *  of them. The first change behind a pause is told at once. */
+class Changes : private Orb::Timer {
+ public:
+   Changes( Corestore::EntityManager & em, Events & events );
+   ~Changes() override;
+
+   /** The last ones, the newest first. */
+   Kel::Value::Array last() const;
+   /** Of each kind, since the process began. */
+   std::map< std::string, std::uint64_t > const & counts() const { return counts_; }
+
+ private:
+   void seen( Corestore::Change const & change );
+   void due() override;
+
+   Corestore::EntityManager & em_;
+   Events & events_;
+   std::deque< Kel::Value > last_;
+   std::map< std::string, std::uint64_t > counts_;
+   std::map< std::string, std::uint64_t > bundle_;
+   Kel::Value::Array shown_;
+   bool isArmed_ = false;
+   Orb::Seconds told_ = 0;
+   std::optional< Corestore::ChangeObserver > observer_;
+};
+
+/** What a change at a place concerns: "flows", "rules", "answers", "hosts", "ports", "tunnels",
+ *  "policy", "routed", "agent", "service" or "switch". */
+std::string kindOfChange( std::string_view rootPath );
+
+}  // namespace Web

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <set>
+#include <string>
+
+#include "platform/corestore/EntityManager.h"
+
+namespace Web {
+
+/** How many of a kind a picture shows. */
+struct PictureLimits {
+   std::size_t firstFragment = 0;
+   std::size_t fragments = 4;
+   std::size_t ports = 48;
+   std::size_t hosts = 6;
+};
+
+/**
+ * The switch as it stands: ports with their VLANs and hosts, tunnels with the end points behind
+ * them, fragments with their sets of service interfaces, and the ways of traffic through the
+ * service. Of much there are a few and a count.
+ */
+Kel::Value::Object pictureOf( Corestore::EntityManager const & em, PictureLimits const & limits );
+
+/** How many flows are in which state, rules stand, hosts are known and VNIs have no VLAN. */
+Kel::Value::Object countsOf( Corestore::EntityManager const & em );
+
+/** "1-99,200"; of ports that carry many VLANs. */
+std::string rangesOf( std::set< std::uint32_t > const & numbers );
+
+}  // namespace Web

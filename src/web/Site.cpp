@@ -1,0 +1,238 @@
+#include "web/Site.h"
+
+#include <algorithm>
+#include <charconv>
+#include <limits>
+
+#include "views/packet/FollowFrame.h"
+#include "views/packet/FrameTexts.h"
+#include "views/tables/Tables.h"
+#include "views/tables/Words.h"
+#include "views/why/Flows.h"
+#include "web/Page.h"
+#include "web/Picture.h"
+
+namespace Web {
+
+namespace {
+
+using Kel::Value;
+
+constexpr std::size_t longestPage = 500;
+constexpr std::size_t usualPage = 50;
+
+template < class Number >
+std::optional< Number > numberOf( std::string const & text, Number most ) {
+   std::uint64_t number{};
+   auto const [end, error] = std::from_chars( text.data(), text.data() + text.size(), number );
+   bool const whole = error == std::errc{} && end == text.data() + text.size();
+   return whole && number <= most ? std::optional( static_cast< Number >( number ) ) : std::nullopt;
+}
+
+std::size_t sizeOf( Request const & request, char const * name, std::size_t otherwise ) {
+   return numberOf( request.of( name ), std::numeric_limits< std::size_t >::max() )
+      .value_or( otherwise );
+}
+
+/** A frame's part that was given and is no such number is told by its name. */
+template < class Number >
+void readNumber( std::optional< Number > & into, Request const & request, char const * name,
+                 Number most, std::string & wrong ) {
+   std::string const text = request.of( name );
+   into = text.empty() ? std::nullopt : numberOf( text, most );
+   if ( !text.empty() && !into && wrong.empty() ) {
+      wrong = std::string( name ) + ": wants a number up to " + std::to_string( most );
+   }
+}
+
+void check( std::string const & name, std::string const & words, std::string & wrong ) {
+   if ( wrong.empty() && !words.empty() ) {
+      wrong = name + ": " + words;
+   }
+}
+
+/** The frame that is asked for; `wrong` says what is no part of one. */
+Views::FrameTexts frameOf( Request const & request, std::string & wrong ) {
+   Views::FrameTexts texts{ .in = request.of( "in" ),
+                            .from = request.of( "from" ),
+                            .to = request.of( "to" ),
+                            .vlan = {},
+                            .vni = {},
+                            .etherType = request.of( "ether_type" ),
+                            .ipFrom = request.of( "ip_from" ),
+                            .ipTo = request.of( "ip_to" ),
+                            .protocol = {},
+                            .fromPort = {},
+                            .toPort = {} };
+   check( "in", texts.in.empty() ? "wants a port" : "", wrong );
+   check( "from", Views::checkMac( texts.from ), wrong );
+   check( "to", Views::checkMac( texts.to ), wrong );
+   readNumber< std::uint16_t >( texts.vlan, request, "vlan", 4094, wrong );
+   readNumber< std::uint32_t >( texts.vni, request, "vni", 0xffffff, wrong );
+   check( "ether_type", texts.etherType.empty() ? "" : Views::checkEtherType( texts.etherType ),
+          wrong );
+   check( "ip_from", texts.ipFrom.empty() ? "" : Views::checkIp( texts.ipFrom ), wrong );
+   check( "ip_to", texts.ipTo.empty() ? "" : Views::checkIp( texts.ipTo ), wrong );
+   check( "ip_to",
+          texts.ipFrom.empty() != texts.ipTo.empty() ? "sender and receiver go together" : "",
+          wrong );
+   readNumber< std::uint8_t >( texts.protocol, request, "protocol", 255, wrong );
+   readNumber< std::uint16_t >( texts.fromPort, request, "from_port", 65535, wrong );
+   readNumber< std::uint16_t >( texts.toPort, request, "to_port", 65535, wrong );
+   return texts;
+}
+
+}  // namespace
+
+Answer Site::answer( Request const & request ) {
+   if ( auto refusal = guard_.refusal( request ) ) {
+      return *refusal;
+   }
+   if ( PageFile const * const file = pageFileAt( request.path ) ) {
+      return { .type = std::string( file->type ), .body = std::string( file->text ) };
+   }
+   if ( request.path == "/events" ) {
+      return stream();
+   }
+   if ( request.path == "/metrics" ) {
+      return metrics();
+   }
+   constexpr std::string_view api = "/api/";
+   if ( !request.path.starts_with( api ) ) {
+      return errorAnswer( 404, "nothing stands there" );
+   }
+   std::string const name = request.path.substr( api.size() );
+   if ( name == "picture" ) {
+      return picture( request );
+   }
+   if ( name == "chain" ) {
+      return chains( request );
+   }
+   if ( name == "frame" ) {
+      return frame( request );
+   }
+   if ( name == "changes" ) {
+      return last();
+   }
+   if ( name == "processes" ) {
+      return processes();
+   }
+   return table( name, request );
+}
+
+Answer Site::picture( Request const & request ) const {
+   PictureLimits limits;
+   limits.firstFragment = sizeOf( request, "first", 0 );
+   Value::Object value = pictureOf( em_, limits );
+   value.emplace_back( "switch", switchName_ );
+   value.emplace_back( "situation", situationValue() );
+   value.emplace_back( "counts", countsOf( em_ ) );
+   value.emplace_back( "active", Counts( em_ ).active );
+   return jsonAnswer( value );
+}
+
+Answer Site::table( std::string const & name, Request const & request ) const {
+   std::vector< std::string > const names = Views::tableNames();
+   if ( std::ranges::find( names, name ) == names.end() ) {
+      return errorAnswer( 404, "there is no such table" );
+   }
+   Views::Choice choice;
+   choice.text = request.of( "search" );
+   choice.state = request.of( "state" );
+   choice.first = sizeOf( request, "first", 0 );
+   choice.most = std::min( sizeOf( request, "most", usualPage ), longestPage );
+   Views::TextTable const table = Views::tableOf( name, em_, choice );
+   return jsonAnswer( Value::Object{ { "table", name },
+                                     { "first", std::uint64_t{ choice.first } },
+                                     { "found", std::uint64_t{ table.found() } },
+                                     { "rows", table.values() } } );
+}
+
+Answer Site::chains( Request const & request ) const {
+   std::string const wanted = request.of( "flow" );
+   Value::Array chains;
+   for ( Views::FlowPlace const & flow : Views::flowsOf( em_ ) ) {
+      if ( flow.flow.view() == wanted || Views::flowPath( flow.place, flow.flow ) == wanted ) {
+         chains.emplace_back( Views::chainValue( flow, Views::chainOf( em_, flow ) ) );
+      }
+   }
+   return chains.empty() ? errorAnswer( 404, "there is no such flow" )
+                         : jsonAnswer( Value::Object{ { "chains", std::move( chains ) } } );
+}
+
+Answer Site::frame( Request const & request ) const {
+   std::string wrong;
+   Views::FrameTexts const texts = frameOf( request, wrong );
+   if ( !wrong.empty() ) {
+      return errorAnswer( 400, wrong );
+   }
+   Views::Frame const frame = Views::frameOf( texts );
+   wrong = Views::whyNone( frame, Views::Ports( em_ ) );
+   return wrong.empty() ? jsonAnswer( Views::followFrame( em_, frame ).members() )
+                        : errorAnswer( 400, wrong );
+}
+
+Answer Site::last() const {
+   return jsonAnswer(
+      Value::Object{ { "changes", changes_ ? changes_->last() : Value::Array() } } );
+}
+
+Value::Object Site::situationValue() const {
+   return {
+      { "switch", switchName_ }, { "there", situation_.isThere }, { "words", situation_.words } };
+}
+
+Answer Site::processes() const {
+   Value::Array processes;
+   for ( ProcessWords const & process : situation_.processes ) {
+      Value::Object fields;
+      for ( auto const & [name, text] : process.fields ) {
+         fields.emplace_back( name, text );
+      }
+      processes.emplace_back(
+         Value::Object{ { "role", process.role },
+                        { "holder", process.holder.empty() ? Value() : Value( process.holder ) },
+                        { "fields", std::move( fields ) } } );
+   }
+   Value::Array skipped;
+   for ( auto const & [path, reason] : situation_.skipped ) {
+      if ( skipped.size() == longestPage ) {
+         break;
+      }
+      skipped.emplace_back( Value::Object{ { "path", path }, { "reason", reason } } );
+   }
+   return jsonAnswer(
+      Value::Object{ { "situation", situationValue() },
+                     { "processes", std::move( processes ) },
+                     { "skipped", std::move( skipped ) },
+                     { "skipped_count", std::uint64_t{ situation_.skipped.size() } },
+                     { "reconnects", situation_.reconnects } } );
+}
+
+Answer Site::metrics() const {
+   return { .type = "text/plain; version=0.0.4; charset=utf-8",
+            .body = metricsText(
+               switchName_, Counts( em_ ), situation_, server_ ? server_() : ServerCounts(),
+               changes_ ? changes_->counts() : std::map< std::string, std::uint64_t >() ) };
+}
+
+Answer Site::stream() const {
+   return { .type = "text/event-stream",
+            .body = eventText( "situation", situationValue() ),
+            .isStream = true };
+}
+
+void Site::situationIs( Situation situation ) {
+   if ( situation == situation_ ) {
+      return;
+   }
+   bool const other =
+      situation.isThere != situation_.isThere || situation.words != situation_.words;
+   situation_ = std::move( situation );
+   if ( other ) {
+      events_.tell( "situation", situationValue() );
+   }
+   events_.tell( "processes", Value::Object() );
+}
+
+}  // namespace Web

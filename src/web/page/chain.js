@@ -1,0 +1,35 @@
+import { el, kindOfState, linkTo, stateOf } from './dom.js';
+import { get } from './api.js';
+import { titleIs } from './app.js';
+
+export function chainView(main, parameters) {
+  const flow = parameters.get('flow') ?? '';
+  titleIs(flow);
+  const content = el('div');
+  main.append(el('p', { class: 'small' }, el('a', { href: linkTo('flows') }, '‹ All flows')), content);
+
+  function chainOf(chain) {
+    const kind = kindOfState(chain.summary.startsWith('programmed, but') ? 'waiting' : chain.summary);
+    const place = chain.fragment ?? chain.vrf;
+    const order = chain.vrf === undefined ? '' :
+      `, preference ${chain.preference}, group priority ${chain.group_priority}`;
+    return el('section', {},
+      el('h1', {}, chain.name),
+      el('p', { class: 'soft' }, `${chain.kind} of ${chain.vrf === undefined ? 'fragment' : 'VRF'} ${place}${order} · `,
+        el('a', { href: linkTo('rules', { search: `${place}/${chain.name}` }) }, 'its rules')),
+      el('p', { class: `summary card ${kind}`, role: 'status' }, stateOf(chain.summary.split(/[:,]/)[0]), ' ',
+        chain.summary.replace(/^[a-z]+(: |$)/, ''), chain.path ? el('span', { class: 'soft mono' }, ` ${chain.path}`) : null),
+      el('ol', { class: 'chain card' }, chain.links.map((link) => el('li', {},
+        stateOf(link.finding), el('span', { class: 'what' }, link.link),
+        el('span', { class: 'words' }, link.words),
+        link.path ? el('span', { class: 'path mono' }, link.path) : null))));
+  }
+
+  return {
+    async read() {
+      const { chains } = await get('chain', { flow });
+      content.replaceChildren(...chains.map(chainOf));
+    },
+    failed(error) { content.replaceChildren(el('h1', {}, flow), el('p', { class: 'none card' }, error.message)); },
+  };
+}

@@ -1,0 +1,59 @@
+import { clockOf, count, el } from './dom.js';
+import { get } from './api.js';
+
+const kept = 300;
+
+export function changesView(main) {
+  let isHeld = false;
+  let more = 0;
+  let changes = [];
+  const log = el('ol', { class: 'log card' });
+  const filter = el('input', { type: 'search', id: 'filter', autocomplete: 'off', spellcheck: 'false',
+    placeholder: 'press / to search', oninput: () => draw() });
+  const told = el('span', { role: 'status', class: 'soft' });
+  const hold = el('button', { type: 'button', 'aria-pressed': 'false', onclick: () => {
+    isHeld = !isHeld;
+    hold.setAttribute('aria-pressed', String(isHeld));
+    hold.textContent = isHeld ? 'Go on' : 'Hold';
+    draw();
+  } }, 'Hold');
+
+  main.append(
+    el('h1', {}, 'Changes as they come'),
+    el('div', { class: 'tools' }, el('div', {}, el('label', { for: 'filter' }, 'Search'), filter), hold, told),
+    log);
+
+  const lineOf = (change) => el('li', { class: change.isNew ? 'changed' : null },
+    el('time', {}, clockOf(change.time)), el('span', { class: 'state', 'data-mark': change.value === null ? '−' : '+' }, change.kind),
+    el('span', { class: 'what mono' }, change.path, el('span', { class: 'soft' }, `  ${change.writer}`)),
+    el('span', { class: 'value mono' }, change.value === null ? 'is gone' : change.value === '{}' ? 'is there' : change.value));
+
+  function draw() {
+    if (isHeld) {
+      return;
+    }
+    const wanted = filter.value.toLowerCase();
+    const fitting = changes.filter((change) => !wanted ||
+      `${change.kind} ${change.path} ${change.writer} ${change.value}`.toLowerCase().includes(wanted));
+    log.replaceChildren(...fitting.slice(0, kept).map(lineOf));
+    if (!fitting.length) {
+      log.append(el('li', { class: 'none' }, el('span', {}, changes.length ? 'Nothing fits.' : 'Nothing has changed yet.')));
+    }
+    told.textContent = more ? `${count(more)} more came in large bundles and are not listed` : '';
+    changes.forEach((change) => { change.isNew = false; });
+  }
+
+  return {
+    kinds: [],
+    async read() {
+      ({ changes } = await get('changes'));
+      draw();
+    },
+    heard({ kinds, changes: fresh }) {
+      more += Object.values(kinds).reduce((sum, n) => sum + n, 0) - fresh.length;
+      fresh.forEach((change) => { change.isNew = true; });
+      changes = [...fresh.reverse(), ...changes].slice(0, kept);
+      draw();
+    },
+  };
+}

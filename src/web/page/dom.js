@@ -1,0 +1,65 @@
+// Elements are made here and nowhere else: texts from outside become text, never markup.
+
+const svgSpace = 'http://www.w3.org/2000/svg';
+
+function fill(element, attributes, children) {
+  for (const [name, value] of Object.entries(attributes)) {
+    if (name.startsWith('on')) {
+      element.addEventListener(name.slice(2), value);
+    } else if (value !== null && value !== undefined && value !== false) {
+      element.setAttribute(name, value === true ? '' : value);
+    }
+  }
+  element.append(...children.flat().filter((child) => child !== null && child !== undefined).map(
+    (child) => (child instanceof Node ? child : document.createTextNode(String(child)))));
+  return element;
+}
+
+export function el(name, attributes = {}, ...children) {
+  return fill(document.createElement(name), attributes, children);
+}
+
+export function svg(name, attributes = {}, ...children) {
+  return fill(document.createElementNS(svgSpace, name), attributes, children);
+}
+
+// Three kinds of state, each with a mark of its own beside its colour.
+const good = /^(programmed|known|ok|success|active|out)/;
+const bad = /^(rejected|error|drop|refused|unknown|nobody)/;
+const plain = /^(note|in$|rule|learnt|host|flood|inactive|no answer|not reported)/;
+
+export function kindOfState(state) {
+  return good.test(state) ? 'good' : bad.test(state) ? 'bad' : plain.test(state) ? '' : 'wait';
+}
+
+const marks = { good: '✓', bad: '×', wait: '…', '': '·' };
+
+export function markOf(kind) {
+  return marks[kind];
+}
+
+export function stateOf(state, sort = state) {
+  const kind = kindOfState(sort);
+  // What follows behind a colon or in brackets may be long.
+  const [, word, rest] = /^([^:(,]*)(.*)$/s.exec(state);
+  const pill = el('span', { class: `state ${kind}`, 'data-mark': marks[kind] }, word.trim());
+  return rest ? el('span', {}, pill, ` ${rest.replace(/^[:,] */, '')}`) : pill;
+}
+
+export function clockOf(milliseconds) {
+  const time = new Date(milliseconds);
+  const two = (n) => String(n).padStart(2, '0');
+  return `${two(time.getHours())}:${two(time.getMinutes())}:${two(time.getSeconds())}.` +
+    String(time.getMilliseconds()).padStart(3, '0');
+}
+
+export function linkTo(view, parameters = {}) {
+  const query = new URLSearchParams(
+    Object.entries(parameters).filter(([, value]) => value !== '' && value !== null && value !== undefined));
+  const text = query.toString();
+  return `#/${view}${text ? `?${text}` : ''}`;
+}
+
+export function count(n) {
+  return Number(n).toLocaleString('en');
+}

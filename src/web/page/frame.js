@@ -1,0 +1,73 @@
+import { el, kindOfState, linkTo, stateOf } from './dom.js';
+import { get } from './api.js';
+
+const fields = [
+  ['in', 'Port it enters', { required: true, list: 'ports' }],
+  ['from', 'From (MAC)', { required: true, placeholder: '02:00:00:00:00:0a' }],
+  ['to', 'To (MAC)', { required: true, placeholder: 'ff:ff:ff:ff:ff:ff' }],
+  ['vlan', 'VLAN of its tag', { inputmode: 'numeric', placeholder: 'untagged' }],
+  ['vni', 'VNI, through a tunnel', { inputmode: 'numeric' }],
+  ['ether_type', 'Carries', { placeholder: 'ip, ip6, arp or a number' }],
+  ['ip_from', 'Sender (IP)', {}],
+  ['ip_to', 'Receiver (IP)', {}],
+  ['protocol', 'IP protocol', { inputmode: 'numeric', placeholder: '6 is TCP, 17 UDP' }],
+  ['from_port', 'Sender’s port', { inputmode: 'numeric' }],
+  ['to_port', 'Receiver’s port', { inputmode: 'numeric' }],
+];
+
+const words = (exit) => (exit.port !== undefined
+  ? `${exit.port}, ${exit.vlan === null ? 'untagged' : `tagged ${exit.vlan}`}`
+  : exit.vtep !== undefined ? `VNI ${exit.vni} to ${exit.vtep}` : `next hop ${exit.next_hop}`);
+
+export function frameView(main, parameters) {
+  let wanted = parameters;
+  const ports = el('datalist', { id: 'ports' });
+  const inputs = fields.map(([name, label, attributes]) => [name, label,
+    el('input', { id: `frame-${name}`, name, autocomplete: 'off', spellcheck: 'false', ...attributes })]);
+  const result = el('div', { 'aria-live': 'polite' });
+  const fill = () => inputs.forEach(([name, , input]) => { input.value = wanted.get(name) ?? ''; });
+  fill();
+
+  main.append(
+    el('h1', {}, 'The way of a frame'),
+    el('p', { class: 'soft' }, 'Followed through rules, hosts and VLANs as they stand; it is not sent.'),
+    el('form', { class: 'card form', onsubmit: (event) => {
+      event.preventDefault();
+      const link = linkTo('frame', Object.fromEntries(inputs.map(([name, , input]) => [name, input.value.trim()])));
+      if (link !== location.hash) {
+        location.hash = link;
+      }
+    } }, inputs.map(([name, label, input]) => el('div', {}, el('label', { for: `frame-${name}` }, label), input)),
+    ports, el('button', { class: 'main', type: 'submit' }, 'Follow it')),
+    result);
+
+  return {
+    parametersAre(given) {
+      wanted = given;
+      fill();
+      return true;
+    },
+    async read() {
+      if (!ports.children.length) {
+        const { ports: known, tunnels } = await get('picture');
+        ports.replaceChildren(...[...known, ...tunnels].map(({ name }) => el('option', { value: name })));
+      }
+      if (!wanted.get('in')) {
+        result.replaceChildren();
+        return;
+      }
+      const way = await get('frame', Object.fromEntries(wanted));
+      result.replaceChildren(
+        el('h2', {}, 'Where it leaves'),
+        el('ul', { class: 'exits' }, way.exits.length ? way.exits.map((exit) => el('li', {}, words(exit)))
+          : el('li', { class: 'drop' }, way.drop ?? 'nowhere')),
+        el('h2', {}, 'What decided'),
+        el('ol', { class: 'chain steps card' }, way.steps.map((step) => el('li', { class: kindOfState(step.kind) },
+          stateOf(step.kind), el('span', { class: 'words' }, step.text),
+          step.path ? el('span', { class: 'path mono' }, step.path) : null))));
+    },
+    failed(error) {
+      result.replaceChildren(el('p', { class: 'summary card bad', role: 'alert' }, stateOf('refused'), ' ', error.message));
+    },
+  };
+}

@@ -1,0 +1,204 @@
+import { count, el, linkTo, stateOf } from './dom.js';
+import { get } from './api.js';
+
+const pageSize = 50;
+
+// The columns of a table: member, heading, and how it is shown.
+const flowLink = (path) => (path && !path.includes(',') && !path.endsWith(' (shared)')
+  ? el('a', { href: linkTo('flow', { flow: path }) }, path) : path ?? '–');
+const text = (value) => value ?? '–';
+const mono = (value) => el('span', { class: 'mono' }, value ?? '–');
+const list = (value, shown = text) => (Array.isArray(value)
+  ? value.slice(0, 4).flatMap((one, i) => (i ? [', ', shown(one)] : [shown(one)]))
+    .concat(value.length > 4 ? ` and ${count(value.length - 4)} more` : [])
+  : [shown(value)]);
+const vlan = (value) => (value === null ? stateOf('waiting') : value);
+
+const tables = {
+  flows: {
+    title: 'Flows of the policy',
+    kinds: ['flows', 'policy', 'agent', 'answers', 'rules'],
+    states: ['initial', 'waiting', 'programmed', 'rejected', 'not reported'],
+    key: (row) => `${row.fragment}/${row.flow}`,
+    columns: [
+      ['fragment', 'Fragment', text, 'name'],
+      ['flow', 'Flow', (name, row) => el('a', { href: linkTo('flow', { flow: `${row.fragment}/${name}` }) }, name), 'name'],
+      ['kind', 'Kind', text, 'short'],
+      ['state', 'State', (value) => stateOf(value)],
+      ['rules', 'Rules', count, 'number'],
+      ['details', 'Details'],
+    ],
+  },
+  rules: {
+    title: 'Rules and the hardware’s answers',
+    kinds: ['rules', 'answers', 'agent'],
+    states: ['programmed', 'pending', 'in progress', 'rejected', 'no answer', 'unknown'],
+    key: (row) => row.rule,
+    columns: [
+      ['rule', 'Rule', mono, 'name'],
+      ['flow', 'Flow', flowLink, 'name'],
+      ['table', 'Table', text, 'short'],
+      ['priority', 'Priority', text, 'number'],
+      ['hardware', 'Hardware', (value) => stateOf(value)],
+      ['match', 'Match'],
+      ['actions', 'Actions'],
+    ],
+  },
+  hosts: {
+    title: 'Hosts of intercept flows',
+    kinds: ['hosts', 'agent', 'policy', 'ports'],
+    states: ['known', 'waiting', 'rejected'],
+    key: (row) => `${row.host} ${row.vlan}`,
+    columns: [
+      ['host', 'Host', mono, 'short'],
+      ['vlan', 'VLAN', text, 'number'],
+      ['interface', 'Interface'],
+      ['state', 'State', (value) => stateOf(value)],
+      ['moves', 'Moves', text, 'number'],
+      ['flows', 'Flows', (value) => list(value, flowLink), 'name'],
+    ],
+  },
+  vnis: {
+    title: 'VNIs and their VLANs',
+    kinds: ['tunnels', 'agent'],
+    states: [],
+    key: (row) => row.vni,
+    columns: [
+      ['vni', 'VNI', text, 'number'],
+      ['vlan', 'VLAN', vlan, 'number'],
+      ['requested', 'Asked for', (value) => (value ? 'yes' : 'no')],
+      ['bound_by', 'Needed by', (value) => list(value)],
+    ],
+  },
+  l3flows: {
+    title: 'Flows of routed traffic',
+    kinds: ['routed', 'answers', 'rules'],
+    states: [],
+    key: (row) => `${row.vrf}/${row.preference}/${row.group_priority}/${row.flow}`,
+    columns: [
+      ['vrf', 'VRF', text, 'name'],
+      ['flow', 'Flow', (name, row) => el('a', { href: linkTo('flow', { flow: `${row.vrf}/${name}` }) }, name), 'name'],
+      ['state', 'State', (value) => stateOf(value)],
+      ['preference', 'Preference', text, 'number'],
+      ['group_priority', 'Group priority', text, 'number'],
+      ['priority', 'Priority', text, 'number'],
+      ['detail', 'Detail'],
+    ],
+  },
+  groups: {
+    title: 'Groups of routed traffic',
+    kinds: ['routed', 'answers', 'rules'],
+    states: [],
+    key: (row) => JSON.stringify([row.group, row.vrf, row.vni, row.ip, row.mac]),
+    columns: [
+      ['group', 'Group'],
+      ['type_state', 'Type', (value) => stateOf(value)],
+      ['vrf', 'VRF'],
+      ['vni', 'VNI', text, 'number'],
+      ['vlan', 'VLAN', text, 'number'],
+      ['ip', 'IP address', mono],
+      ['mac', 'MAC address', mono],
+      ['member_state', 'Member', (value) => (value ? stateOf(value) : '–')],
+      ['detail', 'Detail'],
+    ],
+  },
+};
+
+export const listView = (name) => (main, parameters) => {
+  const table = tables[name];
+  let wanted = {};
+  let before = new Map();
+  let typing = null;
+
+  const search = el('input', { type: 'search', id: 'search', autocomplete: 'off', spellcheck: 'false',
+    placeholder: 'press / to search', oninput: () => { clearTimeout(typing); typing = setTimeout(go, 200); } });
+  const state = el('select', { id: 'state', onchange: () => go() },
+    el('option', { value: '' }, 'all'), table.states.map((word) => el('option', { value: word }, word)));
+  const body = el('tbody', { role: 'rowgroup' });
+  const found = el('span', { role: 'status' });
+  const previous = el('button', { type: 'button', onclick: () => go(wanted.page - 1) }, '‹ Previous');
+  const next = el('button', { type: 'button', onclick: () => go(wanted.page + 1) }, 'Next ›');
+
+  function take(given) {
+    wanted = {
+      search: given.get('search') ?? '',
+      state: given.get('state') ?? '',
+      page: Math.max(1, Number.parseInt(given.get('page') ?? '1', 10) || 1),
+    };
+    if (document.activeElement !== search) {
+      search.value = wanted.search;
+    }
+    if (![...state.options].some((option) => option.value === wanted.state)) {
+      state.append(el('option', { value: wanted.state }, wanted.state));
+    }
+    state.value = wanted.state;
+  }
+
+  // The place is the truth: it can be sent to someone else.
+  function go(page = 1) {
+    clearTimeout(typing);
+    const link = linkTo(name, { search: search.value, state: state.value, page: page > 1 ? page : '' });
+    if (link === location.hash) {
+      return;
+    }
+    history.replaceState(null, '', link);
+    dispatchEvent(new HashChangeEvent('hashchange'));
+  }
+
+  main.append(
+    el('h1', {}, table.title),
+    el('form', { class: 'tools', role: 'search', onsubmit: (event) => { event.preventDefault(); go(); } },
+      el('div', {}, el('label', { for: 'search' }, 'Search'), search),
+      table.states.length ? el('div', {}, el('label', { for: 'state' }, 'State'), state) : null),
+    el('div', { class: 'card scroll', tabindex: '0', role: 'region', 'aria-label': table.title },
+      el('table', { class: 'fold', role: 'table', 'aria-label': table.title },
+        el('thead', { role: 'rowgroup' }, el('tr', { role: 'row' }, table.columns.map(([, heading, , kind]) =>
+          el('th', { role: 'columnheader', scope: 'col', class: kind }, heading)))),
+        body)),
+    el('div', { class: 'pager' }, previous, next, found));
+  take(parameters);
+
+  function rowOf(row) {
+    const cells = table.columns.map(([member, heading, shown = text, kind]) =>
+      el('td', { role: 'cell', 'data-label': heading, class: kind }, el('span', {}, shown(row[member], row))));
+    const element = el('tr', { role: 'row' }, cells);
+    const key = String(table.key(row));
+    const words = JSON.stringify(row);
+    if (before.size && before.get(key) !== words) {
+      element.classList.add('changed');
+    }
+    return { key, words, element };
+  }
+
+  return {
+    kinds: table.kinds,
+    parametersAre(given) {
+      take(given);
+      before = new Map();
+      return true;
+    },
+    async read() {
+      const asked = { ...wanted };
+      const value = await get(name, { search: asked.search, state: asked.state,
+        first: (asked.page - 1) * pageSize, most: pageSize });
+      const focused = body.contains(document.activeElement) ? document.activeElement.getAttribute('href') : null;
+      const rows = value.rows.map(rowOf);
+      body.replaceChildren(...rows.map(({ element }) => element));
+      if (!rows.length) {
+        body.append(el('tr', { role: 'row' }, el('td', { role: 'cell', class: 'none', colspan: table.columns.length },
+          asked.search || asked.state ? 'Nothing fits.' : 'There are none.')));
+      }
+      before = new Map(rows.map(({ key, words }) => [key, words]));
+      if (focused) {
+        [...body.querySelectorAll('a')].find((link) => link.getAttribute('href') === focused)?.focus();
+      }
+      const first = value.found === 0 ? 0 : value.first + 1;
+      found.textContent = `${count(Math.min(first, value.found))} to ` +
+        `${count(Math.min(value.first + rows.length, value.found))} of ${count(value.found)}`;
+      previous.disabled = asked.page <= 1;
+      next.disabled = value.first + rows.length >= value.found;
+    },
+    failed(error) { found.textContent = error.message; },
+    stop() { clearTimeout(typing); },
+  };
+};
