@@ -117,6 +117,7 @@ int runService( LiveService const & service ) {
    LiveState::Setup setup;
    setup.role = service.role;
    setup.owns = service.owns;
+   setup.follows = service.follows;
    setup.leaseTime = service.lease;
    setup.endIfHeld = service.endIfHeld;
    setup.tell = [&ended]( Event event, std::string const & text ) {

@@ -61,6 +61,8 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
       bool endIfHeld = false;
       /** The rows that are this process's own; empty for none. */
       std::function< bool( std::string_view path ) > owns = {};
+      /** The rows that it takes up, its own among them; empty for all. */
+      std::function< bool( std::string_view path ) > follows = {};
       std::function< void( Event, std::string const & ) > tell = {};
    };
 
@@ -182,6 +184,7 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
    void due() override;
 
    bool owns( std::string_view path ) const { return setup_.owns && setup_.owns( path ); }
+   bool follows( std::string_view path ) const { return !setup_.follows || setup_.follows( path ); }
    void tell( Event event, std::string const & text ) const;
    std::string shownServer() const;
 

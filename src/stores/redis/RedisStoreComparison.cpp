@@ -52,7 +52,7 @@ void RedisStore::scan( std::string const & cursor ) {
                               }
                               for ( redisReply const * key : elementsOf( *parts[1] ) ) {
                                  auto const path = keys_.pathOf( textOf( *key ) );
-                                 if ( path && !Keys::isOwn( *path ) ) {
+                                 if ( path && !Keys::isOwn( *path ) && follows( *path ) ) {
                                     found_.emplace_back( *path );
                                  }
                               }

@@ -36,7 +36,9 @@ class RowsBelow {
 void RedisStore::changed( std::vector< std::string > paths ) {
    for ( std::string & path : paths ) {
       if ( !Keys::isOwn( path ) ) {
-         changed_.insert( std::move( path ) );
+         if ( follows( path ) ) {
+            changed_.insert( std::move( path ) );
+         }
       } else if ( keys_.of( path ) == keys_.state() ) {
          // All is compared when it has been seen to be the same.
          up();

@@ -1,6 +1,7 @@
 #include "switch/openvswitch/Agents.h"
 
 #include <algorithm>
+#include <span>
 #include <utility>
 
 #include "qorclient/flowtable/PlatformConfig.h"
@@ -15,6 +16,18 @@ namespace {
 constexpr char const * outputs[] = {
    "vtiStatusDir",        "pfHwStatus",         "pfHwStatusL3",        "bridgingConfig",
    "switchIntfConfigDir", "slabBridgingStatus", "platformTableSupport" };
+
+/** What they read beside that. */
+constexpr char const * inputs[] = { "pfHwConfig",      "pfHwConfigL3",    "fhrpGlideMacStatus",
+                                    "vniSviConfig",    "dynAllowedVlans", "l2RibQorHostInput",
+                                    "nimbusVniBaseDir" };
+
+bool isBelow( std::string_view rowPath, std::span< char const * const > places ) {
+   return std::ranges::any_of( places, [rowPath]( char const * input ) {
+      std::string_view const root = Catalog::pathOf( input );
+      return rowPath == root || ( rowPath.starts_with( root ) && rowPath[root.size()] == '/' );
+   } );
+}
 
 /** After a change by others: more may follow. */
 constexpr Orb::Seconds restBeforeReading = 0.05;
@@ -87,8 +100,7 @@ Agents::Agents( Corestore::EntityManager & em, Settings const & settings, Bridge
       rulesSmFactory( hwConfig( "pfHwConfigL3" ), hwStatus( "pfHwStatusL3" ), router, bridge_ );
    offeredHosts_ =
       offeredHostsSmFactory( entityOf< L2Rib::HostInput >( em, "l2RibQorHostInput" ), bridge_ );
-   remoteHosts_ =
-      remoteHostsSmFactory( entityOf< Kel::Dir >( em, "nimbusVniBaseDir" ), bridge_ );
+   remoteHosts_ = remoteHostsSmFactory( entityOf< Kel::Dir >( em, "nimbusVniBaseDir" ), bridge_ );
    learntHosts_.emplace( entityOf< Slab::Bridging::Status >( em, "slabBridgingStatus" ), bridge_ );
 
    database_.emplace(
@@ -106,10 +118,11 @@ Agents::~Agents() {
 }
 
 bool Agents::owns( std::string_view rowPath ) {
-   return std::ranges::any_of( outputs, [rowPath]( char const * input ) {
-      std::string_view const root = Catalog::pathOf( input );
-      return rowPath == root || ( rowPath.starts_with( root ) && rowPath[root.size()] == '/' );
-   } );
+   return isBelow( rowPath, outputs );
+}
+
+bool Agents::follows( std::string_view rowPath ) {
+   return owns( rowPath ) || isBelow( rowPath, inputs );
 }
 
 // --- The switch's database ---

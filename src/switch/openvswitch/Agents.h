@@ -48,6 +48,8 @@ class Agents : private Orb::Timer {
 
    /** Whether a row of the state (Corestore::Row) is written by these agents. */
    static bool owns( std::string_view rowPath );
+   /** Whether these agents have a use for a row; their own are among them. */
+   static bool follows( std::string_view rowPath );
 
  private:
    void databaseChanged();
