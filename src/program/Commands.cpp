@@ -17,6 +17,7 @@
 #include "program/ApplyCommand.h"
 #include "program/AuditCommand.h"
 #include "program/CheckCommand.h"
+#include "program/ConfigFile.h"
 #include "program/DescribeCommand.h"
 #include "program/InitCommand.h"
 #include "program/OpenVSwitchCommand.h"
@@ -37,6 +38,7 @@ namespace {
 constexpr int exitDone = 0;
 constexpr int exitBadInput = 2;
 constexpr char version[] = "qorclient " QORCLIENT_VERSION;
+constexpr char configOption[] = "--config";
 constexpr char switchVersion[] = "qorswitch " QORCLIENT_VERSION;
 
 struct Arguments {
@@ -57,6 +59,7 @@ struct Arguments {
    WebOptions web;
    std::string scenario;
    std::string traceFile;
+   std::string config;
 };
 
 /** The level in "LEVEL" or "HANDLE=LEVEL"; nothing when it is none. */
@@ -114,7 +117,13 @@ void addLive( CLI::App & command, LiveOptions & live ) {
 
 /** What the services have in common. */
 template < class Options >
-void addService( CLI::App & command, Options & options ) {
+void addService( CLI::App & command, Options & options, std::string & config ) {
+   // What it names is put in before the command line is parsed.
+   command
+      .add_option( configOption, config,
+                   "Take options from a file, NAME = VALUE a line; those given here go first" )
+      ->option_text( "FILE" )
+      ->check( someName );
    addLive( command, options.live );
    command.add_flag( "--end-if-held", options.endIfHeld,
                      "End when another process serves the switch; otherwise wait for it" );
@@ -122,13 +131,18 @@ void addService( CLI::App & command, Options & options ) {
       .add_option( "--lease", options.lease,
                    "Seconds after which another one takes over from one that is silent (10)" )
       ->check( CLI::Range( 0.1, 3600. ) );
+   command.add_option( "--log-format", options.logFormat, "How events are told (text)" )
+      ->option_text( "text|json" )
+      ->check( CLI::IsMember( { "text", "json" } ) );
 }
 
 void addSource( CLI::App & command, StateSource & from, bool & json ) {
    CLI::Option_group & source = *command.add_option_group( "source" );
    source.add_option( "--scenario", from.scenario, "Play it and look at its end" )
+      ->option_text( "FILE" )
       ->check( someName );
    source.add_option( "--state", from.state, "Look at a state document or the file of a run" )
+      ->option_text( "FILE" )
       ->check( someName );
    addRedis( source, from.live );
    source.require_option( 1 );
@@ -178,7 +192,9 @@ void addTraces( CLI::App & command, std::vector< std::string > & traces, std::st
       ->option_text( "LEVEL|HANDLE=LEVEL ..." )
       ->allow_extra_args( false )
       ->check( checkTrace );
-   command.add_option( "--trace-file", file, "Write the binary trace" )->check( someName );
+   command.add_option( "--trace-file", file, "Write the binary trace" )
+      ->option_text( "FILE" )
+      ->check( someName );
 }
 
 void addCommands( CLI::App & app, Arguments & arguments ) {
@@ -188,19 +204,22 @@ void addCommands( CLI::App & app, Arguments & arguments ) {
    CLI::App & run = *app.add_subcommand( "run", "Play a scenario" );
    run.add_option( "SCENARIO", arguments.run.scenario )->required();
    run.add_option( "--state", arguments.run.state, "Keep the state in a file and go on from it" )
+      ->option_text( "FILE" )
       ->check( someName );
    run.add_option( "--dump", arguments.run.dump, "Write the final state (-: standard output)" )
+      ->option_text( "FILE" )
       ->check( someName );
    run.add_option( "--dump-each", arguments.run.dumpEach, "Write the state after each step" )
       ->option_text( "DIR" )
       ->check( someName );
    run.add_option( "--journal", arguments.run.journal, "Write the agent's changes, one a line" )
+      ->option_text( "FILE" )
       ->check( someName );
    addTraces( run, arguments.traces, arguments.run.traceFile );
 
    CLI::App & serve =
       *app.add_subcommand( "serve", "Be the agent of a switch whose state is in Redis" );
-   addService( serve, arguments.serve );
+   addService( serve, arguments.serve, arguments.config );
    addTraces( serve, arguments.traces, arguments.serve.traceFile );
 
    CLI::App & init = *app.add_subcommand( "init", "Set up the state of a switch in Redis, once" );
@@ -278,7 +297,7 @@ void addSwitchCommands( CLI::App & app, Arguments & arguments ) {
    SimulateOptions & options = arguments.simulate;
    CLI::App & simulate =
       *app.add_subcommand( "simulate", "Answer the agent as the hardware and the VXLAN agent do" );
-   addService( simulate, options );
+   addService( simulate, options, arguments.config );
    simulate.add_option( "--vlan-pool", options.vlanPool, "VLANs for VNIs that are asked for" )
       ->option_text( "FIRST-LAST" );
    simulate.add_option( "--flow-capacity", options.flowCapacity,
@@ -290,12 +309,14 @@ void addSwitchCommands( CLI::App & app, Arguments & arguments ) {
    CLI::App & openVSwitch = *app.add_subcommand(
       "openvswitch",
       "Have an Open vSwitch bridge do what the state asks for, and tell what it is" );
-   addService( openVSwitch, real );
+   addService( openVSwitch, real, arguments.config );
    openVSwitch.add_option( "--bridge", real.bridge, "The bridge that is steered" )
       ->required()
       ->check( someName );
-   openVSwitch.add_option( "--run-folder", real.runFolder,
-                           "Where the switch has its sockets (/var/run/openvswitch)" );
+   openVSwitch
+      .add_option( "--run-folder", real.runFolder,
+                   "Where the switch has its sockets (/var/run/openvswitch)" )
+      ->option_text( "DIR" );
    openVSwitch.add_option( "--vlan-pool", real.vlanPool, "VLANs for VNIs that are asked for" )
       ->option_text( "FIRST-LAST" );
    openVSwitch.add_option( "--vtep", real.vtep, "The address of the switch's tunnel end point" )
@@ -383,11 +404,104 @@ int refused( CLI::ParseError const & error, int argc, char const * const * argv 
    return exitBadInput;
 }
 
-int run( CLI::App & app, Arguments const & arguments, int argc, char const * const * argv ) {
+using Words = std::vector< std::string >;
+
+/** Parses words in their order. */
+void parse( CLI::App & app, Words words ) {
+   std::ranges::reverse( words );
+   app.parse( std::move( words ) );
+}
+
+/** The value of an option among words; nothing where it doesn't stand. */
+std::optional< std::string > valueIn( Words const & words, std::string const & option ) {
+   for ( std::size_t i = 0; i < words.size(); ++i ) {
+      if ( words[i] == option ) {
+         return i + 1 < words.size() ? words[i + 1] : "";
+      }
+      if ( words[i].starts_with( option + "=" ) ) {
+         return words[i].substr( option.size() + 1 );
+      }
+   }
+   return std::nullopt;
+}
+
+/** A program's commands. */
+struct ProgramCommands {
+   char const * description;
+   char const * name;
+   void ( *addCommands )( CLI::App & app, Arguments & arguments );
+};
+
+/** What is wrong with one option of a command; empty if nothing is. That it wants others as well
+ *  doesn't count. */
+std::string wrongIn( ProgramCommands const & program, std::string const & command,
+                     std::string const & option ) {
+   CLI::App app;
+   Arguments unused;
+   program.addCommands( app, unused );
    try {
-      app.parse( argc, argv );
+      parse( app, { command, option } );
+   } catch ( CLI::RequiredError const & ) {
+      return "";
+   } catch ( CLI::ParseError const & e ) {
+      return e.what();
+   }
+   return "";
+}
+
+/** The words of the options in a file, but for those that the command line gives itself. Throws
+ *  ConfigError. */
+Words wordsOf( std::string const & file, ProgramCommands const & program, CLI::App const & command,
+               Words const & given ) {
+   Words words;
+   for ( ConfigLine const & line : readConfigFile( file ) ) {
+      std::string const option = "--" + line.name;
+      CLI::Option const * const known = command.get_option_no_throw( option );
+      if ( !known || option == configOption || known == command.get_help_ptr() ) {
+         throw wrongLine( file, line.number,
+                          command.get_name() + " has no option " + Kel::shownName( line.name ) );
+      }
+      std::string const word = option + "=" + line.value;
+      if ( std::string const wrong = wrongIn( program, command.get_name(), word );
+           !wrong.empty() ) {
+         throw wrongLine( file, line.number, Kel::oneLine( wrong ) );
+      }
+      if ( known->get_items_expected_max() == 1 && valueIn( words, option ) ) {
+         throw wrongLine( file, line.number, line.name + " is there twice" );
+      }
+      if ( !valueIn( given, option ) ) {
+         words.push_back( word );
+      }
+   }
+   return words;
+}
+
+/** The command line, with what its configuration file has behind the command. Throws ConfigError.
+ */
+Words withConfigFile( ProgramCommands const & program, CLI::App const & app, Words words ) {
+   auto const commands = app.get_subcommands( [&words]( CLI::App const * command ) {
+      return !words.empty() && command->get_name() == words.front();
+   } );
+   auto const file = valueIn( words, configOption );
+   if ( !commands.empty() && commands.front()->get_option_no_throw( configOption ) && file &&
+        !file->empty() ) {
+      Words const added = wordsOf( *file, program, *commands.front(), words );
+      words.insert( words.begin() + 1, added.begin(), added.end() );
+   }
+   return words;
+}
+
+int run( ProgramCommands const & program, int argc, char const * const * argv ) {
+   CLI::App app( program.description, program.name );
+   Arguments arguments;
+   program.addCommands( app, arguments );
+   try {
+      parse( app,
+             withConfigFile( program, app, Words( argv + std::min( argc, 1 ), argv + argc ) ) );
    } catch ( CLI::ParseError const & e ) {
       return e.get_exit_code() == 0 ? app.exit( e ) : refused( e, argc, argv );
+   } catch ( ConfigError const & e ) {
+      return refused( e );
    }
    try {
       return runCommand( app.get_subcommands().front()->get_name(), arguments );
@@ -409,18 +523,13 @@ int run( CLI::App & app, Arguments const & arguments, int argc, char const * con
 }  // namespace
 
 int runCommandLine( int argc, char const * const * argv ) {
-   CLI::App app( "The policy agent of a data-centre switch, and a switch to run it on",
-                 "qorclient" );
-   Arguments arguments;
-   addCommands( app, arguments );
-   return run( app, arguments, argc, argv );
+   return run( { "The policy agent of a data-centre switch, and a switch to run it on", "qorclient",
+                 &addCommands },
+               argc, argv );
 }
 
 int runSwitchCommandLine( int argc, char const * const * argv ) {
-   CLI::App app( "The other agents of a switch", "qorswitch" );
-   Arguments arguments;
-   addSwitchCommands( app, arguments );
-   return run( app, arguments, argc, argv );
+   return run( { "The other agents of a switch", "qorswitch", &addSwitchCommands }, argc, argv );
 }
 
 }  // namespace Program

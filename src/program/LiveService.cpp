@@ -65,6 +65,21 @@ class ProcessRow : private Orb::Timer {
    std::size_t skipped_ = 0;
 };
 
+/** What the event log calls it. */
+char const * nameOf( Event event ) {
+   switch ( event ) {
+      case Event::progress:
+         return "progress";
+      case Event::trouble:
+         return "trouble";
+      case Event::skipped:
+         return "skipped";
+      case Event::ended:
+         return "ended";
+   }
+   return "";
+}
+
 /** Writes what is left and gives the lease back. False when the server isn't there for it. */
 bool finish( LiveState & state ) {
    Orb::TaskScheduler & scheduler = state.scheduler();
@@ -97,6 +112,7 @@ bool finish( LiveState & state ) {
 }  // namespace
 
 int runService( LiveService const & service ) {
+   logIs( service.logFormat == "json" ? LogFormat::json : LogFormat::text, service.role );
    bool ended = false;
    LiveState::Setup setup;
    setup.role = service.role;
@@ -108,16 +124,18 @@ int runService( LiveService const & service ) {
       logEvent( event == Event::progress ? LogLevel::info
                 : event == Event::ended  ? LogLevel::error
                                          : LogLevel::warning,
-                text );
+                text, { { "event", nameOf( event ) } } );
       tellServiceManager( "STATUS=" + Kel::oneLine( text ) );
    };
    // Never destroyed: at the end of the process the state stays as it is.
    LiveState & state = *new LiveState( service.live, std::move( setup ) );
    StopSignal const stop( &state.scheduler() );
+   Watchdog const watchdog( &state.scheduler() );
    auto const over = [&] { return stop.came() || ended; };
    Kel::FlushHook const lastWords( [&state, keys = Redis::Keys( service.live.switchName )] {
       if ( std::string const row = state.entityManager().arriving(); !row.empty() ) {
-         logEvent( LogLevel::error, "ended by the row " + Kel::shownName( keys.of( row ) ) );
+         logEvent( LogLevel::error, "ended by the row " + Kel::shownName( keys.of( row ) ),
+                   { { "event", "ended" }, { "row", keys.of( row ) } } );
       }
    } );
 
@@ -126,7 +144,8 @@ int runService( LiveService const & service ) {
    if ( attached ) {
       state.attach();
       service.begin( state.entityManager() );
-      logEvent( LogLevel::info, service.role + " serves switch " + service.live.switchName );
+      logEvent( LogLevel::info, service.role + " serves switch " + service.live.switchName,
+                { { "event", "ready" }, { "switch", service.live.switchName } } );
       tellServiceManager( "READY=1" );
       ProcessRow const process( state );
       state.scheduler().run( over );
@@ -139,7 +158,7 @@ int runService( LiveService const & service ) {
       logEvent( LogLevel::error, "the server is not there: the last changes are not written" );
       return exitRefused;
    }
-   logEvent( LogLevel::info, service.role + " ends" );
+   logEvent( LogLevel::info, service.role + " ends", { { "event", "end" } } );
    return 0;
 }
 

@@ -18,6 +18,8 @@ struct LiveService {
    std::function< void( Corestore::EntityManager & em ) > begin;
    double lease = 10;
    bool endIfHeld = false;
+   /** "text" or "json". */
+   std::string logFormat = "text";
 };
 
 /** Runs it in the foreground until SIGTERM or SIGINT, or the loss of its right to write, and yields

@@ -30,7 +30,8 @@ int steerOpenVSwitch( OpenVSwitchOptions const & options ) {
                                  } );
                            },
                         .lease = options.lease,
-                        .endIfHeld = options.endIfHeld } );
+                        .endIfHeld = options.endIfHeld,
+                        .logFormat = options.logFormat } );
 }
 
 }  // namespace Program

@@ -11,6 +11,7 @@ struct OpenVSwitchOptions {
    LiveOptions live;
    bool endIfHeld = false;
    double lease = 10;
+   std::string logFormat = "text";
    std::string bridge;
    /** The switch's folder of sockets. */
    std::string runFolder = "/var/run/openvswitch";

@@ -3,6 +3,7 @@
 #include "documents/Document.h"
 #include "platform/flashlog/Flashlog.h"
 #include "platform/warden/CAgent.h"
+#include "program/FlowLog.h"
 #include "program/LiveService.h"
 #include "records/catalog/Catalog.h"
 #include "scenario/simulated/SwitchAgents.h"
@@ -22,11 +23,13 @@ int serveSwitch( ServeOptions const & options ) {
                         .owns = Catalog::isAgents,
                         .begin =
                            []( Corestore::EntityManager & em ) {
+                              static FlowLog const flows( em );
                               static auto const agent =
                                  Warden::startAgent( "QorClient::Agent", "QorClient", &em );
                            },
                         .lease = options.lease,
-                        .endIfHeld = options.endIfHeld } );
+                        .endIfHeld = options.endIfHeld,
+                        .logFormat = options.logFormat } );
 }
 
 int simulateSwitch( SimulateOptions const & options ) {
@@ -47,7 +50,8 @@ int simulateSwitch( SimulateOptions const & options ) {
                                                                                       settings );
                            },
                         .lease = options.lease,
-                        .endIfHeld = options.endIfHeld } );
+                        .endIfHeld = options.endIfHeld,
+                        .logFormat = options.logFormat } );
 }
 
 }  // namespace Program

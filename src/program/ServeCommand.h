@@ -10,6 +10,8 @@ struct ServeOptions {
    bool endIfHeld = false;
    /** Seconds for which the switch stays the agent's without a word of it. */
    double lease = 10;
+   /** "text" or "json". */
+   std::string logFormat = "text";
    /** Empty for none. */
    std::string traceFile;
 };
@@ -21,6 +23,7 @@ struct SimulateOptions {
    LiveOptions live;
    bool endIfHeld = false;
    double lease = 10;
+   std::string logFormat = "text";
    /** As in a scenario. */
    std::string vlanPool;
    std::uint64_t flowCapacity = 0;

@@ -4,11 +4,39 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <charconv>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <string_view>
+#include <utility>
 
 namespace Program {
+
+namespace {
+
+/** A number of the environment; nothing for none. */
+std::optional< std::uint64_t > numberOf( char const * variable ) {
+   char const * const value = std::getenv( variable );
+   std::string_view const text = value ? value : "";
+   std::uint64_t number = 0;
+   auto const [end, error] = std::from_chars( text.data(), text.data() + text.size(), number );
+   bool const whole = error == std::errc{} && end == text.data() + text.size();
+   return whole ? std::optional( number ) : std::nullopt;
+}
+
+/** How long it waits for a word of this process; nothing when it doesn't. */
+std::optional< Orb::Seconds > watchedFor() {
+   auto const microseconds = numberOf( "WATCHDOG_USEC" );
+   auto const pid = numberOf( "WATCHDOG_PID" );
+   bool const meant = !std::getenv( "WATCHDOG_PID" ) ||
+                      ( pid && *pid == static_cast< std::uint64_t >( ::getpid() ) );
+   return microseconds && *microseconds != 0 && meant
+             ? std::optional( static_cast< Orb::Seconds >( *microseconds ) / 1e6 )
+             : std::nullopt;
+}
+
+}  // namespace
 
 void tellServiceManager( std::string const & state ) {
    char const * const name = std::getenv( "NOTIFY_SOCKET" );
@@ -30,6 +58,20 @@ void tellServiceManager( std::string const & state ) {
                 reinterpret_cast< sockaddr const * >( &address ), size );
       ::close( fd );
    }
+}
+
+Watchdog::Watchdog( Kel::Ptr< Orb::TaskScheduler > scheduler )
+   : scheduler_( std::move( scheduler ) ) {
+   if ( auto const limit = watchedFor() ) {
+      // A turn may be long, so there is room for one between two words.
+      interval_ = *limit / 3;
+      due();
+   }
+}
+
+void Watchdog::due() {
+   tellServiceManager( "WATCHDOG=1" );
+   scheduler_->arm( *this, scheduler_->now() + *interval_ );
 }
 
 }  // namespace Program

@@ -7,6 +7,8 @@
 #include <csignal>
 #include <cstddef>
 #include <cstdlib>
+#include <fstream>
+#include <sstream>
 
 #include "live/LiveSwitch.h"
 
@@ -81,13 +83,13 @@ class ServiceManager {
    ServiceManager( ServiceManager const & ) = delete;
    ServiceManager & operator=( ServiceManager const & ) = delete;
 
-   /** Where in all that has come those words are. */
-   std::size_t find( std::string const & words ) {
+   /** Where in all that has come, behind a place in it, those words are. */
+   std::size_t find( std::string const & words, std::size_t behind = 0 ) {
       std::array< char, 1000 > datagram;
       for ( ssize_t size; ( size = ::recv( fd_, datagram.data(), datagram.size(), 0 ) ) >= 0; ) {
          heard_.append( datagram.data(), static_cast< std::size_t >( size ) ).push_back( '\n' );
       }
-      return heard_.find( words );
+      return heard_.find( words, behind );
    }
    std::string const & heard() const { return heard_; }
 
@@ -112,6 +114,76 @@ TEST_F( ServeTest, TheServiceManagerHearsWhenTheAgentIsAtWorkAndWhenItEnds ) {
       agent->signal( SIGTERM );
       EXPECT_EQ( agent->ended(), 0 ) << agent->output();
       EXPECT_TRUE( manager.find( "\nSTOPPING=1\n" ) != name.npos ) << manager.heard();
+   }
+}
+
+TEST_F( ServeTest, AWatchdogHearsThatTheAgentLives ) {
+   Live::Folder const folder;
+   ServiceManager manager( folder.path() / "notify" );
+   ::setenv( "WATCHDOG_USEC", "300000", 1 );
+   LiveSwitch device;
+   std::string const config = folder.path() / "conf";
+   std::ofstream( config ) << "end-if-held = true\n";
+   // Also while it waits for a state.
+   auto const agent = device.serve( { "--config", config } );
+   std::size_t heard = 0;
+   for ( int i = 0; i != 3; ++i ) {
+      EXPECT_TRUE(
+         eventually( [&] { return manager.find( "WATCHDOG=1\n", heard ) != std::string::npos; } ) )
+         << manager.heard();
+      heard = manager.heard().size();
+   }
+   ::setenv( "WATCHDOG_PID", "1", 1 );
+   auto const other = device.serve( { "--config", config } );
+   ::unsetenv( "WATCHDOG_USEC" );
+   ::unsetenv( "WATCHDOG_PID" );
+   agent->kill();
+   device.init();
+   EXPECT_TRUE( eventually( [&] { return manager.find( "READY=1\n" ) != std::string::npos; } ) );
+   heard = manager.heard().size();
+   ::usleep( 400000 );
+   EXPECT_EQ( manager.find( "WATCHDOG", heard ), std::string::npos ) << manager.heard();
+}
+
+TEST_F( ServeTest, WhatBecomesOfAFlowStandsInTheLogUnderItsName ) {
+   LiveSwitch device;
+   device.init();
+   auto const agent = device.serve( { "--log-format", "json" } );
+   auto const tells = [&]( std::string const & words ) {
+      EXPECT_TRUE(
+         eventually( [&] { return agent->output().find( words ) != std::string::npos; } ) )
+         << words << "\n"
+         << agent->output();
+   };
+   tells( R"("text":"qorclient serves switch leaf1","event":"ready","switch":"leaf1"})" );
+   ASSERT_EQ( device.apply( LiveSwitch::policy ), 0 ) << device.said();
+   tells( R"("text":"flow f/web: initial, the hardware has 0 of 0 rules: Waiting for: )" );
+   ASSERT_EQ( device.apply( R"({"interface/status/eth/vxlan":{"vtiStatus":{"Vxlan1":{
+      "vlanToVniMap":{"10":{"vni":100},"20":{"vni":200}}}}}})" ),
+              0 )
+      << device.said();
+   tells( R"("flow":"f/web","state":"waiting","details":)" );
+   auto const answer = [&]( std::string const & status ) {
+      EXPECT_EQ( device.apply( R"({"pinflow/pfHwStatusDir/dyninputstatus/qor":{"flowStats":{
+                    "f_web-from-Et5-to-any":{"status":)" +
+                               status + "}}}}" ),
+                 0 )
+         << device.said();
+   };
+   answer( "5" );
+   tells( R"("level":"warning","unit":"qorclient","text":"flow f/web: rule f_web-from-Et5-to-any: )"
+          R"_(rejected (5: no room in the flow table)","event":"rule","flow":"f/web",)_"
+          R"("rule":"f_web-from-Et5-to-any","state":"rejected",)" );
+   tells( R"("event":"flow","flow":"f/web","state":"rejected",)" );
+   answer( "1" );
+   tells( R"(,"rule":"f_web-from-Et5-to-any","state":"programmed"})" );
+   tells( R"("flow":"f/web","state":"programmed","details":"","rules":1,"programmed":1})" );
+   ASSERT_EQ( device.apply( R"({"qor/version1/policy":{"policy":{"policyFragment":{"f":null}}}})" ),
+              0 );
+   tells( R"("text":"flow f/web: gone",)" );
+   std::istringstream lines( agent->output() );
+   for ( std::string line; std::getline( lines, line ); ) {
+      EXPECT_TRUE( line.starts_with( R"({"time":"2)" ) && line.ends_with( "}" ) ) << line;
    }
 }
 

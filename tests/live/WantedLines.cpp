@@ -176,11 +176,12 @@ void WantedLines::addRule( std::string const & name, Kel::Value const & entry ) 
 void WantedLines::addOffered( std::string const & key, Kel::Value const & row ) {
    auto const number = bridge_.numbers.find( textOf( at( row, { "ciDest", "intfId" } ) ) );
    auto const host = split( key, '|' );
-   if ( number != bridge_.numbers.end() ) {
-      flows_.push_back( orderedFlow(
-         "table=33,priority=10,dl_vlan=" + host[1] + ",dl_dst=" + host[0] + " actions=set_field:" +
-         hex( static_cast< std::uint64_t >( number->second ) ) + "->reg0" ) );
-   }
+   // At a port that is not there it is nowhere.
+   flows_.push_back( orderedFlow(
+      "table=33,priority=10,dl_vlan=" + host[1] + ",dl_dst=" + host[0] + " actions=set_field:" +
+      ( number == bridge_.numbers.end() ? "0xffff"
+                                        : hex( static_cast< std::uint64_t >( number->second ) ) ) +
+      "->reg0" ) );
 }
 
 void WantedLines::addRemote( std::string const & vni, std::string const & mac,
@@ -251,9 +252,12 @@ bool WantedLines::isOpen( std::string const & port ) const {
    return false;
 }
 
-std::size_t WantedLines::refusedRules() const {
-   return static_cast< std::size_t >( std::ranges::count_if(
-      rules_, []( auto const & rule ) { return rule.second.status != 1; } ) );
+std::map< std::uint64_t, int > WantedLines::answers() const {
+   std::map< std::uint64_t, int > found;
+   for ( auto const & [name, rule] : rules_ ) {
+      ++found[rule.status.value_or( 0 )];
+   }
+   return found;
 }
 
 std::uint64_t WantedLines::answerTo( Rule const & rule ) const {

@@ -38,8 +38,8 @@ class WantedLines {
    /** Whether rules of one rank that do different things match one frame that comes in there, or
     *  leaves somewhere: which of them counts is the bridge's choice. */
    bool isOpen( std::string const & port ) const;
-   std::size_t rules() const { return rules_.size(); }
-   std::size_t refusedRules() const;
+   /** How many rules have which answer. */
+   std::map< std::uint64_t, int > answers() const;
 
  private:
    struct Rule {

@@ -319,6 +319,32 @@ TEST_F( CommandsTest, UsageErrorsExitWith2 ) {
    }
 }
 
+TEST_F( CommandsTest, AServiceTakesOptionsFromAFileAndNamesALineThatItCannotTake ) {
+   auto const refused = [this]( char const * text, char const * because ) {
+      write( "c", text );
+      Ended const ended = run( "serve --config c" );
+      EXPECT_EQ( ended.code, 2 ) << text;
+      EXPECT_EQ( ended.text, because + std::string( "\n" ) ) << text;
+   };
+   refused( "# comment\n\nlease = 5000\n",
+            "c:3: --lease: Value 5000 not in range 0.100000 to 3600.000000" );
+   refused( "redis = nowhere", "c:1: --redis: nowhere is neither unix:PATH nor HOST:PORT" );
+   refused( "end-if-held = perhaps", "c:1: Could not convert: --end-if-held = perhaps" );
+   refused( "switch = a\nswitch = b\n", "c:2: switch is there twice" );
+   refused( "lease\n", "c:1: wants NAME = VALUE" );
+   refused( "vtep = 192.0.2.1\n", "c:1: serve has no option vtep" );
+   refused( "config = d\n", "c:1: serve has no option config" );
+   refused( "help = true\n", "c:1: serve has no option help" );
+   EXPECT_EQ( run( "serve --config d" ).text, "d: No such file or directory\n" );
+   EXPECT_EQ( run( "serve --config ." ).text, ".: Is a directory\n" );
+
+   // What is given goes first; what it takes is there: the password is read only after that.
+   write( "c", "redis = unix:nowhere.sock\nswitch = leaf1\ntrace = 0\ntrace = QorClient=1\n" );
+   EXPECT_THAT( run( "serve --config=c --switch /" ).text, HasSubstr( "a switch's name is" ) );
+   EXPECT_EQ( shell( "QORCLIENT_REDIS_PASSWORD_FILE=none $Q serve --config c" ).text,
+              "none: no password can be read\n" );
+}
+
 TEST_F( CommandsTest, TracesGoWhereTheyAreAskedForAndNowhereElse ) {
    write( "s.json", R"({"steps":[]})" );
    EXPECT_EQ( shell( "unset FLASHLOG_DISABLE; $Q run s.json" ).code, 0 );

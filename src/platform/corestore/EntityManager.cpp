@@ -188,23 +188,29 @@ RowForm EntityManager::formOf( std::string_view path ) const {
    }
 }
 
-void EntityManager::apply( RowChange const & change, Store & store, Mutate const & mutate ) {
+void EntityManager::apply( Row const & row, bool deleted, Store & store, Mutate const & mutate ) {
    RowPlace place;
-   Kel::Value value = change.row.value;
+   Kel::Value const * value = &row.value;
+   // Of a row without those of its members that do not fit.
+   Kel::Value left;
    // All is checked before anything is changed: what a mutator throws is not the row's fault.
    for ( bool fits = false; !fits; ) {
       fits = true;
       try {
-         place = placeOf( change.row.path );
-         if ( change.deleted ) {
+         place = placeOf( row.path );
+         if ( deleted ) {
             break;
          }
-         checkRow( place, value );
+         checkRow( place, *value );
       } catch ( Kel::ValueError const & e ) {
-         store.refused( change, e );
+         store.refused( { row, deleted }, e );
          // Of an entity that is new, the members that fit are better than nothing: what stands
          // below it depends on it.
-         auto * const members = value.as< Kel::Value::Object >();
+         if ( value != &left ) {
+            left = row.value;
+            value = &left;
+         }
+         auto * const members = left.as< Kel::Value::Object >();
          bool const spare = members && place.form == RowForm::entity && !e.pointer().empty() &&
                             e.pointer() != "/@type" && place.holder && !stands( place );
          if ( !spare ||
@@ -216,8 +222,8 @@ void EntityManager::apply( RowChange const & change, Store & store, Mutate const
          fits = false;
       }
    }
-   if ( !change.deleted ) {
-      applyRow( place, value, mutate );
+   if ( !deleted ) {
+      applyRow( place, *value, mutate );
    } else if ( place.form != RowForm::bookMap ) {
       deleteRow( place, mutate );
    }
@@ -225,7 +231,7 @@ void EntityManager::apply( RowChange const & change, Store & store, Mutate const
 
 void EntityManager::loadFrom( Store & store ) {
    store.load( [&]( Row const & row ) {
-      apply( { row }, store, []( auto const & mutator ) { mutator(); } );
+      apply( row, false, store, []( auto const & mutator ) { mutator(); } );
    } );
 }
 
@@ -235,7 +241,7 @@ void EntityManager::arrived( std::vector< RowChange > changes ) {
       for ( RowChange const & change : changes ) {
          if ( em->store_ ) {
             em->arriving_ = change.row.path;
-            em->apply( change, *em->store_, [&em]( auto const & mutator ) {
+            em->apply( change.row, change.deleted, *em->store_, [&em]( auto const & mutator ) {
                em->hand_ = others;
                try {
                   mutator();

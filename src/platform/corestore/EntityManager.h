@@ -168,8 +168,9 @@ class EntityManager : public Kel::PtrInterface, public RowHolder, private Kel::C
  private:
    friend class ChangeObserver;
 
-   /** Applies a row that has come from a store; one that does not fit is given back to it. */
-   void apply( RowChange const & change, Store & store, Mutate const & mutate );
+   /** Applies a row that has come from a store, or is gone there; one that does not fit is given
+    *  back to it. */
+   void apply( Row const & row, bool deleted, Store & store, Mutate const & mutate );
    /** Throws Kel::ValueError where no row can stand. */
    RowPlace placeOf( std::string_view path ) const;
    RootRows const & rowsOf( std::string_view rootPath ) const;

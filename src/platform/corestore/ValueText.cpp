@@ -198,32 +198,113 @@ class LineWriter {
    std::string & line_;
 };
 
-/** The value of a text that is a word, a number of few digits or a plain string, as most rows are;
- *  nothing for any other text. */
-std::optional< Kel::Value > simpleValue( std::string_view text ) {
-   constexpr std::size_t fewDigits = 18;
-   if ( text == "true" || text == "false" ) {
-      return text == "true";
+/** Reads texts that are made of plain parts alone and without blanks, as most rows are: words,
+ *  numbers of few digits, strings without escapes, small objects and arrays. Any other text, be it
+ *  right or wrong, is left to the library. */
+class PlainReader {
+ public:
+   explicit PlainReader( std::string_view text ) : text_( text ) {}
+
+   /** Nothing for any other text. */
+   std::optional< Kel::Value > whole() {
+      Kel::Value value;
+      return read( value, 0 ) && text_.empty() ? std::optional( std::move( value ) ) : std::nullopt;
    }
-   if ( text.size() >= 2 && text.front() == '"' && text.back() == '"' &&
-        isPlain( text.substr( 1, text.size() - 2 ) ) ) {
-      return std::string( text.substr( 1, text.size() - 2 ) );
+
+ private:
+   static constexpr int deepest = 8;
+   static constexpr std::size_t mostMembers = 16;
+   static constexpr std::size_t mostDigits = 18;
+
+   bool read( Kel::Value & value, int depth ) {
+      if ( text_.starts_with( '"' ) ) {
+         return string( value );
+      }
+      if ( text_.starts_with( '{' ) ) {
+         return depth != deepest && object( value, depth + 1 );
+      }
+      if ( text_.starts_with( '[' ) ) {
+         return depth != deepest && array( value, depth + 1 );
+      }
+      for ( bool const word : { false, true } ) {
+         if ( skip( word ? "true" : "false" ) ) {
+            value = word;
+            return true;
+         }
+      }
+      return number( value );
    }
-   std::uint64_t number = 0;
-   bool const isNumber = !text.empty() && text.size() <= fewDigits &&
-                         ( text[0] != '0' || text.size() == 1 ) &&
-                         std::ranges::all_of( text, []( char c ) { return c >= '0' && c <= '9'; } );
-   if ( !isNumber ) {
-      return std::nullopt;
+   bool skip( std::string_view what ) {
+      bool const isThere = text_.starts_with( what );
+      text_.remove_prefix( isThere ? what.size() : 0 );
+      return isThere;
    }
-   std::from_chars( text.data(), text.data() + text.size(), number );
-   return number;
-}
+   std::optional< std::string > quoted() {
+      std::size_t const end = text_.starts_with( '"' ) ? text_.find( '"', 1 ) : text_.npos;
+      if ( end == text_.npos || !isPlain( text_.substr( 1, end - 1 ) ) ) {
+         return std::nullopt;
+      }
+      std::string inside( text_.substr( 1, end - 1 ) );
+      text_.remove_prefix( end + 1 );
+      return inside;
+   }
+   bool string( Kel::Value & value ) {
+      auto text = quoted();
+      if ( text ) {
+         value = std::move( *text );
+      }
+      return text.has_value();
+   }
+   bool number( Kel::Value & value ) {
+      std::size_t const digits = std::min( text_.find_first_not_of( "0123456789" ), text_.size() );
+      if ( digits == 0 || digits > mostDigits || ( text_[0] == '0' && digits != 1 ) ) {
+         return false;
+      }
+      std::uint64_t number = 0;
+      std::from_chars( text_.data(), text_.data() + digits, number );
+      text_.remove_prefix( digits );
+      value = number;
+      return true;
+   }
+   bool object( Kel::Value & value, int depth ) {
+      Kel::Value::Object members;
+      skip( "{" );
+      while ( !skip( "}" ) ) {
+         bool const isNext = members.empty() || skip( "," );
+         auto name = isNext && members.size() != mostMembers ? quoted() : std::nullopt;
+         bool const isNew = name && std::ranges::none_of( members, [&name]( auto const & known ) {
+                               return known.first == *name;
+                            } );
+         if ( !isNew || !skip( ":" ) ) {
+            return false;
+         }
+         members.emplace_back( std::move( *name ), Kel::Value() );
+         if ( !read( members.back().second, depth ) ) {
+            return false;
+         }
+      }
+      value = std::move( members );
+      return true;
+   }
+   bool array( Kel::Value & value, int depth ) {
+      Kel::Value::Array elements;
+      skip( "[" );
+      while ( !skip( "]" ) ) {
+         if ( ( !elements.empty() && !skip( "," ) ) || !read( elements.emplace_back(), depth ) ) {
+            return false;
+         }
+      }
+      value = std::move( elements );
+      return true;
+   }
+
+   std::string_view text_;
+};
 
 }  // namespace
 
 Kel::Value parseJson( std::string_view text ) {
-   if ( auto value = simpleValue( text ) ) {
+   if ( auto value = PlainReader( text ).whole() ) {
       return std::move( *value );
    }
    Builder builder;

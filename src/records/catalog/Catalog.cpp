@@ -299,7 +299,16 @@ char const * pathOf( std::string_view input ) {
 }
 
 Place const * placeOfRow( std::string_view rowPath ) {
-   // The place is the longest that begins the path.
+   // The place is the longest that begins the path, and mostly stands right before it.
+   auto const above = std::ranges::upper_bound( sortedCatalog, rowPath, {}, pathText );
+   if ( above != sortedCatalog.begin() ) {
+      Place const & before = *std::prev( above );
+      std::string_view const path = before.path;
+      if ( rowPath.starts_with( path ) &&
+           ( rowPath.size() == path.size() || rowPath[path.size()] == '/' ) ) {
+         return &before;
+      }
+   }
    std::size_t end = rowPath.size();
    Place const * place = placeAt( rowPath );
    while ( !place && end != 0 && ( end = rowPath.rfind( '/', end - 1 ) ) != rowPath.npos ) {

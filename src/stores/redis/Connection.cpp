@@ -1,17 +1,16 @@
 #include "stores/redis/Connection.h"
 
-// The library's strings are declared for C alone.
-extern "C" {
-#include <hiredis/sds.h>
-}
-
-#include <hiredis/async.h>
+#include <hiredis/hiredis.h>
 #include <poll.h>
 #include <sys/socket.h>
 
 #include <cerrno>
+#include <charconv>
 #include <cstring>
 #include <utility>
+
+/* The library parses what the server says. Commands are gathered here: it would copy each of them
+ * twice, and keep a list entry and a call for each reply, be it one that nobody wants. */
 
 namespace Redis {
 
@@ -22,164 +21,195 @@ constexpr Orb::Seconds connectTime = 5;
 /** What has gathered goes out in pieces of this size, so that the server is at work meanwhile. */
 constexpr std::size_t pieceSize = std::size_t{ 64 } * 1024;
 
+void addNumber( std::string & text, char kind, std::size_t number ) {
+   char digits[24];
+   digits[0] = kind;
+   char * const end = std::to_chars( digits + 1, digits + 21, number ).ptr;
+   end[0] = '\r';
+   end[1] = '\n';
+   text.append( digits, end + 2 );
+}
+
+/** Appends a command as it goes to a server. */
+void addCommand( std::string & text, Words words ) {
+   addNumber( text, '*', words.size() );
+   for ( std::string_view word : words ) {
+      addNumber( text, '$', word.size() );
+      text += word;
+      text += "\r\n";
+   }
+}
+
 }  // namespace
 
 Connection::Connection( Kel::Ptr< Orb::TaskScheduler > scheduler, Address const & address,
                         Closed closed )
-   : scheduler_( std::move( scheduler ) ),
-     closed_( std::move( closed ) ),
-     isRemote_( address.socket.empty() ) {
-   context_ = address.socket.empty() ? redisAsyncConnect( address.host.c_str(), address.port )
-                                     : redisAsyncConnectUnix( address.socket.c_str() );
+   : scheduler_( std::move( scheduler ) ), closed_( std::move( closed ) ) {
+   context_ = address.socket.empty() ? redisConnectNonBlock( address.host.c_str(), address.port )
+                                     : redisConnectUnixNonBlock( address.socket.c_str() );
    if ( !context_ || context_->err ) {
-      std::string const reason = context_ ? context_->errstr : "out of memory";
-      if ( auto * const failed = std::exchange( context_, nullptr ) ) {
-         redisAsyncFree( failed );
-      }
-      // Never from within the constructor.
-      scheduler_->post( [told = std::move( closed_ ), reason] { told( reason ); } );
+      close( context_ ? context_->errstr : "out of memory" );
       return;
    }
-   attach();
-   scheduler_->arm( *this, scheduler_->now() + connectTime );
-}
-
-void Connection::attach() {
-   context_->data = this;
-   context_->ev.data = this;
-   context_->ev.addRead = []( void * data ) { of( data ).waitFor( of( data ).events_ | POLLIN ); };
-   context_->ev.delRead = []( void * data ) { of( data ).waitFor( of( data ).events_ & ~POLLIN ); };
-   context_->ev.addWrite = []( void * data ) {
-      of( data ).waitFor( of( data ).events_ | POLLOUT );
-   };
-   context_->ev.delWrite = []( void * data ) {
-      of( data ).waitFor( of( data ).events_ & ~POLLOUT );
-   };
-   // The context is going, whoever has ended it.
-   context_->ev.cleanup = []( void * data ) {
-      of( data ).scheduler_->unwatch( of( data ) );
-      of( data ).scheduler_->disarm( of( data ) );
-      of( data ).context_ = nullptr;
-   };
-   redisAsyncSetConnectCallback( context_, []( redisAsyncContext const * context, int status ) {
-      auto * const connection = static_cast< Connection * >( context->data );
-      connection->scheduler_->disarm( *connection );
-      if ( status != REDIS_OK ) {
-         connection->close( context->errstr );
-      } else if ( connection->isRemote_ ) {
-         redisEnableKeepAlive( const_cast< redisContext * >( &context->c ) );
-      }
-   } );
-   redisAsyncSetDisconnectCallback( context_, []( redisAsyncContext const * context, int status ) {
-      static_cast< Connection * >( context->data )
-         ->close( status == REDIS_OK ? "closed" : context->errstr );
-   } );
    // Learns of the connection by being able to write.
    waitFor( POLLOUT );
+   scheduler_->arm( *this, scheduler_->now() + connectTime );
 }
 
 Connection::~Connection() {
    closed_ = {};
-   if ( context_ ) {
-      redisAsyncFree( context_ );
-   }
+   close( "" );
 }
 
 void Connection::waitFor( int events ) {
-   if ( context_ && std::exchange( events_, events ) != events ) {
-      scheduler_->watch( *this, context_->c.fd, static_cast< short >( events ) );
+   if ( std::exchange( events_, events ) != events ) {
+      scheduler_->watch( *this, context_->fd, static_cast< short >( events ) );
    }
 }
 
 void Connection::ready( short events ) {
-   if ( context_ && ( events & POLLOUT ) ) {
+   if ( !isConnected_ ) {
+      connected();
+   }
+   if ( context_ && isConnected_ && ( events & POLLOUT ) ) {
       write();
    }
-   if ( context_ && ( events & ~POLLOUT ) ) {
-      redisAsyncHandleRead( context_ );
+   if ( context_ && isConnected_ && ( events & ~POLLOUT ) ) {
+      read();
    }
 }
 
-// The library would move all that is left to the front of its buffer at each piece that goes out.
+void Connection::connected() {
+   int error = 0;
+   socklen_t size = sizeof error;
+   if ( ::getsockopt( context_->fd, SOL_SOCKET, SO_ERROR, &error, &size ) != 0 ) {
+      error = errno;
+   }
+   if ( error != 0 ) {
+      close( std::strerror( error ) );
+   } else {
+      isConnected_ = true;
+      if ( context_->connection_type == REDIS_CONN_TCP ) {
+         redisEnableKeepAlive( context_ );
+      }
+      scheduler_->disarm( *this );
+      waitFor( POLLIN | POLLOUT );
+   }
+}
+
 void Connection::write() {
-   redisContext & plain = context_->c;
-   std::size_t const size = sdslen( plain.obuf );
-   if ( ( plain.flags & REDIS_CONNECTED ) && sent_ != size ) {
-      ssize_t const sent = ::send( plain.fd, plain.obuf + sent_, size - sent_, MSG_NOSIGNAL );
-      sent_ += sent > 0 ? static_cast< std::size_t >( sent ) : 0;
-      if ( sent_ != size && ( sent > 0 || errno == EAGAIN || errno == EINTR ) ) {
+   while ( sent_ != out_.size() ) {
+      ssize_t const sent =
+         ::send( context_->fd, out_.data() + sent_, out_.size() - sent_, MSG_NOSIGNAL );
+      if ( sent >= 0 ) {
+         sent_ += static_cast< std::size_t >( sent );
+      } else if ( errno == EAGAIN ) {
+         break;
+      } else if ( errno != EINTR ) {
+         close( std::strerror( errno ) );
          return;
       }
-      sds const rest = sdsnewlen( plain.obuf + sent_, size - std::exchange( sent_, 0 ) );
-      sdsfree( std::exchange( plain.obuf, rest ) );
    }
-   // Connects, meets the error, or learns that nothing is left.
-   redisAsyncHandleWrite( context_ );
+   // What is left moves seldom, and a large turn leaves no large buffer.
+   if ( sent_ >= out_.size() - sent_ ) {
+      out_.erase( 0, std::exchange( sent_, 0 ) );
+      if ( out_.capacity() > 4 * pieceSize && out_.empty() ) {
+         out_.shrink_to_fit();
+      }
+   }
+   nextPiece_ = out_.size() + pieceSize;
+   waitFor( out_.empty() ? POLLIN : POLLIN | POLLOUT );
+}
+
+void Connection::read() {
+   bool const isWhole = redisBufferRead( context_ ) == REDIS_OK;
+   for ( void * reply = nullptr; context_ && !silent_; reply = nullptr ) {
+      if ( redisGetReplyFromReader( context_, &reply ) != REDIS_OK || !reply ) {
+         break;
+      }
+      take( *static_cast< redisReply const * >( reply ) );
+      freeReplyObject( reply );
+   }
+   // What had come before the end was read.
+   if ( context_ && ( !isWhole || context_->err ) ) {
+      close( context_->errstr );
+   }
+}
+
+void Connection::take( redisReply const & reply ) {
+   if ( awaited_.empty() ) {
+      if ( message_ ) {
+         message_( reply );
+      }
+      return;
+   }
+   // It stays in its place while it is at work, whatever it sends.
+   Awaited & next = awaited_.front();
+   if ( next.answer ) {
+      next.answer( reply );
+   } else if ( std::string_view const error = errorOf( reply ); !error.empty() ) {
+      droppedError_ = error;
+   }
+   if ( --next.count == 0 ) {
+      awaited_.pop_front();
+   }
 }
 
 void Connection::due() {
-   // Frees the context, which tells of nothing by itself while it is connecting.
-   redisAsyncFree( context_ );
    close( "no answer" );
 }
 
 void Connection::close( std::string const & reason ) {
-   answers_.clear();
+   if ( context_ ) {
+      scheduler_->unwatch( *this );
+      scheduler_->disarm( *this );
+      redisFree( std::exchange( context_, nullptr ) );
+   }
+   // Never from within the constructor or a call.
    if ( closed_ && !silent_ ) {
       scheduler_->post( [told = std::exchange( closed_, {} ), reason] { told( reason ); } );
    }
 }
 
 void Connection::send( Words words, Answer answer ) {
+   if ( answer || awaited_.empty() || awaited_.back().answer ) {
+      awaited_.push_back( { std::move( answer ), 0 } );
+   }
+   sendOn( words );
+}
+
+void Connection::sendOn( Words words ) {
    if ( !context_ ) {
       return;
    }
-   texts_.clear();
-   sizes_.clear();
-   for ( std::string_view word : words ) {
-      texts_.push_back( word.data() );
-      sizes_.push_back( word.size() );
+   ++awaited_.back().count;
+   add( words );
+}
+
+void Connection::add( Words words ) {
+   addCommand( out_, words );
+   if ( !isConnected_ ) {
+      return;
    }
-   redisCallbackFn * answered = []( redisAsyncContext * context, void * reply, void * ) {
-      if ( reply && !errorOf( *static_cast< redisReply const * >( reply ) ).empty() ) {
-         static_cast< Connection * >( context->data )->droppedError_ =
-            errorOf( *static_cast< redisReply const * >( reply ) );
-      }
-   };
-   if ( answer ) {
-      answers_.push_back( std::move( answer ) );
-      answered = []( redisAsyncContext * context, void * reply, void * ) {
-         auto & connection = *static_cast< Connection * >( context->data );
-         if ( reply && !connection.silent_ && !connection.answers_.empty() ) {
-            Answer const taker = std::move( connection.answers_.front() );
-            connection.answers_.pop_front();
-            taker( *static_cast< redisReply const * >( reply ) );
-         }
-      };
+   if ( out_.size() >= nextPiece_ ) {
+      write();
+   } else {
+      waitFor( POLLIN | POLLOUT );
    }
-   redisAsyncCommandArgv( context_, answered, nullptr, static_cast< int >( texts_.size() ),
-                          texts_.data(), sizes_.data() );
-   if ( sdslen( context_->c.obuf ) - sent_ >= pieceSize ) {
+}
+
+void Connection::flush() {
+   if ( context_ && isConnected_ ) {
       write();
    }
 }
 
 void Connection::subscribe( std::string_view channel, Answer message ) {
-   if ( !context_ ) {
-      return;
-   }
    message_ = std::move( message );
-   char const * const texts[] = { "SUBSCRIBE", channel.data() };
-   std::size_t const sizes[] = { std::strlen( texts[0] ), channel.size() };
-   redisAsyncCommandArgv(
-      context_,
-      []( redisAsyncContext * context, void * reply, void * ) {
-         auto & connection = *static_cast< Connection * >( context->data );
-         if ( reply && !connection.silent_ ) {
-            connection.message_( *static_cast< redisReply const * >( reply ) );
-         }
-      },
-      nullptr, 2, const_cast< char const ** >( texts ), sizes );
+   if ( context_ ) {
+      std::string_view const words[] = { "SUBSCRIBE", channel };
+      add( words );
+   }
 }
 
 std::string_view errorOf( redisReply const & reply ) {

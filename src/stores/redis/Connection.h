@@ -11,7 +11,7 @@
 #include "platform/orb/TaskScheduler.h"
 #include "stores/redis/Address.h"
 
-struct redisAsyncContext;
+struct redisContext;
 struct redisReply;
 
 namespace Redis {
@@ -39,6 +39,14 @@ class Connection : private Orb::Descriptor, private Orb::Timer {
    void send( std::initializer_list< std::string_view > words, Answer answer = {} ) {
       send( Words( words.begin(), words.size() ), std::move( answer ) );
    }
+   /** Sends a further command, whose reply goes to the `answer` of the last one. */
+   void sendOn( Words words );
+   void sendOn( std::initializer_list< std::string_view > words ) {
+      sendOn( Words( words.begin(), words.size() ) );
+   }
+   /** What was sent goes out now, as far as the server takes it; otherwise a later turn does that.
+    */
+   void flush();
    /** Sends a command that begins a subscription; `message` takes its reply and what comes later.
     *  No other command may be sent after it. */
    void subscribe( std::string_view channel, Answer message );
@@ -48,28 +56,38 @@ class Connection : private Orb::Descriptor, private Orb::Timer {
    std::string const & droppedError() const { return droppedError_; }
 
  private:
-   void attach();
+   /** Commands of which the replies are still to come. */
+   struct Awaited {
+      Answer answer;
+      std::size_t count;
+   };
+
+   void add( Words words );
    void write();
+   void connected();
+   void read();
+   void take( redisReply const & reply );
    void ready( short events ) override;
    void due() override;
    void waitFor( int events );
-   static Connection & of( void * data ) { return *static_cast< Connection * >( data ); }
    void close( std::string const & reason );
 
    Kel::Ptr< Orb::TaskScheduler > scheduler_;
    Closed closed_;
-   bool isRemote_;
-   redisAsyncContext * context_ = nullptr;
-   std::deque< Answer > answers_;
+   /** Null when it has closed. */
+   redisContext * context_ = nullptr;
+   bool isConnected_ = false;
+   /** What has gathered, of which so much is out already; the next piece goes when there is so
+    *  much of it. */
+   std::string out_;
+   std::size_t sent_ = 0;
+   std::size_t nextPiece_ = 0;
+   /** In the order of the commands. */
+   std::deque< Awaited > awaited_;
    Answer message_;
    std::string droppedError_;
-   /** So much of what the library has gathered is out already. */
-   std::size_t sent_ = 0;
    int events_ = 0;
    bool silent_ = false;
-   // Used for each command again.
-   std::vector< char const * > texts_;
-   std::vector< std::size_t > sizes_;
 };
 
 /** The reply as an error's text; empty for any other. */

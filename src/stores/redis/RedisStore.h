@@ -6,7 +6,9 @@
 #include <memory>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/corestore/Store.h"
@@ -153,7 +155,8 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
    void readOrder();
    void afterAll( std::function< void() > done );
    void allRead();
-   void read( std::set< std::string, std::less<> > const & paths, std::function< void() > done );
+   /** Asks for what stands at these paths, in their order. */
+   void read( std::span< std::string const > paths, std::function< void() > done );
    void take( std::string const & path, Corestore::RowForm form, redisReply const & reply );
    void compare( std::vector< ReadRow > rows );
    void changed( std::vector< std::string > paths );
@@ -204,6 +207,8 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
    /** Of which rows it has told, and why. */
    std::map< std::string, std::string > told_;
    std::vector< ReadRow > toLoad_;
+   /** All that are there, while they are looked for. */
+   std::vector< std::string > found_;
 
    /** Paths that others have changed, and those of them that are being read. */
    std::set< std::string, std::less<> > changed_;
@@ -212,7 +217,8 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
    /** Arrivals that are still to be applied. */
    int applying_ = 0;
    std::shared_ptr< bool > const alive_ = std::make_shared< bool >( true );
-   std::map< std::string, std::uint64_t, std::less<> > order_;
+   /** Of strings, while all is read. */
+   std::unordered_map< std::string, std::uint64_t > order_;
 
    /** What becomes of a book's map in this turn, in one command each. */
    struct BookChanges {

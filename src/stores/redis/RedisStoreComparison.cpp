@@ -31,7 +31,7 @@ void RedisStore::load( std::function< void( Row const & ) > const & row ) {
 
 void RedisStore::readAll() {
    phase_ = Phase::reading;
-   reading_.clear();
+   found_.clear();
    order_.clear();
    skipped_.clear();
    lastPosition_ = 0;
@@ -53,7 +53,7 @@ void RedisStore::scan( std::string const & cursor ) {
                               for ( redisReply const * key : elementsOf( *parts[1] ) ) {
                                  auto const path = keys_.pathOf( textOf( *key ) );
                                  if ( path && !Keys::isOwn( *path ) ) {
-                                    reading_.emplace( *path );
+                                    found_.emplace_back( *path );
                                  }
                               }
                               if ( textOf( *parts[0] ) == "0" ) {
@@ -79,7 +79,10 @@ void RedisStore::readOrder() {
                                  order_.emplace( textOf( *words[i] ), position );
                                  lastPosition_ = std::max( lastPosition_, position );
                               }
-                              read( reading_, [this] { allRead(); } );
+                              // The server may name a key twice.
+                              std::ranges::sort( found_ );
+                              found_.erase( std::ranges::unique( found_ ).begin(), found_.end() );
+                              read( std::exchange( found_, {} ), [this] { allRead(); } );
                            } ) );
 }
 
@@ -94,18 +97,16 @@ void RedisStore::allRead() {
       return;
    }
    std::vector< ReadRow > rows = std::exchange( read_.rows, {} );
-   sortRows( rows );
-   reading_.clear();
-   for ( ReadRow const & read : rows ) {
-      lastPosition_ = std::max( lastPosition_, read.position );
-   }
    order_.clear();
    std::erase_if( told_, [this]( auto const & told ) { return !skipped_.contains( told.first ); } );
    standing_.clear();
    for ( ReadRow const & read : rows ) {
-      standing_.emplace( read.row.path,
-                         Standing{ read.fingerprint, read.position, read.row.form } );
+      lastPosition_ = std::max( lastPosition_, read.position );
+      // They were read in the order of their paths, but for those of one book.
+      standing_.emplace_hint( standing_.end(), read.row.path,
+                              Standing{ read.fingerprint, read.position, read.row.form } );
    }
+   sortRows( rows );
    phase_ = Phase::ready;
    waiting_.clear();
    tell( Event::progress, shownServer() + ": the state of switch " + setup_.switchName + " has " +

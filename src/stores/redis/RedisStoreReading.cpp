@@ -1,6 +1,8 @@
 #include <hiredis/hiredis.h>
 
 #include <algorithm>
+#include <deque>
+#include <memory>
 
 #include "platform/kel/StandardError.h"
 #include "stores/redis/RedisStore.h"
@@ -52,7 +54,8 @@ void RedisStore::readChanged() {
    bool const isFree = reading_.empty() && applying_ == 0;
    if ( phase_ == Phase::ready && holder_ && isFree && !changed_.empty() ) {
       reading_ = std::exchange( changed_, {} );
-      read( reading_, [this] { changesRead(); } );
+      read( std::vector< std::string >( reading_.begin(), reading_.end() ),
+            [this] { changesRead(); } );
    }
 }
 
@@ -159,21 +162,35 @@ bool RedisStore::isRoot( std::string_view path ) const {
 
 // --- Both ---
 
-void RedisStore::read( std::set< std::string, std::less<> > const & paths,
-                       std::function< void() > done ) {
+void RedisStore::read( std::span< std::string const > paths, std::function< void() > done ) {
    read_ = {};
+   read_.rows.reserve( paths.size() );
+   struct Asked {
+      std::string path;
+      RowForm form;
+   };
+   auto const asked = std::make_shared< std::deque< Asked > >();
+   Connection & server = link_->commands();
    for ( std::string const & path : paths ) {
       RowForm const form = forms_.formOf( path );
       char const * const command = form == RowForm::none    ? "EXISTS"
                                    : form == RowForm::value ? "GET"
                                                             : "HGETALL";
-      link_->commands().send( { command, keys_.of( path ) },
-                              ofNow( [this, path, form]( redisReply const & reply ) {
-                                 // One that was put meanwhile has another value by now.
-                                 if ( reading_.contains( path ) ) {
-                                    take( path, form, reply );
-                                 }
-                              } ) );
+      asked->push_back( { path, form } );
+      if ( asked->size() == 1 ) {
+         server.send( { command, keys_.of( path ) },
+                      ofNow( [this, asked]( redisReply const & reply ) {
+                         Asked const next = std::move( asked->front() );
+                         asked->pop_front();
+                         // One that was put meanwhile has another value by now. Nothing is put
+                         // while all is read.
+                         if ( phase_ == Phase::reading || reading_.contains( next.path ) ) {
+                            take( next.path, next.form, reply );
+                         }
+                      } ) );
+      } else {
+         server.sendOn( { command, keys_.of( path ) } );
+      }
    }
    afterAll( std::move( done ) );
 }
@@ -190,6 +207,7 @@ void RedisStore::afterAll( std::function< void() > done ) {
          done();
       }
    } );
+   link_->commands().flush();
 }
 
 void RedisStore::take( std::string const & path, RowForm form, redisReply const & reply ) {

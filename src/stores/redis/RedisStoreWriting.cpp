@@ -195,6 +195,7 @@ void RedisStore::flush() {
       leaseWatched_ = false;
       watchLease();
    }
+   server.flush();
 }
 
 void RedisStore::written( redisReply const & reply ) {

@@ -46,9 +46,9 @@ Agents::Agents( Corestore::EntityManager & em, Settings const & settings, Bridge
          .flowChanged = [this]( OpenFlow::FlowUpdate const & update ) { flowChanged( update ); },
          .changesMissed = [this] { readSoon(); } } );
    bridge_ = new Bridge( scheduler, *connection_, settings.ageing, log_ );
-   // The tunnel interface may come after its port.
-   bridge_->follow( [this]( Topology const & before ) {
-      if ( before.tunnel != bridge_->topology().tunnel ) {
+   // The tunnel interface may come after its port, and be written by others without its address.
+   bridge_->follow( [this]( Topology const & ) {
+      if ( bridge_->topology().ownEndPoint != settings_.vtep ) {
          tellEndPoint();
       }
    } );
@@ -140,7 +140,10 @@ void Agents::databaseChanged() {
       hasPorts_ = true;
       bridgeUp();
    } );
-   // A table may have another limit.
+   // A table may have another limit, of which the bridge may hear later than this.
+   if ( bridge_->book().waitsForRoom() ) {
+      readSoon();
+   }
    bridge_->book().retryRefused();
 }
 

@@ -56,15 +56,21 @@ void FlowBook::changed( FlowSource & source ) {
 }
 
 void FlowBook::retryRefused() {
-   retryRefused( refused_.size() );
+   retry( refused_, &Entry::isRefused, refused_.size() );
+   for ( auto & [table, refused] : withoutRoom_ ) {
+      retry( refused, &Entry::waitsForRoom, refused.size() );
+   }
 }
 
-void FlowBook::retryRefused( std::size_t atMost ) {
-   for ( ; atMost > 0 && !refused_.empty(); --atMost ) {
-      CookieValue const cookie = refused_.front();
-      refused_.pop_front();
+void FlowBook::retry( std::deque< CookieValue > & refused, bool Entry::*isAmongThem,
+                      std::size_t atMost ) {
+   while ( atMost > 0 && !refused.empty() ) {
+      CookieValue const cookie = refused.front();
+      refused.pop_front();
       if ( auto const found = entries_.find( cookie ); found != entries_.end() ) {
-         found->second.refused = false;
+         --atMost;
+         found->second.*isAmongThem = false;
+         found->second.isRetried = true;
          mark( cookie, found->second );
       }
    }
@@ -73,7 +79,8 @@ void FlowBook::retryRefused( std::size_t atMost ) {
 void FlowBook::mark( CookieValue cookie, Entry & entry ) {
    if ( !entry.dirty ) {
       entry.dirty = true;
-      ( entry.source->isEntrance() ? dirtyEntrances_ : dirty_ ).push_back( cookie );
+      dirty_.at( static_cast< std::size_t >( entry.source->rank( entry.key ) ) )
+         .push_back( cookie );
       flushSoon();
    }
 }
@@ -164,12 +171,12 @@ void FlowBook::flush() {
    }
    std::vector< FlowChange > changes;
    std::vector< Sent > sent;
-   // An entrance is opened when the switch has all that is behind it.
-   bool const isBehind = !dirty_.empty();
-   auto & dirty = isBehind ? dirty_ : dirtyEntrances_;
-   if ( !isBehind && unanswered_ > 0 ) {
+   auto const found =
+      std::ranges::find_if( dirty_, []( auto const & keys ) { return !keys.empty(); } );
+   if ( found == dirty_.end() || ( found == dirty_.end() - 1 && unanswered_ > 0 ) ) {
       return;
    }
+   auto & dirty = *found;
    for ( std::size_t keys = 0; keys < slice && !dirty.empty(); ++keys ) {
       CookieValue const cookie = dirty.front();
       dirty.pop_front();
@@ -203,6 +210,7 @@ void FlowBook::compose( CookieValue cookie, Entry & entry, std::vector< FlowChan
    unclaim( entry );
    if ( wanted.exclusive && !wanted.flows.empty() ) {
       if ( CookieValue const other = claimedBy( wanted.flows ) ) {
+         waitFor( cookie, wanted.flows );
          wanted.flows.clear();
          next = {};
          wanted.refused = { FlowStatus::refused10,
@@ -229,8 +237,12 @@ void FlowBook::compose( CookieValue cookie, Entry & entry, std::vector< FlowChan
       changes.push_back( FlowChange::deleteByCookie( cookie ) );
       counts_.removed += entry.standing.count;
       mine.removed = entry.standing.count;
+      mine.from = entry.table;
    }
    counts_.added += wanted.flows.size();
+   if ( !wanted.flows.empty() ) {
+      entry.table = wanted.flows.front().table;
+   }
    for ( OpenFlow::Flow & flow : wanted.flows ) {
       changes.push_back( FlowChange::add( std::move( flow ) ) );
    }
@@ -242,10 +254,12 @@ void FlowBook::compose( CookieValue cookie, Entry & entry, std::vector< FlowChan
 void FlowBook::finished( std::vector< Sent > sent,
                          std::vector< OpenFlow::Refusal > const & refusals ) {
    auto refusal = refusals.begin();
-   std::size_t room = 0;
+   std::map< std::uint8_t, std::size_t > room;
    std::vector< FlowChange > halves;
    for ( Sent & mine : sent ) {
-      room += mine.removed;
+      if ( mine.removed > 0 ) {
+         room[mine.from] += mine.removed;
+      }
       for ( ; refusal != refusals.end() && refusal->index < mine.last; ++refusal ) {
          mine.answer = answerTo( *refusal );
       }
@@ -255,14 +269,19 @@ void FlowBook::finished( std::vector< Sent > sent,
       }
       Entry & entry = found->second;
       entry.answered = entry.sent;
-      if ( mine.removal && entry.dirty ) {
-         // It may be wanted again.
-         continue;
+      if ( std::exchange( entry.isRetried, false ) &&
+           mine.answer.status != FlowStatus::tableFull ) {
+         // There may be more room, or it did not take its.
+         ++room[entry.table];
       }
       if ( mine.removal ) {
          FlowSource & source = *entry.source;
          Kel::String const key = entry.key;
          unclaim( entry );
+         if ( entry.dirty ) {
+            // It may be wanted again.
+            continue;
+         }
          entries_.erase( found );
          source.removed( key );
          continue;
@@ -274,17 +293,26 @@ void FlowBook::finished( std::vector< Sent > sent,
          }
          entry.standing = {};
          unclaim( entry );
-         if ( !entry.refused ) {
-            entry.refused = true;
-            refused_.push_back( mine.cookie );
-         }
+         refuse( mine.cookie, entry, mine.answer );
       }
       answer( entry, mine.answer );
    }
    if ( !halves.empty() ) {
       connection_.program( std::move( halves ), []( auto const & ) {} );
    }
-   retryRefused( room );
+   for ( auto const & [table, flows] : room ) {
+      if ( auto const found = withoutRoom_.find( table ); found != withoutRoom_.end() ) {
+         retry( found->second, &Entry::waitsForRoom, flows );
+      }
+   }
+}
+
+void FlowBook::refuse( CookieValue cookie, Entry & entry, Answer const & given ) {
+   bool const isFull = given.status == FlowStatus::tableFull;
+   if ( bool & isAmongThem = isFull ? entry.waitsForRoom : entry.isRefused; !isAmongThem ) {
+      isAmongThem = true;
+      ( isFull ? withoutRoom_[entry.table] : refused_ ).push_back( cookie );
+   }
 }
 
 void FlowBook::answer( Entry & entry, Answer const & given ) {
@@ -310,9 +338,26 @@ void FlowBook::claim( CookieValue cookie, Entry & entry,
    }
 }
 
+void FlowBook::waitFor( CookieValue cookie, std::vector< OpenFlow::Flow > const & flows ) {
+   for ( OpenFlow::Flow const & flow : flows ) {
+      auto const [first, last] = waiting_.equal_range( placeOf( flow ) );
+      if ( std::none_of( first, last,
+                         [cookie]( auto const & waits ) { return waits.second == cookie; } ) ) {
+         waiting_.emplace( placeOf( flow ), cookie );
+      }
+   }
+}
+
 void FlowBook::unclaim( Entry & entry ) {
    for ( std::uint64_t const place : entry.claims ) {
       claims_.erase( place );
+      auto const [first, last] = waiting_.equal_range( place );
+      for ( auto at = first; at != last; ++at ) {
+         if ( auto const found = entries_.find( at->second ); found != entries_.end() ) {
+            mark( found->first, found->second );
+         }
+      }
+      waiting_.erase( first, last );
    }
    entry.claims.clear();
 }

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <map>
 #include <set>
 #include <string>
 #include <unordered_map>
@@ -35,14 +38,21 @@ struct WantedFlows {
    bool exclusive = false;
 };
 
+/** What is sent first. A foundation is what other flows lead to, so that these don't take its room
+ *  in a table. Frames enter the bridge by entrances: they wait until all others stand. */
+enum class Rank : std::uint8_t { foundation, usual, entrance };
+inline constexpr std::size_t ranks = 3;
+
 /** Whoever wants flows, by key. */
 class FlowSource {
  public:
    virtual ~FlowSource() = default;
    /** The name under which the bridge's flows are told apart; the same in each process. */
    virtual std::string_view name() const = 0;
-   /** Frames enter the bridge by its flows: they are sent when all others have been. */
-   virtual bool isEntrance() const { return false; }
+   virtual Rank rank( Kel::String const & key ) const {
+      static_cast< void >( key );
+      return Rank::usual;
+   }
    /** The flows of a key as they are to be now; none for one that is gone. */
    virtual WantedFlows flows( Kel::String const & key ) = 0;
    /** The flows of a key stand, or are refused. */
@@ -70,6 +80,11 @@ class FlowBook {
    void changed( FlowSource & source );
    /** Those that are refused, where the reason may have gone: room, a port. */
    void retryRefused();
+   /** Something has found a table full. */
+   bool waitsForRoom() const {
+      return std::ranges::any_of( withoutRoom_,
+                                  []( auto const & table ) { return !table.second.empty(); } );
+   }
 
    /** Reads what the bridge has, and goes on from there; nothing is sent until then. */
    void reconcile();
@@ -113,8 +128,14 @@ class FlowBook {
       /** Counts what was sent, so that answers to what came before are left out. */
       std::uint32_t sent = 0;
       std::uint32_t answered = 0;
+      /** Of its flows, or of the first where they are in several. */
+      std::uint8_t table = 0;
       bool dirty = false;
-      bool refused = false;
+      /** Whether it stands among those that wait for room, or for something else. */
+      bool waitsForRoom = false;
+      bool isRefused = false;
+      /** It has been given room. */
+      bool isRetried = false;
    };
    /** A key whose changes are under way. */
    struct Sent {
@@ -123,14 +144,17 @@ class FlowBook {
       /** Its changes, the last one excluded. */
       std::size_t first = 0;
       std::size_t last = 0;
-      /** Flows that went. */
+      /** Flows that went, and from where. */
       std::size_t removed = 0;
+      std::uint8_t from = 0;
       bool removal = false;
       /** If nothing is refused. */
       Answer answer{};
    };
 
-   bool isDirty() const { return !dirty_.empty() || !dirtyEntrances_.empty(); }
+   bool isDirty() const {
+      return std::ranges::any_of( dirty_, []( auto const & keys ) { return !keys.empty(); } );
+   }
    static CookieValue cookieOf( FlowSource const & source, Kel::String const & key );
    void mark( CookieValue cookie, Entry & entry );
    void flushSoon();
@@ -138,22 +162,27 @@ class FlowBook {
    void compose( CookieValue cookie, Entry & entry, std::vector< OpenFlow::FlowChange > & changes,
                  std::vector< Sent > & sent );
    void answer( Entry & entry, Answer const & given );
-   void retryRefused( std::size_t atMost );
+   void refuse( CookieValue cookie, Entry & entry, Answer const & given );
+   void retry( std::deque< CookieValue > & refused, bool Entry::*isAmongThem, std::size_t atMost );
    /** The key, by its cookie, that has one of these matches already; zero for none. */
    CookieValue claimedBy( std::vector< OpenFlow::Flow > const & flows ) const;
    void claim( CookieValue cookie, Entry & entry, std::vector< OpenFlow::Flow > const & flows );
+   /** It is looked at anew when these matches are nobody's any more. */
+   void waitFor( CookieValue cookie, std::vector< OpenFlow::Flow > const & flows );
    void unclaim( Entry & entry );
    void finished( std::vector< Sent > sent, std::vector< OpenFlow::Refusal > const & refusals );
 
    Kel::Ptr< Orb::TaskScheduler > scheduler_;
    OpenFlow::Connection & connection_;
    std::unordered_map< CookieValue, Entry > entries_;
-   std::deque< CookieValue > dirty_;
-   /** Those of entrances. */
-   std::deque< CookieValue > dirtyEntrances_;
+   /** By rank. */
+   std::array< std::deque< CookieValue >, ranks > dirty_;
    /** Of those whose matches must be theirs alone: the hash of the match. */
    std::unordered_map< std::uint64_t, CookieValue > claims_;
-   /** In the order of the refusals. */
+   /** Those that wait for such a match. */
+   std::unordered_multimap< std::uint64_t, CookieValue > waiting_;
+   /** In the order of the refusals: by the table that had no room, and for another reason. */
+   std::map< std::uint8_t, std::deque< CookieValue > > withoutRoom_;
    std::deque< CookieValue > refused_;
    /** What was found while it is being read. */
    std::unordered_map< CookieValue, Standing > found_;

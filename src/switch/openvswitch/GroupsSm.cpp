@@ -10,7 +10,15 @@ using OpenFlowTable::FlowStatus;
 using OpenFlowTable::TrafficStreamEndPointId;
 using OpenFlowTable::TrafficStreamStatus;
 
+namespace {
+
+/** The key of the step that goes to next hops; no end point is called so. */
+constexpr std::string_view redirectKey = "redirect";
+
+}  // namespace
+
 void GroupsSm::handleInitialized() {
+   bridge()->book().changed( *this, Kel::String( redirectKey ) );
    handleTrafficGroup();
    handleTrafficEndPoint();
 }
@@ -60,8 +68,12 @@ void GroupsSm::handleVirtualRouterMac() {
 }
 
 WantedFlows GroupsSm::flows( Kel::String const & key ) {
-   TrafficStreamEndPointId const & id = ids_.at( key );
    WantedFlows wanted;
+   if ( key.view() == redirectKey ) {
+      wanted.flows = redirectFlows( virtualRouter()->virtualRouterMac() );
+      return wanted;
+   }
+   TrafficStreamEndPointId const & id = ids_.at( key );
    if ( !pfHwConfig()->trafficEndPointHas( id ) ) {
       return wanted;
    }
@@ -78,6 +90,12 @@ WantedFlows GroupsSm::flows( Kel::String const & key ) {
 }
 
 void GroupsSm::answered( Kel::String const & key, Answer const & answer ) {
+   if ( key.view() == redirectKey ) {
+      if ( answer.status != FlowStatus::active ) {
+         bridge()->log( "the bridge refuses the flows of next hops: " + answer.reason );
+      }
+      return;
+   }
    TrafficStreamEndPointId const & id = ids_.at( key );
    if ( !pfHwConfig()->trafficEndPointHas( id ) ) {
       return;

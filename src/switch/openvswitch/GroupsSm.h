@@ -36,7 +36,7 @@ class GroupsSm : public Kel::StateMachine, private FlowSource {
    void handleInitialized() override;
 
  private:
-   // As a source of flows, whose keys are the texts of end points.
+   // As a source of flows, whose keys are the texts of end points, and "redirect".
    std::string_view name() const override { return "endPoints"; }
    WantedFlows flows( Kel::String const & key ) override;
    void answered( Kel::String const & key, Answer const & answer ) override;

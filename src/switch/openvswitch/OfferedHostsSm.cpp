@@ -8,9 +8,9 @@ namespace OpenVSwitch {
 
 void OfferedHostsSm::handleInitialized() {
    bridge()->follow( [this]( Topology const & before ) {
-      if ( before.ports != bridge()->topology().ports ) {
-         // Those at a port that was not there have no flow so far.
-         handleHost();
+      Topology const & now = bridge()->topology();
+      if ( before.ports != now.ports || before.tunnel != now.tunnel ) {
+         bridge()->book().changed( *this );
       }
    } );
    handleHost();
@@ -32,18 +32,16 @@ WantedFlows OfferedHostsSm::flows( Kel::String const & key ) {
    if ( row.key != host || row.destType != L2Rib::intfDest ) {
       return {};
    }
-   WantedFlows wanted;
-   if ( auto const port = bridge()->topology().numberOf( row.ciDest.intfId ) ) {
-      wanted.flows = { offeredHostFlow( host, *port ) };
-   } else {
-      // Meanwhile frames go where the host was learnt.
-      wanted.refused = { OpenFlowTable::FlowStatus::refused6, "its port is not there" };
-   }
-   return wanted;
+   // At a port that isn't there a host is nowhere else either.
+   return { .flows = { offeredHostFlow(
+               host, bridge()->topology().numberOf( row.ciDest.intfId ).value_or( noPort ) ) } };
 }
 
 void OfferedHostsSm::answered( Kel::String const & key, Answer const & answer ) {
-   bridge()->logRefused( "offered host", key, answer );
+   if ( answer.status != OpenFlowTable::FlowStatus::active ) {
+      bridge()->log( "the bridge refuses the offered host " + key.stringValue() + ": " +
+                     answer.reason );
+   }
 }
 
 }  // namespace OpenVSwitch

@@ -14,6 +14,9 @@ namespace OpenVSwitch {
 /** A port of the bridge as OpenFlow knows it. */
 using PortNumber = std::uint32_t;
 
+/** Of no port ever. */
+inline constexpr PortNumber noPort = 0xffff;
+
 /** A switchport. */
 struct Port {
    PortNumber number = 0;

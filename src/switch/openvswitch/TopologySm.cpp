@@ -15,7 +15,7 @@ namespace {
 
 constexpr char const * tunnelType = "vxlan";
 
-constexpr std::string_view framesKey = "frames";
+constexpr std::string_view framesPrefix = "frames of table ";
 constexpr std::string_view tunnelKey = "tunnel";
 constexpr std::string_view portPrefix = "port ";
 constexpr std::string_view vlanPrefix = "vlan ";
@@ -57,7 +57,11 @@ void TopologySm::createNestedReactors() {
 
 void TopologySm::handleInitialized() {
    bridge()->endPointsChangedIs( [this] { composeSoon(); } );
-   bridge()->book().changed( *this, Kel::String( framesKey ) );
+   // Table by table: what one has lost is no matter to another, which may be full.
+   for ( OpenFlow::Flow const & flow : frameFlows( bridge()->ageing() ) ) {
+      bridge()->book().changed(
+         *this, Kel::String::concat( { framesPrefix, std::to_string( flow.table ) } ) );
+   }
    composeSoon();
 }
 
@@ -181,11 +185,19 @@ Port TopologySm::portOf( Ovsdb::BridgePort const & configured, std::uint32_t num
 
 // --- Its flows ---
 
+Rank TopologySm::rank( Kel::String const & key ) const {
+   return key.view().starts_with( framesPrefix ) ? Rank::foundation : Rank::entrance;
+}
+
 WantedFlows TopologySm::flows( Kel::String const & key ) {
    Topology const & topology = bridge()->topology();
    std::string_view const text = key.view();
-   if ( text == framesKey ) {
-      return { .flows = frameFlows( bridge()->ageing() ) };
+   if ( text.starts_with( framesPrefix ) ) {
+      WantedFlows wanted{ .flows = frameFlows( bridge()->ageing() ) };
+      std::erase_if( wanted.flows, [&]( OpenFlow::Flow const & flow ) {
+         return std::to_string( flow.table ) != text.substr( framesPrefix.size() );
+      } );
+      return wanted;
    }
    if ( text == tunnelKey ) {
       return { .flows = tunnelFlows( topology ) };

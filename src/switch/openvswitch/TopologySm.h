@@ -75,9 +75,10 @@ class TopologySm : public Kel::StateMachine, private FlowSource {
    Port portOf( Ovsdb::BridgePort const & configured, std::uint32_t number,
                 std::set< std::uint16_t > const & existing ) const;
 
-   // As a source of flows, whose keys are "frames", "tunnel", "port ..." and "vlan ...".
+   // As a source of flows, whose keys are "frames of table ...", "tunnel", "port ..." and "vlan
+   // ...".
    std::string_view name() const override { return "topology"; }
-   bool isEntrance() const override { return true; }
+   Rank rank( Kel::String const & key ) const override;
    WantedFlows flows( Kel::String const & key ) override;
    void answered( Kel::String const & key, Answer const & answer ) override;
    void removed( Kel::String const & key ) override;
