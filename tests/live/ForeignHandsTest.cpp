@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <fstream>
 #include <random>
 #include <sstream>
 
@@ -224,6 +225,15 @@ class ForeignHandsTest : public testing::Test {
          << agent->output();
    }
 
+   /** All is read and compared once more. */
+   void loseConnections() {
+      std::size_t const said = agent->output().size();
+      device.server().ask( { "CLIENT", "KILL", "TYPE", "normal" } );
+      EXPECT_TRUE( eventually( [&] {
+         return agent->output().find( "the state of switch", said ) != std::string::npos;
+      } ) )
+         << agent->output();
+   }
    /** What does not fit has changed nothing where it stood, and is nothing to a fresh agent: to
     *  compare the two, it goes. */
    void removeSkipped() {
@@ -310,6 +320,60 @@ TEST_F( ForeignHandsTest, WhatEndsTheAgentNamesItsRow ) {
    EXPECT_NE( agent->output().find( "ended by the row " + device.key( "qorclient/status" ) ),
               std::string::npos )
       << agent->output();
+}
+
+TEST_F( ForeignHandsTest, ADocumentMendsWhatEndsTheAgent ) {
+   device.server().ask( { "HSET", device.key( "qor/version1/policy/other" ), "@type",
+                          "\"Qor::V1::QorPolicyFragment\"" } );
+   EXPECT_EQ( agent->ended( 5 ), 128 + SIGABRT );
+   EXPECT_EQ( device.run( { "audit" } ), 128 + SIGABRT );
+   EXPECT_TRUE( device.said().starts_with( "qorclient: nobody serves" ) ||
+                device.said().starts_with( "qorclient: served by" ) )
+      << device.said();
+   EXPECT_NE( device.said().find( "no agent can begin on this state" ), std::string::npos );
+   EXPECT_EQ( device.apply( R"({"mgmt/controller/status":{"enabled":true}})" ), 2 );
+   EXPECT_NE( device.said().find( "would end the agent" ), std::string::npos ) << device.said();
+   EXPECT_EQ( device.apply( R"({"qor/version1/policy":{"other":null}})" ), 0 ) << device.said();
+   agent = device.serve();
+   EXPECT_TRUE( eventually( [&] { return device.run( { "audit" } ) == 0; } ) ) << device.said();
+}
+
+TEST_F( ForeignHandsTest, WhatStandsOutlivesForeignMembersAndPositions ) {
+   std::string const table = device.key( "pinflow/dyninput/qor" );
+   device.server().ask( { "HSET", table, "x", "1" } );
+   device.server().ask(
+      { "HSET", device.key( "mgmt/controller/status" ), "@at", "18446744073709551615" } );
+   loseConnections();
+   EXPECT_EQ( device.rules(), 1U );
+   EXPECT_TRUE( eventually( [&] { return device.server().ask( { "EXISTS", table } ) == "0"; } ) );
+   device.server().ask(
+      { "SET",
+        device.key(
+           "qor/version1/policy/policy/policyFragment/f/serviceIntfSet/near/intf/Ethernet6" ),
+        "true" } );
+   EXPECT_TRUE( eventually( [&] { return device.rules() == 2; } ) ) << agent->output();
+   std::string const place =
+      device.server().ask( { "HGET", table + "/flowEntry/f_web-from-Et6-to-any", "@at" } );
+   EXPECT_TRUE( place.size() < 6 && place.front() >= '1' && place.front() <= '9' ) << place;
+   EXPECT_TRUE( eventually( [&] { return device.run( { "audit" } ) == 0; } ) ) << device.said();
+}
+
+TEST_F( ForeignHandsTest, AllIsReadAnewWhileAnAuditIsThoughtOver ) {
+   agent->kill();
+   device.server().ask( { "DEL", device.key( "qor/version1/policy/policy/policyFragment/f/"
+                                             "serviceIntfSet/near/intf/Ethernet5" ) } );
+   Live::Folder const folder;
+   std::string const thought = folder.path() / "thought";
+   Process audit(
+      { "sh", "-c",
+        "(while [ ! -e " + thought + " ]; do sleep 0.05; done; echo y) | " + QORCLIENT_PROGRAM +
+           " audit --remove --switch leaf1 --redis " + device.server().address() },
+      folder.path() / "audit" );
+   EXPECT_TRUE( eventually( [&] { return audit.output().find( "[y/N]" ) != std::string::npos; } ) );
+   device.server().ask( { "HINCRBY", device.key( "@state" ), "accepted", "1" } );
+   std::ofstream( thought ) << "";
+   EXPECT_EQ( audit.ended(), 1 ) << audit.output();
+   EXPECT_EQ( device.rules(), 0U );
 }
 
 }  // namespace

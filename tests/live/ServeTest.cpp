@@ -64,16 +64,13 @@ class ServiceManager {
  public:
    /** A file, or behind an "@" a name that is no file's. */
    explicit ServiceManager( std::string const & name ) {
-      sockaddr_un address{};
-      address.sun_family = AF_UNIX;
-      name.copy( address.sun_path, sizeof address.sun_path - 1 );
+      address_.sun_family = AF_UNIX;
+      name.copy( address_.sun_path, sizeof address_.sun_path - 1 );
       if ( name.front() == '@' ) {
-         address.sun_path[0] = 0;
+         address_.sun_path[0] = 0;
       }
-      EXPECT_EQ(
-         ::bind( fd_, reinterpret_cast< sockaddr const * >( &address ),
-                 static_cast< socklen_t >( offsetof( sockaddr_un, sun_path ) + name.size() ) ),
-         0 );
+      size_ = static_cast< socklen_t >( offsetof( sockaddr_un, sun_path ) + name.size() );
+      EXPECT_EQ( ::bind( fd_, reinterpret_cast< sockaddr const * >( &address_ ), size_ ), 0 );
       ::setenv( "NOTIFY_SOCKET", name.c_str(), 1 );
    }
    ~ServiceManager() {
@@ -92,11 +89,47 @@ class ServiceManager {
       return heard_.find( words, behind );
    }
    std::string const & heard() const { return heard_; }
+   /** From now on its socket takes nothing. */
+   void fill() const {
+      int const fd = ::socket( AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0 );
+      while ( ::sendto( fd, "X", 1, 0, reinterpret_cast< sockaddr const * >( &address_ ), size_ ) ==
+              1 ) {
+      }
+      ::close( fd );
+   }
 
  private:
    int const fd_ = ::socket( AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0 );
    std::string heard_;
+   sockaddr_un address_{};
+   socklen_t size_ = 0;
 };
+
+TEST_F( ServeTest, AServiceManagerThatDoesNotReadStopsNobody ) {
+   Live::Folder const folder;
+   ServiceManager const manager( folder.path() / "notify" );
+   LiveSwitch device;
+   device.init();
+   manager.fill();
+   auto const agent = device.serve();
+   auto const hardware = device.simulate();
+   ASSERT_EQ( device.apply( LiveSwitch::policy ), 0 ) << device.said();
+   EXPECT_TRUE( eventually( [&] { return device.rules() != 0; }, 5 ) ) << agent->output();
+   agent->signal( SIGTERM );
+   EXPECT_EQ( agent->ended( 5 ), 0 ) << agent->output();
+}
+
+TEST_F( ServeTest, AMarkerThatCannotBeUsedIsTold ) {
+   LiveSwitch device;
+   std::string const state = device.key( "@state" );
+   device.server().ask( { "SET", state, "x" } );
+   EXPECT_GT( device.run( { "init" } ), 0 );
+   EXPECT_NE( device.said().find( "WRONGTYPE" ), std::string::npos ) << device.said();
+   device.server().ask( { "DEL", state } );
+   device.server().ask( { "HSET", state, "id", "" } );
+   EXPECT_GT( device.run( { "init" } ), 0 );
+   EXPECT_NE( device.said().find( "marker is not usable" ), std::string::npos ) << device.said();
+}
 
 TEST_F( ServeTest, TheServiceManagerHearsWhenTheAgentIsAtWorkAndWhenItEnds ) {
    Live::Folder const folder;

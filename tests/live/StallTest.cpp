@@ -2,6 +2,7 @@
 #include <hiredis/hiredis.h>
 #include <sys/resource.h>
 
+#include <atomic>
 #include <csignal>
 #include <thread>
 
@@ -132,6 +133,40 @@ TEST_F( StallTest, AScriptThatHoldsTheServer ) {
    goesOn();
    EXPECT_LT( agent->cpuSeconds() - before, 0.3 );
    EXPECT_EQ( agent->output().find( "waited for" ), std::string::npos ) << agent->output();
+}
+
+TEST_F( StallTest, AnAgentThatEndsAmidChangesLeavesTheLeaseToTheNextOne ) {
+   std::atomic< bool > over = false;
+   std::thread hand( [&, key = member( "Ethernet7" )] {
+      Client client( device.server().address().substr( 5 ) );
+      for ( bool stands = false; !over; stands = !stands ) {
+         stands ? client.send( { "DEL", key.c_str() } )
+                : client.send( { "SET", key.c_str(), "true" } );
+         std::this_thread::sleep_for( std::chrono::microseconds( 200 ) );
+      }
+   } );
+   for ( int i = 0; i != 10; ++i ) {
+      auto next = device.serve();
+      auto const says = [&]( char const * words ) {
+         return eventually( [&] { return next->output().find( words ) != std::string::npos; } );
+      };
+      EXPECT_TRUE( says( "is served by process" ) ) << next->output();
+      agent->signal( SIGTERM );
+      EXPECT_TRUE( says( "serves switch" ) ) << next->output();
+      EXPECT_EQ( agent->ended(), 0 ) << agent->output();
+      agent = std::move( next );
+   }
+   over = true;
+   hand.join();
+   bool held = true;
+   for ( Live::RedisServer::Words const & words : device.server().written() ) {
+      bool const isLease = words.size() > 1 && words[1] == device.key( "@lease/qorclient" );
+      held = isLease ? words[0] != "DEL" : held;
+      EXPECT_TRUE( held || words.size() < 2 || words[1] != device.key( "@turn/qorclient" ) );
+   }
+   device.server().ask( { "DEL", member( "Ethernet7" ) } );
+   EXPECT_TRUE( eventually( [&] { return device.rules() == 1; } ) ) << agent->output();
+   goesOn();
 }
 
 }  // namespace
