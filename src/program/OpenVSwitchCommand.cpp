@@ -3,6 +3,7 @@
 #include "program/EventLog.h"
 #include "program/LiveService.h"
 #include "switch/openvswitch/Agents.h"
+#include "switch/openvswitch/Claim.h"
 
 namespace Program {
 
@@ -19,20 +20,24 @@ int steerOpenVSwitch( OpenVSwitchOptions const & options ) {
    if ( !options.vlanPool.empty() ) {
       settings.vlanPool = VxlanAgent::readVlanPool( options.vlanPool );
    }
-   return runService( { .live = options.live,
-                        .role = "qorswitch",
-                        .owns = OpenVSwitch::Agents::owns,
-                        .follows = OpenVSwitch::Agents::follows,
-                        .begin =
-                           [settings]( Corestore::EntityManager & em ) {
-                              static OpenVSwitch::Agents const agents(
-                                 em, settings, []( std::string const & text ) {
-                                    logEvent( LogLevel::info, text );
-                                 } );
-                           },
-                        .lease = options.lease,
-                        .endIfHeld = options.endIfHeld,
-                        .logFormat = options.logFormat } );
+   return runService(
+      { .live = options.live,
+        .role = "qorswitch",
+        .owns = OpenVSwitch::Agents::owns,
+        .follows = OpenVSwitch::Agents::follows,
+        .begin =
+           [settings, name = options.live.switchName]( Corestore::EntityManager & em ) {
+              if ( !OpenVSwitch::claimBridge( settings.runFolder, settings.bridge, name ) ) {
+                 throw Corestore::StoreError( "bridge " + settings.bridge +
+                                              " is steered by another process" );
+              }
+              static OpenVSwitch::Agents const agents(
+                 em, settings,
+                 []( std::string const & text ) { logEvent( LogLevel::info, text ); } );
+           },
+        .lease = options.lease,
+        .endIfHeld = options.endIfHeld,
+        .logFormat = options.logFormat } );
 }
 
 }  // namespace Program

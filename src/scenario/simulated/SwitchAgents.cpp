@@ -27,7 +27,7 @@ SwitchAgents::SwitchAgents( Corestore::EntityManager & em, Settings const & sett
    vlanGiver_ = VxlanAgent::vlanGiverSmFactory(
       entityOf< Vxlan::VniSviConfig >( em, Catalog::pathOf( "vniSviConfig" ) ),
       entityOf< Vxlan::VtiStatusDir >( em, Catalog::pathOf( "vtiStatusDir" ) ), answers_,
-      settings.vlanPool );
+      settings.vlanPool, []( Bridging::VlanId ) { return false; } );
    flowTable_ = table( Catalog::pathOf( "pfHwConfig" ), Catalog::pathOf( "pfHwStatus" ) );
    routedFlowTable_ = table( Catalog::pathOf( "pfHwConfigL3" ), Catalog::pathOf( "pfHwStatusL3" ) );
 }

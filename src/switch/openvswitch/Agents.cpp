@@ -87,9 +87,6 @@ Agents::Agents( Corestore::EntityManager & em, Settings const & settings, Bridge
       }
    }
    tellEndPoint();
-   vlanGiver_ = VxlanAgent::vlanGiverSmFactory(
-      entityOf< Vxlan::VniSviConfig >( em, "vniSviConfig" ), vtis,
-      Kel::Ptr< Orb::DelayedWork >( new Orb::DelayedWork( scheduler, 0 ) ), settings.vlanPool );
    topology_ =
       topologySmFactory( entityOf< Bridging::Input::AllowedVlans >( em, "dynAllowedVlans" ), vtis,
                          scheduler, bridge_ );
@@ -154,6 +151,18 @@ void Agents::databaseChanged() {
                        *entityOf< Bridging::Config >( em_, "bridgingConfig" ),
                        *entityOf< Bridging::SwitchIntfConfigDir >( em_, "switchIntfConfigDir" ) );
    topology_->portsAre( bridge.ports, settings_.bridge );
+   if ( !vlanGiver_ ) {
+      // Not before it is known which VLANs are configured.
+      vlanGiver_ = VxlanAgent::vlanGiverSmFactory(
+         entityOf< Vxlan::VniSviConfig >( em_, "vniSviConfig" ),
+         entityOf< Vxlan::VtiStatusDir >( em_, "vtiStatusDir" ),
+         Kel::Ptr< Orb::DelayedWork >(
+            new Orb::DelayedWork( Kel::Ptr< Orb::TaskScheduler >( &em_.scheduler() ), 0 ) ),
+         settings_.vlanPool,
+         [config = entityOf< Bridging::Config >( em_, "bridgingConfig" )]( Bridging::VlanId vlan ) {
+            return config->vlanConfigHas( vlan );
+         } );
+   }
    em_.scheduler().post( [this] {
       hasPorts_ = true;
       bridgeUp();

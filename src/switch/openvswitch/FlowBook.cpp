@@ -1,6 +1,7 @@
 #include "switch/openvswitch/FlowBook.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "platform/kel/Hash.h"
@@ -62,24 +63,42 @@ void FlowBook::changed( FlowSource & source ) {
 }
 
 void FlowBook::retryRefused() {
-   retry( refused_, &Entry::isRefused, refused_.size() );
+   constexpr std::size_t all = std::numeric_limits< std::size_t >::max();
+   retry( refused_, &Entry::isRefused, all );
    for ( auto & [table, refused] : withoutRoom_ ) {
-      retry( refused, &Entry::waitsForRoom, refused.size() );
+      retry( refused, &Entry::waitsForRoom, all );
+   }
+}
+
+void FlowBook::retryWithRoom( std::map< std::uint8_t, std::size_t > const & room ) {
+   for ( auto const & [table, flows] : room ) {
+      if ( auto const found = withoutRoom_.find( table ); found != withoutRoom_.end() ) {
+         retry( found->second, &Entry::waitsForRoom, flows );
+      }
    }
 }
 
 void FlowBook::retry( std::deque< CookieValue > & refused, bool Entry::*isAmongThem,
-                      std::size_t atMost ) {
-   while ( atMost > 0 && !refused.empty() ) {
+                      std::size_t room ) {
+   std::deque< CookieValue > left;
+   while ( room > 0 && !refused.empty() ) {
       CookieValue const cookie = refused.front();
       refused.pop_front();
-      if ( auto const found = entries_.find( cookie ); found != entries_.end() ) {
-         --atMost;
-         found->second.*isAmongThem = false;
-         found->second.isRetried = true;
-         mark( cookie, found->second );
+      auto const found = entries_.find( cookie );
+      if ( found == entries_.end() ) {
+         continue;
       }
+      Entry & entry = found->second;
+      if ( entry.wants > room ) {
+         left.push_back( cookie );
+         continue;
+      }
+      room -= entry.wants;
+      entry.*isAmongThem = false;
+      entry.isRetried = true;
+      mark( cookie, entry );
    }
+   refused.insert( refused.begin(), left.begin(), left.end() );
 }
 
 void FlowBook::mark( CookieValue cookie, Entry & entry ) {
@@ -268,15 +287,15 @@ void FlowBook::compose( CookieValue cookie, Entry & entry, std::vector< FlowChan
       }
       if ( std::exchange( entry.isRetried, false ) ) {
          // It did not take its room.
-         retry( withoutRoom_[entry.table], &Entry::waitsForRoom, 1 );
+         retry( withoutRoom_[entry.table], &Entry::waitsForRoom, entry.wants );
       }
       return;
    }
    Sent mine{ .cookie = cookie,
               .serial = ++entry.sent,
-              .first = changes.size(),
               .removal = wanted.flows.empty() && !isRefused,
-              .stood = entry.standing.count > 0,
+              .stood = entry.standing.count,
+              .added = wanted.flows.size(),
               .answer = isRefused ? wanted.refused : Answer{ FlowStatus::active, {} } };
    // A flow that only does something else is overwritten, which no frame sees half done.
    if ( entry.standing.count > 0 && next.matches != entry.standing.matches ) {
@@ -293,6 +312,7 @@ void FlowBook::compose( CookieValue cookie, Entry & entry, std::vector< FlowChan
       changes.push_back( FlowChange::add( std::move( flow ) ) );
    }
    mine.last = changes.size();
+   mine.to = entry.table;
    entry.standing = next;
    sent.push_back( std::move( mine ) );
 }
@@ -302,12 +322,17 @@ void FlowBook::finished( std::vector< Sent > sent,
    auto refusal = refusals.begin();
    std::map< std::uint8_t, std::size_t > room;
    std::vector< FlowChange > halves;
+   std::map< std::uint8_t, std::size_t > roomOfHalves;
    for ( Sent & mine : sent ) {
-      if ( mine.removed > 0 ) {
-         room[mine.from] += mine.removed;
-      }
+      std::size_t refused = 0;
       for ( ; refusal != refusals.end() && refusal->index < mine.last; ++refusal ) {
          mine.answer = answerTo( *refusal );
+         ++refused;
+      }
+      // One that is refused for want of room has taken what it had left.
+      if ( mine.removed > 0 && ( refused == 0 || mine.answer.status != FlowStatus::tableFull ||
+                                 mine.from != mine.to ) ) {
+         room[mine.from] += mine.removed;
       }
       auto const found = entries_.find( mine.cookie );
       if ( found == entries_.end() || found->second.sent != mine.serial ) {
@@ -334,23 +359,24 @@ void FlowBook::finished( std::vector< Sent > sent,
       }
       if ( mine.answer.status != FlowStatus::active ) {
          // Of several flows some may stand, or one as it was before.
-         if ( mine.stood || mine.last - mine.first > 1 ) {
+         if ( mine.stood > 0 || mine.added > 1 ) {
             halves.push_back( FlowChange::deleteByCookie( mine.cookie ) );
+            roomOfHalves[entry.table] +=
+               mine.stood > 0 && mine.removed == 0 ? mine.stood : mine.added - refused;
          }
          entry.standing = {};
+         entry.wants = std::max< std::size_t >( mine.added, 1 );
          unclaim( entry );
          refuse( mine.cookie, entry, mine.answer );
       }
       answer( entry, mine.answer );
    }
    if ( !halves.empty() ) {
-      connection_.program( std::move( halves ), []( auto const & ) {} );
+      connection_.program( std::move( halves ), [this, roomOfHalves]( auto const & ) {
+         retryWithRoom( roomOfHalves );
+      } );
    }
-   for ( auto const & [table, flows] : room ) {
-      if ( auto const found = withoutRoom_.find( table ); found != withoutRoom_.end() ) {
-         retry( found->second, &Entry::waitsForRoom, flows );
-      }
-   }
+   retryWithRoom( room );
 }
 
 void FlowBook::refuse( CookieValue cookie, Entry & entry, Answer const & given ) {

@@ -134,6 +134,8 @@ class FlowBook {
       /** Of its flows, or of the first where they are in several. */
       std::uint8_t table = 0;
       bool dirty = false;
+      /** The room that it was refused. */
+      std::size_t wants = 1;
       /** Whether it stands among those that wait for room, or for something else. */
       bool waitsForRoom = false;
       bool isRefused = false;
@@ -144,15 +146,16 @@ class FlowBook {
    struct Sent {
       CookieValue cookie = 0;
       std::uint32_t serial = 0;
-      /** Its changes, the last one excluded. */
-      std::size_t first = 0;
+      /** Of its changes, the one after the last. */
       std::size_t last = 0;
-      /** Flows that went, and from where. */
+      /** Flows that went, and from which table to which. */
       std::size_t removed = 0;
       std::uint8_t from = 0;
+      std::uint8_t to = 0;
       bool removal = false;
-      /** Something stood before. */
-      bool stood = false;
+      /** Flows that stood before, and that are added. */
+      std::size_t stood = 0;
+      std::size_t added = 0;
       /** If nothing is refused. */
       Answer answer{};
    };
@@ -169,7 +172,9 @@ class FlowBook {
                  std::vector< Sent > & sent );
    void answer( Entry & entry, Answer const & given );
    void refuse( CookieValue cookie, Entry & entry, Answer const & given );
-   void retry( std::deque< CookieValue > & refused, bool Entry::*isAmongThem, std::size_t atMost );
+   /** In their turn, those for whom there is room for so many flows. */
+   void retry( std::deque< CookieValue > & refused, bool Entry::*isAmongThem, std::size_t room );
+   void retryWithRoom( std::map< std::uint8_t, std::size_t > const & room );
    /** The key, by its cookie, that has one of these matches already; zero for none. */
    CookieValue claimedBy( std::vector< OpenFlow::Flow > const & flows ) const;
    void claim( CookieValue cookie, Entry & entry, std::vector< OpenFlow::Flow > const & flows );

@@ -46,7 +46,7 @@ void VlanGiverSm::give( Vxlan::VniExtOrNone vni ) {
       }
    }
    for ( std::uint16_t number = pool().first; number <= pool().last; ++number ) {
-      if ( !tunnel->vlanToVniMapHas( VlanId( number ) ) ) {
+      if ( !tunnel->vlanToVniMapHas( VlanId( number ) ) && !isTaken()( VlanId( number ) ) ) {
          tunnel->vlanToVniMapIs( VlanId( number ), { vni, Vxlan::VniSource::qor } );
          return;
       }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 #include "platform/kel/StateMachine.h"
 #include "platform/orb/DelayedWork.h"
 #include "records/vxlan/VniSviConfig.h"
@@ -8,10 +10,14 @@
 
 namespace VxlanAgent {
 
+/** Whether a VLAN has another use. */
+using IsTaken = std::function< bool( Bridging::VlanId ) >;
+
 /**
  * The VXLAN agent in small: gives each VNI that is asked for a VLAN of the pool in the map of the
  * tunnel interface, and takes it back. A VNI that is mapped already, and VLANs outside the pool,
- * are left alone. A VNI for which no VLAN is left waits for one that this agent takes back.
+ * are left alone, and so are those of the pool that the switch uses by configuration. A VNI for
+ * which no VLAN is left waits for one that this agent takes back.
  */
 class VlanGiverSm : public Kel::StateMachine {
    KEL_STATE_MACHINE( VxlanAgent::VlanGiverSm )
@@ -22,6 +28,7 @@ class VlanGiverSm : public Kel::StateMachine {
    KEL_GIVEN( Kel::Ptr< Vxlan::VtiStatusDir >, vtiStatusDir )
    KEL_GIVEN( Kel::Ptr< Orb::DelayedWork >, answers )
    KEL_GIVEN( VlanPool, pool )
+   KEL_GIVEN( IsTaken, isTaken )
 
    // Handlers.
    void handleVniSviInfo( Vxlan::VniExtOrNone const & vni );
