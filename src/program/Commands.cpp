@@ -115,15 +115,23 @@ void addLive( CLI::App & command, LiveOptions & live ) {
    addSwitch( command, live );
 }
 
-/** What the services have in common. */
-template < class Options >
-void addService( CLI::App & command, Options & options, std::string & config ) {
+/** What the processes that a service manager starts have in common. */
+void addProcess( CLI::App & command, std::string & config, std::string & logFormat ) {
    // What it names is put in before the command line is parsed.
    command
       .add_option( configOption, config,
                    "Take options from a file, NAME = VALUE a line; those given here go first" )
       ->option_text( "FILE" )
       ->check( someName );
+   command.add_option( "--log-format", logFormat, "How events are told (text)" )
+      ->option_text( "text|json" )
+      ->check( CLI::IsMember( { "text", "json" } ) );
+}
+
+/** What those have in common that write. */
+template < class Options >
+void addService( CLI::App & command, Options & options, std::string & config ) {
+   addProcess( command, config, options.logFormat );
    addLive( command, options.live );
    command.add_flag( "--end-if-held", options.endIfHeld,
                      "End when another process serves the switch; otherwise wait for it" );
@@ -131,9 +139,6 @@ void addService( CLI::App & command, Options & options, std::string & config ) {
       .add_option( "--lease", options.lease,
                    "Seconds after which another one takes over from one that is silent (10)" )
       ->check( CLI::Range( 0.1, 3600. ) );
-   command.add_option( "--log-format", options.logFormat, "How events are told (text)" )
-      ->option_text( "text|json" )
-      ->check( CLI::IsMember( { "text", "json" } ) );
 }
 
 void addSource( CLI::App & command, StateSource & from, bool & json ) {
@@ -242,12 +247,14 @@ void addCommands( CLI::App & app, Arguments & arguments ) {
    watch.add_flag( "--json", arguments.watch.json, "Write JSON" );
 
    CLI::App & web = *app.add_subcommand( "web", "Serve a page and metrics of a live switch" );
+   addProcess( web, arguments.config, arguments.web.logFormat );
    addLive( web, arguments.web.live );
    web.add_option( "--listen", arguments.web.listen, "Where it is served (127.0.0.1:8080)" )
       ->option_text( "unix:PATH|HOST:PORT" )
       ->check( checkAddress );
    web.add_option( "--token-file", arguments.web.tokenFile,
                    "A file whose first line everyone has to know" )
+      ->option_text( "FILE" )
       ->check( someName );
    web.add_option( "--name", arguments.web.names, "A further host name by which it is reached" )
       ->allow_extra_args( false )

@@ -12,20 +12,20 @@ namespace {
 
 /** Of the process. */
 struct {
-   LogFormat format = LogFormat::text;
+   bool isJson = false;
    std::string unit;
 } log;
 
 }  // namespace
 
-void logIs( LogFormat format, std::string const & unit ) {
-   log = { format, unit };
+void logIs( std::string_view format, std::string const & unit ) {
+   log = { format == "json", unit };
 }
 
 void logEvent( LogLevel level, std::string_view text, Kel::Value::Object const & fields ) {
    constexpr std::array< char const *, 3 > names{ "info", "warning", "error" };
    char const * const name = names[static_cast< std::size_t >( level )];
-   if ( log.format == LogFormat::text ) {
+   if ( !log.isJson ) {
       Kel::writeStandardError( utcTime() + " " + name + " " + Kel::oneLine( text ) + "\n" );
       return;
    }

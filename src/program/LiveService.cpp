@@ -112,7 +112,7 @@ bool finish( LiveState & state ) {
 }  // namespace
 
 int runService( LiveService const & service ) {
-   logIs( service.logFormat == "json" ? LogFormat::json : LogFormat::text, service.role );
+   logIs( service.logFormat, service.role );
    bool ended = false;
    LiveState::Setup setup;
    setup.role = service.role;

@@ -98,6 +98,7 @@ class Watch : private Orb::Timer {
 }  // namespace
 
 int serveWeb( WebOptions const & options ) {
+   logIs( options.logFormat, "web" );
    Redis::Address const address = *Redis::addressOf( options.listen );
    Web::Place const place{ address.socket, address.host, address.port };
    std::string const token = tokenOf( options.tokenFile );
@@ -128,6 +129,7 @@ int serveWeb( WebOptions const & options ) {
    } );
    watch.emplace( state, site );
    StopSignal const stop( &state.scheduler() );
+   Watchdog const watchdog( &state.scheduler() );
    logEvent( LogLevel::info, "the page of switch " + options.live.switchName + " is at " +
                                 ( place.socket.empty() ? "http://" : "" ) + options.listen );
    tellServiceManager( "READY=1" );

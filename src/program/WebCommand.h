@@ -15,6 +15,8 @@ struct WebOptions {
    std::vector< std::string > names;
    /** A file whose first line everyone has to know; empty for none. */
    std::string tokenFile;
+   /** "text" or "json". */
+   std::string logFormat = "text";
 };
 
 /** Serves the page of a switch until SIGTERM or SIGINT, and yields the exit code. It only reads.
