@@ -9,9 +9,14 @@
 // more to do. `flow_mods` is what the bridge was told to change.
 //
 // `oneFlowChanged`: another client changes one flow's address in Redis, with 100,000 rules
-// standing, until the bridge has the changed flow.
+// standing, until the bridge has the changed flow. `flowChanged`: the same, until a packet takes
+// the new way.
+//
+// `hostMoved`: a host whose packets are redirected goes on at another port, with 100,000 rules
+// standing, from its first packet there until they are redirected there.
 
 #include <benchmark/benchmark.h>
+#include <poll.h>
 
 #include <chrono>
 #include <fstream>
@@ -23,8 +28,8 @@
 #include "Measure.h"
 #include "NearPolicy.h"
 #include "RedisClient.h"
-#include "live/OpenVSwitch.h"
 #include "live/RedisServer.h"
+#include "live/lab/Laboratory.h"
 #include "program/LiveState.h"
 #include "switch/openflow/Connection.h"
 
@@ -36,8 +41,17 @@ using Live::Process;
 
 constexpr std::uint32_t fragments = 100;
 constexpr std::size_t rules = fragments * Bench::flowsPerFragment * Bench::interfacesPerSet;
-constexpr char const * bridge = "br0";
+constexpr char const * bridge = Lab::Laboratory::bridge;
 constexpr int preLookup = 10;
+
+/** Those of the first fragment. */
+constexpr std::uint16_t originalVlan = 100;
+constexpr std::uint16_t serviceVlan = 2000;
+/** The first of the near set; two where a host may be; and where all packets leave. */
+constexpr char const * enteringPort = "Ethernet1";
+constexpr char const * firstPort = "Ethernet11";
+constexpr char const * secondPort = "Ethernet12";
+constexpr char const * leavingPort = "Ethernet13";
 
 std::string keyOf( std::string const & path ) {
    return "qor{leaf1}:" + path;
@@ -59,9 +73,15 @@ class Steered {
                ->enabledIs( false );
          } );
       }
-      openVSwitch_.addBridge( bridge );
-      for ( int i = 1; i <= Bench::interfacesPerSet; ++i ) {
-         openVSwitch_.addInternalPort( bridge, "Ethernet" + std::to_string( i ) );
+      lab_.wire( enteringPort );
+      for ( int i = 2; i <= Bench::interfacesPerSet; ++i ) {
+         openVSwitch().addInternalPort( bridge, "Ethernet" + std::to_string( i ) );
+      }
+      for ( char const * port : { firstPort, secondPort, leavingPort } ) {
+         lab_.wire( port );
+         openVSwitch().vsctl(
+            { "set", "port", port, "vlan_mode=trunk",
+              "trunks=" + std::to_string( originalVlan ) + "," + std::to_string( serviceVlan ) } );
       }
       start();
    }
@@ -69,7 +89,7 @@ class Steered {
    void start() {
       agent_ = start( QORCLIENT_PROGRAM, { "serve" } );
       driver_ = start( QORSWITCH_PROGRAM, { "openvswitch", "--bridge", bridge, "--run-folder",
-                                            openVSwitch_.folder() } );
+                                            openVSwitch().folder() } );
       until( [&] { return driver_->output().find( "is followed" ) != std::string::npos; } );
    }
    void kill() {
@@ -95,7 +115,8 @@ class Steered {
       } );
    }
    RedisClient & client() { return client_; }
-   Live::OpenVSwitch & openVSwitch() { return openVSwitch_; }
+   Live::OpenVSwitch & openVSwitch() { return lab_.openVSwitch(); }
+   Lab::Wire const & wire( char const * port ) { return lab_.wire( port ); }
    /** The resident memory of the driver, in bytes. */
    double memory() const {
       std::ifstream in( "/proc/" + std::to_string( driver_->pid() ) + "/status" );
@@ -130,7 +151,7 @@ class Steered {
    Live::Folder folder_;
    Live::RedisServer server_;
    RedisClient client_;
-   Live::OpenVSwitch openVSwitch_;
+   Lab::Laboratory lab_;
    std::unique_ptr< Process > agent_;
    std::unique_ptr< Process > driver_;
    int started_ = 0;
@@ -238,11 +259,21 @@ void restart( benchmark::State & state ) {
 }
 BENCHMARK( restart )->UseManualTime()->Unit( benchmark::kMillisecond )->Iterations( 2 );
 
+std::string keyOfFlow( std::string const & name ) {
+   return keyOf( "qor/version1/policy/policy/policyFragment/fragment0/flow/" + name );
+}
+
+/** Tells the middle one and the 99th of a hundred. */
+void tell( benchmark::State & state, std::vector< double > seconds ) {
+   std::ranges::sort( seconds );
+   state.counters["median_us"] = 1e6 * seconds[seconds.size() / 2];
+   state.counters["p99_us"] = 1e6 * seconds[seconds.size() * 99 / 100];
+}
+
 void oneFlowChanged( benchmark::State & state ) {
    Steered & steered = programmed();
    Onlooker onlooker( steered.openVSwitch().management( bridge ) );
-   std::string const key =
-      keyOf( "qor/version1/policy/policy/policyFragment/fragment0/flow/flow0" );
+   std::string const key = keyOfFlow( "flow0" );
    std::string const match( Bench::textOf( *steered.client().ask( { "HGET", key, "match" } ) ) );
    std::size_t const at = match.find( "02:00:00:00:00:01" );
    std::vector< double > seconds;
@@ -257,16 +288,102 @@ void oneFlowChanged( benchmark::State & state ) {
       } ) );
       state.SetIterationTime( seconds.back() );
    }
-   std::ranges::sort( seconds );
-   state.counters["median_us"] = 1e6 * seconds[seconds.size() / 2];
-   state.counters["p99_us"] = 1e6 * seconds[seconds.size() * 99 / 100];
+   tell( state, std::move( seconds ) );
 }
 BENCHMARK( oneFlowChanged )->UseManualTime()->Unit( benchmark::kMicrosecond )->Iterations( 1000 );
+
+/** Packets to a receiver behind the port where all leave, by the VLAN in which they come there. */
+class Packets {
+ public:
+   explicit Packets( Steered & steered ) : out_( steered.wire( leavingPort ) ) {
+      Lab::Frame frame = Lab::broadcastFrame( receiver );
+      for ( std::uint16_t const vlan : { originalVlan, serviceVlan } ) {
+         frame.vlan = vlan;
+         out_.send( frame );
+      }
+   }
+
+   /** Sends them one by one until one comes in a VLAN. */
+   void sendUntil( Lab::Wire const & in, Lab::Mac const & from, std::uint16_t sentIn,
+                   std::uint16_t comesIn ) {
+      Lab::Frame frame = Lab::plainFrame( from, receiver );
+      frame.vlan = sentIn;
+      Lab::Mark const mark{ .stream = 1, .number = ++round_ };
+      frame.markIs( mark );
+      Steered::until( [&] {
+         auto const end = std::chrono::steady_clock::now() + std::chrono::milliseconds( 500 );
+         while ( std::chrono::steady_clock::now() < end ) {
+            in.send( frame );
+            pollfd coming{ out_.fd(), POLLIN, 0 };
+            ::poll( &coming, 1, 1 );
+            while ( auto const came = out_.receive() ) {
+               if ( came->mark() == mark && came->vlan == comesIn ) {
+                  return true;
+               }
+            }
+            // The switch has other work, too.
+            std::this_thread::sleep_for( std::chrono::microseconds( 50 ) );
+         }
+         return false;
+      } );
+   }
+
+ private:
+   static constexpr Lab::Mac receiver{ 2, 0, 0, 0, 0xff, 1 };
+   Lab::Wire const & out_;
+   std::uint32_t round_ = 0;
+};
+
+void flowChanged( benchmark::State & state ) {
+   Steered & steered = programmed();
+   Packets packets( steered );
+   Lab::Wire const & in = steered.wire( enteringPort );
+   Lab::Mac const sender{ 2, 0, 0, 0, 0xf1, 1 };
+   std::string const key = keyOfFlow( "flow1" );
+   bool isCaught = false;
+   std::vector< double > seconds;
+   for ( auto _ : state ) {
+      isCaught = !isCaught;
+      std::string const match = std::string( R"({"srcMac":"02:00:00:00:f1:0)" ) +
+                                ( isCaught ? "1" : "2" ) + R"(","vni":20000})";
+      seconds.push_back( timed( [&] {
+         steered.client().ask( { "HSET", key, "match", match } );
+         packets.sendUntil( in, sender, serviceVlan, isCaught ? originalVlan : serviceVlan );
+      } ) );
+      state.SetIterationTime( seconds.back() );
+   }
+   tell( state, std::move( seconds ) );
+}
+BENCHMARK( flowChanged )->UseManualTime()->Unit( benchmark::kMicrosecond )->Iterations( 1000 );
+
+void hostMoved( benchmark::State & state ) {
+   Steered & steered = programmed();
+   Packets packets( steered );
+   Lab::Mac const host{ 2, 0, 0, 0, 0xf2, 1 };
+   steered.client().ask( { "HSET", keyOfFlow( "host" ), "interceptPoint", "0", "match",
+                           R"({"srcMac":"02:00:00:00:f2:01","vni":10000})", "action",
+                           R"({"vni":20000})" } );
+   Lab::Wire const * const ports[] = { &steered.wire( firstPort ), &steered.wire( secondPort ) };
+   std::size_t at = 0;
+   packets.sendUntil( *ports[at], host, originalVlan, serviceVlan );
+   std::vector< double > seconds;
+   for ( auto _ : state ) {
+      // The switch counts packets, and learns from them, twice a second: those at the old port have
+      // been counted.
+      std::this_thread::sleep_for( std::chrono::milliseconds( 1100 ) );
+      at = 1 - at;
+      seconds.push_back(
+         timed( [&] { packets.sendUntil( *ports[at], host, originalVlan, serviceVlan ); } ) );
+      state.SetIterationTime( seconds.back() );
+   }
+   tell( state, std::move( seconds ) );
+}
+BENCHMARK( hostMoved )->UseManualTime()->Unit( benchmark::kMicrosecond )->Iterations( 100 );
 
 }  // namespace
 
 int main( int argc, char ** argv ) {
-   if ( std::string const missing = Live::OpenVSwitch::missing(); !missing.empty() ) {
+   if ( std::string const missing = Lab::Laboratory::missing(); !missing.empty() ) {
       std::fprintf( stderr, "skipped: %s\n", missing.c_str() );
       return 0;
    }

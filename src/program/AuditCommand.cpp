@@ -9,7 +9,6 @@
 #include "platform/corestore/ValueText.h"
 #include "platform/kel/StandardError.h"
 #include "program/TrialSwitch.h"
-#include "qorclient/flowtable/HwStatus.h"
 #include "records/catalog/Catalog.h"
 #include "views/tables/TextTable.h"
 
@@ -52,28 +51,16 @@ bool isAnswer( std::string_view path ) {
    } );
 }
 
-/** The hardware has the rules of an agent that has begun anew as it has those that stand. */
-void answer( Corestore::EntityManager const & em, Corestore::EntityManager & fresh ) {
-   for ( char const * input : answers ) {
-      auto const known = em.entity< OpenFlowTable::HwStatus >( Catalog::pathOf( input ) );
-      auto const told =
-         Kel::ptrCast< OpenFlowTable::HwStatus >( fresh.standing( Catalog::pathOf( input ) ) );
-      for ( auto const & [name, row] : known->flowStats() ) {
-         told->flowStatsIs( name )->statusIs( row->status() );
-      }
-   }
-}
-
 Findings findingsOf( LiveState & state ) {
    Findings findings;
    Corestore::EntityManager & em = state.entityManager();
-   Corestore::MemoryStore inputs = copyOf( em, []( std::string_view path ) {
-      return !Catalog::isAgents( path ) && !isAnswer( path );
-   } );
+   Corestore::MemoryStore inputs = copyOf(
+      em, []( std::string_view path ) { return !Catalog::isAgents( path ) && !isAnswer( path ); } );
    Scenarios::Switch fresh( { .initial = &inputs } );
    fresh.advance( settled );
    // Some of what the agent writes waits for a rule that was not in the hardware before.
-   answer( em, fresh.entityManager() );
+   Corestore::MemoryStore told = copyOf( em, isAnswer );
+   fresh.entityManager().loadFrom( told );
    fresh.advance( settled );
    std::set< std::string > const standing = agentRows( em );
    std::set< std::string > const wanted = agentRows( fresh.entityManager() );

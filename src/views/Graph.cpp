@@ -100,6 +100,13 @@ bool isHandedOn( TypeRecord const & machine, TypeRecord const & type ) {
    } );
 }
 
+/** Those that play the rest of a switch are no part of the agent. */
+bool isAroundTheAgent( std::string_view machine ) {
+   constexpr std::string_view around[] = { "Scenarios::", "OpenVSwitch::", "VxlanAgent::" };
+   return std::ranges::any_of(
+      around, [machine]( std::string_view names ) { return machine.starts_with( names ); } );
+}
+
 }  // namespace
 
 void printGraph( std::ostream & out ) {
@@ -108,8 +115,7 @@ void printGraph( std::ostream & out ) {
       edges.insert( "   \"" + from + "\" -> \"" + to + "\"" + how + ";\n" );
    };
    for ( TypeRecord const * machine : Kel::machineTypes() ) {
-      // Those that play the rest of a switch are no part of the agent.
-      if ( std::string_view( machine->name ).starts_with( "Scenarios::" ) ) {
+      if ( isAroundTheAgent( machine->name ) ) {
          continue;
       }
       for ( auto const & member : machine->attributes() ) {

@@ -58,13 +58,16 @@ Kel::Value valueOf( Corestore::Change const & change ) {
 
 }  // namespace
 
-std::string kindOfChange( std::string_view rootPath ) {
-   for ( auto const & [input, kind] : kinds ) {
-      if ( rootPath == Catalog::pathOf( input ) ) {
-         return kind;
+char const * kindOfChange( std::string_view rootPath ) {
+   static auto const byPath = [] {
+      std::map< std::string_view, char const * > found;
+      for ( auto const & [input, kind] : kinds ) {
+         found.emplace( Catalog::pathOf( input ), kind );
       }
-   }
-   return "switch";
+      return found;
+   }();
+   auto const found = byPath.find( rootPath );
+   return found == byPath.end() ? "switch" : found->second;
 }
 
 Changes::Changes( Corestore::EntityManager & em, Events & events ) : em_( em ), events_( events ) {
@@ -76,9 +79,11 @@ Changes::~Changes() {
 }
 
 void Changes::seen( Corestore::Change const & change ) {
-   std::string const kind = kindOfChange( change.rootPath );
-   ++counts_[kind];
-   ++bundle_[kind];
+   std::string_view const kind = kindOfChange( change.rootPath );
+   for ( auto * const counts : { &counts_, &bundle_ } ) {
+      auto const found = counts->find( kind );
+      ++( found == counts->end() ? counts->emplace( kind, 0 ).first->second : found->second );
+   }
    if ( shown_.size() < shownOfBundle ) {
       shown_.push_back( valueOf( change ) );
    }

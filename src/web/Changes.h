@@ -15,13 +15,16 @@ namespace Web {
  *  of them. The first change behind a pause is told at once. */
 class Changes : private Orb::Timer {
  public:
+   /** How many of each kind. */
+   using Counted = std::map< std::string, std::uint64_t, std::less<> >;
+
    Changes( Corestore::EntityManager & em, Events & events );
    ~Changes() override;
 
    /** The last ones, the newest first. */
    Kel::Value::Array last() const;
    /** Of each kind, since the process began. */
-   std::map< std::string, std::uint64_t > const & counts() const { return counts_; }
+   Counted const & counts() const { return counts_; }
 
  private:
    void seen( Corestore::Change const & change );
@@ -30,16 +33,16 @@ class Changes : private Orb::Timer {
    Corestore::EntityManager & em_;
    Events & events_;
    std::deque< Kel::Value > last_;
-   std::map< std::string, std::uint64_t > counts_;
-   std::map< std::string, std::uint64_t > bundle_;
+   Counted counts_;
+   Counted bundle_;
    Kel::Value::Array shown_;
    bool isArmed_ = false;
-   Orb::Seconds told_ = 0;
+   Orb::Seconds told_ = -1;
    std::optional< Corestore::ChangeObserver > observer_;
 };
 
 /** What a change at a place concerns: "flows", "rules", "answers", "hosts", "ports", "tunnels",
  *  "policy", "routed", "agent", "service" or "switch". */
-std::string kindOfChange( std::string_view rootPath );
+char const * kindOfChange( std::string_view rootPath );
 
 }  // namespace Web

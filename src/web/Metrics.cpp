@@ -87,7 +87,7 @@ std::string labelText( std::string_view text ) {
 
 std::string metricsText( std::string const & switchName, Counts const & counts,
                          Situation const & situation, ServerCounts const & server,
-                         std::map< std::string, std::uint64_t > const & changes ) {
+                         Changes::Counted const & changes ) {
    Text text( switchName );
    text.head( "qorclient_state_followed", "gauge",
               "Whether the state is followed; otherwise what is told here is how it stood last." );

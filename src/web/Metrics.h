@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "web/Changes.h"
 #include "web/Counts.h"
 #include "web/Situation.h"
 
@@ -16,7 +17,7 @@ struct ServerCounts {
 /** All of it in Prometheus's text form. */
 std::string metricsText( std::string const & switchName, Counts const & counts,
                          Situation const & situation, ServerCounts const & server,
-                         std::map< std::string, std::uint64_t > const & changes );
+                         Changes::Counted const & changes );
 
 /** The text of a label's value. */
 std::string labelText( std::string_view text );

@@ -311,7 +311,8 @@ Value::Object countsOf( Corestore::EntityManager const & em ) {
             { "refused_by_reason", std::move( refused ) },
             { "hosts_known", number( counts.hostsKnown ) },
             { "hosts_waiting", number( counts.hostsWaiting ) },
-            { "vnis_waiting", number( counts.vnisWaiting ) } };
+            { "vnis_waiting", number( counts.vnisWaiting ) },
+            { "active", counts.active } };
 }
 
 Value::Object pictureOf( Corestore::EntityManager const & em, PictureLimits const & limits ) {

@@ -22,7 +22,7 @@ struct PictureLimits {
  */
 Kel::Value::Object pictureOf( Corestore::EntityManager const & em, PictureLimits const & limits );
 
-/** How many flows are in which state, rules stand, hosts are known and VNIs have no VLAN. */
+/** The state in numbers. */
 Kel::Value::Object countsOf( Corestore::EntityManager const & em );
 
 /** "1-99,200"; of ports that carry many VLANs. */

@@ -11,7 +11,7 @@ namespace Web {
 /** What a client asks for. Its texts may hold anything. */
 struct Request {
    std::string method = "GET";
-   std::string path;
+   std::string path = {};
    /** Of several of one name the first. */
    std::map< std::string, std::string, std::less<> > query = {};
    /** Headers; empty where they are not sent. */

@@ -51,9 +51,7 @@ struct Callbacks {
                        .origin = header( *connection, "Origin" ),
                        .authorization = header( *connection, "Authorization" ) };
       MHD_get_connection_values( connection, MHD_GET_ARGUMENT_KIND, &argument, &request.query );
-      Server::Peer & peer = server.peers_[connection];
-      peer.state = Server::Peer::State::answered;
-      peer.since = server.scheduler_->now();
+      server.isNow( *connection, Server::Peer::State::answered );
       return server.answer( *connection, server.handler_( request ) ) == MHD_YES ? MHD_YES : MHD_NO;
    }
 
@@ -66,9 +64,7 @@ struct Callbacks {
    static void completed( void * self, MHD_Connection * connection, void ** /* own */,
                           MHD_RequestTerminationCode /* code */ ) {
       Server & server = *static_cast< Server * >( self );
-      Server::Peer & peer = server.peers_[connection];
-      peer.state = Server::Peer::State::silent;
-      peer.since = server.scheduler_->now();
+      server.isNow( *connection, Server::Peer::State::silent );
    }
 
    static void connection( void * self, MHD_Connection * connection, void ** /* own */,
@@ -77,7 +73,9 @@ struct Callbacks {
       if ( code == MHD_CONNECTION_NOTIFY_STARTED ) {
          server.connected( *connection );
       } else {
-         server.peers_.erase( connection );
+         auto const peer = server.peers_.find( connection );
+         server.closing_ -= peer->second.state == Server::Peer::State::closing;
+         server.peers_.erase( peer );
       }
    }
 
@@ -154,19 +152,25 @@ void Server::run() {
    if ( MHD_get_timeout( daemon_, &milliseconds ) == MHD_YES ) {
       next =
          std::min( next, scheduler_->now() + static_cast< Orb::Seconds >( milliseconds ) / 1000 );
-      if ( milliseconds == 0 && !isPosted_ ) {
-         // There is more to do, behind what else waits for its turn.
-         isPosted_ = true;
-         scheduler_->post( [this, alive = alive_] {
-            if ( *alive ) {
-               isPosted_ = false;
-               run();
-            }
-         } );
+      if ( milliseconds == 0 ) {
+         runSoon();
       }
    }
    scheduler_->disarm( *this );
    scheduler_->arm( *this, std::max( next, scheduler_->now() + 0.001 ) );
+}
+
+/** Behind what else waits for its turn. */
+void Server::runSoon() {
+   if ( !isPosted_ ) {
+      isPosted_ = true;
+      scheduler_->post( [this, alive = alive_] {
+         if ( *alive ) {
+            isPosted_ = false;
+            run();
+         }
+      } );
+   }
 }
 
 void Server::wake() {
@@ -174,22 +178,34 @@ void Server::wake() {
       if ( stream->isSuspended ) {
          stream->isSuspended = false;
          MHD_resume_connection( connection );
+         // Nothing that is waited for tells of it.
+         runSoon();
       }
    }
 }
 
-void Server::close( Peer const & peer ) {
+void Server::isNow( MHD_Connection & connection, Peer::State state ) {
+   auto const peer = peers_.find( &connection );
+   if ( peer != peers_.end() && peer->second.state != Peer::State::closing ) {
+      peer->second.state = state;
+      peer->second.since = scheduler_->now();
+   }
+}
+
+void Server::close( Peer & peer ) {
    auto const * const info =
       MHD_get_connection_info( peer.connection, MHD_CONNECTION_INFO_CONNECTION_FD );
    if ( info ) {
       // The library finds its end, and tells.
       ::shutdown( info->connect_fd, SHUT_RDWR );
    }
+   peer.state = Peer::State::closing;
+   ++closing_;
 }
 
 void Server::sweep() {
    Orb::Seconds const now = scheduler_->now();
-   for ( auto const & [connection, peer] : peers_ ) {
+   for ( auto & [connection, peer] : peers_ ) {
       Orb::Seconds const age = now - peer.since;
       if ( ( peer.state == Peer::State::silent && age > limits_.head_seconds ) ||
            ( peer.state == Peer::State::answered && age > limits_.answer_seconds ) ) {
@@ -199,9 +215,9 @@ void Server::sweep() {
 }
 
 void Server::connected( MHD_Connection & connection ) {
-   if ( peers_.size() >= limits_.connections ) {
-      Peer const * oldest = nullptr;
-      for ( auto const & [other, peer] : peers_ ) {
+   if ( peers_.size() - closing_ >= limits_.connections ) {
+      Peer * oldest = nullptr;
+      for ( auto & [other, peer] : peers_ ) {
          if ( peer.state == Peer::State::silent && ( !oldest || peer.since < oldest->since ) ) {
             oldest = &peer;
          }
@@ -224,7 +240,7 @@ MHD_Response * Server::streamOf( MHD_Connection & connection, Answer const & ans
    }
    ++streams_;
    streaming_[&connection] = stream;
-   peers_[&connection].state = Peer::State::stream;
+   isNow( connection, Peer::State::stream );
    return response;
 }
 

@@ -57,7 +57,7 @@ class Server : private Orb::Descriptor, private Orb::Timer {
       MHD_Connection * connection = nullptr;
       /** Since when it is in its present state. */
       Orb::Seconds since = 0;
-      enum class State { silent, answered, stream } state = State::silent;
+      enum class State { silent, answered, stream, closing } state = State::silent;
    };
    /** A page that listens. */
    struct Stream {
@@ -72,10 +72,12 @@ class Server : private Orb::Descriptor, private Orb::Timer {
    void due() override;
    /** Lets the library work, and asks for its next turn. */
    void run();
+   void runSoon();
    void wake();
    void sweep();
    void connected( MHD_Connection & connection );
-   static void close( Peer const & peer );
+   void isNow( MHD_Connection & connection, Peer::State state );
+   void close( Peer & peer );
    int answer( MHD_Connection & connection, Answer const & answer );
    MHD_Response * streamOf( MHD_Connection & connection, Answer const & answer );
 
@@ -87,6 +89,7 @@ class Server : private Orb::Descriptor, private Orb::Timer {
    std::map< MHD_Connection *, Peer > peers_;
    std::map< MHD_Connection *, Stream * > streaming_;
    std::size_t streams_ = 0;
+   std::size_t closing_ = 0;
    bool isPosted_ = false;
    Orb::Seconds swept_ = 0;
    std::shared_ptr< bool > const alive_ = std::make_shared< bool >( true );

@@ -127,7 +127,6 @@ Answer Site::picture( Request const & request ) const {
    value.emplace_back( "switch", switchName_ );
    value.emplace_back( "situation", situationValue() );
    value.emplace_back( "counts", countsOf( em_ ) );
-   value.emplace_back( "active", Counts( em_ ).active );
    return jsonAnswer( value );
 }
 
@@ -211,9 +210,9 @@ Answer Site::processes() const {
 
 Answer Site::metrics() const {
    return { .type = "text/plain; version=0.0.4; charset=utf-8",
-            .body = metricsText(
-               switchName_, Counts( em_ ), situation_, server_ ? server_() : ServerCounts(),
-               changes_ ? changes_->counts() : std::map< std::string, std::uint64_t >() ) };
+            .body = metricsText( switchName_, Counts( em_ ), situation_,
+                                 server_ ? server_() : ServerCounts(),
+                                 changes_ ? changes_->counts() : Changes::Counted() ) };
 }
 
 Answer Site::stream() const {

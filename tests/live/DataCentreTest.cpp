@@ -199,7 +199,8 @@ TEST_F( DataCentreTest, WhatOtherHandsDoToTheBridgeIsNamedAndUndone ) {
    for ( Hand const & hand :
          { Hand{ "add-flow", "table=0,priority=65000,actions=drop",
                  "added a flow of bridge br0, which is none of ours" },
-           Hand{ "del-flows", rule, "removed a flow of bridge br0, pinflow/dyninput/qor web_from-a-from-Et1" },
+           Hand{ "del-flows", rule,
+                 "removed a flow of bridge br0, pinflow/dyninput/qor web_from-a-from-Et1" },
            Hand{ "mod-flows", rule + ",actions=resubmit(,11)",
                  "changed a flow of bridge br0, pinflow/dyninput/qor web_from-a-from-Et1" },
            Hand{ "del-flows", "table=45", "removed a flow of bridge br0, topology" } } ) {

@@ -46,6 +46,10 @@ class LiveSwitch {
    std::unique_ptr< Process > steer( std::vector< std::string > const & options ) {
       return start( "openvswitch", options );
    }
+   std::unique_ptr< Process > web( std::vector< std::string > const & options ) {
+      return start( "web", options );
+   }
+   std::unique_ptr< Process > watch() { return start( "watch", {} ); }
    /** Runs a command to its end and yields its exit code; `said` has what it printed. */
    int run( std::vector< std::string > const & command ) {
       std::filesystem::remove( folder_.path() / "command" );
@@ -99,7 +103,9 @@ class LiveSwitch {
       std::vector< std::string > words{ command };
       words.insert( words.end(), options.begin(), options.end() );
       return std::make_unique< Process >(
-         wordsOf( command == "serve" ? QORCLIENT_PROGRAM : QORSWITCH_PROGRAM, words ),
+         wordsOf( command == "simulate" || command == "openvswitch" ? QORSWITCH_PROGRAM
+                                                                    : QORCLIENT_PROGRAM,
+                  words ),
          folder_.path() / ( command + std::to_string( ++started_ ) ) );
    }
 

@@ -417,7 +417,7 @@ TEST_F( CommandsTest, WhatEndsOrStarvesTheProgramIsOneLineAndNoHarm ) {
 // Sanitizers reserve more than there is, and what counts its lines does not fit in.
 #if !defined( QORCLIENT_SANITIZE ) && !defined( QORCLIENT_COVERAGE )
    int starved = 0;
-   for ( int kilobytes = 14'000; kilobytes < 40'000; kilobytes += 2'000 ) {
+   for ( int kilobytes = 22'000; kilobytes < 48'000; kilobytes += 2'000 ) {
       Ended const ended = shell( "ulimit -v " + std::to_string( kilobytes ) +
                                  "; $Q run big.json --state s.db --dump new > end" );
       EXPECT_EQ( fs::exists( directory / "new" ), ended.code == 0 ) << kilobytes;

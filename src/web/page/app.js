@@ -136,9 +136,7 @@ function situationIs(there, words) {
   situation.className = `situation ${there ? 'there' : 'lost'}`;
   situation.textContent = there ? 'live' : 'not live';
   banner.hidden = there;
-  if (!there) {
-    banner.textContent = `${words}. What is shown is how it stood last.`;
-  }
+  banner.textContent = there ? '' : `${words}. What is shown is how it stood last.`;
 }
 
 function listen() {

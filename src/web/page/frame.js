@@ -1,6 +1,8 @@
 import { el, kindOfState, linkTo, stateOf } from './dom.js';
 import { get } from './api.js';
 
+// These are asked for at once, the others where they are wanted.
+const usual = 4;
 const fields = [
   ['in', 'Port it enters', { required: true, list: 'ports' }],
   ['from', 'From (MAC)', { required: true, placeholder: '02:00:00:00:00:0a' }],
@@ -24,8 +26,14 @@ export function frameView(main, parameters) {
   const ports = el('datalist', { id: 'ports' });
   const inputs = fields.map(([name, label, attributes]) => [name, label,
     el('input', { id: `frame-${name}`, name, autocomplete: 'off', spellcheck: 'false', ...attributes })]);
+  const fieldOf = ([name, label, input]) => el('div', {}, el('label', { for: `frame-${name}` }, label), input);
+  const more = el('details', {}, el('summary', {}, 'What it carries, and frames of a tunnel'),
+    el('div', { class: 'form' }, inputs.slice(usual).map(fieldOf)));
   const result = el('div', { 'aria-live': 'polite' });
-  const fill = () => inputs.forEach(([name, , input]) => { input.value = wanted.get(name) ?? ''; });
+  const fill = () => {
+    inputs.forEach(([name, , input]) => { input.value = wanted.get(name) ?? ''; });
+    more.open = more.open || inputs.slice(usual).some(([, , input]) => input.value);
+  };
   fill();
 
   main.append(
@@ -37,8 +45,7 @@ export function frameView(main, parameters) {
       if (link !== location.hash) {
         location.hash = link;
       }
-    } }, inputs.map(([name, label, input]) => el('div', {}, el('label', { for: `frame-${name}` }, label), input)),
-    ports, el('button', { class: 'main', type: 'submit' }, 'Follow it')),
+    } }, inputs.slice(0, usual).map(fieldOf), el('button', { class: 'main', type: 'submit' }, 'Follow it'), more, ports),
     result);
 
   return {

@@ -163,7 +163,7 @@ export function pictureView(main, parameters) {
       }
       draw();
       const words = [];
-      if (!value.active) {
+      if (!value.counts.active) {
         words.push('The agent is not active: nobody acts on the policy.');
       }
       if (value.port_count > value.ports.length) {

@@ -1,0 +1,248 @@
+#include "web/Site.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "documents/NumberNames.h"
+#include "platform/corestore/ValueText.h"
+#include "scenario/Switch.h"
+#include "web/Page.h"
+#include "web/Picture.h"
+
+namespace {
+
+using Kel::Value;
+using testing::HasSubstr;
+using testing::Not;
+
+class SiteTest : public testing::Test {
+ protected:
+   SiteTest() : site( *entities(), "leaf1", Web::Guard( { .socket = "/page" }, {}, "" ) ) {}
+
+   void patch( std::string const & document ) {
+      device.patch( Documents::withNumbers( Corestore::parseJson( document ) ) );
+   }
+   Web::Answer get( std::string const & path, decltype( Web::Request::query ) query = {} ) {
+      return site.answer( { .path = path, .query = std::move( query ) } );
+   }
+   Value json( std::string const & path, decltype( Web::Request::query ) query = {} ) {
+      Web::Answer const answer = get( path, std::move( query ) );
+      EXPECT_EQ( answer.status, 200U ) << answer.body;
+      return Corestore::parseJson( answer.body );
+   }
+   std::string words( Value const & value ) { return Corestore::jsonLine( value ); }
+
+   Scenarios::Switch device{ {} };
+   Web::Site site;
+
+ private:
+   // The site is made with it, as the program does.
+   Corestore::EntityManager * entities() {
+      return const_cast< Corestore::EntityManager * >( &device.entityManager() );
+   }
+};
+
+/** Ten flows, of which those with an even number have a rule in the hardware. */
+std::string policyOf( std::string const & fragment ) {
+   std::string flows;
+   for ( int i = 0; i != 10; ++i ) {
+      flows += std::string( i ? "," : "" ) + "\"flow-" + std::to_string( i ) +
+               R"(":{"serviceIntfKey":"near","interceptPoint":"ingress",
+                     "match":{"vni":)" +
+               ( i % 2 == 0 ? "20100" : "30100" ) + R"(},"action":{"vni":10100}})";
+   }
+   return R"({
+      "mgmt/controller/status":{"enabled":true,
+         "leaderServiceStatusDir":{"service":{"Qor":{"enabled":true}}}},
+      "interface/status/eth/vxlan":{"vtiStatus":{"Vxlan1":{"addr":"192.0.2.1",
+         "vlanToVniMap":{"100":{"vni":10100},"200":{"vni":20100}}}}},
+      "bridging/config":{"vlanConfig":{"100":{"intf":{"Ethernet1":true}}}},
+      "bridging/status":{"fdbStatus":{"100|02:00:00:00:00:0a":{"intf":"Ethernet1",
+         "entryType":"local"}}},
+      "vxlancontroller/version2/vni":{"10100":{"macVtepTable":{
+         "02:00:00:00:00:02":{"vtepAddr":"192.0.2.2"}}}},
+      "qor/version1/policy":{"policy":{"policyFragment":{")" +
+          fragment + R"(":{"originalVni":10100,"serviceVni":20100,
+         "serviceIntfSet":{"near":{"intf":{"Ethernet5":true}}},"flow":{)" +
+          flows + "}}}}}}";
+}
+
+/** What the hardware says of the even ones of the fragment "web". */
+constexpr char answers[] = R"({"pinflow/pfHwStatusDir/dyninputstatus/qor":{"flowStats":{
+   "web_flow-0-from-Et5-to-any":{"status":1},"web_flow-2-from-Et5-to-any":{"status":1},
+   "web_flow-4-from-Et5-to-any":{"status":1},"web_flow-6-from-Et5-to-any":{"status":1},
+   "web_flow-8-from-Et5-to-any":{"status":1}}}})";
+
+TEST_F( SiteTest, ListsAreSearchedFilteredAndPaged ) {
+   patch( policyOf( "web" ) );
+   patch( answers );
+   Value const all = json( "/api/flows" );
+   EXPECT_EQ( *all.member( "found" ), Value( std::uint64_t{ 10 } ) );
+   EXPECT_EQ( all.member( "rows" )->as< Value::Array >()->size(), 10U );
+
+   Value const page = json( "/api/flows", { { "first", "4" }, { "most", "2" } } );
+   EXPECT_THAT( words( page ), HasSubstr( "flow-4" ) );
+   EXPECT_THAT( words( page ), HasSubstr( "flow-5" ) );
+   EXPECT_THAT( words( page ), Not( HasSubstr( "flow-6" ) ) );
+   EXPECT_EQ( *page.member( "found" ), Value( std::uint64_t{ 10 } ) );
+
+   auto const foundOf = [&]( std::string const & table,
+                             decltype( Web::Request::query ) const & query ) {
+      return *json( "/api/" + table, query ).member( "found" )->as< std::uint64_t >();
+   };
+   EXPECT_EQ( foundOf( "flows", { { "search", "FLOW-7" } } ), 1U );
+   EXPECT_EQ( foundOf( "flows", { { "state", "programmed" } } ), 5U );
+   EXPECT_EQ( foundOf( "flows", { { "state", "programmed" }, { "search", "flow-7" } } ), 0U );
+   EXPECT_EQ( foundOf( "rules", { { "state", "programmed" }, { "search", "vlan 200" } } ), 5U );
+   EXPECT_EQ( foundOf( "rules", { { "state", "no answer" } } ), 0U );
+   EXPECT_EQ( foundOf( "vnis", { { "state", "waiting" } } ), 1U ) << "30100";
+   // A page behind the end is empty, and what is no number is not given.
+   EXPECT_EQ( json( "/api/rules", { { "first", "18446744073709551615" } } )
+                 .member( "rows" )
+                 ->as< Value::Array >()
+                 ->size(),
+              0U );
+   EXPECT_EQ( json( "/api/flows", { { "first", "-1" }, { "most", "x" } } )
+                 .member( "rows" )
+                 ->as< Value::Array >()
+                 ->size(),
+              10U );
+   EXPECT_EQ( get( "/api/nothing" ).status, 404U );
+   EXPECT_EQ( get( "/../etc/passwd" ).status, 404U );
+}
+
+TEST_F( SiteTest, ThePictureHasPortsTunnelsServicesAndWays ) {
+   patch( policyOf( "web" ) );
+   patch( answers );
+   std::string const picture = get( "/api/picture" ).body;
+   EXPECT_THAT( picture,
+                HasSubstr( R"({"name":"Ethernet1","short":"Et1","native":1,"vlans":"100")" ) );
+   EXPECT_THAT( picture, HasSubstr( R"({"mac":"02:00:00:00:00:0a","vlan":100,"how":"learnt"})" ) );
+   EXPECT_THAT( picture, HasSubstr( R"("sets":["web/near"])" ) );
+   EXPECT_THAT( picture,
+                HasSubstr( R"("ends":[{"address":"192.0.2.2","hosts":1,"vnis":"10100"}])" ) );
+   EXPECT_THAT(
+      picture,
+      HasSubstr(
+         R"({"set":"near","point":"in","from":20100,"to":10100,"ports":["Ethernet5"],"states":{"programmed":5},)" ) );
+   EXPECT_THAT( picture, HasSubstr( R"("flows":{"initial":5,"programmed":5},"rules":5)" ) );
+   EXPECT_EQ( Web::rangesOf( { 1, 2, 3, 7, 9, 10 } ), "1-3,7,9,10" );
+}
+
+TEST_F( SiteTest, AFlowAndAFrameAreFollowed ) {
+   patch( policyOf( "web" ) );
+   EXPECT_THAT( get( "/api/chain", { { "flow", "web/flow-1" } } ).body,
+                HasSubstr( "\"summary\":\"waiting: " ) );
+   EXPECT_EQ( get( "/api/chain", { { "flow", "web/flow-11" } } ).status, 404U );
+   decltype( Web::Request::query ) frame{ { "in", "Ethernet1" },
+                                          { "from", "02:00:00:00:00:0a" },
+                                          { "to", "02:00:00:00:00:02" },
+                                          { "vlan", "100" } };
+   EXPECT_THAT( words( json( "/api/frame", frame ) ),
+                HasSubstr( R"("exits":[{"vtep":"192.0.2.2","vni":10100}])" ) );
+   for ( auto const & [name, text] : { std::pair( "in", "Ethernet99" ),
+                                       { "in", "" },
+                                       { "from", "0a" },
+                                       { "vlan", "4095" },
+                                       { "vlan", "1 2" },
+                                       { "vni", "5" },
+                                       { "ip_from", "10.0.0.1" },
+                                       { "protocol", "256" },
+                                       { "ether_type", "ipx" } } ) {
+      auto wrong = frame;
+      wrong[name] = text;
+      EXPECT_EQ( get( "/api/frame", wrong ).status, 400U ) << name << " " << text;
+   }
+}
+
+/** Names from outside are texts in JSON, in events and in metrics, whatever they hold. */
+TEST_F( SiteTest, HostileNamesStayTexts ) {
+   site.follow();
+   std::string const name = R"(</script>\"\\\n\u0000\u2028'--><img src=x>)";
+   Web::Events::Reader reader = site.events().begin();
+   patch( policyOf( name ) );
+   device.advance( 1 );
+   Value const flows = json( "/api/flows" );
+   EXPECT_EQ( flows.member( "rows" )->as< Value::Array >()->size(), 10U );
+   std::string text( 1 << 20, '\0' );
+   text.resize( site.events().read( reader, text.data(), text.size() ) );
+   EXPECT_THAT( text, testing::StartsWith( "event: changes\ndata: {" ) );
+   // Lines are those of the events alone.
+   std::istringstream lines( text );
+   int line = 0;
+   for ( std::string one; std::getline( lines, one ); ++line ) {
+      EXPECT_THAT( one, testing::StartsWith( line % 3 == 0   ? "event: changes"
+                                             : line % 3 == 1 ? "data: {"
+                                                             : "" ) );
+   }
+   EXPECT_EQ( line % 3, 0 );
+   for ( char const c : text ) {
+      EXPECT_TRUE( c == '\n' || static_cast< unsigned char >( c ) >= 0x20 );
+   }
+   site.situationIs(
+      { .isThere = true,
+        .processes = { { "a\"b", "", { { "turns", "1 } evil" }, { "queue", "3" } } } } } );
+   std::string const metrics = get( "/metrics" ).body;
+   EXPECT_THAT( metrics, HasSubstr( R"(qorclient_queue{switch="leaf1",role="a\"b"} 3)" ) );
+   EXPECT_THAT( metrics, Not( HasSubstr( "evil" ) ) );
+   EXPECT_THAT(
+      metrics, HasSubstr( R"(qorclient_flows{switch="leaf1",kind="policy",state="initial"} 10)" ) );
+   EXPECT_EQ( Web::labelText( "a\\b\"c\nd\te" ), R"(a\\b\"c\nd?e)" );
+}
+
+TEST_F( SiteTest, ChangesComeInBundles ) {
+   site.follow();
+   Web::Events::Reader reader = site.events().begin();
+   patch( policyOf( "web" ) );
+   device.advance( 0.05 );
+   patch( R"({"mlag/config":{"peerLinkIntfId":"Port-Channel1"}})" );
+   device.advance( 0.1 );
+   std::string text( 1 << 20, '\0' );
+   text.resize( site.events().read( reader, text.data(), text.size() ) );
+   EXPECT_THAT( text, HasSubstr( R"("policy":)" ) );
+   EXPECT_THAT( text, Not( HasSubstr( "Port-Channel1" ) ) ) << "bundles are apart";
+   device.advance( 0.2 );
+   text.assign( 1 << 20, '\0' );
+   text.resize( site.events().read( reader, text.data(), text.size() ) );
+   EXPECT_THAT( text, HasSubstr( "Port-Channel1" ) );
+   // A scalar at its default again is told as what it is now.
+   patch( R"({"mlag/config":{"peerLinkIntfId":""}})" );
+   device.advance( 1 );
+   EXPECT_THAT(
+      get( "/api/changes" ).body,
+      HasSubstr(
+         R"("path":"mlag/config/peerLinkIntfId","writer":"the MLAG agent","value":"\"\"")" ) );
+}
+
+TEST_F( SiteTest, ThePageIsItsOwnFilesAlone ) {
+   Web::PageFile const * const page = Web::pageFileAt( "/" );
+   ASSERT_TRUE( page );
+   EXPECT_EQ( get( "/" ).body, page->text );
+   for ( char const * file : { "/app.js", "/style.css", "/icon.svg", "/dom.js" } ) {
+      ASSERT_TRUE( Web::pageFileAt( file ) ) << file;
+      std::string text( Web::pageFileAt( file )->text );
+      EXPECT_THAT( text, Not( HasSubstr( "innerHTML" ) ) ) << file;
+      EXPECT_THAT( text, Not( HasSubstr( "https://" ) ) ) << file;
+   }
+   EXPECT_THAT( std::string( page->text ), Not( HasSubstr( "style=" ) ) );
+}
+
+TEST( EventsTest, WhoReadsSlowlyHearsThatItHasMissedSome ) {
+   Web::Events events;
+   Web::Events::Reader reader = events.begin();
+   events.tell( "first", Value::Object() );
+   char part[7];
+   EXPECT_EQ( events.read( reader, part, sizeof part ), sizeof part );
+   EXPECT_EQ( std::string( part, sizeof part ), "event: " );
+   for ( int i = 0; i != 200; ++i ) {
+      events.tell( "next", Value::Object() );
+   }
+   char rest[4096];
+   std::string const text( rest, events.read( reader, rest, sizeof rest ) );
+   EXPECT_EQ( text, "\n\nevent: missed\ndata: null\n\n" );
+   EXPECT_EQ( events.read( reader, rest, sizeof rest ), 0U );
+}
+
+}  // namespace
