@@ -1,12 +1,14 @@
 #include "program/AuditCommand.h"
 
 #include <algorithm>
+#include <charconv>
 #include <chrono>
 #include <iostream>
 #include <iterator>
 #include <set>
 
 #include "platform/corestore/ValueText.h"
+#include "platform/kel/Assert.h"
 #include "platform/kel/StandardError.h"
 #include "program/TrialSwitch.h"
 #include "records/catalog/Catalog.h"
@@ -26,6 +28,7 @@ struct Findings {
    /** The other way round. */
    std::vector< std::string > missing;
    std::map< std::string, std::string > skipped;
+   std::size_t furtherSkipped = 0;
    std::map< std::string, Redis::RedisStore::Process > processes;
 
    bool areNone() const { return unwanted.empty() && missing.empty() && skipped.empty(); }
@@ -51,22 +54,11 @@ bool isAnswer( std::string_view path ) {
    } );
 }
 
-Findings findingsOf( LiveState & state ) {
+/** Who works on the state, and what does not fit there. */
+Findings standingOf( LiveState & state ) {
    Findings findings;
-   Corestore::EntityManager & em = state.entityManager();
-   Corestore::MemoryStore inputs = copyOf(
-      em, []( std::string_view path ) { return !Catalog::isAgents( path ) && !isAnswer( path ); } );
-   Scenarios::Switch fresh( { .initial = &inputs } );
-   fresh.advance( settled );
-   // Some of what the agent writes waits for a rule that was not in the hardware before.
-   Corestore::MemoryStore told = copyOf( em, isAnswer );
-   fresh.entityManager().loadFrom( told );
-   fresh.advance( settled );
-   std::set< std::string > const standing = agentRows( em );
-   std::set< std::string > const wanted = agentRows( fresh.entityManager() );
-   std::ranges::set_difference( standing, wanted, std::back_inserter( findings.unwanted ) );
-   std::ranges::set_difference( wanted, standing, std::back_inserter( findings.missing ) );
    findings.skipped = state.store().skipped();
+   findings.furtherSkipped = state.store().furtherSkipped();
    for ( char const * role : roles ) {
       bool answered = false;
       state.store().askProcess( role, [&]( Redis::RedisStore::Process const & process ) {
@@ -78,22 +70,45 @@ Findings findingsOf( LiveState & state ) {
    return findings;
 }
 
+/** Finds what an agent that begins anew would write. */
+void compare( LiveState & state, Findings & findings ) {
+   Corestore::EntityManager & em = state.entityManager();
+   Corestore::MemoryStore inputs = copyOf(
+      em, []( std::string_view path ) { return !Catalog::isAgents( path ) && !isAnswer( path ); } );
+   // A row that ends the agent by design ends this one, too.
+   Kel::FlushHook const lastWords(
+      [] { Kel::writeStandardError( "no agent can begin on this state\n" ); } );
+   Scenarios::Switch fresh( { .initial = &inputs } );
+   fresh.advance( settled );
+   // Some of what the agent writes waits for a rule that was not in the hardware before.
+   Corestore::MemoryStore told = copyOf( em, isAnswer );
+   fresh.entityManager().loadFrom( told );
+   fresh.advance( settled );
+   std::set< std::string > const standing = agentRows( em );
+   std::set< std::string > const wanted = agentRows( fresh.entityManager() );
+   std::ranges::set_difference( standing, wanted, std::back_inserter( findings.unwanted ) );
+   std::ranges::set_difference( wanted, standing, std::back_inserter( findings.missing ) );
+}
+
 /** "3 s ago" for a time of the day in seconds. */
 std::string ageOf( std::string const & seconds ) {
    auto const now = std::chrono::duration_cast< std::chrono::seconds >(
                        std::chrono::system_clock::now().time_since_epoch() )
                        .count();
-   return std::to_string( now - std::atoll( seconds.c_str() ) ) + " s ago";
+   // Anyone may have written it.
+   long long then = 0;
+   std::from_chars( seconds.data(), seconds.data() + seconds.size(), then );
+   return std::to_string( now - std::clamp< long long >( then, 0, now ) ) + " s ago";
 }
 
 void print( std::string const & role, Redis::RedisStore::Process const & process ) {
    auto const field = [&process]( char const * name ) {
       auto const found = process.fields.find( name );
-      return found == process.fields.end() ? std::string() : found->second;
+      return found == process.fields.end() ? std::string() : Views::printable( found->second );
    };
    std::cout << role << ": "
              << ( process.holder.empty() ? "nobody serves the switch"
-                                         : "served by " + process.holder );
+                                         : "served by " + Views::printable( process.holder ) );
    if ( !field( "changed" ).empty() ) {
       std::cout << ", last change " << ageOf( field( "changed" ) ) << ", " << field( "turns" )
                 << " turns, the longest " << field( "longestTurn" ) << " s, " << field( "written" )
@@ -102,10 +117,21 @@ void print( std::string const & role, Redis::RedisStore::Process const & process
    std::cout << "\n";
 }
 
-void print( Findings const & findings ) {
+void printStanding( Findings const & findings ) {
    for ( auto const & [role, process] : findings.processes ) {
       print( role, process );
    }
+   for ( auto const & [path, reason] : findings.skipped ) {
+      std::cout << "skipped: " << Views::printable( path ) << ": " << Views::printable( reason )
+                << "\n";
+   }
+   if ( findings.furtherSkipped != 0 ) {
+      std::cout << "skipped: and so many more: " << findings.furtherSkipped << "\n";
+   }
+   std::cout << std::flush;
+}
+
+void printCompared( Findings const & findings ) {
    auto const list = [&]( char const * heading, std::vector< std::string > const & paths ) {
       for ( std::string const & path : paths ) {
          std::cout << heading << Views::printable( path ) << "\n";
@@ -113,10 +139,6 @@ void print( Findings const & findings ) {
    };
    list( "unwanted: ", findings.unwanted );
    list( "missing: ", findings.missing );
-   for ( auto const & [path, reason] : findings.skipped ) {
-      std::cout << "skipped: " << Views::printable( path ) << ": " << Views::printable( reason )
-                << "\n";
-   }
    if ( findings.areNone() ) {
       std::cout << "everything that stands is wanted\n";
    }
@@ -158,20 +180,25 @@ bool isSure() {
 int auditState( AuditOptions const & options ) {
    LiveState state( options.live );
    state.open();
-   Findings const findings = findingsOf( state );
+   Findings findings = standingOf( state );
+   if ( !options.json ) {
+      printStanding( findings );
+   }
+   compare( state, findings );
    if ( options.json ) {
       printJson( findings );
    } else {
-      print( findings );
+      printCompared( findings );
    }
    if ( options.remove && !findings.unwanted.empty() && ( options.sure || isSure() ) ) {
       // What has come to be wanted while the answer was thought over stays.
       state.settle();
-      std::vector< std::string > const now = findingsOf( state ).unwanted;
+      Findings now;
+      compare( state, now );
       std::size_t removed = 0;
       state.write( [&] {
          for ( std::string const & path : findings.unwanted ) {
-            if ( std::ranges::binary_search( now, path ) ) {
+            if ( std::ranges::binary_search( now.unwanted, path ) ) {
                state.store().del( path );
                ++removed;
             }

@@ -62,6 +62,8 @@ struct Arguments {
    std::string config;
 };
 
+int ( *web )( WebOptions const & ) = &startWeb;
+
 /** The level in "LEVEL" or "HANDLE=LEVEL"; nothing when it is none. */
 std::optional< int > traceLevel( std::string_view text ) {
    text.remove_prefix( text.find( '=' ) + 1 );
@@ -115,23 +117,24 @@ void addLive( CLI::App & command, LiveOptions & live ) {
    addSwitch( command, live );
 }
 
-/** What the processes that a service manager starts have in common. */
-void addProcess( CLI::App & command, std::string & config, std::string & logFormat ) {
+/** What all that runs on has in common. */
+template < class Options >
+void addLog( CLI::App & command, Options & options, std::string & config ) {
    // What it names is put in before the command line is parsed.
    command
       .add_option( configOption, config,
                    "Take options from a file, NAME = VALUE a line; those given here go first" )
       ->option_text( "FILE" )
       ->check( someName );
-   command.add_option( "--log-format", logFormat, "How events are told (text)" )
+   command.add_option( "--log-format", options.logFormat, "How events are told (text)" )
       ->option_text( "text|json" )
       ->check( CLI::IsMember( { "text", "json" } ) );
 }
 
-/** What those have in common that write. */
+/** What the services have in common. */
 template < class Options >
 void addService( CLI::App & command, Options & options, std::string & config ) {
-   addProcess( command, config, options.logFormat );
+   addLog( command, options, config );
    addLive( command, options.live );
    command.add_flag( "--end-if-held", options.endIfHeld,
                      "End when another process serves the switch; otherwise wait for it" );
@@ -246,17 +249,18 @@ void addCommands( CLI::App & app, Arguments & arguments ) {
    addLive( watch, arguments.watch.live );
    watch.add_flag( "--json", arguments.watch.json, "Write JSON" );
 
-   CLI::App & web = *app.add_subcommand( "web", "Serve a page and metrics of a live switch" );
-   addProcess( web, arguments.config, arguments.web.logFormat );
-   addLive( web, arguments.web.live );
-   web.add_option( "--listen", arguments.web.listen, "Where it is served (127.0.0.1:8080)" )
+   CLI::App & page = *app.add_subcommand( "web", "Serve a page and metrics of a live switch" );
+   addLog( page, arguments.web, arguments.config );
+   addLive( page, arguments.web.live );
+   page.add_option( "--listen", arguments.web.listen, "Where it is served (127.0.0.1:8080)" )
       ->option_text( "unix:PATH|HOST:PORT" )
       ->check( checkAddress );
-   web.add_option( "--token-file", arguments.web.tokenFile,
+   page
+      .add_option( "--token-file", arguments.web.tokenFile,
                    "A file whose first line everyone has to know" )
       ->option_text( "FILE" )
       ->check( someName );
-   web.add_option( "--name", arguments.web.names, "A further host name by which it is reached" )
+   page.add_option( "--name", arguments.web.names, "A further host name by which it is reached" )
       ->allow_extra_args( false )
       ->check( someName );
 
@@ -360,7 +364,7 @@ int runCommand( std::string const & name, Arguments const & arguments ) {
       return steerOpenVSwitch( arguments.openVSwitch );
    }
    if ( name == "web" ) {
-      return serveWeb( arguments.web );
+      return web( arguments.web );
    }
    if ( name == "audit" ) {
       return auditState( arguments.audit );
@@ -501,6 +505,7 @@ Words withConfigFile( ProgramCommands const & program, CLI::App const & app, Wor
 int run( ProgramCommands const & program, int argc, char const * const * argv ) {
    CLI::App app( program.description, program.name );
    Arguments arguments;
+   arguments.web.words = argv;
    program.addCommands( app, arguments );
    try {
       parse( app,
@@ -528,6 +533,10 @@ int run( ProgramCommands const & program, int argc, char const * const * argv ) 
 }
 
 }  // namespace
+
+void webIs( int ( *serve )( WebOptions const & ) ) {
+   web = serve;
+}
 
 int runCommandLine( int argc, char const * const * argv ) {
    return run( { "The policy agent of a data-centre switch, and a switch to run it on", "qorclient",

@@ -9,6 +9,10 @@ namespace Program {
  * The switch of a run is left standing, as a process that is killed would leave it.
  */
 int runCommandLine( int argc, char const * const * argv );
+struct WebOptions;
+/** How the page is served: by the program of the page alone, which any other becomes. */
+void webIs( int ( *serve )( WebOptions const & ) );
+
 /** The same for the program of a switch's other agents. */
 int runSwitchCommandLine( int argc, char const * const * argv );
 

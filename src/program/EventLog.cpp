@@ -12,20 +12,20 @@ namespace {
 
 /** Of the process. */
 struct {
-   bool isJson = false;
+   LogFormat format = LogFormat::text;
    std::string unit;
 } log;
 
 }  // namespace
 
-void logIs( std::string_view format, std::string const & unit ) {
-   log = { format == "json", unit };
+void logIs( LogFormat format, std::string const & unit ) {
+   log = { format, unit };
 }
 
 void logEvent( LogLevel level, std::string_view text, Kel::Value::Object const & fields ) {
    constexpr std::array< char const *, 3 > names{ "info", "warning", "error" };
    char const * const name = names[static_cast< std::size_t >( level )];
-   if ( !log.isJson ) {
+   if ( log.format == LogFormat::text ) {
       Kel::writeStandardError( utcTime() + " " + name + " " + Kel::oneLine( text ) + "\n" );
       return;
    }

@@ -11,9 +11,10 @@ namespace Program {
  * JSON object, the time in UTC. */
 
 enum class LogLevel { info, warning, error };
+enum class LogFormat { text, json };
 
 /** "text" or "json", with the name of whoever logs in the latter. */
-void logIs( std::string_view format, std::string const & unit );
+void logIs( LogFormat format, std::string const & unit );
 
 /** Writes a line in one piece. The fields are for programs: what they say stands in the text,
  *  too. */

@@ -39,23 +39,24 @@ class ProcessRow : private Orb::Timer {
       state_.scheduler().arm( *this, state_.scheduler().now() + 1 );
       auto const counters = state_.store().counters();
       // Its own row must not be the reason for the next one.
-      if ( counters.written == written_ && state_.store().skipped().size() == skipped_ ) {
+      std::size_t const skipped = state_.store().skipped().size() + state_.store().furtherSkipped();
+      if ( counters.written == written_ && skipped == skipped_ ) {
          return;
       }
       auto const turns = state_.scheduler().turns();
-      bool const told = state_.store().processIs(
-         { { "started", started_ },
-           { "changed", secondsOfDay() },
-           { "turns", std::to_string( turns.count ) },
-           { "longestTurn", std::to_string( turns.longest ) },
-           { "queue", std::to_string( state_.scheduler().queue() ) },
-           { "written", std::to_string( counters.written ) },
-           { "sentAgain", std::to_string( counters.sentAgain ) },
-           { "skipped", std::to_string( state_.store().skipped().size() ) },
-           { "reconnects", std::to_string( counters.reconnects ) } } );
+      bool const told =
+         state_.store().processIs( { { "started", started_ },
+                                     { "changed", secondsOfDay() },
+                                     { "turns", std::to_string( turns.count ) },
+                                     { "longestTurn", std::to_string( turns.longest ) },
+                                     { "queue", std::to_string( state_.scheduler().queue() ) },
+                                     { "written", std::to_string( counters.written ) },
+                                     { "sentAgain", std::to_string( counters.sentAgain ) },
+                                     { "skipped", std::to_string( skipped ) },
+                                     { "reconnects", std::to_string( counters.reconnects ) } } );
       if ( told ) {
          written_ = counters.written;
-         skipped_ = state_.store().skipped().size();
+         skipped_ = skipped;
       }
    }
 
@@ -80,7 +81,7 @@ char const * nameOf( Event event ) {
    return "";
 }
 
-/** Writes what is left and gives the lease back. False when the server isn't there for it. */
+/** Writes what is left and gives the lease back. False when the server doesn't take it in time. */
 bool finish( LiveState & state ) {
    Orb::TaskScheduler & scheduler = state.scheduler();
    Orb::Seconds const latest = scheduler.now() + longestEnd;
@@ -112,11 +113,12 @@ bool finish( LiveState & state ) {
 }  // namespace
 
 int runService( LiveService const & service ) {
-   logIs( service.logFormat, service.role );
+   logIs( service.logFormat == "json" ? LogFormat::json : LogFormat::text, service.role );
    bool ended = false;
    LiveState::Setup setup;
    setup.role = service.role;
    setup.owns = service.owns;
+   setup.follows = service.follows;
    setup.leaseTime = service.lease;
    setup.endIfHeld = service.endIfHeld;
    setup.tell = [&ended]( Event event, std::string const & text ) {
@@ -125,7 +127,10 @@ int runService( LiveService const & service ) {
                 : event == Event::ended  ? LogLevel::error
                                          : LogLevel::warning,
                 text, { { "event", nameOf( event ) } } );
-      tellServiceManager( "STATUS=" + Kel::oneLine( text ) );
+      // Of rows there may be many.
+      if ( event != Event::skipped ) {
+         tellServiceManager( "STATUS=" + Kel::oneLine( text ) );
+      }
    };
    // Never destroyed: at the end of the process the state stays as it is.
    LiveState & state = *new LiveState( service.live, std::move( setup ) );
@@ -155,7 +160,7 @@ int runService( LiveService const & service ) {
       return exitRefused;
    }
    if ( attached && !finish( state ) ) {
-      logEvent( LogLevel::error, "the server is not there: the last changes are not written" );
+      logEvent( LogLevel::error, "the last changes are not written within 10 seconds" );
       return exitRefused;
    }
    logEvent( LogLevel::info, service.role + " ends", { { "event", "end" } } );

@@ -14,6 +14,8 @@ struct LiveService {
    std::string role;
    /** The rows that it writes. */
    std::function< bool( std::string_view path ) > owns;
+   /** The rows that it reads, its own among them; empty for all. */
+   std::function< bool( std::string_view path ) > follows = {};
    /** Begins its work, when the state stands. What it makes lives to the end of the process. */
    std::function< void( Corestore::EntityManager & em ) > begin;
    double lease = 10;

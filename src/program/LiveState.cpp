@@ -28,9 +28,16 @@ LiveState::LiveState( LiveOptions const & options, Setup setup )
    setup.switchName = options.switchName;
    if ( !setup.tell ) {
       // A row that does not fit is no obstacle; audit lists them.
+      setup.waits = false;
       setup.tell = [this]( Redis::RedisStore::Event event, std::string const & text ) {
+         if ( event == Redis::RedisStore::Event::skipped ) {
+            return;
+         }
          if ( event == Redis::RedisStore::Event::trouble && !store_->isReady() ) {
             trouble_ = text;
+         }
+         if ( follower_ ) {
+            follower_( text );
          }
       };
    }
@@ -62,8 +69,12 @@ void LiveState::open() {
 
 void LiveState::settle() {
    bool settled = false;
-   store_->settle( [&settled] { settled = true; } );
-   waitFor( [&settled] { return settled; } );
+   while ( !settled ) {
+      std::uint64_t const attempt = store_->attempt();
+      store_->settle( [&settled] { settled = true; } );
+      // When all is read anew there is no answer.
+      waitFor( [&] { return settled || ( store_->attempt() != attempt && store_->isReady() ); } );
+   }
 }
 
 void LiveState::write( std::function< void() > const & change ) {

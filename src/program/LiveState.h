@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "platform/corestore/EntityManager.h"
 #include "stores/redis/RedisStore.h"
@@ -47,6 +48,11 @@ class LiveState {
     */
    void waitFor( std::function< bool() > const & done );
 
+   /** For a command that goes on without the server: is told of its loss and of its return. */
+   void followerIs( std::function< void( std::string const & text ) > follower ) {
+      follower_ = std::move( follower );
+   }
+
    Corestore::EntityManager & entityManager() { return *em_; }
    Orb::TaskScheduler & scheduler() { return *scheduler_; }
    Redis::RedisStore & store() { return *store_; }
@@ -55,6 +61,7 @@ class LiveState {
    Kel::Ptr< Orb::TaskScheduler > scheduler_;
    Kel::Ptr< Corestore::EntityManager > em_;
    std::string trouble_;
+   std::function< void( std::string const & ) > follower_;
    std::unique_ptr< Redis::RedisStore > store_;
 };
 

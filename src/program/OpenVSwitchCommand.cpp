@@ -22,6 +22,7 @@ int steerOpenVSwitch( OpenVSwitchOptions const & options ) {
    return runService( { .live = options.live,
                         .role = "qorswitch",
                         .owns = OpenVSwitch::Agents::owns,
+                        .follows = OpenVSwitch::Agents::follows,
                         .begin =
                            [settings]( Corestore::EntityManager & em ) {
                               static OpenVSwitch::Agents const agents(

@@ -1,6 +1,7 @@
 #include "program/ServiceManager.h"
 
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -54,7 +55,12 @@ void tellServiceManager( std::string const & state ) {
    int const fd = ::socket( AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0 );
    if ( fd != -1 ) {
       auto const size = static_cast< socklen_t >( offsetof( sockaddr_un, sun_path ) + path.size() );
-      ::sendto( fd, state.data(), state.size(), MSG_NOSIGNAL,
+      // One that doesn't read must not stop the process; the word that others wait for gets a
+      // while.
+      bool const isAwaited = state == "READY=1";
+      timeval const aWhile{ 1, 0 };
+      ::setsockopt( fd, SOL_SOCKET, SO_SNDTIMEO, &aWhile, sizeof aWhile );
+      ::sendto( fd, state.data(), state.size(), MSG_NOSIGNAL | ( isAwaited ? 0 : MSG_DONTWAIT ),
                 reinterpret_cast< sockaddr const * >( &address ), size );
       ::close( fd );
    }

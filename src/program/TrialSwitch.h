@@ -19,7 +19,8 @@ Corestore::MemoryStore copyOf( Corestore::EntityManager const & em,
 /**
  * Applies a checked patch to a copy of the state that an agent works on, in a process of its own,
  * and says what ends that agent, with the place in the document where one is known; nothing when it
- * lives. The state itself is left alone.
+ * lives. Where no agent lives on the state as it is, one begins on the patched one. The state
+ * itself is left alone.
  */
 struct FatalPatch {
    std::string pointer;

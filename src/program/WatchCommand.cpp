@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "platform/corestore/ValueText.h"
+#include "platform/kel/StandardError.h"
 #include "program/StopSignal.h"
 #include "program/TimeText.h"
 #include "views/ShownChange.h"
@@ -55,6 +56,9 @@ void watchState( WatchOptions const & options ) {
    Watcher const watcher( options );
    Corestore::ChangeObserver const observer(
       state.entityManager(), [&]( Corestore::Change const & change ) { watcher.tell( change ); } );
+   state.followerIs( []( std::string const & text ) {
+      std::cerr << localClock() << "  " << Kel::oneLine( text ) << std::endl;
+   } );
    StopSignal const stop( &state.scheduler() );
    state.scheduler().run( [&stop] { return stop.came() || !std::cout; } );
 }

@@ -1,27 +1,11 @@
 #pragma once
 
-#include <string>
-#include <vector>
-
-#include "program/LiveState.h"
+#include "program/WebService.h"
 
 namespace Program {
 
-struct WebOptions {
-   LiveOptions live;
-   /** As Redis::addressOf reads it. */
-   std::string listen = "127.0.0.1:8080";
-   /** Further names by which the page is reached. */
-   std::vector< std::string > names;
-   /** A file whose first line everyone has to know; empty for none. */
-   std::string tokenFile;
-   /** "text" or "json". */
-   std::string logFormat = "text";
-};
-
-/** Serves the page of a switch until SIGTERM or SIGINT, and yields the exit code. It only reads.
- *  Throws InputError for a token that is none, and std::system_error for an address that cannot be
- *  had. */
-int serveWeb( WebOptions const & options );
+/** Becomes the program of the page, "qorclient-web" beside this one, with the same words: only it
+ *  needs the HTTP library, and what that loads. Throws InputError when it isn't there. */
+int startWeb( WebOptions const & options );
 
 }  // namespace Program

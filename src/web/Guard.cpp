@@ -92,7 +92,7 @@ bool Guard::isOwn( std::string_view host ) const {
       return true;
    }
    HostPort const asked = hostPortOf( host );
-   if ( std::ranges::find( names_, asked.host ) != names_.end() ) {
+   if ( std::ranges::find( names_, asked.host, lowered ) != names_.end() ) {
       return true;
    }
    if ( asked.port != std::to_string( place_.port ) ) {

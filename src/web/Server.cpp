@@ -111,7 +111,7 @@ Server::Server( Kel::Ptr< Orb::TaskScheduler > scheduler, int socket, Handler ha
       MHD_OPTION_LISTEN_SOCKET, socket, MHD_OPTION_CONNECTION_MEMORY_LIMIT, limits_.head,
       // A few more than are let stand, which are on their way out.
       MHD_OPTION_CONNECTION_LIMIT, static_cast< unsigned >( limits_.connections + 64 ),
-      MHD_OPTION_CONNECTION_TIMEOUT, static_cast< unsigned >( limits_.answer_seconds ),
+      MHD_OPTION_CONNECTION_TIMEOUT, static_cast< unsigned >( limits_.answerSeconds ),
       MHD_OPTION_NOTIFY_COMPLETED, &Callbacks::completed, this, MHD_OPTION_NOTIFY_CONNECTION,
       &Callbacks::connection, this, MHD_OPTION_STRICT_FOR_CLIENT, 1,
       MHD_OPTION_SIGPIPE_HANDLED_BY_APP, 1, MHD_OPTION_END );
@@ -207,8 +207,8 @@ void Server::sweep() {
    Orb::Seconds const now = scheduler_->now();
    for ( auto & [connection, peer] : peers_ ) {
       Orb::Seconds const age = now - peer.since;
-      if ( ( peer.state == Peer::State::silent && age > limits_.head_seconds ) ||
-           ( peer.state == Peer::State::answered && age > limits_.answer_seconds ) ) {
+      if ( ( peer.state == Peer::State::silent && age > limits_.headSeconds ) ||
+           ( peer.state == Peer::State::answered && age > limits_.answerSeconds ) ) {
          close( peer );
       }
    }

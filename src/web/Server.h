@@ -33,8 +33,8 @@ class Server : private Orb::Descriptor, private Orb::Timer {
       /** Bytes of a request's head, and of what is ready to be sent. */
       std::size_t head = 16384;
       /** Seconds for a request's head; and for an answer. */
-      Orb::Seconds head_seconds = 10;
-      Orb::Seconds answer_seconds = 60;
+      Orb::Seconds headSeconds = 10;
+      Orb::Seconds answerSeconds = 60;
    };
 
    /** Takes over the socket. */

@@ -440,7 +440,9 @@ class History {
    }
    /** What programs say of it, if they differ. */
    std::string compareFrame( Probe const & probe ) {
-      EXPECT_EQ( device_.run( probe.options() ), 0 ) << device_.said();
+      // Its port is in the bridge, and in the state a moment later.
+      EXPECT_TRUE( Live::eventually( [&] { return device_.run( probe.options() ) == 0; } ) )
+         << device_.said();
       std::string const told = device_.said();
       std::string const trace = appctl( { "ofproto/trace", bridge, probe.flow( now_ ) } );
       auto const datapath = Live::datapathPorts( appctl( { "dpif/show" } ) );

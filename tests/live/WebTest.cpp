@@ -6,6 +6,7 @@
 #include <chrono>
 #include <csignal>
 #include <fstream>
+#include <random>
 #include <vector>
 
 #include "live/HttpClient.h"
@@ -74,6 +75,16 @@ TEST_F( WebTest, TellsAChangeAtOnceAndChangesNothing ) {
    EXPECT_THAT( posting.readTo( "\r\n\r\n" ), StartsWith( "HTTP/1.1 405 " ) );
    EXPECT_THAT( httpGet( socket(), "/", "X: " + std::string( 100000, 'x' ) + "\r\n" ),
                 testing::Not( HasSubstr( " 200 " ) ) );
+
+   std::mt19937 random( 1 );
+   for ( int i = 0; i != 300; ++i ) {
+      std::string text = "GET /api/flows?search=%00&state=%ff HTTP/1.1\r\nHost: page\r\n\r\n";
+      for ( auto n = random() % 8; n != 0; --n ) {
+         text[random() % text.size()] = static_cast< char >( random() );
+      }
+      HttpClient( socket() ).send( text );
+   }
+   EXPECT_THAT( get( "/api/flows" ), StartsWith( "HTTP/1.1 200" ) );
 
    HttpClient client( socket() );
    listen( client );

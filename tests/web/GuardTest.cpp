@@ -20,7 +20,7 @@ unsigned ofHost( Guard const & guard, char const * host ) {
 }
 
 TEST( GuardTest, ServesUnderItsOwnNamesAlone ) {
-   Guard const local( loopback, { "leaf1.example" }, "" );
+   Guard const local( loopback, { "Leaf1.example" }, "" );
    for ( char const * own : { "127.0.0.1:8080", "localhost:8080", "LocalHost:8080", "[::1]:8080",
                               "leaf1.example", "leaf1.example:443" } ) {
       EXPECT_EQ( ofHost( local, own ), 0U ) << own;

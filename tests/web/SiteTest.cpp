@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <random>
 #include <sstream>
 
 #include "documents/NumberNames.h"
@@ -190,6 +191,67 @@ TEST_F( SiteTest, HostileNamesStayTexts ) {
    EXPECT_THAT(
       metrics, HasSubstr( R"(qorclient_flows{switch="leaf1",kind="policy",state="initial"} 10)" ) );
    EXPECT_EQ( Web::labelText( "a\\b\"c\nd\te" ), R"(a\\b\"c\nd?e)" );
+}
+
+/** Whatever someone asks for is answered, and what is answered is JSON. */
+TEST_F( SiteTest, AnyRequestIsAnswered ) {
+   patch( policyOf( "web" ) );
+   std::mt19937 random( 1 );
+   std::vector< std::string > const words{ "",
+                                           "flows",
+                                           "rules",
+                                           "hosts",
+                                           "groups",
+                                           "l3flows",
+                                           "capability",
+                                           "vnis",
+                                           "frame",
+                                           "chain",
+                                           "picture",
+                                           "first",
+                                           "most",
+                                           "search",
+                                           "in",
+                                           "from",
+                                           "to",
+                                           "vlan",
+                                           "vni",
+                                           "ether_type",
+                                           "ip_from",
+                                           "flow",
+                                           "ip_to",
+                                           "0",
+                                           "-1",
+                                           "4095",
+                                           "99999999999999999",
+                                           "Ethernet1",
+                                           "0x",
+                                           "Vxlan1",
+                                           "arp",
+                                           "fe80::1",
+                                           "10.0.0.1",
+                                           "02:00:00:00:00:0a",
+                                           "\xff\xfe\"\\\n",
+                                           "ip6",
+                                           "state",
+                                           "../..",
+                                           "web/flow-1",
+                                           "protocol",
+                                           std::string( 5000, 'x' ) };
+   auto const word = [&] { return words[random() % words.size()]; };
+   for ( int i = 0; i != 5000; ++i ) {
+      Web::Request request{ .path = "/api/" + word(), .host = word(), .authorization = word() };
+      for ( auto n = random() % 6; n != 0; --n ) {
+         request.query.emplace( word(), word() );
+      }
+      if ( random() % 2 == 0 ) {
+         request.query["in"] = "Ethernet1";
+         request.query["from"] = request.query["to"] = "02:00:00:00:00:0a";
+      }
+      Web::Answer const answer = site.answer( request );
+      EXPECT_TRUE( answer.status == 200 || answer.status == 400 || answer.status == 404 );
+      EXPECT_NO_THROW( Corestore::parseJson( answer.body ) ) << answer.body;
+   }
 }
 
 TEST_F( SiteTest, ChangesComeInBundles ) {

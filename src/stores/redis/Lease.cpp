@@ -162,7 +162,13 @@ void Lease::take( Connection & connection, std::uint64_t fence, Answer answer ) 
    connection.send( { "SET", fenceKey_, std::to_string( fence ) } );
    connection.send( { "SET", key_, valueOf( fence ), "PX", milliseconds( time_ ) } );
    connection.send( { "EXEC" }, [this, &connection, fence, answer]( redisReply const & reply ) {
-      if ( failed( reply, answer ) ) {
+      if ( !errorOf( reply ).empty() ) {
+         // The one of the command that was refused says more.
+         std::string const & dropped = connection.droppedError();
+         answer( { Asked::Result::failed,
+                   {},
+                   0,
+                   dropped.empty() ? std::string( errorOf( reply ) ) : dropped } );
          return;
       }
       if ( isNothing( reply ) ) {

@@ -81,6 +81,7 @@ void RedisStore::beginAnew( Phase phase ) {
    transactionOpen_ = inFlight_ = leaseWatched_ = false;
    changed_.clear();
    reading_.clear();
+   isReading_ = false;
    read_ = {};
    books_.clear();
    bookWords_ = 0;
@@ -125,7 +126,8 @@ void RedisStore::down( std::string const & reason ) {
    }
    beginAnew( Phase::connecting );
    if ( !reason.empty() ) {
-      tellWaiting( shownServer() + ": " + Kel::oneLine( reason ) + "; it is waited for" );
+      tellWaiting( shownServer() + ": " + Kel::oneLine( reason ) +
+                   ( setup_.waits ? "; it is waited for" : "" ) );
    }
 }
 
@@ -174,6 +176,7 @@ void RedisStore::waitForState( std::string const & reason ) {
 
 void RedisStore::askForLease() {
    phase_ = Phase::asking;
+   askAgain_ = false;
    lease_->ask( link_->commands(), [this, attempt = attempt_]( Lease::Asked const & answer ) {
       if ( attempt == attempt_ ) {
          asked( answer );
@@ -199,7 +202,9 @@ void RedisStore::asked( Lease::Asked const & asked ) {
          }
          phase_ = Phase::waitingForLease;
          tellWaiting( other + "; it is waited for" );
-         setup_.scheduler->arm( *this, setup_.scheduler->now() + std::max( asked.seconds, grace ) );
+         setup_.scheduler->arm(
+            *this,
+            setup_.scheduler->now() + ( askAgain_ ? grace : std::max( asked.seconds, grace ) ) );
          break;
       case Result::outdated:
          end( "another process has taken over switch " + setup_.switchName +
@@ -207,6 +212,16 @@ void RedisStore::asked( Lease::Asked const & asked ) {
          break;
       case Result::failed:
          link_->fail( asked.error );
+   }
+}
+
+void RedisStore::leaseChanged() {
+   if ( phase_ == Phase::waitingForLease ) {
+      setup_.scheduler->disarm( *this );
+      askForLease();
+   } else if ( phase_ == Phase::asking ) {
+      // The answer may be older.
+      askAgain_ = true;
    }
 }
 

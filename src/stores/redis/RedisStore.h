@@ -61,7 +61,11 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
       bool endIfHeld = false;
       /** The rows that are this process's own; empty for none. */
       std::function< bool( std::string_view path ) > owns = {};
+      /** The rows that it takes up, its own among them; empty for all. */
+      std::function< bool( std::string_view path ) > follows = {};
       std::function< void( Event, std::string const & ) > tell = {};
+      /** What it tells says that it waits for a server that isn't there. */
+      bool waits = true;
    };
 
    /** `holder` says what may stand where; it takes arrivals when `holderIs` has named it. */
@@ -82,6 +86,8 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
 
    /** A row that is there and does not fit: its path, and why. */
    std::map< std::string, std::string > const & skipped() const { return skipped_; }
+   /** How many keys that are no place in the state were found beside those, since all was read. */
+   std::size_t furtherSkipped() const { return furtherSkipped_; }
 
    struct Counters {
       std::uint64_t written = 0;
@@ -141,6 +147,7 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
    void askState( std::function< void( Identity const & ) > answer );
    void askForLease();
    void asked( Lease::Asked const & asked );
+   void leaseChanged();
    void watchLease();
    void leaseLost();
    void end( std::string const & reason );
@@ -153,9 +160,15 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
    void readAll();
    void scan( std::string const & cursor );
    void readOrder();
+   /** Reads what was found, from there on, so much at a time that others get a word in. */
+   void readFound( std::size_t first );
+   /** A place in the order that a row has; own rows that are new come behind it. */
+   void isTaken( std::string_view path, std::uint64_t position );
    void afterAll( std::function< void() > done );
    void allRead();
    /** Asks for what stands at these paths, in their order. */
+   void askFor( std::span< std::string const > paths );
+   /** The same, and has the answers. */
    void read( std::span< std::string const > paths, std::function< void() > done );
    void take( std::string const & path, Corestore::RowForm form, redisReply const & reply );
    void compare( std::vector< ReadRow > rows );
@@ -178,10 +191,13 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
    void putText( Corestore::Row const & row, RowText const & text, Standing & standing,
                  bool isNew );
    void putBooks();
+   /** A book whose entry is put or goes, while others' changes to it are being read. */
+   void readAgain( std::string const & map );
    void written( redisReply const & reply );
    void due() override;
 
    bool owns( std::string_view path ) const { return setup_.owns && setup_.owns( path ); }
+   bool follows( std::string_view path ) const { return !setup_.follows || setup_.follows( path ); }
    void tell( Event event, std::string const & text ) const;
    std::string shownServer() const;
 
@@ -206,6 +222,9 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
    std::map< std::string, std::string > skipped_;
    /** Of which rows it has told, and why. */
    std::map< std::string, std::string > told_;
+   /** Of the skipped ones, those that are no place in the state; and how many there are beside. */
+   std::size_t strangers_ = 0;
+   std::size_t furtherSkipped_ = 0;
    std::vector< ReadRow > toLoad_;
    /** All that are there, while they are looked for. */
    std::vector< std::string > found_;
@@ -213,6 +232,7 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
    /** Paths that others have changed, and those of them that are being read. */
    std::set< std::string, std::less<> > changed_;
    std::set< std::string, std::less<> > reading_;
+   bool isReading_ = false;
    Read read_;
    /** Arrivals that are still to be applied. */
    int applying_ = 0;
@@ -232,6 +252,8 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
    bool transactionOpen_ = false;
    bool inFlight_ = false;
    bool leaseWatched_ = false;
+   /** The lease has changed since it was asked for. */
+   bool askAgain_ = false;
    bool releasing_ = false;
    Orb::Seconds renewed_ = 0;
    Counters counters_;

@@ -18,6 +18,8 @@ namespace {
 
 /** Keys that the server looks at in one step of its own. */
 constexpr char const * scanCount = "10000";
+/** Rows that are asked for at once: the lease is renewed between them. */
+constexpr std::size_t mostAtOnce = 1000;
 
 }  // namespace
 
@@ -34,6 +36,7 @@ void RedisStore::readAll() {
    found_.clear();
    order_.clear();
    skipped_.clear();
+   strangers_ = furtherSkipped_ = 0;
    lastPosition_ = 0;
    scan( "0" );
 }
@@ -52,7 +55,7 @@ void RedisStore::scan( std::string const & cursor ) {
                               }
                               for ( redisReply const * key : elementsOf( *parts[1] ) ) {
                                  auto const path = keys_.pathOf( textOf( *key ) );
-                                 if ( path && !Keys::isOwn( *path ) ) {
+                                 if ( path && !Keys::isOwn( *path ) && follows( *path ) ) {
                                     found_.emplace_back( *path );
                                  }
                               }
@@ -77,13 +80,34 @@ void RedisStore::readOrder() {
                                  std::from_chars( score.data(), score.data() + score.size(),
                                                   position );
                                  order_.emplace( textOf( *words[i] ), position );
-                                 lastPosition_ = std::max( lastPosition_, position );
+                                 isTaken( textOf( *words[i] ), position );
                               }
                               // The server may name a key twice.
                               std::ranges::sort( found_ );
                               found_.erase( std::ranges::unique( found_ ).begin(), found_.end() );
-                              read( std::exchange( found_, {} ), [this] { allRead(); } );
+                              read_.rows.reserve( found_.size() );
+                              readFound( 0 );
                            } ) );
+}
+
+void RedisStore::readFound( std::size_t first ) {
+   std::size_t const next = std::min( found_.size(), first + mostAtOnce );
+   askFor( std::span( found_ ).subspan( first, next - first ) );
+   afterAll( [this, next] {
+      if ( next != found_.size() ) {
+         readFound( next );
+      } else {
+         found_ = {};
+         allRead();
+      }
+   } );
+}
+
+void RedisStore::isTaken( std::string_view path, std::uint64_t position ) {
+   // Others may have any.
+   if ( owns( path ) ) {
+      lastPosition_ = std::max( lastPosition_, position );
+   }
 }
 
 void RedisStore::allRead() {
@@ -91,7 +115,8 @@ void RedisStore::allRead() {
       // What is compared is the state behind them.
       setup_.scheduler->post( [this, attempt = attempt_, alive = std::weak_ptr( alive_ )] {
          if ( !alive.expired() && attempt == attempt_ ) {
-            allRead();
+            // The lease may have been renewed meanwhile.
+            afterAll( [this] { allRead(); } );
          }
       } );
       return;
@@ -101,7 +126,7 @@ void RedisStore::allRead() {
    std::erase_if( told_, [this]( auto const & told ) { return !skipped_.contains( told.first ); } );
    standing_.clear();
    for ( ReadRow const & read : rows ) {
-      lastPosition_ = std::max( lastPosition_, read.position );
+      isTaken( read.row.path, read.position );
       // They were read in the order of their paths, but for those of one book.
       standing_.emplace_hint( standing_.end(), read.row.path,
                               Standing{ read.fingerprint, read.position, read.row.form } );
@@ -151,10 +176,13 @@ void RedisStore::compare( std::vector< ReadRow > rows ) {
                           []( RowChange const & change ) { return change.deleted; } );
    for ( ReadRow const & read : rows ) {
       if ( there.contains( read.row.path ) ) {
-         if ( owns( read.row.path ) ) {
-            del( read.row.path );
-         } else {
+         if ( !owns( read.row.path ) ) {
             changes.push_back( { read.row, false } );
+         } else if ( read.row.form == Corestore::RowForm::entity && isRoot( read.row.path ) ) {
+            // Its scalars are all at their default; what is below it stays.
+            put( { read.row.path, read.row.form, Kel::Value::Object() } );
+         } else {
+            del( read.row.path );
          }
       }
    }

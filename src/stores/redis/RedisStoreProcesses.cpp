@@ -26,6 +26,9 @@ bool RedisStore::processIs( std::vector< std::pair< std::string, std::string > >
 }
 
 void RedisStore::settle( std::function< void() > settled ) {
+   if ( !link_->isUp() ) {
+      return;
+   }
    // What was told before this answer came on the other connection may still be unread: it is
    // asked for in a turn behind that.
    link_->commands().send(
@@ -34,13 +37,16 @@ void RedisStore::settle( std::function< void() > settled ) {
             if ( attempt != attempt_ ) {
                return;
             }
-            reading_.empty() && changed_.empty() && applying_ == 0 ? settled() : settle( settled );
+            !isReading_ && changed_.empty() && applying_ == 0 ? settled() : settle( settled );
          } );
       } ) );
 }
 
 void RedisStore::askProcess( std::string const & role,
                              std::function< void( Process const & ) > answer ) {
+   if ( !link_->isUp() ) {
+      return;
+   }
    auto const found = std::make_shared< Process >();
    Connection & server = link_->commands();
    server.send( { "GET", keys_.lease( role ) }, [found]( redisReply const & reply ) {

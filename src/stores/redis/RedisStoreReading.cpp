@@ -16,6 +16,10 @@ using Corestore::RowForm;
 
 namespace {
 
+/** Of the keys that are no place in the state, and that nothing depends on, so many are kept and
+ *  told of. */
+constexpr std::size_t mostStrangers = 1000;
+
 /** The rows of a map below a path. */
 template < class Rows >
 class RowsBelow {
@@ -36,24 +40,26 @@ class RowsBelow {
 void RedisStore::changed( std::vector< std::string > paths ) {
    for ( std::string & path : paths ) {
       if ( !Keys::isOwn( path ) ) {
-         changed_.insert( std::move( path ) );
+         if ( follows( path ) ) {
+            changed_.insert( std::move( path ) );
+         }
       } else if ( keys_.of( path ) == keys_.state() ) {
          // All is compared when it has been seen to be the same.
          up();
          return;
-      } else if ( phase_ == Phase::waitingForLease &&
-                  keys_.of( path ) == keys_.lease( setup_.role ) ) {
-         setup_.scheduler->disarm( *this );
-         askForLease();
+      } else if ( keys_.of( path ) == keys_.lease( setup_.role ) ) {
+         leaseChanged();
       }
    }
    readChanged();
 }
 
 void RedisStore::readChanged() {
-   bool const isFree = reading_.empty() && applying_ == 0;
+   // All of what was read may have been put meanwhile: its end is still to come.
+   bool const isFree = !isReading_ && applying_ == 0;
    if ( phase_ == Phase::ready && holder_ && isFree && !changed_.empty() ) {
       reading_ = std::exchange( changed_, {} );
+      isReading_ = true;
       read( std::vector< std::string >( reading_.begin(), reading_.end() ),
             [this] { changesRead(); } );
    }
@@ -62,7 +68,14 @@ void RedisStore::readChanged() {
 void RedisStore::changesRead() {
    std::vector< RowChange > changes;
    std::set< std::string, std::greater<> > gone;
-   Read const read = std::exchange( read_, {} );
+   Read read = std::exchange( read_, {} );
+   // What was put meanwhile is newer.
+   std::erase_if( read.absent, [this]( auto const & path ) { return !reading_.contains( path ); } );
+   std::erase_if( read.rows, [this]( ReadRow const & one ) {
+      std::string_view const path = one.row.path;
+      return !reading_.contains( one.row.form == RowForm::book ? path.substr( 0, path.rfind( '/' ) )
+                                                               : path );
+   } );
    auto const went = [&]( std::string const & path ) {
       // One that does not fit any more may still stand as it was.
       if ( standing_.contains( path ) || skipped_.contains( path ) ) {
@@ -85,7 +98,7 @@ void RedisStore::changesRead() {
    }
    std::ranges::for_each( read.absent, went );
    changes = forget( gone );
-   std::vector< ReadRow > rows = read.rows;
+   std::vector< ReadRow > rows = std::move( read.rows );
    sortRows( rows );
    for ( ReadRow & one : rows ) {
       if ( one.bad.empty() ) {
@@ -107,6 +120,7 @@ void RedisStore::changesRead() {
       }
    }
    reading_.clear();
+   isReading_ = false;
    if ( !changes.empty() ) {
       arrive( std::move( changes ) );
    }
@@ -165,6 +179,11 @@ bool RedisStore::isRoot( std::string_view path ) const {
 void RedisStore::read( std::span< std::string const > paths, std::function< void() > done ) {
    read_ = {};
    read_.rows.reserve( paths.size() );
+   askFor( paths );
+   afterAll( std::move( done ) );
+}
+
+void RedisStore::askFor( std::span< std::string const > paths ) {
    struct Asked {
       std::string path;
       RowForm form;
@@ -192,7 +211,6 @@ void RedisStore::read( std::span< std::string const > paths, std::function< void
          server.sendOn( { command, keys_.of( path ) } );
       }
    }
-   afterAll( std::move( done ) );
 }
 
 // What is missing among what was read may have gone with the whole state.
@@ -271,11 +289,22 @@ void RedisStore::refused( RowChange const & change, Kel::ValueError const & reas
 }
 
 void RedisStore::fits( std::string const & path ) {
-   skipped_.erase( path );
+   if ( skipped_.erase( path ) != 0 && forms_.formOf( path ) == RowForm::none ) {
+      --strangers_;
+   }
    told_.erase( path );
 }
 
 void RedisStore::skip( std::string const & path, std::string const & reason ) {
+   if ( !skipped_.contains( path ) && forms_.formOf( path ) == RowForm::none &&
+        ++strangers_ > mostStrangers ) {
+      --strangers_;
+      if ( furtherSkipped_++ == 0 ) {
+         tell( Event::skipped, "more than " + std::to_string( mostStrangers ) +
+                                  " keys are no place in the state; the others are not told" );
+      }
+      return;
+   }
    skipped_[path] = reason;
    if ( std::exchange( told_[path], reason ) != reason ) {
       tell( Event::skipped, Kel::shownName( keys_.of( path ) ) + ": " + Kel::oneLine( reason ) +

@@ -35,7 +35,8 @@ Corestore::Store::Takes RedisStore::takes() const {
    if ( phase_ != Phase::ready ) {
       return Takes::all;
    }
-   return inFlight_ || ( lease_ && !leaseWatched_ ) ? Takes::later : Takes::now;
+   // Behind the lease's release nothing may go out.
+   return inFlight_ || releasing_ || ( lease_ && !leaseWatched_ ) ? Takes::later : Takes::now;
 }
 
 void RedisStore::begin() {
@@ -47,6 +48,7 @@ void RedisStore::begin() {
 void RedisStore::put( Row const & row ) {
    RowText const text = textOf( row );
    if ( text.fields.empty() ) {
+      reading_.erase( row.path );
       // What stands below it stays.
       if ( standing_.erase( row.path ) != 0 ) {
          begin();
@@ -83,6 +85,7 @@ void RedisStore::putText( Row const & row, RowText const & text, Standing & stan
       auto const [map, name] = bookPlace( row.path );
       makeRoom( map );
       fits( row.path );
+      readAgain( map );
       BookChanges & changes = books_[map];
       changes.gone.erase( name );
       changes.put.push_back( name );
@@ -119,6 +122,12 @@ void RedisStore::putText( Row const & row, RowText const & text, Standing & stan
    server.send( words );
 }
 
+void RedisStore::readAgain( std::string const & map ) {
+   if ( reading_.erase( map ) != 0 ) {
+      changed_.insert( map );
+   }
+}
+
 void RedisStore::putBooks() {
    for ( auto & [map, changes] : books_ ) {
       std::string const key = keys_.of( map );
@@ -144,6 +153,7 @@ void RedisStore::del( std::string const & path ) {
          begin();
          auto const [map, name] = bookPlace( row->first );
          books_[map].gone.insert( name );
+         readAgain( map );
       } else {
          keys.push_back( keys_.of( row->first ) );
          if ( row->second.form == RowForm::value && row->second.position != 0 ) {

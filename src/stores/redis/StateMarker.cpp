@@ -58,8 +58,16 @@ void StateMarker::make() {
    server.send( { "EXEC" }, [this]( redisReply const & reply ) {
       auto const answers = elementsOf( reply );
       if ( answers.size() != 3 || textOf( *answers[2] ).empty() ) {
-         std::string const & dropped = link_.commands().droppedError();
-         link_.fail( dropped.empty() ? std::string( errorOf( reply ) ) : dropped );
+         std::string error = link_.commands().droppedError();
+         for ( redisReply const * answer : answers ) {
+            if ( error.empty() ) {
+               error = errorOf( *answer );
+            }
+         }
+         if ( error.empty() ) {
+            error = errorOf( reply );
+         }
+         link_.fail( error.empty() ? "the state's marker is not usable" : error );
       } else {
          std::exchange( done_, []( Outcome const & ) {} )(
             { .id = std::string( textOf( *answers[2] ) ), .made = answers[1]->integer == 1 } );

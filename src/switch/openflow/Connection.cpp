@@ -222,6 +222,7 @@ void Connection::takeHello( Message const & message ) {
       return;
    }
    state_ = State::up;
+   isPaused_ = false;
    upSince_ = scheduler_->now();
    told_ = false;
    send( setAsyncMessage( 0 ) );
@@ -236,10 +237,14 @@ void Connection::takeNews( Message const & message ) {
    if ( reply.type != Multipart::flowMonitor ) {
       return;
    }
-   for ( MonitorNews const & news : monitorNewsIn( reply ) ) {
+   for ( MonitorNews & news : monitorNewsIn( reply ) ) {
       if ( news.kind == MonitorNews::Kind::changed ) {
+         news.update.wasMissed = isPaused_;
          events_.flowChanged( news.update );
+      } else if ( news.kind == MonitorNews::Kind::paused ) {
+         isPaused_ = true;
       } else if ( news.kind == MonitorNews::Kind::resumed ) {
+         isPaused_ = false;
          events_.changesMissed();
       }
    }

@@ -122,6 +122,8 @@ class Connection : private Orb::Descriptor, private Orb::Timer {
    bool told_ = false;
    /** It was silent for too long when it was last looked at. */
    bool suspected_ = false;
+   /** Changes of flows are missed. */
+   bool isPaused_ = false;
 };
 
 }  // namespace OpenFlow

@@ -62,6 +62,8 @@ struct FlowUpdate {
    /** Of one that was removed. */
    Reason reason = Reason::other;
    Flow flow = {};
+   /** The switch could not tell it when it was made; it may be one of this connection. */
+   bool wasMissed = false;
 };
 
 }  // namespace OpenFlow

@@ -1,6 +1,7 @@
 #include "switch/openvswitch/Agents.h"
 
 #include <algorithm>
+#include <span>
 #include <utility>
 
 #include "qorclient/flowtable/PlatformConfig.h"
@@ -15,6 +16,18 @@ namespace {
 constexpr char const * outputs[] = {
    "vtiStatusDir",        "pfHwStatus",         "pfHwStatusL3",        "bridgingConfig",
    "switchIntfConfigDir", "slabBridgingStatus", "platformTableSupport" };
+
+/** What they read beside that. */
+constexpr char const * inputs[] = { "pfHwConfig",      "pfHwConfigL3",    "fhrpGlideMacStatus",
+                                    "vniSviConfig",    "dynAllowedVlans", "l2RibQorHostInput",
+                                    "nimbusVniBaseDir" };
+
+bool isBelow( std::string_view rowPath, std::span< char const * const > places ) {
+   return std::ranges::any_of( places, [rowPath]( char const * input ) {
+      std::string_view const root = Catalog::pathOf( input );
+      return rowPath == root || ( rowPath.starts_with( root ) && rowPath[root.size()] == '/' );
+   } );
+}
 
 /** After a change by others: more may follow. */
 constexpr Orb::Seconds restBeforeReading = 0.05;
@@ -38,7 +51,7 @@ Agents::Agents( Corestore::EntityManager & em, Settings const & settings, Bridge
          .down =
             [this]( std::string const & reason ) {
                isFollowed_ = false;
-               bridge_->book().lost();
+               bridge_->lost();
                log_( "bridge " + settings_.bridge + " is not there: " + reason );
             },
          // The database tells of ports.
@@ -87,8 +100,7 @@ Agents::Agents( Corestore::EntityManager & em, Settings const & settings, Bridge
       rulesSmFactory( hwConfig( "pfHwConfigL3" ), hwStatus( "pfHwStatusL3" ), router, bridge_ );
    offeredHosts_ =
       offeredHostsSmFactory( entityOf< L2Rib::HostInput >( em, "l2RibQorHostInput" ), bridge_ );
-   remoteHosts_ =
-      remoteHostsSmFactory( entityOf< Kel::Dir >( em, "nimbusVniBaseDir" ), bridge_ );
+   remoteHosts_ = remoteHostsSmFactory( entityOf< Kel::Dir >( em, "nimbusVniBaseDir" ), bridge_ );
    learntHosts_.emplace( entityOf< Slab::Bridging::Status >( em, "slabBridgingStatus" ), bridge_ );
 
    database_.emplace(
@@ -97,6 +109,7 @@ Agents::Agents( Corestore::EntityManager & em, Settings const & settings, Bridge
                                .changed = [this] { databaseChanged(); },
                                .lost =
                                   [this]( std::string const & reason ) {
+                                     isTunnelAsked_ = false;
                                      log_( "the switch's database is not there: " + reason );
                                   } } );
 }
@@ -106,10 +119,11 @@ Agents::~Agents() {
 }
 
 bool Agents::owns( std::string_view rowPath ) {
-   return std::ranges::any_of( outputs, [rowPath]( char const * input ) {
-      std::string_view const root = Catalog::pathOf( input );
-      return rowPath == root || ( rowPath.starts_with( root ) && rowPath[root.size()] == '/' );
-   } );
+   return isBelow( rowPath, outputs );
+}
+
+bool Agents::follows( std::string_view rowPath ) {
+   return owns( rowPath ) || isBelow( rowPath, inputs );
 }
 
 // --- The switch's database ---
@@ -120,18 +134,22 @@ void Agents::databaseChanged() {
       if ( !std::exchange( isTold_, true ) ) {
          log_( "the switch has no bridge " + settings_.bridge );
       }
+      // The next one of that name has others.
+      hasPorts_ = false;
       return;
    }
    isTold_ = false;
-   if ( settings_.vtep ) {
+   tellOddities( bridge );
+   if ( settings_.vtep && !std::exchange( isTunnelAsked_, true ) ) {
       database_->ensureTunnel( tunnelPort, settings_.vtep->stringValue(),
                                [this]( std::string const & error, Ovsdb::Json const & ) {
+                                  isTunnelAsked_ = false;
                                   if ( !error.empty() ) {
                                      log_( "the switch refuses the tunnel: " + error );
                                   }
                                } );
-      tellEndPoint();
    }
+   tellEndPoint();
    publishSwitchports( bridge.ports, settings_.bridge,
                        *entityOf< Bridging::Config >( em_, "bridgingConfig" ),
                        *entityOf< Bridging::SwitchIntfConfigDir >( em_, "switchIntfConfigDir" ) );
@@ -145,6 +163,30 @@ void Agents::databaseChanged() {
       readSoon();
    }
    bridge_->book().retryRefused();
+}
+
+void Agents::tellOddities( Ovsdb::Bridge const & bridge ) {
+   std::set< std::string > oddities;
+   if ( bridge.failMode != "secure" ) {
+      oddities.insert( "bridge " + settings_.bridge +
+                       " is not set to fail_mode=secure: frames pass while nobody has set flows" );
+   }
+   for ( auto const & [name, port] : bridge.ports ) {
+      if ( isBond( port ) ) {
+         oddities.insert( "port " + name + " is a bond, which is left alone" );
+      }
+      for ( Ovsdb::BridgeInterface const & intf : port.interfaces ) {
+         if ( !intf.error.empty() ) {
+            oddities.insert( "the switch does not have " + intf.name + ": " + intf.error );
+         }
+      }
+   }
+   for ( std::string const & oddity : oddities ) {
+      if ( !oddities_.contains( oddity ) ) {
+         log_( oddity );
+      }
+   }
+   oddities_ = std::move( oddities );
 }
 
 void Agents::tellEndPoint() {
@@ -164,6 +206,7 @@ void Agents::bridgeUp() {
       return;
    }
    isFollowed_ = true;
+   bridge_->sendLearnt();
    bridge_->book().beginReading();
    learntHosts_->beginReading();
    connection_->monitorFlows( { OpenFlow::allTables }, [this] {
@@ -175,26 +218,40 @@ void Agents::bridgeUp() {
 
 void Agents::flowChanged( OpenFlow::FlowUpdate const & update ) {
    using Event = OpenFlow::FlowUpdate::Event;
-   if ( update.flow.table == Table::learntHosts ) {
-      learntHosts_->changed( update );
-   } else if ( update.event == Event::initial ) {
+   bool const isLearnt = Cookie::isLearnt( update.flow.table, update.flow.cookie );
+   if ( update.event == Event::initial ) {
       bridge_->book().found( update.flow );
-   } else if ( update.flow.cookie != Cookie::learntNexthop ) {
+      if ( isLearnt ) {
+         learntHosts_->changed( update );
+      }
+      return;
+   }
+   learntHosts_->changed( update );
+   if ( isLearnt && !LearntHosts::isAnothers( update ) ) {
+      return;
+   }
+   // What was missed may be changes of our own.
+   if ( !update.wasMissed ) {
       log_( std::string( "another hand has " ) +
             ( update.event == Event::added     ? "added"
               : update.event == Event::removed ? "removed"
                                                : "changed" ) +
             " a flow of bridge " + settings_.bridge + ", " + bridge_->book().nameOf( update.flow ) +
             ": " + update.flow.match.text() );
+   }
+   if ( !isLearnt ) {
       readSoon();
    }
 }
 
 void Agents::readSoon() {
-   em_.scheduler().arm( *this, em_.scheduler().now() + restBeforeReading );
+   if ( !std::exchange( isReadDue_, true ) ) {
+      em_.scheduler().arm( *this, em_.scheduler().now() + restBeforeReading );
+   }
 }
 
 void Agents::due() {
+   isReadDue_ = false;
    if ( connection_->isUp() ) {
       bridge_->book().reconcile();
    }

@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -48,9 +49,13 @@ class Agents : private Orb::Timer {
 
    /** Whether a row of the state (Corestore::Row) is written by these agents. */
    static bool owns( std::string_view rowPath );
+   /** Whether these agents have a use for a row; their own are among them. */
+   static bool follows( std::string_view rowPath );
 
  private:
    void databaseChanged();
+   /** Of what an operator may not have meant. */
+   void tellOddities( Ovsdb::Bridge const & bridge );
    /** The tunnel interface has the address of this switch. */
    void tellEndPoint();
    void bridgeUp();
@@ -73,9 +78,12 @@ class Agents : private Orb::Timer {
    Kel::Ptr< RemoteHostsSm > remoteHosts_;
    std::optional< LearntHosts > learntHosts_;
    Kel::Ptr< VxlanAgent::VlanGiverSm > vlanGiver_;
+   bool isReadDue_ = false;
    bool hasPorts_ = false;
    bool isFollowed_ = false;
    bool isTold_ = false;
+   bool isTunnelAsked_ = false;
+   std::set< std::string > oddities_;
 };
 
 }  // namespace OpenVSwitch

@@ -1,10 +1,14 @@
 #include "switch/openvswitch/Bridge.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "switch/openvswitch/HostFlows.h"
 
 namespace OpenVSwitch {
+
+using OpenFlow::FlowChange;
 
 void Bridge::topologyIs( Topology topology ) {
    if ( topology == topology_ ) {
@@ -17,24 +21,51 @@ void Bridge::topologyIs( Topology topology ) {
 }
 
 void Bridge::forgetLearnt( Bridging::MacVlanPair const & host ) {
-   if ( connection_.isUp() ) {
-      connection_.program(
-         { { OpenFlow::FlowChange::Kind::deleteStrict, learntHostFlow( host, 0, ageing_ ) } },
-         []( auto const & ) {} );
-      if ( forgotten_ ) {
-         forgotten_( host );
-      }
+   changeLearnt( { FlowChange::Kind::deleteStrict, learntHostFlow( host, 0, ageing_ ) } );
+   if ( forgotten_ ) {
+      forgotten_( host );
    }
 }
 
 void Bridge::learn( Bridging::MacVlanPair const & host, PortNumber port ) {
-   connection_.program(
-      { { OpenFlow::FlowChange::Kind::add, learntHostFlow( host, port, ageing_ ) } },
-      []( auto const & ) {} );
+   if ( connection_.isUp() ) {
+      changeLearnt( FlowChange::add( learntHostFlow( host, port, ageing_ ) ) );
+   }
 }
 
-void Bridge::logRefused( char const * what, Kel::String const & key,
-                         Answer const & answer ) const {
+void Bridge::changeLearnt( FlowChange change ) {
+   learnt_.push_back( std::move( change ) );
+   if ( !std::exchange( sending_, true ) ) {
+      scheduler_->post( [this] {
+         sending_ = false;
+         sendLearnt();
+      } );
+   }
+}
+
+void Bridge::sendLearnt() {
+   if ( !connection_.isUp() ) {
+      return;
+   }
+   constexpr std::size_t slice = 1024;
+   auto at = learnt_.begin();
+   while ( at != learnt_.end() ) {
+      auto const end = at + std::min< std::ptrdiff_t >( slice, learnt_.end() - at );
+      connection_.program( { std::make_move_iterator( at ), std::make_move_iterator( end ) },
+                           []( auto const & ) {} );
+      at = end;
+   }
+   learnt_.clear();
+}
+
+void Bridge::lost() {
+   book_.lost();
+   // Hosts are told anew where they are.
+   std::erase_if(
+      learnt_, []( FlowChange const & change ) { return change.kind == FlowChange::Kind::add; } );
+}
+
+void Bridge::logRefused( char const * what, Kel::String const & key, Answer const & answer ) const {
    using OpenFlowTable::FlowStatus;
    if ( answer.status == FlowStatus::tableFull || answer.status == FlowStatus::refused10 ) {
       log_( std::string( what ) + " " + key.stringValue() + " is refused: " + answer.reason );

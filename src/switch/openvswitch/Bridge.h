@@ -19,7 +19,8 @@ class Bridge : public Kel::PtrInterface {
    /** The connection outlives it. `log` takes what an operator should hear of. */
    Bridge( Kel::Ptr< Orb::TaskScheduler > scheduler, OpenFlow::Connection & connection,
            std::uint16_t ageing, Log log )
-      : connection_( connection ),
+      : scheduler_( scheduler ),
+        connection_( connection ),
         book_( std::move( scheduler ), connection ),
         ageing_( ageing ),
         log_( std::move( log ) ) {}
@@ -32,7 +33,8 @@ class Bridge : public Kel::PtrInterface {
    void follow( std::function< void( Topology const & before ) > changed ) {
       followers_.push_back( std::move( changed ) );
    }
-   /** A host is no longer where the bridge has learnt it. */
+   /** A host is no longer where the bridge has learnt it; a bridge that is not there hears of it
+    *  when it is. */
    void forgetLearnt( Bridging::MacVlanPair const & host );
    /** Whoever tells what is learnt: the bridge has no news of what is taken out for us. */
    void forgottenIs( std::function< void( Bridging::MacVlanPair const & ) > forgotten ) {
@@ -40,6 +42,10 @@ class Bridge : public Kel::PtrInterface {
    }
    /** It has learnt a host before, and is to know it again. */
    void learn( Bridging::MacVlanPair const & host, PortNumber port );
+   /** Both are sent at the end of a turn, or now. */
+   void sendLearnt();
+   /** The bridge is not there any more. */
+   void lost();
    /** The tunnel end points of each VNI, as the topology takes them up when it is put together. */
    using EndPoints = std::map< std::uint32_t, std::set< Wirekit::Ip4Addr > >;
    EndPoints const & endPoints() const { return endPoints_; }
@@ -55,6 +61,9 @@ class Bridge : public Kel::PtrInterface {
    void logRefused( char const * what, Kel::String const & key, Answer const & answer ) const;
 
  private:
+   void changeLearnt( OpenFlow::FlowChange change );
+
+   Kel::Ptr< Orb::TaskScheduler > scheduler_;
    OpenFlow::Connection & connection_;
    FlowBook book_;
    Topology topology_;
@@ -62,6 +71,9 @@ class Bridge : public Kel::PtrInterface {
    EndPoints endPoints_;
    std::function< void() > endPointsChanged_;
    std::function< void( Bridging::MacVlanPair const & ) > forgotten_;
+   /** Of hosts learnt and forgotten, in order. */
+   std::vector< OpenFlow::FlowChange > learnt_;
+   bool sending_ = false;
    std::uint16_t ageing_;
    Log log_;
 };

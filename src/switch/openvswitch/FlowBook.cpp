@@ -13,7 +13,8 @@ using OpenFlowTable::FlowStatus;
 
 namespace {
 
-/** Keys in a bundle: large enough that its commit doesn't count, small enough for one turn. */
+/** Flows in a bundle, where a key doesn't have more: large enough that its commit doesn't count,
+ * small enough for one turn. */
 constexpr std::size_t slice = 1024;
 /** Bundles on their way: the next one is composed while the switch works. */
 constexpr std::size_t mostUnanswered = 8;
@@ -42,6 +43,11 @@ FlowBook::CookieValue FlowBook::cookieOf( FlowSource const & source, Kel::String
 void FlowBook::changed( FlowSource & source, Kel::String const & key ) {
    CookieValue const cookie = cookieOf( source, key );
    Entry & entry = entries_[cookie];
+   if ( auto const stranger = strangers_.extract( cookie ) ) {
+      entry.standing = stranger.mapped();
+      // Another may have taken a match over meanwhile: all of it is sent.
+      ++entry.standing.contents;
+   }
    entry.source = &source;
    entry.key = key;
    mark( cookie, entry );
@@ -88,6 +94,10 @@ void FlowBook::mark( CookieValue cookie, Entry & entry ) {
 // --- What the bridge has ---
 
 void FlowBook::reconcile() {
+   if ( isReading_ ) {
+      readsAgain_ = true;
+      return;
+   }
    beginReading();
    connection_.readFlows(
       OpenFlow::allTables,
@@ -101,28 +111,37 @@ void FlowBook::reconcile() {
 
 void FlowBook::beginReading() {
    reconciled_ = false;
+   isReading_ = true;
+   readsAgain_ = false;
    found_.clear();
+   strangers_.clear();
+   misplaced_.clear();
 }
 
 void FlowBook::lost() {
-   reconciled_ = false;
+   beginReading();
+   isReading_ = false;
    unanswered_ = 0;
-   found_.clear();
 }
 
 void FlowBook::found( OpenFlow::Flow const & flow ) {
-   if ( flow.cookie != Cookie::learntHost && flow.cookie != Cookie::learntNexthop ) {
+   if ( Cookie::isLearnt( flow.table, flow.cookie ) ) {
+      return;
+   }
+   if ( flow.cookie == Cookie::learntHost || flow.cookie == Cookie::learntNexthop ) {
+      misplaced_.push_back( { FlowChange::Kind::deleteStrict, flow } );
+   } else {
       found_[flow.cookie].add( flow );
    }
 }
 
 bool FlowBook::compare() {
-   bool const isNew = found_.empty();
-   std::vector< FlowChange > strangers;
+   bool isNew = true;
    for ( auto const & [cookie, standing] : found_ ) {
-      if ( !entries_.contains( cookie ) ) {
-         strangers.push_back( FlowChange::deleteByCookie( cookie ) );
-         counts_.removed += standing.count;
+      if ( entries_.contains( cookie ) ) {
+         isNew = false;
+      } else {
+         strangers_.emplace( cookie, standing );
       }
    }
    // What was under way when the connection was lost may stand or not: what counts is what was
@@ -135,18 +154,19 @@ bool FlowBook::compare() {
    }
    found_.clear();
    reconciled_ = true;
-   if ( !strangers.empty() ) {
-      ++unanswered_;
-      connection_.program( std::move( strangers ), [this]( auto const & ) {
-         --unanswered_;
-         flushSoon();
-      } );
+   isReading_ = false;
+   if ( readsAgain_ ) {
+      reconcile();
+   } else {
+      flushSoon();
    }
-   flushSoon();
    return !isNew;
 }
 
 std::string FlowBook::nameOf( OpenFlow::Flow const & flow ) const {
+   if ( Cookie::isLearnt( flow.table, flow.cookie ) ) {
+      return "which it has learnt";
+   }
    auto const found = entries_.find( flow.cookie );
    return found == entries_.end()
              ? "which is none of ours"
@@ -173,11 +193,15 @@ void FlowBook::flush() {
    std::vector< Sent > sent;
    auto const found =
       std::ranges::find_if( dirty_, []( auto const & keys ) { return !keys.empty(); } );
+   if ( found >= dirty_.end() - 1 ) {
+      // Behind all that takes their place, and before frames come in.
+      removeStrangers();
+   }
    if ( found == dirty_.end() || ( found == dirty_.end() - 1 && unanswered_ > 0 ) ) {
       return;
    }
    auto & dirty = *found;
-   for ( std::size_t keys = 0; keys < slice && !dirty.empty(); ++keys ) {
+   for ( std::size_t keys = 0; keys < slice && changes.size() < slice && !dirty.empty(); ++keys ) {
       CookieValue const cookie = dirty.front();
       dirty.pop_front();
       Entry & entry = entries_.at( cookie );
@@ -196,6 +220,23 @@ void FlowBook::flush() {
    }
    if ( isDirty() ) {
       flushSoon();
+   }
+}
+
+void FlowBook::removeStrangers() {
+   std::vector< FlowChange > changes = std::exchange( misplaced_, {} );
+   counts_.removed += changes.size();
+   for ( auto const & [cookie, standing] : std::exchange( strangers_, {} ) ) {
+      changes.push_back( FlowChange::deleteByCookie( cookie ) );
+      counts_.removed += standing.count;
+   }
+   if ( !changes.empty() ) {
+      ++unanswered_;
+      connection_.program( std::move( changes ), [this]( auto const & ) {
+         --unanswered_;
+         retryRefused();
+         flushSoon();
+      } );
    }
 }
 
@@ -225,12 +266,17 @@ void FlowBook::compose( CookieValue cookie, Entry & entry, std::vector< FlowChan
       if ( entry.answered == entry.sent ) {
          answer( entry, { FlowStatus::active, {} } );
       }
+      if ( std::exchange( entry.isRetried, false ) ) {
+         // It did not take its room.
+         retry( withoutRoom_[entry.table], &Entry::waitsForRoom, 1 );
+      }
       return;
    }
    Sent mine{ .cookie = cookie,
               .serial = ++entry.sent,
               .first = changes.size(),
               .removal = wanted.flows.empty() && !isRefused,
+              .stood = entry.standing.count > 0,
               .answer = isRefused ? wanted.refused : Answer{ FlowStatus::active, {} } };
    // A flow that only does something else is overwritten, which no frame sees half done.
    if ( entry.standing.count > 0 && next.matches != entry.standing.matches ) {
@@ -287,8 +333,8 @@ void FlowBook::finished( std::vector< Sent > sent,
          continue;
       }
       if ( mine.answer.status != FlowStatus::active ) {
-         // Of several flows some may stand.
-         if ( mine.last - mine.first > 1 ) {
+         // Of several flows some may stand, or one as it was before.
+         if ( mine.stood || mine.last - mine.first > 1 ) {
             halves.push_back( FlowChange::deleteByCookie( mine.cookie ) );
          }
          entry.standing = {};

@@ -91,14 +91,17 @@ class FlowBook {
    /** The same for whoever reads it anyhow: begins, a flow that stands, and the end. */
    void beginReading();
    void found( OpenFlow::Flow const & flow );
-   /** False when nothing of ours stood there: the switch has begun anew. */
+   /** False when nothing stood there of what is wanted now: the switch has begun anew. */
    bool compare();
    /** The bridge is gone. */
    void lost();
    /** Whose a flow is, in words. */
    std::string nameOf( OpenFlow::Flow const & flow ) const;
    /** Everything has been sent and answered. */
-   bool settled() const { return reconciled_ && unanswered_ == 0 && !isDirty(); }
+   bool settled() const {
+      return reconciled_ && unanswered_ == 0 && !isDirty() && strangers_.empty() &&
+             misplaced_.empty();
+   }
 
    /** What has been sent since the start. */
    struct Counts {
@@ -148,6 +151,8 @@ class FlowBook {
       std::size_t removed = 0;
       std::uint8_t from = 0;
       bool removal = false;
+      /** Something stood before. */
+      bool stood = false;
       /** If nothing is refused. */
       Answer answer{};
    };
@@ -159,6 +164,7 @@ class FlowBook {
    void mark( CookieValue cookie, Entry & entry );
    void flushSoon();
    void flush();
+   void removeStrangers();
    void compose( CookieValue cookie, Entry & entry, std::vector< OpenFlow::FlowChange > & changes,
                  std::vector< Sent > & sent );
    void answer( Entry & entry, Answer const & given );
@@ -186,9 +192,16 @@ class FlowBook {
    std::deque< CookieValue > refused_;
    /** What was found while it is being read. */
    std::unordered_map< CookieValue, Standing > found_;
+   /** Found, and nobody's: they go when what takes their place stands. */
+   std::unordered_map< CookieValue, Standing > strangers_;
+   /** Those with a cookie of flows that the switch makes itself, elsewhere than it makes them. */
+   std::vector< OpenFlow::FlowChange > misplaced_;
    Counts counts_;
    std::size_t unanswered_ = 0;
    bool reconciled_ = false;
+   bool isReading_ = false;
+   /** Something has changed while it was read. */
+   bool readsAgain_ = false;
    bool flushing_ = false;
 };
 

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "switch/openvswitch/HostFlows.h"
+#include "switch/openvswitch/Tables.h"
 
 namespace OpenVSwitch {
 
@@ -32,12 +33,25 @@ void LearntHosts::changed( FlowUpdate const & update ) {
       return;
    }
    HostKey const key{ learnt->host.vlanId.value(), learnt->host.mac };
+   if ( isAnothers( update ) ) {
+      // The host is where it was.
+      if ( auto const port = bridge_->topology().numberOf( status_->fdbStatus( key ).intf ) ) {
+         bridge_->learn( learnt->host, *port );
+         return;
+      }
+   }
+   if ( !Cookie::isLearnt( update.flow.table, update.flow.cookie ) ) {
+      return;
+   }
    if ( update.event == FlowUpdate::Event::removed ) {
       status_->fdbStatusDel( key );
       return;
    }
    Wirekit::IntfId const intf = bridge_->topology().intfOf( learnt->port );
    if ( !intf ) {
+      if ( reading_ ) {
+         bridge_->forgetLearnt( learnt->host );
+      }
       return;
    }
    if ( reading_ ) {
@@ -49,6 +63,12 @@ void LearntHosts::changed( FlowUpdate const & update ) {
       status_->fdbStatusIs(
          key, { intf, Bridging::EntryType::local, isNew ? 0 : before.moveCount + 1 } );
    }
+}
+
+bool LearntHosts::isAnothers( FlowUpdate const & update ) {
+   return update.flow.cookie != Cookie::learntHost ||
+          ( update.event == FlowUpdate::Event::removed &&
+            update.reason == FlowUpdate::Reason::deleted );
 }
 
 void LearntHosts::endReading( bool hasBegunAnew ) {
@@ -71,19 +91,31 @@ void LearntHosts::endReading( bool hasBegunAnew ) {
 }
 
 void LearntHosts::handleTopology( Topology const & before ) {
+   Topology const & now = bridge_->topology();
+   auto const isCarried = []( Topology const & topology, Wirekit::IntfId intf,
+                              HostKey const & key ) {
+      auto const port = topology.ports.find( intf );
+      return port != topology.ports.end() &&
+             port->second.vlans.contains( static_cast< std::uint16_t >( key.fid ) );
+   };
+   std::set< Wirekit::IntfId > changed;
    std::set< Wirekit::IntfId > left;
    for ( auto const & [intf, port] : before.ports ) {
-      auto const now = bridge_->topology().ports.find( intf );
-      if ( now == bridge_->topology().ports.end() || now->second.number != port.number ) {
+      auto const standing = now.ports.find( intf );
+      if ( standing == now.ports.end() || standing->second.number != port.number ) {
          left.insert( intf );
+      } else if ( standing->second.vlans != port.vlans ) {
+         changed.insert( intf );
       }
    }
-   if ( left.empty() ) {
+   if ( left.empty() && changed.empty() ) {
       return;
    }
    std::vector< HostKey > hosts;
    for ( auto const & [key, row] : status_->fdbStatus() ) {
-      if ( left.contains( row.intf ) ) {
+      if ( left.contains( row.intf ) ||
+           ( changed.contains( row.intf ) && isCarried( before, row.intf, key ) &&
+             !isCarried( now, row.intf, key ) ) ) {
          hosts.push_back( key );
       }
    }

@@ -1,5 +1,6 @@
 #include "switch/openvswitch/RuleFlows.h"
 
+#include <bit>
 #include <string>
 #include <utility>
 
@@ -75,6 +76,12 @@ class RuleReader {
          refuse( FlowStatus::refused7, does( ActionField::routedFlag )
                                           ? "the leading flag of its action has no meaning here"
                                           : "the switch cannot do all of it there" );
+      }
+   }
+   /** A frame goes on in one of these ways. */
+   void refuseAimless( std::uint64_t ways ) const {
+      if ( std::popcount( actions_.actionFieldSet & ways ) != 1 ) {
+         refuse( FlowStatus::refused7, "it does not say how the frame goes on" );
       }
    }
    PortNumber numberOf( Wirekit::IntfId intf ) const {
@@ -225,6 +232,7 @@ class RuleReader {
    Wanted beforeLookup() const {
       refuseOthers( frameFields | packetFields | MatchField::inIntf | MatchField::arp,
                     ActionField::vlanId | ActionField::outputNormal );
+      refuseAimless( ActionField::outputNormal );
       Match match = frame();
       if ( has( MatchField::vlanId ) ) {
          match.reg( Register::untagged, 0 );
@@ -241,13 +249,15 @@ class RuleReader {
       for ( Wirekit::IntfId const intf : actions_.outputIntf ) {
          PortNumber const number = numberOf( intf );
          Actions actions = rewritten();
-         if ( does( ActionField::dropTag ) ) {
-            actions.popVlan().outputPort( number );
-         } else if ( does( ActionField::vlanId ) ) {
-            actions.outputPort( number );
-         } else {
-            // It changes nothing.
+         bool const isTunnel =
+            context_.topology.tunnel && context_.topology.tunnel->number == number;
+         if ( isTunnel || !does( ActionField::vlanId ) ) {
+            // The tunnel has VNIs in place of tags; without another VLAN nothing changes.
             actions.resubmit( Table::output );
+         } else if ( does( ActionField::dropTag ) ) {
+            actions.popVlan().outputPort( number );
+         } else {
+            actions.outputPort( number );
          }
          for ( Match const & match : packets( frame().reg( Register::exitPort, number ) ) ) {
             flows.push_back( { .table = Table::preTransmit,
@@ -267,6 +277,8 @@ class RuleReader {
                        MatchField::srcGroup | MatchField::dstGroup | MatchField::routed,
                     ActionField::vlanId | ActionField::outputIntf | ActionField::outputNormal |
                        ActionField::outputNexthop );
+      refuseAimless( ActionField::outputIntf | ActionField::outputNormal |
+                     ActionField::outputNexthop );
       Match match = frame();
       if ( has( MatchField::routed ) ) {
          if ( context_.virtualRouterMac.isZero() ) {

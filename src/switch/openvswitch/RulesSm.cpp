@@ -29,6 +29,17 @@ void RulesSm::handleFlowEntry( Kel::Name const & name ) {
    bridge()->book().changed( *this, name );
 }
 
+// Those that wait for a group are tried again by whoever tells groups.
+void RulesSm::handleTrafficGroup( Kel::Name const & name ) {
+   if ( !pfHwConfig()->trafficGroupHas( name ) ) {
+      bridge()->book().changed( *this );
+   }
+}
+
+void RulesSm::handleTrafficGroup() {
+   bridge()->book().changed( *this );
+}
+
 void RulesSm::handleVirtualRouterMac() {
    bridge()->book().changed( *this );
 }

@@ -18,7 +18,8 @@ class RulesSm : public Kel::StateMachine, private FlowSource {
 
    // Inputs.
    KEL_REACTOR( KelPfHwConfig, OpenFlowTable::PinFlowHwConfig const, pfHwConfig,
-                KEL_ON( flowEntry, handleFlowEntry ) )
+                KEL_ROWS( KEL_ON( flowEntry, handleFlowEntry )
+                          KEL_ON( trafficGroup, handleTrafficGroup ) ) )
    KEL_GIVEN( Kel::Ptr< OpenFlowTable::HwStatus >, pfHwStatus )
    KEL_REACTOR( KelVirtualRouter, Routing::Fhrp::VirtualRouterMacStatus const, virtualRouter,
                 KEL_ON( virtualRouterMac, handleVirtualRouterMac ) )
@@ -27,6 +28,8 @@ class RulesSm : public Kel::StateMachine, private FlowSource {
    // Handlers.
    void handleFlowEntry( Kel::Name const & name );
    void handleFlowEntry();
+   void handleTrafficGroup( Kel::Name const & name );
+   void handleTrafficGroup();
    void handleVirtualRouterMac();
    void handleInitialized() override;
 

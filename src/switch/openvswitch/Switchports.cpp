@@ -4,18 +4,31 @@
 
 namespace OpenVSwitch {
 
+namespace {
+
+/** The numbers that the database takes and that are no VLANs. */
+void eraseNoVlans( std::set< std::uint16_t > & vlans ) {
+   vlans.erase( 0 );
+   vlans.erase( 4095 );
+}
+
+}  // namespace
+
 std::set< std::uint16_t > existingVlans( BridgePorts const & ports ) {
    std::set< std::uint16_t > existing{ 1 };
    for ( auto const & [name, port] : ports ) {
       existing.insert( port.trunks.begin(), port.trunks.end() );
       existing.insert( nativeVlan( port ) );
    }
+   eraseNoVlans( existing );
    return existing;
 }
 
 std::uint16_t nativeVlan( Ovsdb::BridgePort const & port ) {
    // A trunk has no use for a tag, and the database's VLAN 0 is none.
-   return port.vlanMode == "trunk" || port.tag.value_or( 0 ) == 0 ? 1 : *port.tag;
+   constexpr std::uint16_t highest = 4094;
+   std::uint16_t const tag = port.tag.value_or( 0 );
+   return port.vlanMode == "trunk" || tag == 0 || tag > highest ? 1 : tag;
 }
 
 std::set< std::uint16_t > configuredVlans( Ovsdb::BridgePort const & port,
@@ -29,11 +42,16 @@ std::set< std::uint16_t > configuredVlans( Ovsdb::BridgePort const & port,
    if ( port.vlanMode != "trunk" && port.tag ) {
       vlans.insert( nativeVlan( port ) );
    }
+   eraseNoVlans( vlans );
    return vlans;
 }
 
+bool isBond( Ovsdb::BridgePort const & port ) {
+   return port.interfaces.size() > 1;
+}
+
 bool isSwitchport( Ovsdb::BridgePort const & port, std::string const & bridge ) {
-   return port.name != bridge &&
+   return port.name != bridge && !isBond( port ) &&
           std::ranges::none_of( port.interfaces, []( Ovsdb::BridgeInterface const & intf ) {
              return intf.type == "vxlan";
           } );

@@ -22,7 +22,9 @@ std::set< std::uint16_t > configuredVlans( Ovsdb::BridgePort const & port,
                                            std::set< std::uint16_t > const & existing );
 /** The VLAN of its untagged frames. */
 std::uint16_t nativeVlan( Ovsdb::BridgePort const & port );
-/** Where hosts are: neither a tunnel nor the bridge's own port. */
+/** A port of several interfaces, of which frames would have to choose one. */
+bool isBond( Ovsdb::BridgePort const & port );
+/** Where hosts are: neither a tunnel nor a bond nor the bridge's own port. */
 bool isSwitchport( Ovsdb::BridgePort const & port, std::string const & bridge );
 
 /** Has the state say which switchports there are, with their VLANs, and nothing else. */

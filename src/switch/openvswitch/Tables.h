@@ -55,6 +55,12 @@ namespace Cookie {
 inline constexpr std::uint64_t learntHost = 1;
 inline constexpr std::uint64_t learntNexthop = 2;
 inline constexpr std::uint64_t firstOwn = 1 << 8;
+
+/** Whether the switch makes such flows, in that table. */
+constexpr bool isLearnt( std::uint8_t table, std::uint64_t cookie ) {
+   return ( table == Table::learntHosts && cookie == learntHost ) ||
+          ( table == Table::nexthop && cookie == learntNexthop );
+}
 }  // namespace Cookie
 
 }  // namespace OpenVSwitch

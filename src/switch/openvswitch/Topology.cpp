@@ -1,5 +1,7 @@
 #include "switch/openvswitch/Topology.h"
 
+#include <utility>
+
 namespace OpenVSwitch {
 
 std::optional< PortNumber > Topology::numberOf( Wirekit::IntfId intf ) const {
@@ -29,6 +31,39 @@ std::set< std::uint16_t > Topology::vlans() const {
       }
    }
    return all;
+}
+
+std::set< Wirekit::IntfId > changedPorts( Topology const & before, Topology const & now ) {
+   std::set< Wirekit::IntfId > changed;
+   for ( auto const & [one, other] : { std::pair( &before, &now ), std::pair( &now, &before ) } ) {
+      for ( auto const & [intf, port] : one->ports ) {
+         auto const found = other->ports.find( intf );
+         if ( found == other->ports.end() || found->second != port ) {
+            changed.insert( intf );
+         }
+      }
+   }
+   return changed;
+}
+
+std::set< std::uint16_t > changedFloods( Topology const & before, Topology const & now ) {
+   std::set< std::uint16_t > changed;
+   for ( Topology const * const topology : { &before, &now } ) {
+      for ( Wirekit::IntfId const & intf : changedPorts( before, now ) ) {
+         if ( auto const port = topology->ports.find( intf ); port != topology->ports.end() ) {
+            changed.insert( port->second.vlans.begin(), port->second.vlans.end() );
+         }
+      }
+      for ( auto const & [vlan, known] : topology->endPoints ) {
+         Topology const & other = topology == &before ? now : before;
+         auto const found = other.endPoints.find( vlan );
+         if ( before.tunnel != now.tunnel || found == other.endPoints.end() ||
+              found->second != known ) {
+            changed.insert( vlan );
+         }
+      }
+   }
+   return changed;
 }
 
 }  // namespace OpenVSwitch

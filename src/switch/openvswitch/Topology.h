@@ -58,4 +58,9 @@ struct Topology {
    friend bool operator==( Topology const &, Topology const & ) = default;
 };
 
+/** The ports that only one has, or that differ. */
+std::set< Wirekit::IntfId > changedPorts( Topology const & before, Topology const & now );
+/** The VLANs whose frames for all may go elsewhere. */
+std::set< std::uint16_t > changedFloods( Topology const & before, Topology const & now );
+
 }  // namespace OpenVSwitch

@@ -13,7 +13,14 @@ namespace OpenVSwitch {
 
 namespace {
 
-constexpr char const * tunnelType = "vxlan";
+/** One that sends to whomever each flow says; others are no business of the agent. */
+bool isTunnel( Ovsdb::BridgeInterface const & intf ) {
+   auto const isOfFlows = [&]( char const * option ) {
+      auto const found = intf.options.find( option );
+      return found != intf.options.end() && found->second == "flow";
+   };
+   return intf.type == "vxlan" && isOfFlows( "remote_ip" ) && isOfFlows( "key" );
+}
 
 constexpr std::string_view framesPrefix = "frames of table ";
 constexpr std::string_view tunnelKey = "tunnel";
@@ -137,7 +144,7 @@ void TopologySm::compose() {
          if ( !intf.ofport ) {
             continue;
          }
-         if ( intf.type == tunnelType ) {
+         if ( isTunnel( intf ) ) {
             next.tunnel = Tunnel{ tunnel ? tunnel : Wirekit::IntfId( name ), *intf.ofport };
          } else if ( isSwitchport( port, bridgeName_ ) ) {
             next.ports[Wirekit::IntfId( name )] = portOf( port, *intf.ofport, existing );
@@ -148,14 +155,14 @@ void TopologySm::compose() {
    Topology const before = bridge()->topology();
    bridge()->topologyIs( next );
    FlowBook & book = bridge()->book();
-   book.changed( *this, Kel::String( tunnelKey ) );
-   for ( Topology const * const topology : { &before, &bridge()->topology() } ) {
-      for ( auto const & [intf, port] : topology->ports ) {
-         book.changed( *this, portKey( intf ) );
-      }
-      for ( std::uint16_t const vlan : topology->vlans() ) {
-         book.changed( *this, vlanKey( vlan ) );
-      }
+   if ( before.tunnel != next.tunnel || before.vnis != next.vnis ) {
+      book.changed( *this, Kel::String( tunnelKey ) );
+   }
+   for ( Wirekit::IntfId const & intf : changedPorts( before, next ) ) {
+      book.changed( *this, portKey( intf ) );
+   }
+   for ( std::uint16_t const vlan : changedFloods( before, next ) ) {
+      book.changed( *this, vlanKey( vlan ) );
    }
 }
 
@@ -213,7 +220,9 @@ WantedFlows TopologySm::flows( Kel::String const & key ) {
 }
 
 void TopologySm::answered( Kel::String const & key, Answer const & answer ) {
-   bridge()->logRefused( "step", key, answer );
+   if ( answer.status != OpenFlowTable::FlowStatus::active ) {
+      bridge()->log( "step " + key.stringValue() + " is refused: " + answer.reason );
+   }
 }
 
 void TopologySm::removed( Kel::String const & ) {}
