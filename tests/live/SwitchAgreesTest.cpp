@@ -24,7 +24,7 @@
  * them, are those that the state asks for, each rule is answered as the bridge has it, and frames
  * leave where trace-packet says.
  *
- * QORCLIENT_SWITCH_HISTORIES=N plays N histories (200), from the seed QORCLIENT_SWITCH_SEED=N on
+ * QORCLIENT_SWITCH_HISTORIES=N plays N histories (60), from the seed QORCLIENT_SWITCH_SEED=N on
  * (1).
  */
 
@@ -473,7 +473,7 @@ TEST( SwitchAgreesTest, FlowsAnswersAndFramesAreAsTheStateSays ) {
       GTEST_SKIP() << missing;
    }
    std::uint64_t const first = numberOf( "QORCLIENT_SWITCH_SEED", 1 );
-   std::uint64_t const count = numberOf( "QORCLIENT_SWITCH_HISTORIES", 200 );
+   std::uint64_t const count = numberOf( "QORCLIENT_SWITCH_HISTORIES", 60 );
    LiveSwitch device( false );
    OpenVSwitch vswitch;
    std::map< std::uint64_t, int > answers;
