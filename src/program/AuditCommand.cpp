@@ -126,7 +126,7 @@ void printStanding( Findings const & findings ) {
                 << "\n";
    }
    if ( findings.furtherSkipped != 0 ) {
-      std::cout << "skipped: and so many more: " << findings.furtherSkipped << "\n";
+      std::cout << "skipped: and " << findings.furtherSkipped << " more\n";
    }
    std::cout << std::flush;
 }
