@@ -30,6 +30,7 @@ class DataCentre : public testing::Test {
    static constexpr std::uint32_t serviceVni = 20100;
    static constexpr char const * remoteEnd = "192.0.2.9";
    static constexpr int preLookup = 10;
+   static constexpr int learntHosts = 32;
 
    Lab::Mac const macA = Lab::macOf( "02:00:00:00:00:0a" );
    Lab::Mac const macB = Lab::macOf( "02:00:00:00:00:0b" );

@@ -99,6 +99,10 @@ TEST_F( DataCentreTest, RulesFollowTheirHost ) {
 }
 
 TEST_F( DataCentreTest, RemoteHostsAreReached ) {
+   // Another tunnel, to one end point alone, is none of the agent's.
+   lab->openVSwitch().vsctl( { "add-port", Lab::Laboratory::bridge, "vxlan-z", "--", "set",
+                               "interface", "vxlan-z", "type=vxlan", "options:remote_ip=192.0.2.77",
+                               "options:key=5" } );
    intercept();
    auto const c = remote( originalVni, macC );
    auto const other = remote( 30000, macE );
@@ -209,6 +213,35 @@ TEST_F( DataCentreTest, WhatOtherHandsDoToTheBridgeIsNamedAndUndone ) {
       EXPECT_TRUE( Live::eventually( [&] { return flows() == before; } ) ) << hand.told;
       EXPECT_EQ( sends( *a, *router ), passed() ) << hand.told;
    }
+
+   std::size_t const hosts = ovs.flows( Lab::Laboratory::bridge, learntHosts ).size();
+   ovs.ofctl( "del-flows", Lab::Laboratory::bridge, { "table=32" } );
+   EXPECT_TRUE( driverSays( "removed a flow of bridge br0, which it has learnt" ) );
+   EXPECT_TRUE( Live::eventually(
+      [&] { return ovs.flows( Lab::Laboratory::bridge, learntHosts ).size() == hosts; } ) );
+   EXPECT_EQ( learntAt( originalVlan, macB ), "\"Ethernet2\"" ) << "hosts are where they were";
+
+   // One bridge is for one switch.
+   std::vector< std::string > const where{ "--switch", "leaf2", "--redis",
+                                           device.server().address() };
+   auto const runs = [&]( std::vector< std::string > words, char const * file ) {
+      words.insert( words.end(), where.begin(), where.end() );
+      auto process = std::make_unique< Live::Process >( words, ovs.folder() / file );
+      process->ended( 30 );
+      return process->output();
+   };
+   runs( { QORCLIENT_PROGRAM, "init" }, "init2" );
+   EXPECT_NE( runs( { QORSWITCH_PROGRAM, "openvswitch", "--bridge", Lab::Laboratory::bridge,
+                      "--run-folder", ovs.folder() },
+                    "steer2" )
+                 .find( "bridge br0 is steered by another process" ),
+              std::string::npos );
+}
+
+TEST_F( DataCentreTest, HostsLeaveAVlanWithTheirPort ) {
+   lab->openVSwitch().vsctl( { "set", "port", "Ethernet1", "tag=300" } );
+   EXPECT_TRUE( isLearnt( originalVlan, macA, false ) );
+   EXPECT_TRUE( isLearnt( originalVlan, macB ) );
 }
 
 struct AgeingTest : DataCentreTest {

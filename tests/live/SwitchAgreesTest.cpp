@@ -92,6 +92,9 @@ class History {
       configure( words );
       startAgent();
       startDriver();
+      // Without ports nothing can differ.
+      EXPECT_TRUE( Live::eventually(
+         [&] { return driver_->output().find( "is followed" ) != std::string::npos; } ) );
       apply( R"({
          "interface/status/eth/vxlan": { "vtiStatus": { "Vxlan1": {
             "vlanToVniMap": { "100": { "vni": 10100 } } } } },
@@ -290,7 +293,7 @@ class History {
       std::string const kind =
          port < firstServicePort
             ? oneOf( { "tag=100", "tag=100", "tag=100", "tag=300", "trunks=100,300",
-                       "tag=100 trunks=300 vlan_mode=native-untagged", "" } )
+                       "trunks=0,100,4095", "tag=100 trunks=300 vlan_mode=native-untagged", "" } )
             : oneOf( { "trunks=4094", "trunks=4094", "tag=100", "" } );
       if ( !kind.empty() ) {
          words.insert( words.end(), { "--", "set", "port", name } );
