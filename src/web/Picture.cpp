@@ -50,12 +50,14 @@ std::map< IntfId, Numbers > vlansOfPorts( Corestore::EntityManager const & em ) 
    auto const allowed =
       em.entity< Bridging::Input::AllowedVlans >( Catalog::pathOf( "dynAllowedVlans" ) );
    for ( auto const & list : allowed->vlans() ) {
-      for ( auto const & word : std::views::split( list.value.view(), ',' ) ) {
-         std::string const text( word.begin(), word.end() );
+      std::string_view const text = list.value.view();
+      for ( std::size_t begin = 0; begin < text.size(); ) {
+         std::size_t const end = std::min( text.find( ',', begin ), text.size() );
          std::uint32_t vlan{};
-         if ( std::from_chars( text.data(), text.data() + text.size(), vlan ).ec == std::errc{} ) {
+         if ( std::from_chars( text.data() + begin, text.data() + end, vlan ).ec == std::errc{} ) {
             vlans[list.key].insert( vlan );
          }
+         begin = end + 1;
       }
    }
    return vlans;

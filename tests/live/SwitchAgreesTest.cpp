@@ -508,7 +508,7 @@ TEST( SwitchAgreesTest, FlowsAnswersAndFramesAreAsTheStateSays ) {
    // Not all was in vain.
    if ( count >= 40 ) {
       EXPECT_GE( frames, 5 * count );
-      for ( std::uint64_t const answer : { 1, 5, 6, 10 } ) {
+      for ( std::uint64_t const answer : { 1U, 5U, 6U, 10U } ) {
          EXPECT_GT( answers[answer], 0 ) << answer;
       }
    }

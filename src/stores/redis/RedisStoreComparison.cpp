@@ -84,7 +84,7 @@ void RedisStore::readOrder() {
                               }
                               // The server may name a key twice.
                               std::ranges::sort( found_ );
-                              found_.erase( std::ranges::unique( found_ ).begin(), found_.end() );
+                              found_.erase( std::unique( found_.begin(), found_.end() ), found_.end() );
                               read_.rows.reserve( found_.size() );
                               readFound( 0 );
                            } ) );

@@ -71,7 +71,7 @@ Agents::Agents( Corestore::EntityManager & em, Settings const & settings, Bridge
          entityOf< OpenFlowTable::PinFlowHwConfig >( em, input ) );
    };
    auto const hwStatus = [&]( char const * input ) {
-      auto const status = entityOf< OpenFlowTable::HwStatus >( em, input );
+      auto status = entityOf< OpenFlowTable::HwStatus >( em, input );
       status->supportedIs( true );
       return status;
    };

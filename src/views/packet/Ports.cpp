@@ -1,7 +1,6 @@
 #include "views/packet/Ports.h"
 
 #include <algorithm>
-#include <ranges>
 #include <string_view>
 
 #include "records/catalog/Catalog.h"
@@ -12,9 +11,14 @@ namespace {
 
 /** Whether a list of numbers, joined by commas, has that one. */
 bool names( std::string_view list, std::string_view number ) {
-   return std::ranges::any_of( std::views::split( list, ',' ), [number]( auto const & one ) {
-      return std::ranges::equal( one, number );
-   } );
+   for ( std::size_t begin = 0; begin <= list.size(); ) {
+      std::size_t const end = std::min( list.find( ',', begin ), list.size() );
+      if ( list.substr( begin, end - begin ) == number ) {
+         return true;
+      }
+      begin = end + 1;
+   }
+   return false;
 }
 
 }  // namespace

@@ -94,7 +94,8 @@ Kel::Value::Array TextTable::values() const {
 bool TextTable::fits( std::vector< Cell > const & cells ) const {
    auto const isSame = []( char a, char b ) { return lower( a ) == lower( b ); };
    return choice_.text.empty() || std::ranges::any_of( cells, [&]( Cell const & cell ) {
-             return !std::ranges::search( cell.text, choice_.text, isSame ).empty();
+             return std::search( cell.text.begin(), cell.text.end(), choice_.text.begin(),
+                                 choice_.text.end(), isSame ) != cell.text.end();
           } );
 }
 

@@ -32,8 +32,8 @@ std::string number( std::uint64_t value, std::size_t bytes ) {
 
 std::uint32_t numberAt( std::string_view bytes, std::size_t at, std::size_t size ) {
    std::uint32_t value = 0;
-   for ( unsigned char byte : bytes.substr( at, size ) ) {
-      value = value << 8 | byte;
+   for ( char byte : bytes.substr( at, size ) ) {
+      value = value << 8 | static_cast< unsigned char >( byte );
    }
    return value;
 }
@@ -62,7 +62,12 @@ std::string checksum( std::string const & bytes ) {
 
 Frame arpFrame( Mac const & from, Mac const & to, int operation, std::string const & sender,
                 std::string const & target ) {
-   return { to, from, {}, arp, "\0\1\x8\0\6\4"s + number( operation, 2 ) + sender + target };
+   return {
+      to,
+      from,
+      {},
+      arp,
+      "\0\1\x8\0\6\4"s + number( static_cast< std::uint64_t >( operation ), 2 ) + sender + target };
 }
 
 }  // namespace
