@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <charconv>
 #include <map>
-#include <ranges>
 #include <set>
 #include <tuple>
 
@@ -345,7 +344,8 @@ Value::Object pictureOf( Corestore::EntityManager const & em, PictureLimits cons
       return sets.contains( intf.stringValue() ) ? 0 : hosts.at( intf ).count != 0 ? 1 : 2;
    } );
    Value::Array shown;
-   for ( IntfId const & intf : order | std::views::take( limits.ports ) ) {
+   order.resize( std::min< std::size_t >( order.size(), limits.ports ) );
+   for ( IntfId const & intf : order ) {
       auto const native = ports.nativeVlan( intf ).value();
       shown.emplace_back( Value::Object{ { "name", intf.stringValue() },
                                          { "short", intf.shortName() },
