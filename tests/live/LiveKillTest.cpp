@@ -119,7 +119,7 @@ class Undisturbed {
                             deleted_.insert( change.key.value_or( "" ) );
                          }
                       },
-                   .simulated = Scenarios::Simulated::Settings{ 1000, 1999 } } ) {
+                   .simulated = Scenarios::Simulated::Settings{ .vlanPool = { 1000, 1999 } } } ) {
       patch( Live::PolicyDocuments::device() );
    }
 
