@@ -68,26 +68,26 @@ void RedisStore::scan( std::string const & cursor ) {
 }
 
 void RedisStore::readOrder() {
-   link_->commands().send( { "ZRANGE", keys_.order(), "0", "-1", "WITHSCORES" },
-                           ofNow( [this]( redisReply const & reply ) {
-                              if ( failed( reply ) ) {
-                                 return;
-                              }
-                              auto const words = elementsOf( reply );
-                              for ( std::size_t i = 0; i + 1 < words.size(); i += 2 ) {
-                                 std::uint64_t position = 0;
-                                 std::string_view const score = textOf( *words[i + 1] );
-                                 std::from_chars( score.data(), score.data() + score.size(),
-                                                  position );
-                                 order_.emplace( textOf( *words[i] ), position );
-                                 isTaken( textOf( *words[i] ), position );
-                              }
-                              // The server may name a key twice.
-                              std::ranges::sort( found_ );
-                              found_.erase( std::unique( found_.begin(), found_.end() ), found_.end() );
-                              read_.rows.reserve( found_.size() );
-                              readFound( 0 );
-                           } ) );
+   link_->commands().send(
+      { "ZRANGE", keys_.order(), "0", "-1", "WITHSCORES" },
+      ofNow( [this]( redisReply const & reply ) {
+         if ( failed( reply ) ) {
+            return;
+         }
+         auto const words = elementsOf( reply );
+         for ( std::size_t i = 0; i + 1 < words.size(); i += 2 ) {
+            std::uint64_t position = 0;
+            std::string_view const score = textOf( *words[i + 1] );
+            std::from_chars( score.data(), score.data() + score.size(), position );
+            order_.emplace( textOf( *words[i] ), position );
+            isTaken( textOf( *words[i] ), position );
+         }
+         // The server may name a key twice.
+         std::ranges::sort( found_ );
+         found_.erase( std::unique( found_.begin(), found_.end() ), found_.end() );
+         read_.rows.reserve( found_.size() );
+         readFound( 0 );
+      } ) );
 }
 
 void RedisStore::readFound( std::size_t first ) {
