@@ -78,7 +78,7 @@ class Server : private Orb::Descriptor, private Orb::Timer {
    void connected( MHD_Connection & connection );
    void isNow( MHD_Connection & connection, Peer::State state );
    void close( Peer & peer );
-   int answer( MHD_Connection & connection, Answer const & answer );
+   int answer( MHD_Connection & connection, Answer const & wanted );
    MHD_Response * streamOf( MHD_Connection & connection, Answer const & answer );
 
    Kel::Ptr< Orb::TaskScheduler > scheduler_;

@@ -9,7 +9,7 @@ namespace Ovsdb {
 namespace {
 
 /** A database of a thousand bridges is told in less. */
-constexpr std::size_t longest = 64 * 1024 * 1024;
+constexpr std::size_t longest = std::size_t{ 64 } << 20;
 constexpr std::size_t deepest = 64;
 
 }  // namespace
