@@ -302,8 +302,9 @@ TEST_F( ServeTest, AnAgentThatSleptThroughItsLeaseWritesNothing ) {
       << other->output();
    // A change that both hear of, and each would answer.
    device.server().ask( { "HSET", device.key( "mgmt/controller/status" ), "enabled", "false" } );
-   ASSERT_TRUE( eventually( [&] { return device.rules() == 0; } ) );
-   device.server().ask( { "CONFIG", "RESETSTAT" } );
+   ASSERT_TRUE( eventually( [&] {
+      return device.rules() == 0 && device.dump().find( "flowStats" ) == std::string::npos;
+   } ) );
    std::string const dump = device.dump();
    sleeper->signal( SIGCONT );
    EXPECT_EQ( sleeper->ended(), 1 ) << sleeper->output();
