@@ -56,7 +56,8 @@ OpenFlowTable::Match KelPolicyFragment::buildMatch( Qor::V1::PolicyFlowInfo cons
       Bridging::VlanIdOrNone const vlan = vlanOf( vni );
       if ( vlan.isNone() ) {
          KEL_TRACE_INFO( "Match vni ", flowConfig.match.vni, " is not mapped to any vlan" );
-         return {};
+         match = {};  // one object to return, so that it is built in place
+         return match;
       }
       if ( ruleKey.matchVlanTag ) {
          match.matchFieldSet |= MatchField::vlanId;
@@ -91,7 +92,8 @@ OpenFlowTable::Actions KelPolicyFragment::buildAction( Qor::V1::PolicyFlowInfo c
    Bridging::VlanIdOrNone const vlan = vlanOf( vni );
    if ( vlan.isNone() ) {
       KEL_TRACE_INFO( "Action vni ", flowConfig.action.vni, " is not mapped to any vlan" );
-      return {};
+      actions = {};
+      return actions;
    }
    actions.actionFieldSet |= ActionField::vlanId;
    actions.vlanId = vlan.value();

@@ -1,7 +1,6 @@
 // Service flows: one rule per member of the flow's set of service interfaces.
 
-#include <algorithm>
-#include <vector>
+#include <array>
 
 #include "platform/flashlog/DualLog.h"
 #include "qorclient/datapath/KelPolicyFragment.h"
@@ -14,15 +13,19 @@ using Qor::V1::InterceptPoint;
 
 namespace {
 
-/** The members of a set as rules name them: to look each rule's interface up in the set itself
- * would make a text of it. */
-std::vector< Wirekit::IntfId > membersOf( Qor::V1::ServiceIntfSet const & intfSet ) {
-   std::vector< Wirekit::IntfId > members;
-   members.reserve( intfSet.intfCount() );
-   for ( Kel::String const & intfName : intfSet.intfKeys() ) {
-      members.emplace_back( intfName );
+/** An interface's name as a set has it: asked for again with each rule, of a switch's few
+ * interfaces. It stays until the next call. */
+Kel::String const & nameOf( Wirekit::IntfId intf ) {
+   struct Known {
+      Wirekit::IntfId intf;
+      Kel::String name;
+   };
+   thread_local std::array< Known, 64 > recent;
+   Known & known = recent[intf.hash() % recent.size()];
+   if ( known.intf != intf ) {
+      known = { intf, intf.name() };
    }
-   return members;
+   return known.name;
 }
 
 }  // namespace
@@ -72,12 +75,10 @@ void KelPolicyFragment::installServiceFlowOnSet(
    }
    lookAgain( flow );
    if ( auto const info = flow.info; info && info->ruleInfoCount() != 0 ) {
-      std::vector< Wirekit::IntfId > members = membersOf( *intfSet );
       for ( QorClient::RuleKey const & ruleKey : info->ruleInfoKeys() ) {
          Wirekit::IntfId const intf = ruleKey.*side;
-         if ( intf && std::ranges::find( members, intf ) == members.end() ) {
+         if ( intf && !intfSet->intfHas( nameOf( intf ) ) ) {
             revokePublishedFlowRule( flow, ruleKey );
-            members = membersOf( *intfSet );
          }
       }
    }
