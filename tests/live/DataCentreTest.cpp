@@ -89,8 +89,7 @@ TEST_F( DataCentreTest, RulesFollowTheirHost ) {
                    originalVlan );
    apply( R"({"vxlancontroller/version2/vni":{"10100":{"macVtepTable":{
              "02:00:00:00:00:0d":{"vtepAddr":"192.0.2.1"}}}}})" );
-   tagged.send( Lab::broadcastFrame( macD ) );
-   EXPECT_TRUE( isLearnt( originalVlan, macD ) );
+   EXPECT_TRUE( introduces( tagged ) );
    EXPECT_EQ( sends( tagged, *router ), direct() );
    applyPolicy( fromHost( "d", "02:00:00:00:00:0d" ) );
    EXPECT_TRUE( becomes( "web/from-d", "programmed" ) );
@@ -257,8 +256,7 @@ TEST_F( AgeingTest, SilentHostsAreToldAsGone ) {
    auto const sum = talk.end();
    EXPECT_EQ( sum, passed( sum.sent ) );
    EXPECT_TRUE( isLearnt( originalVlan, macB, false ) );
-   b->send( Lab::broadcastFrame( macB ) );
-   EXPECT_TRUE( isLearnt( originalVlan, macB ) );
+   EXPECT_TRUE( introduces( *b ) );
 }
 
 /** Hosts of two groups that speak through the virtual router; D and E are next hops. */
