@@ -19,6 +19,7 @@
 #include "program/CheckCommand.h"
 #include "program/CommandOptions.h"
 #include "program/ConfigFile.h"
+#include "program/ConfigWords.h"
 #include "program/DescribeCommand.h"
 #include "program/InitCommand.h"
 #include "program/OpenVSwitchCommand.h"
@@ -274,25 +275,10 @@ int refused( CLI::ParseError const & error, int argc, char const * const * argv 
    return exitBadInput;
 }
 
-using Words = std::vector< std::string >;
-
 /** Parses words in their order. */
-void parse( CLI::App & app, Words words ) {
+void parse( CLI::App & app, std::vector< std::string > words ) {
    std::ranges::reverse( words );
    app.parse( std::move( words ) );
-}
-
-/** The value of an option among words; nothing where it doesn't stand. */
-std::optional< std::string > valueIn( Words const & words, std::string const & option ) {
-   for ( std::size_t i = 0; i < words.size(); ++i ) {
-      if ( words[i] == option ) {
-         return i + 1 < words.size() ? words[i + 1] : "";
-      }
-      if ( words[i].starts_with( option + "=" ) ) {
-         return words[i].substr( option.size() + 1 );
-      }
-   }
-   return std::nullopt;
 }
 
 /** A program's commands. */
@@ -319,56 +305,16 @@ std::string wrongIn( ProgramCommands const & program, std::string const & comman
    return "";
 }
 
-/** The words of the options in a file, but for those that the command line gives itself. Throws
- *  ConfigError. */
-Words wordsOf( std::string const & file, ProgramCommands const & program, CLI::App const & command,
-               Words const & given ) {
-   Words words;
-   for ( ConfigLine const & line : readConfigFile( file ) ) {
-      std::string const option = "--" + line.name;
-      CLI::Option const * const known = command.get_option_no_throw( option );
-      if ( !known || option == configOption || known == command.get_help_ptr() ) {
-         throw wrongLine( file, line.number,
-                          command.get_name() + " has no option " + Kel::shownName( line.name ) );
-      }
-      std::string const word = option + "=" + line.value;
-      if ( std::string const wrong = wrongIn( program, command.get_name(), word );
-           !wrong.empty() ) {
-         throw wrongLine( file, line.number, Kel::oneLine( wrong ) );
-      }
-      if ( known->get_items_expected_max() == 1 && valueIn( words, option ) ) {
-         throw wrongLine( file, line.number, line.name + " is there twice" );
-      }
-      if ( !valueIn( given, option ) ) {
-         words.push_back( word );
-      }
-   }
-   return words;
-}
-
-/** The command line, with what its configuration file has behind the command. Throws ConfigError.
- */
-Words withConfigFile( ProgramCommands const & program, CLI::App const & app, Words words ) {
-   auto const commands = app.get_subcommands( [&words]( CLI::App const * command ) {
-      return !words.empty() && command->get_name() == words.front();
-   } );
-   auto const file = valueIn( words, configOption );
-   if ( !commands.empty() && commands.front()->get_option_no_throw( configOption ) && file &&
-        !file->empty() ) {
-      Words const added = wordsOf( *file, program, *commands.front(), words );
-      words.insert( words.begin() + 1, added.begin(), added.end() );
-   }
-   return words;
-}
-
 int run( ProgramCommands const & program, int argc, char const * const * argv ) {
    CLI::App app( program.description, program.name );
    Arguments arguments;
    arguments.web.words = argv;
    program.addCommands( app, arguments );
    try {
-      parse( app,
-             withConfigFile( program, app, Words( argv + std::min( argc, 1 ), argv + argc ) ) );
+      parse( app, withConfigFile( app, { argv + std::min( argc, 1 ), argv + argc },
+                                  [&program]( auto const & command, auto const & option ) {
+                                     return wrongIn( program, command, option );
+                                  } ) );
    } catch ( CLI::ParseError const & e ) {
       return e.get_exit_code() == 0 ? app.exit( e ) : refused( e, argc, argv );
    } catch ( ConfigError const & e ) {
