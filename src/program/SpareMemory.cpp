@@ -3,6 +3,7 @@
 #include <malloc.h>
 #include <unistd.h>
 
+#include <ctime>
 #include <fstream>
 #include <utility>
 
@@ -11,8 +12,8 @@ namespace Program {
 namespace {
 
 constexpr Orb::Seconds interval = 1;
-/** So few turns in that time are none to speak of. */
-constexpr std::uint64_t fewTurns = 20;
+/** What it may have used of a processor in that time, in seconds, when it has little to do. */
+constexpr double little = 0.1;
 /** It has to have grown by so much: what is free is looked for all over the heap. */
 constexpr std::uint64_t worthwhile = 16UL * 1024 * 1024;
 
@@ -34,9 +35,8 @@ SpareMemory::SpareMemory( Kel::Ptr< Orb::TaskScheduler > scheduler )
 
 void SpareMemory::due() {
    scheduler_->arm( *this, scheduler_->now() + interval );
-   std::uint64_t const turns = scheduler_->turns().count;
-   if ( turns - std::exchange( turns_, turns ) < fewTurns &&
-        residentBytes() > resident_ + worthwhile ) {
+   double const used = static_cast< double >( std::clock() ) / CLOCKS_PER_SEC;
+   if ( used - std::exchange( used_, used ) < little && residentBytes() > resident_ + worthwhile ) {
       ::malloc_trim( 0 );
       resident_ = residentBytes();
    }

@@ -19,7 +19,8 @@ class SpareMemory : private Orb::Timer {
    void due() override;
 
    Kel::Ptr< Orb::TaskScheduler > scheduler_;
-   std::uint64_t turns_ = 0;
+   /** Seconds of a processor. */
+   double used_ = 0;
    /** In bytes, when it was looked at last. */
    std::uint64_t resident_ = 0;
 };
