@@ -8,6 +8,7 @@
 #include "platform/kel/StandardError.h"
 #include "program/EventLog.h"
 #include "program/ServiceManager.h"
+#include "program/SpareMemory.h"
 #include "program/StopSignal.h"
 #include "stores/redis/Keys.h"
 
@@ -153,6 +154,7 @@ int runService( LiveService const & service ) {
                 { { "event", "ready" }, { "switch", service.live.switchName } } );
       tellServiceManager( "READY=1" );
       ProcessRow const process( state );
+      SpareMemory const spareMemory( Kel::Ptr< Orb::TaskScheduler >( &state.scheduler() ) );
       state.scheduler().run( over );
    }
    tellServiceManager( "STOPPING=1" );

@@ -329,6 +329,21 @@ TEST_F( RoutedPolicyTest, FramesGoToTheirNextHops ) {
    d->send( Lab::arpRequest( macD, "10.0.0.4", "10.0.0.254" ) );
    EXPECT_TRUE( isLearnt( originalVlan, macD ) );
    EXPECT_EQ( sends( *a, *d, toDb ), direct() );
+   Frame lone = toDb;
+   // Without it the packet would be shorter than it says.
+   lone.markIs( {} );
+   a->send( lone );
+   EXPECT_TRUE( Live::eventually( [&] {
+      return std::ranges::any_of( d->heard(), []( Frame const & heard ) {
+         constexpr std::size_t hopsLeft = 8;
+         return heard.type == 0x0800 && heard.content.at( hopsLeft ) == 63;
+      } );
+   } ) )
+      << "one hop less than 64";
+   // A switch that begins anew hears of the next hop from the driver.
+   lab->openVSwitch().killDaemon();
+   lab->openVSwitch().startDaemon();
+   EXPECT_TRUE( Live::eventually( [&] { return sends( *a, *d, toDb, 1, 0.2 ) == direct( 1 ); } ) );
    EXPECT_EQ( sends( *b, *e, Lab::udpFrame( macB, macRouter, "10.0.0.2", "10.0.0.1" ) ), direct() );
    // What no flow is for goes to the router, as does what is not for it.
    EXPECT_EQ( sends( *a, *router, Lab::udpFrame( macA, macRouter, "10.0.0.1", "10.0.0.2", 9, 53 ) ),
@@ -338,7 +353,6 @@ TEST_F( RoutedPolicyTest, FramesGoToTheirNextHops ) {
    EXPECT_EQ( sends( *a, *router ), direct() );
    EXPECT_EQ( sends( *a, *b, Lab::udpFrame( macA, macB, "10.0.0.1", "10.0.0.2" ) ), direct() );
    Frame out = Lab::udpFrame( macA, macRouter, "10.0.0.1", "10.7.0.1" );
-   // Without it the packet would be shorter than it says.
    out.markIs( {} );
    a->send( out );
    EXPECT_TRUE( hears( *e, out ) ) << "out of its port, whoever it is for";

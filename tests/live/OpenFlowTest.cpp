@@ -181,6 +181,7 @@ std::vector< Flow > everyKind() {
    flows.push_back( flow( 2, ++priority, Match().tagged(), Actions().popVlan() ) );
    flows.push_back( flow( 2, ++priority, Match().vlan( 7 ), Actions().setVlan( 200 ) ) );
    flows.push_back( flow( 2, ++priority, Match().arp(), Actions().learn( odd ) ) );
+   flows.push_back( flow( 2, ++priority, Match().ip6(), Actions().decrementTtl() ) );
    Flow timed = flow( 3, 65535, Match(), Actions().outputPort( 2 ) );
    timed.cookie = 0xfedcba9876543210;
    timed.idleTimeout = 300;
@@ -288,6 +289,19 @@ TEST_F( OpenFlowTest, WhatIsRefusedIsToldAndTheRestStands ) {
    EXPECT_TRUE( isTableFull( program( { changes[2] } ).at( 0 ) ) );
    FlowChange const end{ FlowChange::Kind::deleteStrict, changes[0].flow };
    EXPECT_TRUE( program( { end, changes[2] } ).empty() );
+   // Of those that are joined all are made, or none.
+   FlowChange more = FlowChange::add( flow( 10, 9, Match(), Actions() ) );
+   more.isJoined = true;
+   FlowChange swap = changes[0];
+   swap.isJoined = true;
+   FlowChange const third{ FlowChange::Kind::deleteStrict, changes[2].flow };
+   auto const joined = program( { third, swap, more, changes[6] } );
+   ASSERT_EQ( joined.size(), 1U );
+   EXPECT_EQ( joined[0].index, 2U );
+   EXPECT_TRUE( isTableFull( joined[0] ) && joined[0].table == 10 );
+   EXPECT_EQ( ovs_->flows( bridge_, 10 ).size(), 2U );
+   EXPECT_TRUE( program( { third, swap } ).empty() );
+   EXPECT_NE( ovs_->flows( bridge_, 10 )[1].find( "priority=1" ), std::string::npos );
    EXPECT_EQ( program( { { FlowChange::Kind::add,
                            flow( 11, 4, Match(), Actions().outputPort( 0xfffffff0 ) ) } } )
                  .at( 0 )

@@ -85,6 +85,11 @@ Actions & Actions::setEthDst( Wirekit::EthAddr const & address ) {
    return set( Fields::ethDst, std::string( bytes.begin(), bytes.end() ) );
 }
 
+Actions & Actions::decrementTtl() {
+   actions_ += action( Wire::decrementTtl, []( Writer & ) {} );
+   return *this;
+}
+
 Actions & Actions::setTunId( std::uint64_t id ) {
    return set( Fields::tunId, Writer().u64( id ).bytes() );
 }

@@ -30,6 +30,9 @@ class Actions {
    Actions & setVlan( std::uint16_t vid );
    Actions & setReg( unsigned n, std::uint32_t value );
    Actions & setEthDst( Wirekit::EthAddr const & address );
+   /** One hop less to live; nothing more happens to a packet that has none left. For this the
+    * switch wants the match to say that it is IP. */
+   Actions & decrementTtl();
    Actions & setTunId( std::uint64_t id );
    Actions & setTunDst( Wirekit::Ip4Addr address );
    /** Some bits of a field. */

@@ -167,6 +167,8 @@ std::string actionText( std::uint16_t type, Reader body, int depth ) {
          return "push_vlan:" + hexOf( body.u16() );
       case Wire::popVlan:
          return "pop_vlan";
+      case Wire::decrementTtl:
+         return "dec_ttl";
       case Wire::setField:
          return setFieldText( body );
       case Wire::experimenter:

@@ -73,9 +73,10 @@ class Connection : private Orb::Descriptor, private Orb::Timer {
                    std::function< void() > done );
    /**
     * Changes flows, all at once: no frame meets some of the changes and not the others. When the
-    * switch refuses one of them, they are made one by one, each answered by itself. A change alone
-    * is sent so from the beginning. `done` takes those that were refused, in order, when all are in
-    * effect.
+    * switch refuses one of them, they are made one by one, but for those that are joined to the one
+    * before. A change alone is sent so from the beginning. `done` takes those that were refused, in
+    * order, when all are in effect; of several that are joined one is told, and none is made,
+    * unless it was one that the switch could not even read.
     */
    void program( std::vector< FlowChange > changes,
                  std::function< void( std::vector< Refusal > ) > done );

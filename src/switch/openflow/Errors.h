@@ -25,6 +25,8 @@ struct Refusal {
    /** The change's place in the program. */
    std::size_t index = 0;
    Error error;
+   /** The table that the flow was for. */
+   std::uint8_t table = 0;
 
    std::string text() const { return error.text(); }
    friend constexpr bool operator==( Refusal, Refusal ) = default;

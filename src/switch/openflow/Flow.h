@@ -41,6 +41,8 @@ struct FlowChange {
    };
    Kind kind = Kind::add;
    Flow flow = {};
+   /** It is in effect together with the one before it, or neither is. */
+   bool isJoined = false;
 
    static FlowChange add( Flow flow ) { return { Kind::add, std::move( flow ) }; }
    static FlowChange deleteByCookie( std::uint64_t cookie ) {

@@ -35,7 +35,13 @@ enum class MessageType : std::uint8_t {
 
 enum class Multipart : std::uint16_t { flows = 1, portDescriptions = 13, flowMonitor = 16 };
 
-enum class BundleControl : std::uint16_t { open = 0, opened = 1, commit = 4, committed = 5 };
+enum class BundleControl : std::uint16_t {
+   open = 0,
+   opened = 1,
+   commit = 4,
+   committed = 5,
+   discard = 6
+};
 
 /** A message that has come in; `body` is a view of where it was read from. */
 struct Message {

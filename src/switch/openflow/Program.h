@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <utility>
@@ -9,7 +10,8 @@
 
 namespace OpenFlow {
 
-/** Changes of flows, as one bundle, and one by one when that is refused. */
+/** Changes of flows, as one bundle; when that is refused, those that are joined to each other as a
+ *  bundle each, and the others one by one. */
 class Program final : public Request {
  public:
    using Done = std::function< void( std::vector< Refusal > ) >;
@@ -21,19 +23,27 @@ class Program final : public Request {
    void end() override;
 
  private:
-   void sendBundle( Outgoing & out );
-   void sendPlain( Outgoing & out );
+   void sendAll( Outgoing & out );
+   void sendPieces( Outgoing & out );
+   void sendBundle( Outgoing & out, std::size_t first, std::size_t last );
+   void sendPlain( Outgoing & out, std::size_t index );
    void sendBarrier( Outgoing & out );
+   /** A number for a message that is about this change. */
+   std::uint32_t xidFor( Outgoing & out, std::size_t index );
    void takeError( Message const & message );
    void refused( std::size_t index, Error const & error );
+   /** Of those that a change is joined to. */
+   std::size_t firstJoined( std::size_t index ) const;
 
    std::vector< FlowChange > changes_;
    Done done_;
    std::vector< Refusal > refusals_;
-   /** Of the first change, which the others follow. */
+   /** Which change each message is about, from the first one on. */
+   std::vector< std::uint32_t > changeOf_;
    std::uint32_t firstXid_ = 0;
    std::uint32_t barrierXid_ = 0;
-   bool isBundle_ = false;
+   /** All goes in one bundle. */
+   bool isWhole_ = false;
    bool isCommitted_ = false;
 };
 

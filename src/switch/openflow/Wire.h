@@ -11,6 +11,7 @@ inline constexpr std::uint16_t applyActions = 4;
 inline constexpr std::uint16_t output = 0;
 inline constexpr std::uint16_t pushVlan = 17;
 inline constexpr std::uint16_t popVlan = 18;
+inline constexpr std::uint16_t decrementTtl = 24;
 inline constexpr std::uint16_t setField = 25;
 inline constexpr std::uint16_t experimenter = 0xffff;
 

@@ -1,8 +1,9 @@
 #include "switch/openvswitch/Agents.h"
 
 #include <algorithm>
-#include <span>
+#include <initializer_list>
 #include <utility>
+#include <vector>
 
 #include "qorclient/flowtable/PlatformConfig.h"
 #include "records/catalog/Catalog.h"
@@ -12,20 +13,36 @@ namespace OpenVSwitch {
 
 namespace {
 
+using Places = std::vector< std::string_view >;
+
+Places placesOf( std::initializer_list< char const * > inputs ) {
+   Places places;
+   for ( char const * input : inputs ) {
+      places.push_back( Catalog::pathOf( input ) );
+   }
+   return places;
+}
+
 /** What they write, as the agent names its inputs. */
-constexpr char const * outputs[] = {
-   "vtiStatusDir",        "pfHwStatus",         "pfHwStatusL3",        "bridgingConfig",
-   "switchIntfConfigDir", "slabBridgingStatus", "platformTableSupport" };
+Places const & outputs() {
+   static Places const places =
+      placesOf( { "vtiStatusDir", "pfHwStatus", "pfHwStatusL3", "bridgingConfig",
+                  "switchIntfConfigDir", "slabBridgingStatus", "platformTableSupport" } );
+   return places;
+}
 
 /** What they read beside that. */
-constexpr char const * inputs[] = { "pfHwConfig",      "pfHwConfigL3",    "fhrpGlideMacStatus",
-                                    "vniSviConfig",    "dynAllowedVlans", "l2RibQorHostInput",
-                                    "nimbusVniBaseDir" };
+Places const & inputs() {
+   static Places const places =
+      placesOf( { "pfHwConfig", "pfHwConfigL3", "fhrpGlideMacStatus", "vniSviConfig",
+                  "dynAllowedVlans", "l2RibQorHostInput", "nimbusVniBaseDir" } );
+   return places;
+}
 
-bool isBelow( std::string_view rowPath, std::span< char const * const > places ) {
-   return std::ranges::any_of( places, [rowPath]( char const * input ) {
-      std::string_view const root = Catalog::pathOf( input );
-      return rowPath == root || ( rowPath.starts_with( root ) && rowPath[root.size()] == '/' );
+bool isBelow( std::string_view rowPath, Places const & places ) {
+   return std::ranges::any_of( places, [rowPath]( std::string_view place ) {
+      return rowPath.starts_with( place ) &&
+             ( rowPath.size() == place.size() || rowPath[place.size()] == '/' );
    } );
 }
 
@@ -99,6 +116,7 @@ Agents::Agents( Corestore::EntityManager & em, Settings const & settings, Bridge
       offeredHostsSmFactory( entityOf< L2Rib::HostInput >( em, "l2RibQorHostInput" ), bridge_ );
    remoteHosts_ = remoteHostsSmFactory( entityOf< Kel::Dir >( em, "nimbusVniBaseDir" ), bridge_ );
    learntHosts_.emplace( entityOf< Slab::Bridging::Status >( em, "slabBridgingStatus" ), bridge_ );
+   learntNexthops_.emplace( bridge_ );
 
    database_.emplace(
       scheduler, settings.runFolder + "/db.sock", settings.bridge,
@@ -116,11 +134,11 @@ Agents::~Agents() {
 }
 
 bool Agents::owns( std::string_view rowPath ) {
-   return isBelow( rowPath, outputs );
+   return isBelow( rowPath, outputs() );
 }
 
 bool Agents::follows( std::string_view rowPath ) {
-   return owns( rowPath ) || isBelow( rowPath, inputs );
+   return owns( rowPath ) || isBelow( rowPath, inputs() );
 }
 
 // --- The switch's database ---
@@ -218,9 +236,11 @@ void Agents::bridgeUp() {
    bridge_->sendLearnt();
    bridge_->book().beginReading();
    learntHosts_->beginReading();
+   learntNexthops_->beginReading();
    connection_->monitorFlows( { OpenFlow::allTables }, [this] {
       bool const hasBegunAnew = !bridge_->book().compare();
       learntHosts_->endReading( hasBegunAnew );
+      learntNexthops_->endReading( hasBegunAnew );
       log_( "bridge " + settings_.bridge + " is followed" );
    } );
 }
@@ -232,11 +252,13 @@ void Agents::flowChanged( OpenFlow::FlowUpdate const & update ) {
       bridge_->book().found( update.flow );
       if ( isLearnt ) {
          learntHosts_->changed( update );
+         learntNexthops_->changed( update );
       }
       return;
    }
    learntHosts_->changed( update );
-   if ( isLearnt && !LearntHosts::isAnothers( update ) ) {
+   learntNexthops_->changed( update );
+   if ( !Bridge::isAnothers( update ) ) {
       return;
    }
    // What was missed may be changes of our own.

@@ -13,6 +13,7 @@
 #include "switch/openvswitch/Bridge.h"
 #include "switch/openvswitch/GroupsSm.h"
 #include "switch/openvswitch/LearntHosts.h"
+#include "switch/openvswitch/LearntNexthops.h"
 #include "switch/openvswitch/OfferedHostsSm.h"
 #include "switch/openvswitch/RemoteHostsSm.h"
 #include "switch/openvswitch/RulesSm.h"
@@ -77,6 +78,7 @@ class Agents : private Orb::Timer {
    Kel::Ptr< OfferedHostsSm > offeredHosts_;
    Kel::Ptr< RemoteHostsSm > remoteHosts_;
    std::optional< LearntHosts > learntHosts_;
+   std::optional< LearntNexthops > learntNexthops_;
    Kel::Ptr< VxlanAgent::VlanGiverSm > vlanGiver_;
    bool isReadDue_ = false;
    bool hasPorts_ = false;

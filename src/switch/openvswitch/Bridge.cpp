@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "switch/openvswitch/HostFlows.h"
+#include "switch/openvswitch/Tables.h"
 
 namespace OpenVSwitch {
 
@@ -28,9 +29,20 @@ void Bridge::forgetLearnt( Bridging::MacVlanPair const & host ) {
 }
 
 void Bridge::learn( Bridging::MacVlanPair const & host, PortNumber port ) {
+   learn( learntHostFlow( host, port, ageing_ ) );
+}
+
+void Bridge::learn( OpenFlow::Flow flow ) {
    if ( connection_.isUp() ) {
-      changeLearnt( FlowChange::add( learntHostFlow( host, port, ageing_ ) ) );
+      changeLearnt( FlowChange::add( std::move( flow ) ) );
    }
+}
+
+bool Bridge::isAnothers( OpenFlow::FlowUpdate const & update ) {
+   using OpenFlow::FlowUpdate;
+   return !Cookie::isLearnt( update.flow.table, update.flow.cookie ) ||
+          ( update.event == FlowUpdate::Event::removed &&
+            update.reason == FlowUpdate::Reason::deleted );
 }
 
 void Bridge::changeLearnt( FlowChange change ) {

@@ -40,8 +40,12 @@ class Bridge : public Kel::PtrInterface {
    void forgottenIs( std::function< void( Bridging::MacVlanPair const & ) > forgotten ) {
       forgotten_ = std::move( forgotten );
    }
-   /** It has learnt a host before, and is to know it again. */
+   /** It has learnt this before, and is to know it again. */
    void learn( Bridging::MacVlanPair const & host, PortNumber port );
+   void learn( OpenFlow::Flow flow );
+   /** A flow is of another hand, or gone by it: of what it learns the switch would not have done so
+    *  itself. */
+   static bool isAnothers( OpenFlow::FlowUpdate const & update );
    /** Both are sent at the end of a turn, or now. */
    void sendLearnt();
    /** The bridge is not there any more. */

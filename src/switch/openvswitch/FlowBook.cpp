@@ -1,7 +1,6 @@
 #include "switch/openvswitch/FlowBook.h"
 
 #include <algorithm>
-#include <limits>
 #include <utility>
 
 #include "platform/kel/Hash.h"
@@ -26,8 +25,7 @@ std::uint64_t placeOf( OpenFlow::Flow const & flow ) {
 
 }  // namespace
 
-void FlowBook::Standing::add( OpenFlow::Flow const & flow ) {
-   std::uint64_t const place = placeOf( flow );
+void FlowBook::Standing::add( OwnMatches::Place place, OpenFlow::Flow const & flow ) {
    ++count;
    matches += place;
    contents += Kel::combineHash( place, flow.actions.hash() );
@@ -43,7 +41,8 @@ FlowBook::CookieValue FlowBook::cookieOf( FlowSource const & source, Kel::String
 
 void FlowBook::changed( FlowSource & source, Kel::String const & key ) {
    CookieValue const cookie = cookieOf( source, key );
-   Entry & entry = entries_[cookie];
+   Entries::value_type & place = *entries_.try_emplace( cookie ).first;
+   Entry & entry = place.second;
    if ( auto const stranger = strangers_.extract( cookie ) ) {
       entry.standing = stranger.mapped();
       // Another may have taken a match over meanwhile: all of it is sent.
@@ -51,61 +50,21 @@ void FlowBook::changed( FlowSource & source, Kel::String const & key ) {
    }
    entry.source = &source;
    entry.key = key;
-   mark( cookie, entry );
+   mark( place );
 }
 
 void FlowBook::changed( FlowSource & source ) {
-   for ( auto & [cookie, entry] : entries_ ) {
-      if ( entry.source == &source ) {
-         mark( cookie, entry );
+   for ( Entries::value_type & place : entries_ ) {
+      if ( place.second.source == &source ) {
+         mark( place );
       }
    }
 }
 
-void FlowBook::retryRefused() {
-   constexpr std::size_t all = std::numeric_limits< std::size_t >::max();
-   retry( refused_, &Entry::isRefused, all );
-   for ( auto & [table, refused] : withoutRoom_ ) {
-      retry( refused, &Entry::waitsForRoom, all );
-   }
-}
-
-void FlowBook::retryWithRoom( std::map< std::uint8_t, std::size_t > const & room ) {
-   for ( auto const & [table, flows] : room ) {
-      if ( auto const found = withoutRoom_.find( table ); found != withoutRoom_.end() ) {
-         retry( found->second, &Entry::waitsForRoom, flows );
-      }
-   }
-}
-
-void FlowBook::retry( std::deque< CookieValue > & refused, bool Entry::*isAmongThem,
-                      std::size_t room ) {
-   std::deque< CookieValue > left;
-   while ( room > 0 && !refused.empty() ) {
-      CookieValue const cookie = refused.front();
-      refused.pop_front();
-      auto const found = entries_.find( cookie );
-      if ( found == entries_.end() ) {
-         continue;
-      }
-      Entry & entry = found->second;
-      if ( entry.wants > room ) {
-         left.push_back( cookie );
-         continue;
-      }
-      room -= entry.wants;
-      entry.*isAmongThem = false;
-      entry.isRetried = true;
-      mark( cookie, entry );
-   }
-   refused.insert( refused.begin(), left.begin(), left.end() );
-}
-
-void FlowBook::mark( CookieValue cookie, Entry & entry ) {
-   if ( !entry.dirty ) {
-      entry.dirty = true;
-      dirty_.at( static_cast< std::size_t >( entry.source->rank( entry.key ) ) )
-         .push_back( cookie );
+void FlowBook::mark( Entries::value_type & place, bool isNext ) {
+   if ( Entry & entry = place.second; !std::exchange( entry.dirty, true ) ) {
+      auto & keys = dirty_.at( static_cast< std::size_t >( entry.source->rank( entry.key ) ) );
+      keys.insert( isNext ? keys.begin() : keys.end(), &place );
       flushSoon();
    }
 }
@@ -150,7 +109,7 @@ void FlowBook::found( OpenFlow::Flow const & flow ) {
    if ( flow.cookie == Cookie::learntHost || flow.cookie == Cookie::learntNexthop ) {
       misplaced_.push_back( { FlowChange::Kind::deleteStrict, flow } );
    } else {
-      found_[flow.cookie].add( flow );
+      found_[flow.cookie].add( placeOf( flow ), flow );
    }
 }
 
@@ -165,11 +124,12 @@ bool FlowBook::compare() {
    }
    // What was under way when the connection was lost may stand or not: what counts is what was
    // found.
-   for ( auto & [cookie, entry] : entries_ ) {
-      auto const standing = found_.find( cookie );
+   for ( Entries::value_type & place : entries_ ) {
+      Entry & entry = place.second;
+      auto const standing = found_.find( place.first );
       entry.standing = standing == found_.end() ? Standing{} : standing->second;
       entry.answered = ++entry.sent;
-      mark( cookie, entry );
+      mark( place );
    }
    found_.clear();
    reconciled_ = true;
@@ -210,24 +170,30 @@ void FlowBook::flush() {
    }
    std::vector< FlowChange > changes;
    std::vector< Sent > sent;
-   auto const found =
-      std::ranges::find_if( dirty_, []( auto const & keys ) { return !keys.empty(); } );
-   if ( found >= dirty_.end() - 1 ) {
+   auto const first = [this] {
+      return std::ranges::find_if( dirty_, []( auto const & keys ) { return !keys.empty(); } );
+   };
+   auto const entrances = dirty_.end() - 1;
+   if ( first() >= entrances ) {
+      if ( unanswered_ > 0 ) {
+         return;
+      }
       // Behind all that takes their place, and before frames come in.
-      removeStrangers();
+      takeStrangers( changes );
    }
-   if ( found == dirty_.end() || ( found == dirty_.end() - 1 && unanswered_ > 0 ) ) {
-      return;
+   auto const found = first();
+   bool const isWaiting = found == entrances && !changes.empty();
+   if ( found != dirty_.end() && !isWaiting ) {
+      std::size_t const most = changes.size() + slice;
+      for ( std::size_t keys = 0; keys < slice && changes.size() < most && !found->empty();
+            ++keys ) {
+         Place const place = found->front();
+         found->pop_front();
+         place->second.dirty = false;
+         compose( *place, changes, sent );
+      }
    }
-   auto & dirty = *found;
-   for ( std::size_t keys = 0; keys < slice && changes.size() < slice && !dirty.empty(); ++keys ) {
-      CookieValue const cookie = dirty.front();
-      dirty.pop_front();
-      Entry & entry = entries_.at( cookie );
-      entry.dirty = false;
-      compose( cookie, entry, changes, sent );
-   }
-   if ( !sent.empty() ) {
+   if ( !changes.empty() || !sent.empty() ) {
       ++unanswered_;
       connection_.program( std::move( changes ),
                            [this, sent = std::move( sent )](
@@ -237,46 +203,42 @@ void FlowBook::flush() {
                               flushSoon();
                            } );
    }
-   if ( isDirty() ) {
+   if ( isDirty() && !isWaiting ) {
       flushSoon();
    }
 }
 
-void FlowBook::removeStrangers() {
-   std::vector< FlowChange > changes = std::exchange( misplaced_, {} );
+// Those that have waited for room go in with them: no frame meets neither.
+void FlowBook::takeStrangers( std::vector< FlowChange > & changes ) {
+   changes = std::exchange( misplaced_, {} );
    counts_.removed += changes.size();
    for ( auto const & [cookie, standing] : std::exchange( strangers_, {} ) ) {
       changes.push_back( FlowChange::deleteByCookie( cookie ) );
       counts_.removed += standing.count;
    }
    if ( !changes.empty() ) {
-      ++unanswered_;
-      connection_.program( std::move( changes ), [this]( auto const & ) {
-         --unanswered_;
-         retryRefused();
-         flushSoon();
-      } );
+      retryRefused();
    }
 }
 
-void FlowBook::compose( CookieValue cookie, Entry & entry, std::vector< FlowChange > & changes,
+void FlowBook::compose( Entries::value_type & place, std::vector< FlowChange > & changes,
                         std::vector< Sent > & sent ) {
+   auto & [cookie, entry] = place;
    WantedFlows wanted = entry.source->flows( entry.key );
    Standing next;
+   std::uint64_t tables = 0;
+   matches_.clear();
    for ( OpenFlow::Flow & flow : wanted.flows ) {
       flow.cookie = cookie;
-      next.add( flow );
+      matches_.push_back( placeOf( flow ) );
+      next.add( matches_.back(), flow );
+      tables |= std::uint64_t{ 1 } << flow.table;
    }
    unclaim( entry );
    if ( wanted.exclusive && !wanted.flows.empty() ) {
-      if ( CookieValue const other = claimedBy( wanted.flows ) ) {
-         waitFor( cookie, wanted.flows );
-         wanted.flows.clear();
+      claim( place, wanted );
+      if ( wanted.flows.empty() ) {
          next = {};
-         wanted.refused = { FlowStatus::refused10,
-                            "the same is matched by " + entries_.at( other ).key.stringValue() };
-      } else {
-         claim( cookie, entry, wanted.flows );
       }
    }
    bool const isRefused = !wanted.refused.reason.empty();
@@ -287,159 +249,59 @@ void FlowBook::compose( CookieValue cookie, Entry & entry, std::vector< FlowChan
       }
       if ( std::exchange( entry.isRetried, false ) ) {
          // It did not take its room.
-         retry( withoutRoom_[entry.table], &Entry::waitsForRoom, entry.wants );
+         Room room;
+         addRoom( room, entry.tables, entry.wants );
+         retryWithRoom( room );
       }
       return;
    }
-   Sent mine{ .cookie = cookie,
+   Sent mine{ .place = &place,
               .serial = ++entry.sent,
+              .from = entry.tables,
               .removal = wanted.flows.empty() && !isRefused,
               .stood = entry.standing.count,
-              .added = wanted.flows.size(),
+              .added = static_cast< std::uint32_t >( wanted.flows.size() ),
               .answer = isRefused ? wanted.refused : Answer{ FlowStatus::active, {} } };
-   // A flow that only does something else is overwritten, which no frame sees half done.
+   std::size_t const first = changes.size();
+   // A flow that only does something else is overwritten.
    if ( entry.standing.count > 0 && next.matches != entry.standing.matches ) {
       changes.push_back( FlowChange::deleteByCookie( cookie ) );
       counts_.removed += entry.standing.count;
       mine.removed = entry.standing.count;
-      mine.from = entry.table;
    }
    counts_.added += wanted.flows.size();
    if ( !wanted.flows.empty() ) {
-      entry.table = wanted.flows.front().table;
+      entry.tables = tables;
    }
    for ( OpenFlow::Flow & flow : wanted.flows ) {
       changes.push_back( FlowChange::add( std::move( flow ) ) );
    }
+   for ( std::size_t i = first + 1; i < changes.size(); ++i ) {
+      changes[i].isJoined = true;
+   }
    mine.last = changes.size();
-   mine.to = entry.table;
    entry.standing = next;
    sent.push_back( std::move( mine ) );
 }
 
-void FlowBook::finished( std::vector< Sent > sent,
-                         std::vector< OpenFlow::Refusal > const & refusals ) {
-   auto refusal = refusals.begin();
-   std::map< std::uint8_t, std::size_t > room;
-   std::vector< FlowChange > halves;
-   std::map< std::uint8_t, std::size_t > roomOfHalves;
-   for ( Sent & mine : sent ) {
-      std::size_t refused = 0;
-      for ( ; refusal != refusals.end() && refusal->index < mine.last; ++refusal ) {
-         mine.answer = answerTo( *refusal );
-         ++refused;
-      }
-      // One that is refused for want of room has taken what it had left.
-      if ( mine.removed > 0 && ( refused == 0 || mine.answer.status != FlowStatus::tableFull ||
-                                 mine.from != mine.to ) ) {
-         room[mine.from] += mine.removed;
-      }
-      auto const found = entries_.find( mine.cookie );
-      if ( found == entries_.end() || found->second.sent != mine.serial ) {
-         continue;
-      }
-      Entry & entry = found->second;
-      entry.answered = entry.sent;
-      if ( std::exchange( entry.isRetried, false ) &&
-           mine.answer.status != FlowStatus::tableFull ) {
-         // There may be more room, or it did not take its.
-         ++room[entry.table];
-      }
-      if ( mine.removal ) {
-         FlowSource & source = *entry.source;
-         Kel::String const key = entry.key;
-         unclaim( entry );
-         if ( entry.dirty ) {
-            // It may be wanted again.
-            continue;
-         }
-         entries_.erase( found );
-         source.removed( key );
-         continue;
-      }
-      if ( mine.answer.status != FlowStatus::active ) {
-         // Of several flows some may stand, or one as it was before.
-         if ( mine.stood > 0 || mine.added > 1 ) {
-            halves.push_back( FlowChange::deleteByCookie( mine.cookie ) );
-            roomOfHalves[entry.table] +=
-               mine.stood > 0 && mine.removed == 0 ? mine.stood : mine.added - refused;
-         }
-         entry.standing = {};
-         entry.wants = std::max< std::size_t >( mine.added, 1 );
-         unclaim( entry );
-         refuse( mine.cookie, entry, mine.answer );
-      }
-      answer( entry, mine.answer );
-   }
-   if ( !halves.empty() ) {
-      connection_.program( std::move( halves ), [this, roomOfHalves]( auto const & ) {
-         retryWithRoom( roomOfHalves );
-      } );
-   }
-   retryWithRoom( room );
-}
-
-void FlowBook::refuse( CookieValue cookie, Entry & entry, Answer const & given ) {
-   bool const isFull = given.status == FlowStatus::tableFull;
-   if ( bool & isAmongThem = isFull ? entry.waitsForRoom : entry.isRefused; !isAmongThem ) {
-      isAmongThem = true;
-      ( isFull ? withoutRoom_[entry.table] : refused_ ).push_back( cookie );
-   }
-}
-
-void FlowBook::answer( Entry & entry, Answer const & given ) {
-   entry.source->answered( entry.key, given );
-}
-
-// --- Matches that are one's own ---
-
-FlowBook::CookieValue FlowBook::claimedBy( std::vector< OpenFlow::Flow > const & flows ) const {
-   for ( OpenFlow::Flow const & flow : flows ) {
-      if ( auto const found = claims_.find( placeOf( flow ) ); found != claims_.end() ) {
-         return found->second;
-      }
-   }
-   return 0;
-}
-
-void FlowBook::claim( CookieValue cookie, Entry & entry,
-                      std::vector< OpenFlow::Flow > const & flows ) {
-   for ( OpenFlow::Flow const & flow : flows ) {
-      claims_.emplace( placeOf( flow ), cookie );
-      entry.claims.push_back( placeOf( flow ) );
-   }
-}
-
-void FlowBook::waitFor( CookieValue cookie, std::vector< OpenFlow::Flow > const & flows ) {
-   for ( OpenFlow::Flow const & flow : flows ) {
-      auto const [first, last] = waiting_.equal_range( placeOf( flow ) );
-      if ( std::none_of( first, last,
-                         [cookie]( auto const & waits ) { return waits.second == cookie; } ) ) {
-         waiting_.emplace( placeOf( flow ), cookie );
-      }
+void FlowBook::claim( Entries::value_type & place, WantedFlows & wanted ) {
+   if ( CookieValue const other = ownMatches_.ownerOf( matches_ ) ) {
+      ownMatches_.await( place.first, matches_ );
+      wanted.flows.clear();
+      wanted.refused = { FlowStatus::refused10,
+                         "the same is matched by " + entries_.at( other ).key.stringValue() };
+   } else {
+      place.second.claim = ownMatches_.claim( place.first, matches_ );
    }
 }
 
 void FlowBook::unclaim( Entry & entry ) {
-   for ( std::uint64_t const place : entry.claims ) {
-      claims_.erase( place );
-      auto const [first, last] = waiting_.equal_range( place );
-      for ( auto at = first; at != last; ++at ) {
-         if ( auto const found = entries_.find( at->second ); found != entries_.end() ) {
-            mark( found->first, found->second );
-         }
+   for ( CookieValue const waited : ownMatches_.release( std::exchange( entry.claim, 0 ) ) ) {
+      if ( auto const found = entries_.find( waited ); found != entries_.end() ) {
+         // With what it takes the place of.
+         mark( *found, true );
       }
-      waiting_.erase( first, last );
    }
-   entry.claims.clear();
-}
-
-Answer answerTo( OpenFlow::Refusal const & refusal ) {
-   return { isTableFull( refusal )  ? FlowStatus::tableFull
-            : isBadPort( refusal )  ? FlowStatus::refused6
-            : isBadMatch( refusal ) ? FlowStatus::refused10
-                                    : FlowStatus::refused7,
-            refusal.text() };
 }
 
 }  // namespace OpenVSwitch

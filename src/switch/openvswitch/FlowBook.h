@@ -15,6 +15,7 @@
 #include "platform/orb/TaskScheduler.h"
 #include "qorclient/flowtable/HwStatus.h"
 #include "switch/openflow/Connection.h"
+#include "switch/openvswitch/OwnMatches.h"
 
 namespace OpenVSwitch {
 
@@ -111,7 +112,7 @@ class FlowBook {
    Counts counts() const { return counts_; }
 
  private:
-   using CookieValue = std::uint64_t;
+   using CookieValue = OwnMatches::Owner;
    /** What a key has in the bridge. */
    struct Standing {
       std::uint32_t count = 0;
@@ -119,79 +120,85 @@ class FlowBook {
       std::uint64_t matches = 0;
       std::uint64_t contents = 0;
 
-      void add( OpenFlow::Flow const & flow );
+      void add( OwnMatches::Place place, OpenFlow::Flow const & flow );
       friend bool operator==( Standing const &, Standing const & ) = default;
    };
    struct Entry {
       FlowSource * source = nullptr;
       Kel::String key;
       Standing standing;
-      /** The matches that are its own alone. */
-      std::vector< std::uint64_t > claims;
+      /** The tables that its flows are in, a bit each. */
+      std::uint64_t tables = 0;
+      OwnMatches::Claim claim = 0;
       /** Counts what was sent, so that answers to what came before are left out. */
       std::uint32_t sent = 0;
       std::uint32_t answered = 0;
-      /** Of its flows, or of the first where they are in several. */
-      std::uint8_t table = 0;
-      bool dirty = false;
       /** The room that it was refused. */
-      std::size_t wants = 1;
+      std::uint32_t wants = 1;
+      bool dirty = false;
       /** Whether it stands among those that wait for room, or for something else. */
       bool waitsForRoom = false;
       bool isRefused = false;
       /** It has been given room. */
       bool isRetried = false;
    };
+   using Entries = std::unordered_map< CookieValue, Entry >;
+   /** Entries stay where they are for as long as something is to be sent or answered. */
+   using Place = Entries::value_type *;
    /** A key whose changes are under way. */
    struct Sent {
-      CookieValue cookie = 0;
+      Place place = nullptr;
       std::uint32_t serial = 0;
       /** Of its changes, the one after the last. */
       std::size_t last = 0;
-      /** Flows that went, and from which table to which. */
-      std::size_t removed = 0;
-      std::uint8_t from = 0;
-      std::uint8_t to = 0;
+      /** Flows that went, and from which tables. */
+      std::uint32_t removed = 0;
+      std::uint64_t from = 0;
       bool removal = false;
       /** Flows that stood before, and that are added. */
-      std::size_t stood = 0;
-      std::size_t added = 0;
+      std::uint32_t stood = 0;
+      std::uint32_t added = 0;
       /** If nothing is refused. */
       Answer answer{};
+      /** Which table has refused it. */
+      std::uint8_t fullTable = 0;
    };
+   /** So many flows may have got room, by table. */
+   using Room = std::map< std::uint8_t, std::size_t >;
 
    bool isDirty() const {
       return std::ranges::any_of( dirty_, []( auto const & keys ) { return !keys.empty(); } );
    }
    static CookieValue cookieOf( FlowSource const & source, Kel::String const & key );
-   void mark( CookieValue cookie, Entry & entry );
+   void mark( Entries::value_type & place, bool isNext = false );
    void flushSoon();
    void flush();
-   void removeStrangers();
-   void compose( CookieValue cookie, Entry & entry, std::vector< OpenFlow::FlowChange > & changes,
+   void takeStrangers( std::vector< OpenFlow::FlowChange > & changes );
+   void compose( Entries::value_type & place, std::vector< OpenFlow::FlowChange > & changes,
                  std::vector< Sent > & sent );
+   /** Sees to it that no other key has one of these matches. */
+   void claim( Entries::value_type & place, WantedFlows & wanted );
+   void unclaim( Entry & entry );
+
+   // Answers.
+   void finished( std::vector< Sent > sent, std::vector< OpenFlow::Refusal > const & refusals );
+   void refused( Sent const & mine );
    void answer( Entry & entry, Answer const & given );
-   void refuse( CookieValue cookie, Entry & entry, Answer const & given );
+   /** Of the flows of a key, so many at most are in one of its tables. */
+   static std::uint32_t mostInOne( std::uint64_t tables, std::uint32_t flows );
+   static void addRoom( Room & room, std::uint64_t tables, std::uint32_t flows );
    /** In their turn, those for whom there is room for so many flows. */
    void retry( std::deque< CookieValue > & refused, bool Entry::*isAmongThem, std::size_t room );
-   void retryWithRoom( std::map< std::uint8_t, std::size_t > const & room );
-   /** The key, by its cookie, that has one of these matches already; zero for none. */
-   CookieValue claimedBy( std::vector< OpenFlow::Flow > const & flows ) const;
-   void claim( CookieValue cookie, Entry & entry, std::vector< OpenFlow::Flow > const & flows );
-   /** It is looked at anew when these matches are nobody's any more. */
-   void waitFor( CookieValue cookie, std::vector< OpenFlow::Flow > const & flows );
-   void unclaim( Entry & entry );
-   void finished( std::vector< Sent > sent, std::vector< OpenFlow::Refusal > const & refusals );
+   void retryWithRoom( Room const & room );
 
    Kel::Ptr< Orb::TaskScheduler > scheduler_;
    OpenFlow::Connection & connection_;
-   std::unordered_map< CookieValue, Entry > entries_;
+   Entries entries_;
    /** By rank. */
-   std::array< std::deque< CookieValue >, ranks > dirty_;
-   /** Of those whose matches must be theirs alone: the hash of the match. */
-   std::unordered_map< std::uint64_t, CookieValue > claims_;
-   /** Those that wait for such a match. */
-   std::unordered_multimap< std::uint64_t, CookieValue > waiting_;
+   std::array< std::deque< Place >, ranks > dirty_;
+   OwnMatches ownMatches_;
+   /** Those of the flows that are composed. */
+   std::vector< OwnMatches::Place > matches_;
    /** In the order of the refusals: by the table that had no room, and for another reason. */
    std::map< std::uint8_t, std::deque< CookieValue > > withoutRoom_;
    std::deque< CookieValue > refused_;

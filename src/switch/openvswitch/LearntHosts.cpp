@@ -33,7 +33,7 @@ void LearntHosts::changed( FlowUpdate const & update ) {
       return;
    }
    HostKey const key{ learnt->host.vlanId.value(), learnt->host.mac };
-   if ( isAnothers( update ) ) {
+   if ( Bridge::isAnothers( update ) ) {
       // The host is where it was.
       if ( auto const port = bridge_->topology().numberOf( status_->fdbStatus( key ).intf ) ) {
          bridge_->learn( learnt->host, *port );
@@ -63,12 +63,6 @@ void LearntHosts::changed( FlowUpdate const & update ) {
       status_->fdbStatusIs(
          key, { intf, Bridging::EntryType::local, isNew ? 0 : before.moveCount + 1 } );
    }
-}
-
-bool LearntHosts::isAnothers( FlowUpdate const & update ) {
-   return update.flow.cookie != Cookie::learntHost ||
-          ( update.event == FlowUpdate::Event::removed &&
-            update.reason == FlowUpdate::Reason::deleted );
 }
 
 void LearntHosts::endReading( bool hasBegunAnew ) {

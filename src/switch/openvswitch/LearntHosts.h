@@ -18,8 +18,6 @@ class LearntHosts {
    void beginReading();
    /** A flow by which it has learnt a host has come, changed or gone. */
    void changed( OpenFlow::FlowUpdate const & update );
-   /** It is of another hand: the switch would not have done so itself. */
-   static bool isAnothers( OpenFlow::FlowUpdate const & update );
    /** All have been told. Those that were not are gone; but a switch that has begun anew learns
     *  them again, so that nobody is forgotten for its sake. */
    void endReading( bool hasBegunAnew );

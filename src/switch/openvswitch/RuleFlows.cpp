@@ -310,6 +310,10 @@ class RuleReader {
          if ( hops.end() - hops.begin() != 1 || !hops.begin()->isV4() ) {
             refuse( FlowStatus::refused13, "it wants one next hop with an IPv4 address" );
          }
+         if ( has( MatchField::routed ) ) {
+            // It is a router that sends it on.
+            actions.decrementTtl();
+         }
          return actions.setReg( Register::nexthop, hops.begin()->v4Addr().bits() )
             .resubmit( Table::nexthop )
             .resubmit( Table::redirect );

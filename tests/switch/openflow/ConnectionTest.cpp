@@ -220,7 +220,7 @@ TEST_F( ConnectionTest, ARefusedBundleIsSentOneByOne ) {
    EXPECT_FALSE( isDone );
    peer_.send( messageOf( barrierReply, plain[3].xid ) );
    ASSERT_TRUE( until( [&] { return isDone; } ) );
-   EXPECT_THAT( answer, ElementsAre( Refusal{ 1, { 5, 1, 0 } }, Refusal{ 2, { 2, 4, 0 } } ) );
+   EXPECT_THAT( answer, ElementsAre( Refusal{ 1, { 5, 1, 0 }, 1 }, Refusal{ 2, { 2, 4, 0 }, 1 } ) );
 
    // One that is refused as it comes doesn't keep the others out.
    isDone = false;
@@ -233,7 +233,27 @@ TEST_F( ConnectionTest, ARefusedBundleIsSentOneByOne ) {
                controlOf( second[3].xid, BundleControl::committed ) +
                messageOf( barrierReply, second[4].xid ) );
    ASSERT_TRUE( until( [&] { return isDone; } ) );
-   EXPECT_THAT( answer, ElementsAre( Refusal{ 1, { 4, 7, 0 } } ) );
+   EXPECT_THAT( answer, ElementsAre( Refusal{ 1, { 4, 7, 0 }, 1 } ) );
+
+   // Those that are joined stay together, and are refused once.
+   isDone = false;
+   auto joined = changes( 4 );
+   joined[1].isJoined = joined[3].isJoined = true;
+   connection_->program( joined, [&]( std::vector< Refusal > refusals ) {
+      answer = std::move( refusals );
+      isDone = true;
+   } );
+   auto const whole = sent( 7 );
+   peer_.send( errorOf( whole[4].xid, 5, 1 ) + messageOf( barrierReply, whole[6].xid ) );
+   auto const pieces = sent( 9 );
+   EXPECT_THAT( typesOf( pieces ),
+                ElementsAre( bundleControl, bundleAdd, bundleAdd, bundleControl, bundleControl,
+                             bundleAdd, bundleAdd, bundleControl, barrierRequest ) );
+   EXPECT_NE( pieces[0].xid, pieces[4].xid );
+   peer_.send( errorOf( pieces[6].xid, 5, 1 ) + errorOf( pieces[7].xid, 17, 13 ) +
+               messageOf( barrierReply, pieces[8].xid ) );
+   ASSERT_TRUE( until( [&] { return isDone; } ) );
+   EXPECT_THAT( answer, ElementsAre( Refusal{ 3, { 5, 1, 0 }, 1 } ) );
 }
 
 TEST_F( ConnectionTest, WhatStandsIsReadInPiecesOfAnySize ) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,15 +16,24 @@ namespace {
 
 using OpenFlow::MessageType;
 
-/** Keys with a flow each. */
+/** Keys with a flow in each of these tables. */
 class Keys : public FlowSource {
  public:
    std::string_view name() const override { return "keys"; }
-   WantedFlows flows( Kel::String const & ) override {
-      return { .flows = { { .table = 10, .priority = 7 } } };
+   WantedFlows flows( Kel::String const & key ) override {
+      WantedFlows wanted;
+      for ( std::uint8_t const table : tables[key] ) {
+         wanted.flows.push_back( { .table = table, .priority = 7 } );
+      }
+      return wanted;
    }
-   void answered( Kel::String const &, Answer const & ) override {}
-   void removed( Kel::String const & ) override {}
+   void answered( Kel::String const & key, Answer const & answer ) override {
+      answers[key] = static_cast< int >( answer.status );
+   }
+   void removed( Kel::String const & key ) override { answers.erase( key ); }
+
+   std::map< Kel::String, std::vector< std::uint8_t > > tables;
+   std::map< Kel::String, int > answers;
 };
 
 class FlowBookTest : public testing::Test, private Orb::Timer {
@@ -54,6 +64,16 @@ class FlowBookTest : public testing::Test, private Orb::Timer {
    }
    bool hasAsked( std::size_t times ) {
       return until( [&] { return got( MessageType::multipartRequest ).size() == times; } );
+   }
+   /** Answers what was sent last: it is done, but for a message whose table is full. */
+   void answer( std::size_t barriers, std::uint32_t full = 0 ) {
+      ASSERT_TRUE( until( [&] { return got( MessageType::barrierRequest ).size() == barriers; } ) );
+      if ( full != 0 ) {
+         peer_.send(
+            OpenFlow::messageOf( MessageType::error, full, OpenFlow::hex( "0005 0001" ) ) );
+      }
+      peer_.send( OpenFlow::messageOf( MessageType::barrierReply,
+                                       got( MessageType::barrierRequest ).back().xid ) );
    }
    /** Answers what was asked last with what the bridge has. */
    void has( std::vector< OpenFlow::Flow > const & flows ) {
@@ -96,17 +116,48 @@ TEST_F( FlowBookTest, WhatChangesDuringAReadingIsReadOnceMore ) {
 }
 
 TEST_F( FlowBookTest, StrangersGoWhenWhatTakesTheirPlaceStands ) {
-   book_.changed( keys_, Kel::String( "key" ) );
+   keys_.tables["key"] = { 10 };
+   book_.changed( keys_, "key" );
    book_.reconcile();
    ASSERT_TRUE( hasAsked( 1 ) );
    // The second is as the switch makes them, but not where it does.
    has( { { .table = 10, .priority = 7, .cookie = 0x999 }, { .table = 10, .cookie = 1 } } );
    ASSERT_TRUE( until( [this] { return got( MessageType::flowMod ).size() == 1; } ) );
    EXPECT_EQ( got( MessageType::flowMod )[0].body[17], 0 ) << "one is added";
-   peer_.send( OpenFlow::messageOf( MessageType::barrierReply,
-                                    got( MessageType::barrierRequest ).back().xid ) );
+   answer( 1 );
    EXPECT_TRUE( until( [this] { return got( MessageType::bundleAdd ).size() == 2; } ) )
       << "two are deleted";
+}
+
+TEST_F( FlowBookTest, AKeyOfSeveralTablesWaitsForTheOneThatIsFull ) {
+   keys_.tables["both"] = { 11, 12 };
+   keys_.tables["one"] = { 12 };
+   book_.reconcile();
+   ASSERT_TRUE( hasAsked( 1 ) );
+   has( {} );
+   book_.changed( keys_, "both" );
+   book_.changed( keys_, "one" );
+   ASSERT_TRUE( until( [this] { return got( MessageType::bundleAdd ).size() == 3; } ) );
+   answer( 1, got( MessageType::bundleAdd )[1].xid );
+   // What belongs together is tried together, and goes together.
+   ASSERT_TRUE( until( [this] { return got( MessageType::bundleAdd ).size() == 5; } ) );
+   answer( 2, got( MessageType::bundleAdd )[4].xid );
+   answer( 3 );
+   ASSERT_TRUE( until( [this] { return keys_.answers.size() == 2; } ) );
+   EXPECT_EQ( keys_.answers["both"], 5 );
+   EXPECT_EQ( keys_.answers["one"], 1 );
+   // There is room in the second of its tables.
+   keys_.tables["one"] = {};
+   book_.changed( keys_, "one" );
+   answer( 4 );
+   ASSERT_TRUE( until( [this] { return got( MessageType::bundleAdd ).size() == 7; } ) );
+   peer_.send( OpenFlow::messageOf( MessageType::bundleControl,
+                                    got( MessageType::bundleControl ).back().xid,
+                                    got( MessageType::bundleControl ).back().body.substr( 0, 4 ) +
+                                       OpenFlow::hex( "0005 0003" ) ) );
+   answer( 5 );
+   EXPECT_TRUE( until( [this] { return keys_.answers["both"] == 1; } ) );
+   EXPECT_TRUE( book_.settled() );
 }
 
 }  // namespace
