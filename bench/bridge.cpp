@@ -26,139 +26,14 @@
 #include <thread>
 #include <vector>
 
-#include "Measure.h"
-#include "NearPolicy.h"
-#include "RedisClient.h"
-#include "live/RedisServer.h"
-#include "live/lab/Laboratory.h"
-#include "program/LiveState.h"
-#include "switch/openflow/Connection.h"
+#include "Steered.h"
 
 namespace {
 
-using Bench::RedisClient;
-using Bench::timed;
-using Live::Process;
+using namespace Bench;
 
 constexpr std::uint32_t fragments = 100;
-constexpr std::size_t rules = fragments * Bench::flowsPerFragment * Bench::interfacesPerSet;
-constexpr char const * bridge = Lab::Laboratory::bridge;
-constexpr int preLookup = 10;
-
-/** Those of the first fragment. */
-constexpr std::uint16_t originalVlan = 100;
-constexpr std::uint16_t serviceVlan = 2000;
-/** The first of the near set; two where a host may be; and where all packets leave. */
-constexpr char const * enteringPort = "Ethernet1";
-constexpr char const * firstPort = "Ethernet11";
-constexpr char const * secondPort = "Ethernet12";
-constexpr char const * leavingPort = "Ethernet13";
-
-std::string keyOf( std::string const & path ) {
-   return "qor{leaf1}:" + path;
-}
-
-/** A switch with its policy before the agent is wanted, a bridge, and the programs between. */
-class Steered {
- public:
-   Steered() : server_( false ), client_( server_.address() ) {
-      client_.ask( { "HSET", keyOf( "@state" ), "id", "leaf1", "created", "0" } );
-      {
-         Program::LiveState state( { server_.address(), "leaf1" } );
-         state.open();
-         state.write( [&] {
-            Corestore::EntityManager & em = state.entityManager();
-            Bench::enable( em );
-            Bench::writeNearPolicy( em, fragments );
-            Kel::ptrCast< ControllerClient::Status >( em.standing( "mgmt/controller/status" ) )
-               ->enabledIs( false );
-         } );
-      }
-      lab_.wire( enteringPort );
-      for ( int i = 2; i <= Bench::interfacesPerSet; ++i ) {
-         openVSwitch().addInternalPort( bridge, "Ethernet" + std::to_string( i ) );
-      }
-      for ( char const * port : { firstPort, secondPort, leavingPort } ) {
-         lab_.wire( port );
-         openVSwitch().vsctl(
-            { "set", "port", port, "vlan_mode=trunk",
-              "trunks=" + std::to_string( originalVlan ) + "," + std::to_string( serviceVlan ) } );
-      }
-      start();
-   }
-
-   void start() {
-      agent_ = start( QORCLIENT_PROGRAM, { "serve" } );
-      driver_ = start( QORSWITCH_PROGRAM, { "openvswitch", "--bridge", bridge, "--run-folder",
-                                            openVSwitch().folder() } );
-      until( [&] { return driver_->output().find( "is followed" ) != std::string::npos; } );
-   }
-   void kill() {
-      agent_->kill();
-      driver_->kill();
-   }
-   void enable() {
-      client_.ask( { "HSET", keyOf( "mgmt/controller/status" ), "enabled", "true" } );
-   }
-   /** Waits until each rule is told as programmed, and yields the seconds until then. */
-   double settle() {
-      std::string const rule =
-         keyOf( "pinflow/dyninput/qor/flowEntry/fragment0_flow0-from-Et1-to-any" );
-      return timed( [&] {
-         // All rules come in one step, and their answers are the only rows that follow.
-         while ( client_.ask( { "EXISTS", rule } )->integer == 0 ) {
-            rest();
-         }
-         auto const all = rows() + static_cast< long long >( rules );
-         while ( rows() < all ) {
-            rest();
-         }
-      } );
-   }
-   RedisClient & client() { return client_; }
-   Live::OpenVSwitch & openVSwitch() { return lab_.openVSwitch(); }
-   Lab::Wire const & wire( char const * port ) { return lab_.wire( port ); }
-   /** The resident memory of the driver, in bytes. */
-   double memory() const {
-      std::ifstream in( "/proc/" + std::to_string( driver_->pid() ) + "/status" );
-      for ( std::string line; std::getline( in, line ); ) {
-         if ( line.starts_with( "VmRSS:" ) ) {
-            return 1024 * std::stod( line.substr( 6 ) );
-         }
-      }
-      return 0;
-   }
-   double agentSeconds() const { return agent_->cpuSeconds(); }
-   double driverSeconds() const { return driver_->cpuSeconds(); }
-   double cpuSeconds() const { return agentSeconds() + driverSeconds(); }
-
-   template < class F >
-   static void until( F && done ) {
-      if ( !Live::eventually( done, 60 ) ) {
-         std::abort();
-      }
-   }
-
- private:
-   /** Looking all the time would keep the server from its work. */
-   static void rest() { std::this_thread::sleep_for( std::chrono::milliseconds( 2 ) ); }
-   long long rows() { return client_.ask( { "DBSIZE" } )->integer; }
-   std::unique_ptr< Process > start( std::string const & program,
-                                     std::vector< std::string > words ) {
-      words.insert( words.begin(), program );
-      words.insert( words.end(), { "--redis", server_.address(), "--switch", "leaf1" } );
-      return std::make_unique< Process >(
-         words, folder_.path() / ( "output" + std::to_string( ++started_ ) ) );
-   }
-
-   Live::Folder folder_;
-   Live::RedisServer server_;
-   RedisClient client_;
-   Lab::Laboratory lab_;
-   std::unique_ptr< Process > agent_;
-   std::unique_ptr< Process > driver_;
-   int started_ = 0;
-};
+constexpr std::size_t rules = fragments * flowsPerFragment * interfacesPerSet;
 
 void allRulesProgrammed( benchmark::State & state ) {
    double ours = 0;
@@ -167,7 +42,7 @@ void allRulesProgrammed( benchmark::State & state ) {
    double driver = 0;
    double memory = 0;
    for ( auto _ : state ) {
-      Steered steered;
+      Steered steered( fragments );
       double const before = steered.memory();
       steered.enable();
       double const seconds = steered.settle();
@@ -199,46 +74,9 @@ void allRulesProgrammed( benchmark::State & state ) {
 }
 BENCHMARK( allRulesProgrammed )->UseManualTime()->Unit( benchmark::kMillisecond )->Iterations( 2 );
 
-/** Another connection to the bridge, which hears of changed rules. */
-class Onlooker {
- public:
-   explicit Onlooker( std::string const & socket )
-      : scheduler_( new Orb::TaskScheduler( std::make_unique< Orb::RealTime >() ) ),
-        connection_(
-           scheduler_, socket,
-           { .up =
-                [this] { connection_.monitorFlows( { preLookup }, [this] { isReady_ = true; } ); },
-             .down = []( std::string const & ) {},
-             .portChanged = []( OpenFlow::PortChange, OpenFlow::Port const & ) {},
-             .flowChanged =
-                [this]( OpenFlow::FlowUpdate const & update ) {
-                   changes_ += isReady_ ? 1 : 0;
-                   last_ = update.event;
-                },
-             .changesMissed = [] {} } ) {
-      scheduler_->run( [this] { return isReady_; } );
-   }
-   /** Until as many changes have been told since the last call, one more at least. */
-   void await( std::size_t count ) {
-      scheduler_->run( [&] { return changes_ >= count; } );
-      changes_ -= count;
-   }
-   std::size_t takeChanges() {
-      scheduler_->runReady();
-      return std::exchange( changes_, 0 );
-   }
-
- private:
-   Kel::Ptr< Orb::TaskScheduler > scheduler_;
-   std::size_t changes_ = 0;
-   OpenFlow::FlowUpdate::Event last_{};
-   bool isReady_ = false;
-   OpenFlow::Connection connection_;
-};
-
 /** A switch that has all rules, for the benchmarks that begin so. */
 Steered & programmed() {
-   static Steered steered;
+   static Steered steered( fragments );
    static bool const isSettled = [] {
       steered.enable();
       steered.settle();
@@ -269,10 +107,6 @@ void restart( benchmark::State & state ) {
 }
 BENCHMARK( restart )->UseManualTime()->Unit( benchmark::kMillisecond )->Iterations( 2 );
 
-std::string keyOfFlow( std::string const & name ) {
-   return keyOf( "qor/version1/policy/policy/policyFragment/fragment0/flow/" + name );
-}
-
 /** Tells the middle one and the 99th of a hundred. */
 void tell( benchmark::State & state, std::vector< double > seconds ) {
    std::ranges::sort( seconds );
@@ -284,7 +118,7 @@ void oneFlowChanged( benchmark::State & state ) {
    Steered & steered = programmed();
    Onlooker onlooker( steered.openVSwitch().management( bridge ) );
    std::string const key = keyOfFlow( "flow0" );
-   std::string const match( Bench::textOf( *steered.client().ask( { "HGET", key, "match" } ) ) );
+   std::string const match( textOf( *steered.client().ask( { "HGET", key, "match" } ) ) );
    std::size_t const at = match.find( "02:00:00:00:00:01" );
    std::vector< double > seconds;
    int round = 0;
@@ -294,7 +128,7 @@ void oneFlowChanged( benchmark::State & state ) {
       seconds.push_back( timed( [&] {
          steered.client().ask( { "HSET", key, "match", changed } );
          // Each of its rules goes and comes.
-         onlooker.await( 2 * Bench::interfacesPerSet );
+         onlooker.await( 2 * interfacesPerSet );
       } ) );
       state.SetIterationTime( seconds.back() );
    }
@@ -410,5 +244,5 @@ int main( int argc, char ** argv ) {
       std::fprintf( stderr, "skipped: %s\n", missing.c_str() );
       return 0;
    }
-   Bench::runBenchmarks( argc, argv );
+   runBenchmarks( argc, argv );
 }

@@ -100,7 +100,7 @@ double putBare( std::vector< BareRow > const & rows, std::size_t standing ) {
    run( "PRAGMA synchronous = NORMAL" );
    run( "PRAGMA cache_size = -65536" );
    run( "PRAGMA wal_autocheckpoint = 4096" );
-   sqlite3_prepare_v2( database, "INSERT INTO entry VALUES ( ?, ?, ? )", -1, &insert, nullptr );
+   sqlite3_prepare_v2( database, "INSERT INTO entry VALUES ( ?, ?, ?, 0 )", -1, &insert, nullptr );
    double const seconds = timed( [&] {
       run( "BEGIN IMMEDIATE" );
       for ( std::size_t i = standing; i != rows.size(); ++i ) {

@@ -88,10 +88,6 @@ Kel::Value readDocument( std::string const & file ) {
 }
 
 Kel::Value parseDocument( std::string const & file, std::string_view text ) {
-   // The reader of JSON would take it for the end.
-   if ( std::size_t const at = text.find( '\0' ); at != std::string_view::npos ) {
-      throw InputError( file, "", "holds a NUL byte, at offset " + std::to_string( at ) );
-   }
    try {
       return Corestore::parseJson( text );
    } catch ( Corestore::TextError const & e ) {

@@ -20,13 +20,21 @@ char * reserve = nullptr;
 
 /** Nothing that is half done is unwound: a state file stands as after its last whole turn. */
 void endWithoutMemory() {
-   if ( reserve ) {
-      delete[] std::exchange( reserve, nullptr );
+   static bool isEnding = false;
+   if ( !std::exchange( isEnding, true ) ) {
       Kel::writeStandardError( "out of memory\n" );
-      Output::undoAll();
-      Slab::removeProcessSegments();
+      if ( reserve ) {
+         delete[] std::exchange( reserve, nullptr );
+         Output::undoAll();
+         Slab::removeProcessSegments();
+      }
    }
    std::_Exit( 2 );
+}
+
+/** Objects that are made before `main` need memory, too. */
+__attribute__( ( constructor( 101 ) ) ) void expectWant() {
+   std::set_new_handler( endWithoutMemory );
 }
 
 }  // namespace
@@ -35,7 +43,6 @@ int runProgram( int argc, char const * const * argv, CommandLine * commandLine )
    Kel::keepStandardDescriptors();
    Kel::installTerminateHandler();
    reserve = new char[1 << 16];
-   std::set_new_handler( endWithoutMemory );
    // Whoever reads the output may leave before its end, and a file may not grow without bounds;
    // whoever writes is told.
    std::signal( SIGPIPE, SIG_IGN );

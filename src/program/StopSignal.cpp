@@ -17,8 +17,9 @@ StopSignal::StopSignal( Kel::Ptr< Orb::TaskScheduler > scheduler )
    sigemptyset( &signals );
    sigaddset( &signals, SIGTERM );
    sigaddset( &signals, SIGINT );
-   ::sigprocmask( SIG_BLOCK, &signals, nullptr );
-   fd_ = ::signalfd( -1, &signals, SFD_CLOEXEC | SFD_NONBLOCK );
+   // One that isn't held back would end the process where it stands.
+   bool const isHeld = ::sigprocmask( SIG_BLOCK, &signals, nullptr ) == 0;
+   fd_ = isHeld ? ::signalfd( -1, &signals, SFD_CLOEXEC | SFD_NONBLOCK ) : -1;
    if ( fd_ == -1 ) {
       throw std::system_error( errno, std::generic_category(), "signals" );
    }

@@ -307,6 +307,10 @@ Kel::Value parseJson( std::string_view text ) {
    if ( auto value = PlainReader( text ).whole() ) {
       return std::move( *value );
    }
+   // The library would take it for the end.
+   if ( std::size_t const at = text.find( '\0' ); at != std::string_view::npos ) {
+      throw TextError( "holds a NUL byte, at offset " + std::to_string( at ) );
+   }
    Builder builder;
    nlohmann::json::sax_parse( text, &builder );
    return builder.take();

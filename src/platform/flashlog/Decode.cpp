@@ -247,12 +247,13 @@ class Decoder {
          }
          Reader reader( bytes.substr( std::min( offset, bytes.size() ) ) );
          auto const head = reader.number< RecordHead >();
-         auto const fits = head && head->size >= sizeof( RecordHead ) && head->size % 8 == 0 &&
-                           head->size <= std::min( left, control.head - position ) &&
-                           head->check == recordCheck( *head );
+         bool const fits = head && head->size >= sizeof( RecordHead ) && head->size % 8 == 0 &&
+                           head->size <= std::min( left, control.head - position );
          auto const arguments =
             fits ? reader.text( head->size - sizeof( RecordHead ) ) : std::nullopt;
-         if ( !arguments ) {
+         // Of a filler nothing behind its head counts.
+         if ( !arguments ||
+              head->check != checkOf( *head, head->id == 0 ? std::string_view() : *arguments ) ) {
             damaged( "damaged record in the ring of level " + std::to_string( level ) );
             return;
          }
@@ -279,15 +280,16 @@ class Decoder {
       std::size_t taken = 0;
       while ( taken < there ) {
          auto const head = reader.number< DescHead >();
-         auto const unit = head ? reader.text( head->unitLength ) : std::nullopt;
-         auto const text = unit ? reader.text( head->textLength ) : std::nullopt;
-         if ( !text || text->size() > maxDescText ) {
+         std::size_t const length = head ? std::size_t{ head->unitLength } + head->textLength : 0;
+         auto const both = head ? reader.text( length ) : std::nullopt;
+         if ( !both || head->textLength > maxDescText || head->check != checkOf( *head, *both ) ) {
             damaged( "damaged message descriptor" );
             break;
          }
-         messages_.try_emplace( head->id,
-                                Message{ head->line, std::string( *unit ), std::string( *text ) } );
-         auto const size = sizeof( DescHead ) + unit->size() + text->size();
+         messages_.try_emplace(
+            head->id, Message{ head->line, std::string( both->substr( 0, head->unitLength ) ),
+                               std::string( both->substr( head->unitLength ) ) } );
+         auto const size = sizeof( DescHead ) + length;
          reader.text( static_cast< std::size_t >( roundUp( size ) ) - size );
          taken += static_cast< std::size_t >( roundUp( size ) );
       }

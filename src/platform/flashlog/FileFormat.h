@@ -3,6 +3,8 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <string_view>
 
 #include "platform/kel/TraceHandle.h"
 
@@ -19,7 +21,7 @@
 namespace Flashlog::Format {
 
 inline constexpr char magic[8] = { 'Q', 'O', 'R', 'F', 'L', 'A', 'S', 'H' };
-inline constexpr std::uint32_t version = 1;
+inline constexpr std::uint32_t version = 2;
 inline constexpr std::uint32_t byteOrderMark = 0x01020304;
 inline constexpr std::size_t headerSize = 4096;
 
@@ -56,11 +58,11 @@ static_assert( sizeof( FileHeader ) <= headerSize );
  * ring's end is covered by a filler (id 0), or is just skipped if it is shorter than a head.
  * The arguments follow raw: "i" 4 bytes, "s" 2, "b" 1, "p" a 2-byte length and the text. */
 struct RecordHead {
-   std::uint64_t sequence;  // counts over all rings
-   std::uint64_t time;      // nanoseconds since 1970
+   std::uint64_t sequence : 48;  // counts over all rings
+   std::uint64_t size : 16;      // with the head
+   std::uint64_t time;           // nanoseconds since 1970
    std::uint32_t id;
-   std::uint16_t size;  // with the head
-   std::uint16_t check;
+   std::uint32_t check;
 };
 static_assert( sizeof( RecordHead ) == 24 );
 
@@ -74,19 +76,37 @@ struct DescHead {
    std::uint32_t line;
    std::uint16_t unitLength;
    std::uint16_t textLength;
+   std::uint32_t check;
 };
-static_assert( sizeof( DescHead ) == 12 );
+static_assert( sizeof( DescHead ) == 16 );
 
 constexpr std::uint64_t roundUp( std::uint64_t size ) {
    return ( size + 7 ) & ~std::uint64_t{ 7 };
 }
 
-/** Tells a record from what damage leaves in its place. */
-constexpr std::uint16_t recordCheck( RecordHead const & head ) {
-   std::uint64_t mix = head.sequence * 0x9e3779b97f4a7c15 ^ std::rotl( head.time, 17 );
-   mix ^= ( std::uint64_t{ head.id } << 16 | head.size ) * 0xc2b2ae3d27d4eb4f;
-   mix ^= mix >> 32;
-   return static_cast< std::uint16_t >( mix ^ mix >> 16 );
+/** Tells a head with what follows it from what damage leaves in their place. Its `check` itself
+ *  doesn't count. */
+template < class Head >
+std::uint32_t checkOf( Head head, std::string_view behind ) {
+   head.check = 0;
+   std::uint64_t sum = behind.size();
+   auto const add = [&sum]( char const * at, std::size_t size ) {
+      std::uint64_t word = 0;
+      std::memcpy( &word, at, size );
+      sum = std::rotl( sum ^ word, 29 ) * 0x9e3779b97f4a7c15;
+   };
+   auto const * const bytes = reinterpret_cast< char const * >( &head );
+   static_assert( sizeof head % 8 == 0 );
+   for ( std::size_t i = 0; i != sizeof head; i += 8 ) {
+      add( bytes + i, 8 );
+   }
+   for ( ; behind.size() >= 8; behind.remove_prefix( 8 ) ) {
+      add( behind.data(), 8 );
+   }
+   if ( !behind.empty() ) {
+      add( behind.data(), behind.size() );
+   }
+   return static_cast< std::uint32_t >( sum ^ sum >> 32 );
 }
 
 }  // namespace Flashlog::Format

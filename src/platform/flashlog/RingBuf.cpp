@@ -23,8 +23,16 @@ void publish( std::uint64_t & position, std::uint64_t value ) {
    std::atomic_ref( position ).store( value, std::memory_order_release );
 }
 
-void writeHead( char * at, RecordHead head ) {
-   head.check = Format::recordCheck( head );
+/** Puts a head before the arguments that stand behind it; of a filler nothing behind it counts. */
+void writeHead( char * at, std::uint64_t sequence, std::uint64_t size, std::uint64_t time,
+                std::uint32_t id ) {
+   RecordHead head{};
+   head.sequence = sequence & 0xffff'ffff'ffff;
+   head.size = size & 0xffff;
+   head.time = time;
+   head.id = id;
+   std::size_t const behind = id == 0 ? 0 : size - sizeof head;
+   head.check = Format::checkOf( head, { at + sizeof head, behind } );
    std::memcpy( at, &head, sizeof head );
 }
 
@@ -44,8 +52,7 @@ RingBuf & RingBuf::startMsg( TraceFile & file, MsgId id ) {
 void RingBuf::endMsg() {
    char * const record = base_ + start_ % size_;
    auto const size = Format::roundUp( static_cast< std::uint64_t >( cursor_ - record ) );
-   writeHead( record,
-              { file_->nextSequence(), time_, id_, static_cast< std::uint16_t >( size ), 0 } );
+   writeHead( record, file_->nextSequence(), size, time_, id_ );
    head_ = start_ + size;
    publish( *publishedHead_, head_ );
 }
@@ -66,7 +73,7 @@ void RingBuf::makeRoom() {
       std::atomic_thread_fence( std::memory_order_release );
    }
    if ( start_ != head_ && left >= sizeof( RecordHead ) ) {
-      writeHead( base_ + head_ % size_, { 0, time_, 0, static_cast< std::uint16_t >( left ), 0 } );
+      writeHead( base_ + head_ % size_, 0, left, time_, 0 );
    }
 }
 

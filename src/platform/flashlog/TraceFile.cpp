@@ -166,12 +166,13 @@ void TraceFile::describe( MsgId * id, std::string_view sourceUnit, std::uint32_t
       return;
    }
    *id = ++messages_ << 4 | static_cast< std::uint32_t >( level );
-   Format::DescHead const desc{ *id, line, static_cast< std::uint16_t >( sourceUnit.size() ),
-                                static_cast< std::uint16_t >( text.size() ) };
-   char * at = map_ + head.descOffset + head.descUsed;
+   char * const at = map_ + head.descOffset + head.descUsed;
+   std::memcpy( at + sizeof( Format::DescHead ), sourceUnit.data(), sourceUnit.size() );
+   std::memcpy( at + sizeof( Format::DescHead ) + sourceUnit.size(), text.data(), text.size() );
+   Format::DescHead desc{ *id, line, static_cast< std::uint16_t >( sourceUnit.size() ),
+                          static_cast< std::uint16_t >( text.size() ), 0 };
+   desc.check = Format::checkOf( desc, { at + sizeof desc, sourceUnit.size() + text.size() } );
    std::memcpy( at, &desc, sizeof desc );
-   std::memcpy( at += sizeof desc, sourceUnit.data(), sourceUnit.size() );
-   std::memcpy( at + sourceUnit.size(), text.data(), text.size() );
    std::atomic_ref( head.descUsed ).store( head.descUsed + size, std::memory_order_release );
 }
 

@@ -35,7 +35,7 @@ void keepStandardDescriptors() {
    // A descriptor that is opened gets the lowest number that is free.
    for ( int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd ) {
       int const way = fd == STDIN_FILENO ? O_WRONLY : O_RDONLY;
-      if ( ::fcntl( fd, F_GETFD ) == -1 && ::open( "/dev/null", way ) != fd ) {
+      if ( ::fcntl( fd, F_GETFD ) == -1 && errno == EBADF && ::open( "/dev/null", way ) != fd ) {
          std::_Exit( 2 );
       }
    }

@@ -62,8 +62,10 @@ template < class Wanted >
 std::size_t removeSegments( Wanted wanted ) {
    std::vector< std::string > segments;
    std::error_code error;
-   for ( auto const & entry : std::filesystem::directory_iterator( "/dev/shm", error ) ) {
-      std::string const name = entry.path().filename().string();
+   // The loop of a range would throw where the folder cannot be read on.
+   for ( std::filesystem::directory_iterator entry( "/dev/shm", error ), end; entry != end;
+         entry.increment( error ) ) {
+      std::string const name = entry->path().filename().string();
       pid_t const maker = makerOf( name );
       if ( maker > 0 && wanted( maker ) ) {
          segments.push_back( "/" + name );

@@ -19,16 +19,18 @@
 namespace Slab::Layout {
 
 inline constexpr std::uint64_t magic = 0x454c42415442414cU;
-inline constexpr std::uint32_t version = 1;
+inline constexpr std::uint32_t version = 2;
 inline constexpr std::uint64_t leastBuckets = 128;
 inline constexpr std::uint32_t maxCapacity = 1U << 28;
 inline constexpr std::uint32_t maxLength = 1U << 20;
 
-enum RowState : std::uint32_t { Free, Used, Deleted };
+/** Many bits apart, since no checksum covers them. */
+enum RowState : std::uint32_t { Free = 0, Used = 0x9e3779b9, Deleted = 0x61c88646 };
 
-/** Anything but a deliberate end is a row, if perhaps a damaged one. */
+/** Of a slot in use, anything but a deliberate end is a row, if perhaps a damaged one: memory that
+ *  was emptied by another hand shows as Free. */
 constexpr bool isRow( std::uint32_t state ) {
-   return state != Free && state != Deleted;
+   return state != Deleted;
 }
 
 /** The half of a hash that an index entry shows; the other half chooses the bucket. */

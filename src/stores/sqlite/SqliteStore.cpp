@@ -10,10 +10,12 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <span>
 
 #include "platform/corestore/EntityRows.h"
 #include "platform/corestore/ValueText.h"
 #include "platform/kel/StandardError.h"
+#include "platform/slab/Words.h"
 
 namespace Corestore {
 
@@ -21,24 +23,37 @@ namespace {
 
 /** Stand in the file's head: "QORC", and the number of the layout below. */
 constexpr char const * applicationId = "1364152899";
-constexpr char const * version = "2";
+constexpr char const * version = "3";
 
 /** Rows come back in the order of `position`, and so collections in theirs. There is one tree, not
- *  one of rows and one that leads to them, since what is written most is new rows. */
+ *  one of rows and one that leads to them, since what is written most is new rows. The digest is
+ *  that of path and value, and the position: the database tells damage of its own pages' structure,
+ *  not of what stands in them. */
 constexpr char const * schema =
    "CREATE TABLE entry ("
-   " path TEXT PRIMARY KEY, value TEXT NOT NULL, position INTEGER NOT NULL ) WITHOUT ROWID";
+   " path TEXT PRIMARY KEY, value TEXT NOT NULL, position INTEGER NOT NULL,"
+   " digest INTEGER NOT NULL ) WITHOUT ROWID";
 
 constexpr char const * sql[] = {
    "BEGIN IMMEDIATE",
    "COMMIT",
-   ( "INSERT INTO entry ( path, value, position ) VALUES ( ?, ?, ?3 )"
-     " ON CONFLICT DO UPDATE SET value = excluded.value" ),
+   ( "INSERT INTO entry ( path, value, position, digest ) VALUES ( ?, ?, ?3, ?4 + ?3 )"
+     " ON CONFLICT DO UPDATE SET value = excluded.value, digest = ?4 + position" ),
    "DELETE FROM entry WHERE path = ?",
    // '0' is the character after '/'.
    "DELETE FROM entry WHERE path > ?1 || '/' AND path < ?1 || '0'",
-   "SELECT path, value FROM entry ORDER BY position",
+   "SELECT path, value, digest - position FROM entry ORDER BY position",
 };
+
+/** Of a row's texts, with room for a position. */
+std::int64_t digestOf( std::string_view path, std::string_view value ) {
+   Slab::Words::Digest digest;
+   for ( std::string_view const text : { path, value } ) {
+      digest.add( text.size() );
+      digest.add( std::as_bytes( std::span( text ) ) );
+   }
+   return static_cast< std::int64_t >( digest.value() >> 2 );
+}
 
 std::string columnText( sqlite3_stmt * statement, int column ) {
    auto const * text = sqlite3_column_text( statement, column );
@@ -295,8 +310,13 @@ void SqliteStore::load( std::function< void( Row const & ) > const & row ) {
    int code;
    while ( ( code = sqlite3_step( statement ) ) == SQLITE_ROW ) {
       Row read{ columnText( statement, 0 ), RowForm::none, {} };
+      std::string const value = columnText( statement, 1 );
+      if ( sqlite3_column_int64( statement, 2 ) != digestOf( read.path, value ) ) {
+         throw StoreError( shownFile() + ": is damaged: the row " + Kel::shownName( read.path ) +
+                           " is not as it was written" );
+      }
       try {
-         read.value = parseJson( columnText( statement, 1 ) );
+         read.value = parseJson( value );
       } catch ( TextError const & e ) {
          refused( { read }, Kel::ValueError( e.what() ) );
          continue;
@@ -321,8 +341,10 @@ void SqliteStore::put( Row const & row ) {
       run( delRow, { row.path } );
       return;
    }
+   std::string const value = jsonLine( row.value );
    sqlite3_bind_int64( prepared_[putRow], 3, ++lastPosition_ );
-   run( putRow, { row.path, jsonLine( row.value ) } );
+   sqlite3_bind_int64( prepared_[putRow], 4, digestOf( row.path, value ) );
+   run( putRow, { row.path, value } );
 }
 
 void SqliteStore::del( std::string const & path ) {

@@ -92,9 +92,13 @@ void Link::write() {
    ssize_t const sent = ::send( fd_, toSend_.data(), toSend_.size(), MSG_NOSIGNAL );
    if ( sent >= 0 ) {
       toSend_.erase( 0, static_cast< std::size_t >( sent ) );
-   } else if ( errno != EAGAIN && errno != EINTR ) {
+   } else if ( errno == EPIPE || errno == ECONNRESET ) {
       // Reading tells why, behind what the server has said before.
       toSend_.clear();
+   } else if ( errno != EAGAIN && errno != EINTR ) {
+      // The server goes on and would never hear of it.
+      lost( std::strerror( errno ) );
+      return;
    }
    if ( toSend_.empty() ) {
       scheduler_->watch( *this, fd_, POLLIN );

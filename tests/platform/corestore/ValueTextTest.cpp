@@ -60,6 +60,10 @@ TEST( ValueTextTest, WhatIsReadByHandIsWhatTheLibraryReads ) {
                                "\"\xff\"" } ) {
       EXPECT_THROW( parseJson( text ), TextError ) << text;
    }
+   // The library would take the first as 1, and the second as true.
+   for ( std::string_view const text : { std::string_view( "1\0002", 3 ), { "true\0", 5 } } ) {
+      EXPECT_THROW( parseJson( text ), TextError );
+   }
 }
 
 }  // namespace

@@ -127,13 +127,14 @@ TEST_F( SqliteStoreTest, KeepsOrderAndForgetsWhatIsBelowADeletedRow ) {
    // Reading leaves nothing beside the file, which is its owner's alone.
    EXPECT_EQ( std::distance( fs::directory_iterator( directory ), fs::directory_iterator() ), 1 );
    EXPECT_EQ( fs::status( file ).permissions(), fs::perms::owner_read | fs::perms::owner_write );
-   edit( "update entry set value = '{' where path = 'a/box/x'" );
-   try {
-      rows();
-      FAIL();
-   } catch ( Kel::ValueError const & e ) {
-      EXPECT_EQ( e.pointer(), "/a/box/x" );
-      EXPECT_THAT( e.what(), StartsWith( "not JSON" ) );
+   std::string const good = bytes( file );
+   for ( char const * change :
+         { "value = '{\"sizf\":true}'", "path = 'a/box/w'", "position = 2" } ) {
+      edit( ( std::string( "update entry set " ) + change + " where path = 'a/box/x'" ).c_str() );
+      EXPECT_THAT( [this] { rows(); }, testing::ThrowsMessage< StoreError >(
+                                          testing::EndsWith( " is not as it was written" ) ) )
+         << change;
+      std::ofstream( file, std::ios::binary ) << good;
    }
 }
 
@@ -164,7 +165,7 @@ TEST_F( SqliteStoreTest, RefusesWhatIsNotItsOwnAndLeavesIt ) {
    }
    std::string const good = bytes( file );
    edit( "pragma user_version = 1" );
-   EXPECT_EQ( refusal(), "has version 1, this program knows version 2" );
+   EXPECT_EQ( refusal(), "has version 1, this program knows version 3" );
    for ( auto const & [sql, why] :
          { std::pair( "update entry set position = 'x1' where path = 'a/map/7'",
                       "is damaged: a row has the position x1" ),
