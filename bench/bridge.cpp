@@ -13,6 +13,10 @@
 // standing, until the bridge has the changed flow. `flowChanged`: the same, until a packet takes
 // the new way.
 //
+// `switchAlone`: a flow is changed by hand on that bridge, without agent and driver, until a packet
+// takes the new way: what of `flowChanged` is the switch's own. `mod_us` is until the switch has
+// the flow.
+//
 // `hostMoved`: a host whose packets are redirected goes on at another port, with 100,000 rules
 // standing, from its first packet there until they are redirected there.
 
@@ -236,6 +240,52 @@ void hostMoved( benchmark::State & state ) {
    tell( state, std::move( seconds ) );
 }
 BENCHMARK( hostMoved )->UseManualTime()->Unit( benchmark::kMicrosecond )->Iterations( 100 );
+
+/** Last of all, since the programs are away then. */
+void switchAlone( benchmark::State & state ) {
+   Steered & steered = programmed();
+   Packets packets( steered );
+   Lab::Wire const & in = steered.wire( enteringPort );
+   Lab::Mac const sender{ 2, 0, 0, 0, 0xf1, 9 };
+   steered.kill();
+   Kel::Ptr< Orb::TaskScheduler > scheduler(
+      new Orb::TaskScheduler( std::make_unique< Orb::RealTime >() ) );
+   OpenFlow::Connection connection( scheduler, steered.openVSwitch().management( bridge ),
+                                    { .up = [] {},
+                                      .down = []( std::string const & ) {},
+                                      .portChanged = []( auto const &... ) {},
+                                      .flowChanged = []( auto const & ) {},
+                                      .changesMissed = [] {} } );
+   scheduler->run( [&] { return connection.isUp(); } );
+   OpenFlow::Flow const flow{
+      .table = preLookup,
+      .priority = 40000,
+      .match = OpenFlow::Match().vlan( serviceVlan ).ethSrc( Wirekit::EthAddr( sender ) ),
+      .actions = OpenFlow::Actions().setVlan( originalVlan ).resubmit( 11 ) };
+   bool isCaught = false;
+   std::vector< double > seconds;
+   std::vector< double > modSeconds;
+   for ( auto _ : state ) {
+      rest();
+      isCaught = !isCaught;
+      seconds.push_back( timed( [&] {
+         modSeconds.push_back( timed( [&] {
+            bool done = false;
+            connection.program( { { isCaught ? OpenFlow::FlowChange::Kind::add
+                                             : OpenFlow::FlowChange::Kind::deleteStrict,
+                                    flow } },
+                                [&]( auto const & ) { done = true; } );
+            scheduler->run( [&] { return done; } );
+         } ) );
+         packets.sendUntil( in, sender, serviceVlan, isCaught ? originalVlan : serviceVlan );
+      } ) );
+      state.SetIterationTime( seconds.back() );
+   }
+   std::ranges::sort( modSeconds );
+   state.counters["mod_us"] = 1e6 * modSeconds[modSeconds.size() / 2];
+   tell( state, std::move( seconds ) );
+}
+BENCHMARK( switchAlone )->UseManualTime()->Unit( benchmark::kMicrosecond )->Iterations( 300 );
 
 }  // namespace
 

@@ -115,6 +115,14 @@ void addTracePacket( CLI::App & app, TracePacketOptions & options ) {
       ->check( CLI::Range( 0, 65535 ) )
       ->needs( &protocol );
    addSource( command, options.source, options.json );
+   CLI::Option & bridge = *command.add_option(
+      "--bridge", options.bridge, "Hold it against what this Open vSwitch bridge does" );
+   bridge.check( someName );
+   command
+      .add_option( "--run-folder", options.runFolder,
+                   "Where the switch has its sockets (/var/run/openvswitch)" )
+      ->option_text( "DIR" )
+      ->needs( &bridge );
 }
 
 void addTraces( CLI::App & command, std::vector< std::string > & traces, std::string & file ) {

@@ -11,10 +11,14 @@ struct TracePacketOptions {
    StateSource source;
    /** For programs: a JSON array with one object. */
    bool json = false;
+   /** The Open vSwitch bridge that is asked the same; empty for none. */
+   std::string bridge;
+   std::string runFolder = "/var/run/openvswitch";
 };
 
-/** Prints the way of the frame. Returns the exit code: 2, and a line on standard error, when there
- *  is no such port or the parts of the frame don't fit each other. Throws InputError and
+/** Prints the way of the frame. Returns the exit code: 1 when the bridge does something else; 2,
+ * and a line on standard error, when there is no such port, the parts of the frame don't fit each
+ *  other, or the bridge doesn't answer. Throws InputError and
  *  Corestore::StoreError. */
 int tracePacket( TracePacketOptions const & options );
 

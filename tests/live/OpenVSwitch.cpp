@@ -99,13 +99,13 @@ OpenVSwitch::~OpenVSwitch() {
 
 void OpenVSwitch::startDaemon() {
    daemon_ = std::make_unique< Process >(
-      std::vector< std::string >{ "ip", "netns", "exec", netNamespace_, "ovs-vswitchd",
-                                  "unix:" + database(), "--disable-system",
-                                  "--unixctl=" + std::string( folder_.path() / "vs.ctl" ) },
+      std::vector< std::string >{
+         "ip", "netns", "exec", netNamespace_, "ovs-vswitchd", "unix:" + database(),
+         "--disable-system", "--pidfile=" + std::string( folder_.path() / "ovs-vswitchd.pid" ) },
       folder_.path() / "daemon.log" );
    auto const answers = [this] {
       try {
-         run( { "ovs-appctl", "-t", folder_.path() / "vs.ctl", "version" } );
+         run( { "ovs-appctl", "version" } );
          return true;
       } catch ( std::runtime_error const & ) {
          return false;
