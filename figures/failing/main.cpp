@@ -152,7 +152,7 @@ class Trials {
       auto program = around_.startTried( fault.prefix );
       change();
       bool isRight = false;
-      Live::eventually( [&] { return ( isRight = isAsWanted() ) || !program->isRunning(); }, 4 );
+      Live::eventually( [&] { return ( isRight = isAsWanted() ) || !program->isRunning(); }, 8 );
       bool const endedItself = !program->isRunning();
       std::optional< int > const code = endedItself ? program->ended( 0 ) : end( *program );
       std::string const said = lastLine( program->output() );

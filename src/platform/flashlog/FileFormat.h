@@ -1,12 +1,12 @@
 #pragma once
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
+#include <span>
 #include <string_view>
 
 #include "platform/kel/TraceHandle.h"
+#include "platform/slab/Words.h"
 
 /** What the trace file looks like, for its writer and its decoder alone.
  *
@@ -89,24 +89,11 @@ constexpr std::uint64_t roundUp( std::uint64_t size ) {
 template < class Head >
 std::uint32_t checkOf( Head head, std::string_view behind ) {
    head.check = 0;
-   std::uint64_t sum = behind.size();
-   auto const add = [&sum]( char const * at, std::size_t size ) {
-      std::uint64_t word = 0;
-      std::memcpy( &word, at, size );
-      sum = std::rotl( sum ^ word, 29 ) * 0x9e3779b97f4a7c15;
-   };
-   auto const * const bytes = reinterpret_cast< char const * >( &head );
-   static_assert( sizeof head % 8 == 0 );
-   for ( std::size_t i = 0; i != sizeof head; i += 8 ) {
-      add( bytes + i, 8 );
-   }
-   for ( ; behind.size() >= 8; behind.remove_prefix( 8 ) ) {
-      add( behind.data(), 8 );
-   }
-   if ( !behind.empty() ) {
-      add( behind.data(), behind.size() );
-   }
-   return static_cast< std::uint32_t >( sum ^ sum >> 32 );
+   Slab::Words::Digest digest;
+   digest.add( std::as_bytes( std::span( &head, 1 ) ) );
+   digest.add( behind.size() );
+   digest.add( std::as_bytes( std::span( behind ) ) );
+   return static_cast< std::uint32_t >( digest.value() );
 }
 
 }  // namespace Flashlog::Format
