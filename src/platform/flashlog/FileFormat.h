@@ -1,12 +1,12 @@
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <span>
+#include <cstring>
 #include <string_view>
 
 #include "platform/kel/TraceHandle.h"
-#include "platform/slab/Words.h"
 
 /** What the trace file looks like, for its writer and its decoder alone.
  *
@@ -85,15 +85,31 @@ constexpr std::uint64_t roundUp( std::uint64_t size ) {
 }
 
 /** Tells a head with what follows it from what damage leaves in their place. Its `check` itself
- *  doesn't count. */
+ *  doesn't count. No word waits for another one's share, since a trace point has to be quick; each
+ *  has a factor of its own, so that changes in two of them don't undo each other. */
 template < class Head >
 std::uint32_t checkOf( Head head, std::string_view behind ) {
    head.check = 0;
-   Slab::Words::Digest digest;
-   digest.add( std::as_bytes( std::span( &head, 1 ) ) );
-   digest.add( behind.size() );
-   digest.add( std::as_bytes( std::span( behind ) ) );
-   return static_cast< std::uint32_t >( digest.value() );
+   std::uint64_t sum = behind.size();
+   std::uint64_t factor = 0x9e3779b185ebca87;
+   auto const add = [&]( char const * at, std::size_t size ) {
+      std::uint64_t word = 0;
+      std::memcpy( &word, at, size );
+      sum += std::rotl( word * 0xc2b2ae3d27d4eb4f, 31 ) * factor;
+      factor += 0xd6e8feb86659fd92;
+   };
+   static_assert( sizeof head % 8 == 0 );
+   for ( std::size_t i = 0; i != sizeof head; i += 8 ) {
+      add( reinterpret_cast< char const * >( &head ) + i, 8 );
+   }
+   for ( ; behind.size() >= 8; behind.remove_prefix( 8 ) ) {
+      add( behind.data(), 8 );
+   }
+   if ( !behind.empty() ) {
+      add( behind.data(), behind.size() );
+   }
+   sum = ( sum ^ sum >> 32 ) * 0xd6e8feb86659fd93;
+   return static_cast< std::uint32_t >( sum >> 32 );
 }
 
 }  // namespace Flashlog::Format
