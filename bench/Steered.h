@@ -193,7 +193,7 @@ class Onlooker {
    /** How many have been told since the last call. */
    std::size_t takeChanges() {
       // What the bridge has said is read while time goes by.
-      Pause const pause( *scheduler_, 0.3 );
+      Pause const pause( *scheduler_, 1 );
       scheduler_->run( [&pause] { return pause.isOver(); } );
       return std::exchange( changes_, 0 );
    }
