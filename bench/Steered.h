@@ -150,6 +150,24 @@ class Steered {
    int started_ = 0;
 };
 
+/** Some time of a scheduler. */
+class Pause : private Orb::Timer {
+ public:
+   Pause( Orb::TaskScheduler & scheduler, Orb::Seconds seconds ) : scheduler_( scheduler ) {
+      scheduler_.arm( *this, scheduler_.now() + seconds );
+   }
+   ~Pause() override { scheduler_.disarm( *this ); }
+   Pause( Pause const & ) = delete;
+   Pause & operator=( Pause const & ) = delete;
+   bool isOver() const { return isOver_; }
+
+ private:
+   void due() override { isOver_ = true; }
+
+   Orb::TaskScheduler & scheduler_;
+   bool isOver_ = false;
+};
+
 /** Another connection to the bridge, which hears of changed rules. */
 class Onlooker {
  public:
@@ -174,8 +192,11 @@ class Onlooker {
       scheduler_->run( [&] { return changes_ >= count; } );
       changes_ -= count;
    }
+   /** How many have been told since the last call. */
    std::size_t takeChanges() {
-      scheduler_->runReady();
+      // What the bridge has said is read while time goes by.
+      Pause const pause( *scheduler_, 1 );
+      scheduler_->run( [&pause] { return pause.isOver(); } );
       return std::exchange( changes_, 0 );
    }
 

@@ -97,11 +97,11 @@ Measured script( Steered & steered ) {
       std::string changed = text.str();
       changed.replace( at, addressOf( round ).size(), addressOf( round ) );
       std::ofstream( state, std::ios::trunc ) << changed;
-      onlooker.takeChanges();
       seconds.push_back( timed( run ) );
+      onlooker.await( 2 * Bench::interfacesPerSet );
    }
    measured.change = median( seconds );
-   measured.changeMods = onlooker.takeChanges();
+   measured.changeMods = 2 * Bench::interfacesPerSet + onlooker.takeChanges();
    measured.restart = timed( run );
    measured.restartMods = onlooker.takeChanges();
    return measured;

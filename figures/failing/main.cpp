@@ -12,7 +12,7 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <set>
+#include <sstream>
 
 #include "failing/Faults.h"
 #include "live/OpenVSwitch.h"
@@ -152,8 +152,9 @@ class Trials {
       auto program = around_.startTried( fault.prefix );
       change();
       bool isRight = false;
-      Live::eventually( [&] { return ( isRight = isAsWanted() ) || !program->isRunning(); }, 4 );
+      Live::eventually( [&] { return ( isRight = isAsWanted() ) || !program->isRunning(); }, 8 );
       bool const endedItself = !program->isRunning();
+      std::string const differs = isRight || endedItself ? "" : difference();
       std::optional< int > const code = endedItself ? program->ended( 0 ) : end( *program );
       std::string const said = lastLine( program->output() );
       auto const isSignal = [&] { return !code || *code >= 128; };
@@ -163,12 +164,13 @@ class Trials {
       } else {
          ++( endedItself ? ended_ : isRight ? wentOn_ : waited_ );
          if ( !endedItself && !isRight ) {
-            std::fprintf( stderr, "%s: waits: %s\n", fault.name.c_str(), said.c_str() );
+            std::fprintf( stderr, "%s: waits: %s; %s\n", fault.name.c_str(), said.c_str(),
+                          differs.c_str() );
          }
       }
       program = around_.startTried( {} );
       if ( !Live::eventually( [this] { return isAsWanted(); }, 20 ) ) {
-         complain( fault, "the state is another one" );
+         complain( fault, "the state is another one: " + difference() );
       }
       end( *program );
       ++all_;
@@ -187,6 +189,16 @@ class Trials {
       around_.apply( isSecond_ );
    }
    bool isAsWanted() { return around_.state() == wanted_[isSecond_]; }
+   /** The first line that is another one. */
+   std::string difference() {
+      std::istringstream wanted( wanted_[isSecond_] );
+      std::istringstream now( around_.state() );
+      std::string want;
+      std::string is;
+      while ( std::getline( wanted, want ) && std::getline( now, is ) && want == is ) {
+      }
+      return is + " in place of " + want;
+   }
    /** The state when it changes no more. */
    std::string settled() {
       std::string last;

@@ -50,7 +50,12 @@ inline std::uint64_t at( std::span< std::byte const > bytes, std::size_t offset,
  */
 class Digest {
  public:
-   void add( std::uint64_t word ) { sum_ = std::rotl( sum_ ^ word, 29 ) * 0x9e3779b97f4a7c15U; }
+   void add( std::uint64_t word ) {
+      // By itself first, or else two changed bits in words that follow each other could undo each
+      // other whatever else stands there.
+      word = std::rotl( word * 0xc2b2ae3d27d4eb4fU, 31 ) * 0x9e3779b185ebca87U;
+      sum_ = std::rotl( sum_ ^ word, 29 ) * 0x9e3779b97f4a7c15U;
+   }
 
    void add( std::span< std::byte const > bytes ) {
       forEach( bytes.size(), [&]( std::size_t, std::size_t offset, std::size_t count ) {

@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "platform/kel/Exceptions.h"
+#include "platform/slab/Words.h"
 
 namespace {
 
@@ -534,6 +535,19 @@ TEST( SegmentNames, OnlySegmentsOfDeadProcessesAreSweptUp ) {
    EXPECT_TRUE( exists( foreign.name() ) );
    for ( unsigned i = 0; i < 100; ++i )
       EXPECT_FALSE( exists( dead + std::to_string( i ) + "-left" ) );
+}
+
+TEST_F( SharedTableTest, TwoChangedBitsDoNotUndoEachOther ) {
+   std::array< std::uint64_t, 3 > const words{ 1, 0x0123456789abcdef, 7 };
+   auto const whole = Slab::Words::digestOf( { bytes( words ) } );
+   for ( unsigned one = 0; one != 192; ++one ) {
+      for ( unsigned other = one + 1; other != 192; ++other ) {
+         auto changed = words;
+         changed[one / 64] ^= std::uint64_t{ 1 } << one % 64;
+         changed[other / 64] ^= std::uint64_t{ 1 } << other % 64;
+         ASSERT_NE( Slab::Words::digestOf( { bytes( changed ) } ), whole ) << one << " " << other;
+      }
+   }
 }
 
 }  // namespace
