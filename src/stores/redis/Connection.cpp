@@ -30,17 +30,30 @@ void addNumber( std::string & text, char kind, std::size_t number ) {
    text.append( digits, end + 2 );
 }
 
-/** Appends a command as it goes to a server. */
-void addCommand( std::string & text, Words words ) {
-   addNumber( text, '*', words.size() );
-   for ( std::string_view word : words ) {
-      addNumber( text, '$', word.size() );
-      text += word;
-      text += "\r\n";
+}  // namespace
+
+void CommandText::add( std::initializer_list< std::string_view > parts ) {
+   std::size_t size = 0;
+   for ( std::string_view part : parts ) {
+      size += part.size();
    }
+   addNumber( words_, '$', size );
+   for ( std::string_view part : parts ) {
+      words_ += part;
+   }
+   words_ += "\r\n";
+   ++count_;
 }
 
-}  // namespace
+void CommandText::add( CommandText const & more ) {
+   words_ += more.words_;
+   count_ += more.count_;
+}
+
+void CommandText::clear() {
+   words_.clear();
+   count_ = 0;
+}
 
 Connection::Connection( Kel::Ptr< Orb::TaskScheduler > scheduler, Address const & address,
                         Closed closed )
@@ -171,23 +184,45 @@ void Connection::close( std::string const & reason ) {
    }
 }
 
-void Connection::send( Words words, Answer answer ) {
+void Connection::awaitReply( Answer answer ) {
    if ( answer || awaited_.empty() || awaited_.back().answer ) {
       awaited_.push_back( { std::move( answer ), 0 } );
    }
+}
+
+void Connection::send( Words words, Answer answer ) {
+   awaitReply( std::move( answer ) );
    sendOn( words );
 }
 
-void Connection::sendOn( Words words ) {
-   if ( !context_ ) {
-      return;
+void Connection::send( CommandText const & command ) {
+   awaitReply( {} );
+   if ( context_ ) {
+      ++awaited_.back().count;
+      addNumber( out_, '*', command.count_ );
+      out_ += command.words_;
+      added();
    }
-   ++awaited_.back().count;
-   add( words );
+}
+
+void Connection::sendOn( Words words ) {
+   if ( context_ ) {
+      ++awaited_.back().count;
+      add( words );
+   }
 }
 
 void Connection::add( Words words ) {
-   addCommand( out_, words );
+   addNumber( out_, '*', words.size() );
+   for ( std::string_view word : words ) {
+      addNumber( out_, '$', word.size() );
+      out_ += word;
+      out_ += "\r\n";
+   }
+   added();
+}
+
+void Connection::added() {
    if ( !isConnected_ ) {
       return;
    }

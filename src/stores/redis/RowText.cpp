@@ -48,28 +48,45 @@ std::uint64_t hashOf( std::string_view name, std::string_view json ) {
           0x9e3779b97f4a7c15;
 }
 
+/** Of names of one row, which are few. */
+std::uint32_t nameHash( std::string_view name ) {
+   return static_cast< std::uint32_t >( std::hash< std::string_view >{}( name ) );
+}
+
 }  // namespace
+
+void RowText::add( std::string_view name, Value const & value ) {
+   std::size_t const begin = json_.size();
+   Corestore::addJson( json_, value );
+   fields_.push_back( { name, begin, json_.size() - begin } );
+}
+
+void RowText::rowIs( Row const & row ) {
+   fields_.clear();
+   json_.clear();
+   if ( row.form == RowForm::entity || row.form == RowForm::record ) {
+      for ( auto const & [name, value] : *row.value.as< Value::Object >() ) {
+         add( name, value );
+      }
+   } else {
+      add( "", row.value );
+   }
+}
 
 std::uint64_t RowText::fingerprint() const {
    std::uint64_t sum = 1;
-   for ( auto const & [name, json] : fields ) {
-      sum += hashOf( name, json );
+   for ( std::size_t i = 0; i != fields_.size(); ++i ) {
+      sum += hashOf( name( i ), json( i ) );
    }
    return sum;
 }
 
-RowText textOf( Row const & row ) {
-   RowText text;
-   auto const * const members = row.value.as< Value::Object >();
-   if ( row.form == RowForm::entity || row.form == RowForm::record ) {
-      text.fields.reserve( members->size() );
-      for ( auto const & [name, value] : *members ) {
-         text.fields.emplace_back( name, Corestore::jsonLine( value ) );
-      }
-   } else {
-      text.fields.emplace_back( "", Corestore::jsonLine( row.value ) );
+std::uint32_t RowText::names() const {
+   std::uint32_t sum = 0;
+   for ( Field const & field : fields_ ) {
+      sum += nameHash( field.name );
    }
-   return text;
+   return sum;
 }
 
 ReadRow readHash( std::string path, RowForm form, redisReply const & reply ) {
@@ -85,6 +102,7 @@ ReadRow readHash( std::string path, RowForm form, redisReply const & reply ) {
          if ( name == positionField ) {
             read.position = positionOf( json );
          } else {
+            read.names += nameHash( name );
             members.emplace_back( name, parsed( json ) );
             read.fingerprint += hashOf( name, json );
          }
@@ -104,7 +122,8 @@ ReadRow readString( std::string path, redisReply const & reply ) {
    checkKind( reply );
    return { { std::move( path ), RowForm::value, parsed( textOf( reply ) ) },
             0,
-            1 + hashOf( "", textOf( reply ) ) };
+            1 + hashOf( "", textOf( reply ) ),
+            nameHash( "" ) };
 }
 
 std::vector< ReadRow > readBook(
@@ -123,8 +142,10 @@ std::vector< ReadRow > readBook(
          }
          std::uint64_t const position = positionOf( entry.substr( 1, comma - 1 ) );
          entry = entry.substr( comma + 1, entry.size() - comma - 2 );
-         rows.push_back(
-            { { entryPath, RowForm::book, parsed( entry ) }, position, 1 + hashOf( "", entry ) } );
+         rows.push_back( { { entryPath, RowForm::book, parsed( entry ) },
+                           position,
+                           1 + hashOf( "", entry ),
+                           nameHash( "" ) } );
       } catch ( ValueError const & e ) {
          bad( entryPath, e.what() );
       }
@@ -154,10 +175,6 @@ void sortRows( std::vector< ReadRow > & rows ) {
       sorted.push_back( std::move( *place.read ) );
    }
    rows = std::move( sorted );
-}
-
-std::string bookField( std::uint64_t position, std::string const & json ) {
-   return "[" + std::to_string( position ) + "," + json + "]";
 }
 
 }  // namespace Redis
