@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
@@ -18,8 +19,9 @@ namespace {
 
 /** A server that doesn't answer a connection attempt within so many seconds isn't there. */
 constexpr Orb::Seconds connectTime = 5;
-/** What has gathered goes out in pieces of this size, so that the server is at work meanwhile. */
-constexpr std::size_t pieceSize = std::size_t{ 64 } * 1024;
+/** What has gathered goes out in pieces of these sizes, so that the server is at work meanwhile. */
+constexpr std::size_t firstPiece = std::size_t{ 4 } * 1024;
+constexpr std::size_t largestPiece = std::size_t{ 64 } * 1024;
 
 void addNumber( std::string & text, char kind, std::size_t number ) {
    char digits[24];
@@ -57,7 +59,9 @@ void CommandText::clear() {
 
 Connection::Connection( Kel::Ptr< Orb::TaskScheduler > scheduler, Address const & address,
                         Closed closed )
-   : scheduler_( std::move( scheduler ) ), closed_( std::move( closed ) ) {
+   : scheduler_( std::move( scheduler ) ),
+     closed_( std::move( closed ) ),
+     pieceSize_( firstPiece ) {
    context_ = address.socket.empty() ? redisConnectNonBlock( address.host.c_str(), address.port )
                                      : redisConnectUnixNonBlock( address.socket.c_str() );
    if ( !context_ || context_->err ) {
@@ -126,11 +130,11 @@ void Connection::write() {
    // What is left moves seldom, and a large turn leaves no large buffer.
    if ( sent_ >= out_.size() - sent_ ) {
       out_.erase( 0, std::exchange( sent_, 0 ) );
-      if ( out_.capacity() > 4 * pieceSize && out_.empty() ) {
+      if ( out_.capacity() > 4 * largestPiece && out_.empty() ) {
          out_.shrink_to_fit();
       }
    }
-   nextPiece_ = out_.size() + pieceSize;
+   nextPiece_ = out_.size() + pieceSize_;
    waitFor( out_.empty() ? POLLIN : POLLIN | POLLOUT );
 }
 
@@ -227,6 +231,7 @@ void Connection::added() {
       return;
    }
    if ( out_.size() >= nextPiece_ ) {
+      pieceSize_ = std::min( 2 * pieceSize_, largestPiece );
       write();
    } else {
       waitFor( POLLIN | POLLOUT );
@@ -235,6 +240,7 @@ void Connection::added() {
 
 void Connection::flush() {
    if ( context_ && isConnected_ ) {
+      pieceSize_ = firstPiece;
       write();
    }
 }

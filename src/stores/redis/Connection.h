@@ -107,6 +107,8 @@ class Connection : private Orb::Descriptor, private Orb::Timer {
    std::string out_;
    std::size_t sent_ = 0;
    std::size_t nextPiece_ = 0;
+   /** They grow while more comes. */
+   std::size_t pieceSize_;
    /** In the order of the commands. */
    std::deque< Awaited > awaited_;
    Answer message_;

@@ -107,7 +107,7 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
       /** What it has said of itself. */
       std::map< std::string, std::string > fields;
    };
-   /** Asks for it, while the store is ready. */
+   /** Asks for it, while the store is ready. When all is read anew there is no answer. */
    void askProcess( std::string const & role, std::function< void( Process const & ) > answer );
    /** What the process says of itself; written when it differs. False while it cannot be. */
    bool processIs( std::vector< std::pair< std::string, std::string > > const & fields );

@@ -54,16 +54,20 @@ void RedisStore::scan( std::string const & cursor ) {
                               if ( failed( reply ) || parts.size() != 2 ) {
                                  return;
                               }
+                              // The server is at work meanwhile.
+                              bool const isLast = textOf( *parts[0] ) == "0";
+                              if ( !isLast ) {
+                                 scan( std::string( textOf( *parts[0] ) ) );
+                                 link_->commands().flush();
+                              }
                               for ( redisReply const * key : elementsOf( *parts[1] ) ) {
                                  auto const path = keys_.pathOf( textOf( *key ) );
                                  if ( path && !Keys::isOwn( *path ) && follows( *path ) ) {
                                     found_.emplace_back( *path );
                                  }
                               }
-                              if ( textOf( *parts[0] ) == "0" ) {
+                              if ( isLast ) {
                                  readOrder();
-                              } else {
-                                 scan( std::string( textOf( *parts[0] ) ) );
                               }
                            } ) );
 }
@@ -140,15 +144,16 @@ void RedisStore::allRead() {
       standing_.add( read.row.path,
                      { read.fingerprint, read.position, read.names, read.row.form } );
    }
-   sortRows( rows );
    phase_ = Phase::ready;
    waiting_.clear();
    tell( Event::progress, shownServer() + ": the state of switch " + setup_.switchName + " has " +
                              std::to_string( rows.size() ) + " rows" );
    if ( holder_ ) {
+      sortRows( rows );
       compare( std::move( rows ) );
       readChanged();
    } else {
+      sortRowsTogether( rows );
       toLoad_ = std::move( rows );
    }
 }

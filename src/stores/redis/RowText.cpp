@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <functional>
+#include <unordered_map>
 
 #include "platform/corestore/ValueText.h"
 #include "platform/kel/StandardError.h"
@@ -95,6 +96,7 @@ ReadRow readHash( std::string path, RowForm form, redisReply const & reply ) {
    Value::Object members;
    read.fingerprint = 1;
    auto const words = elementsOf( reply );
+   members.reserve( words.size() / 2 );
    for ( std::size_t i = 0; i + 1 < words.size(); i += 2 ) {
       std::string_view const name = textOf( *words[i] );
       std::string_view const json = textOf( *words[i + 1] );
@@ -110,7 +112,7 @@ ReadRow readHash( std::string path, RowForm form, redisReply const & reply ) {
          if ( form != RowForm::entity ) {
             throw e.below( name );
          }
-         read.bad.emplace( name, e.what() );
+         read.bad.emplace_back( name, e.what() );
          read.fingerprint += hashOf( name, json );
       }
    }
@@ -153,19 +155,29 @@ std::vector< ReadRow > readBook(
    return rows;
 }
 
-void sortRows( std::vector< ReadRow > & rows ) {
+namespace {
+
+/** Sorts rows, those of a collection together if it has a number. */
+void sortBy( std::vector< ReadRow > & rows,
+             std::function< std::size_t( std::string_view holder ) > const & numberOf ) {
    struct Place {
       std::ptrdiff_t depth;
+      std::size_t holder;
       std::uint64_t position;
       ReadRow * read;
    };
    std::vector< Place > places;
    places.reserve( rows.size() );
    for ( ReadRow & read : rows ) {
-      places.push_back( { std::ranges::count( read.row.path, '/' ), read.position, &read } );
+      std::string_view const path = read.row.path;
+      std::size_t const slash = path.rfind( '/' );
+      places.push_back( { std::ranges::count( path, '/' ),
+                          numberOf( path.substr( 0, slash == path.npos ? 0 : slash ) ),
+                          read.position, &read } );
    }
    std::ranges::sort( places, []( Place const & a, Place const & b ) {
       return a.depth != b.depth         ? a.depth < b.depth
+             : a.holder != b.holder     ? a.holder < b.holder
              : a.position != b.position ? a.position < b.position
                                         : a.read->row.path < b.read->row.path;
    } );
@@ -175,6 +187,25 @@ void sortRows( std::vector< ReadRow > & rows ) {
       sorted.push_back( std::move( *place.read ) );
    }
    rows = std::move( sorted );
+}
+
+}  // namespace
+
+void sortRows( std::vector< ReadRow > & rows ) {
+   sortBy( rows, []( std::string_view ) { return 0; } );
+}
+
+void sortRowsTogether( std::vector< ReadRow > & rows ) {
+   std::unordered_map< std::string_view, std::size_t > numbers;
+   std::string_view last;
+   std::size_t number = 0;
+   sortBy( rows, [&]( std::string_view holder ) {
+      if ( holder != last || numbers.empty() ) {
+         last = holder;
+         number = numbers.try_emplace( holder, numbers.size() ).first->second;
+      }
+      return number;
+   } );
 }
 
 }  // namespace Redis

@@ -2,9 +2,9 @@
 
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/corestore/Store.h"
@@ -54,7 +54,7 @@ struct ReadRow {
    std::uint64_t fingerprint = 0;
    std::uint32_t names = 0;
    /** Fields of an entity that cannot be read, and why; they are left out. */
-   std::map< std::string, std::string > bad = {};
+   std::vector< std::pair< std::string, std::string > > bad = {};
 };
 
 /** A row from the fields of a hash, for RowForm::entity and RowForm::record. Throws
@@ -71,4 +71,6 @@ std::vector< ReadRow > readBook(
  *  collections in the order in which this process put their rows, behind those that others have
  *  put, by name. */
 void sortRows( std::vector< ReadRow > & rows );
+/** The same, and the rows of a collection stand together, for whom nobody is told of each. */
+void sortRowsTogether( std::vector< ReadRow > & rows );
 }  // namespace Redis
