@@ -60,12 +60,16 @@ Findings standingOf( LiveState & state ) {
    findings.skipped = state.store().skipped();
    findings.furtherSkipped = state.store().furtherSkipped();
    for ( char const * role : roles ) {
-      bool answered = false;
-      state.store().askProcess( role, [&]( Redis::RedisStore::Process const & process ) {
-         findings.processes.emplace( role, process );
-         answered = true;
-      } );
-      state.waitFor( [&answered] { return answered; } );
+      while ( !findings.processes.contains( role ) ) {
+         std::uint64_t const attempt = state.store().attempt();
+         state.store().askProcess( role, [&]( Redis::RedisStore::Process const & process ) {
+            findings.processes.emplace( role, process );
+         } );
+         state.waitFor( [&] {
+            return findings.processes.contains( role ) ||
+                   ( state.store().attempt() != attempt && state.store().isReady() );
+         } );
+      }
    }
    return findings;
 }
@@ -161,11 +165,12 @@ void printJson( Findings const & findings ) {
       }
       processes.emplace_back( role, std::move( members ) );
    }
-   std::cout << Corestore::jsonSorted(
-                   Kel::Value::Object{ { "unwanted", array( findings.unwanted ) },
-                                       { "missing", array( findings.missing ) },
-                                       { "skipped", skipped },
-                                       { "processes", processes } } )
+   std::cout << Corestore::jsonSorted( Kel::Value::Object{
+                   { "unwanted", array( findings.unwanted ) },
+                   { "missing", array( findings.missing ) },
+                   { "skipped", skipped },
+                   { "furtherSkipped", static_cast< std::uint64_t >( findings.furtherSkipped ) },
+                   { "processes", processes } } )
              << "\n";
 }
 

@@ -1,5 +1,7 @@
 #include "program/LiveService.h"
 
+#include <malloc.h>
+
 #include <chrono>
 #include <utility>
 #include <vector>
@@ -20,6 +22,8 @@ using Event = Redis::RedisStore::Event;
 
 constexpr int exitRefused = 1;
 constexpr Orb::Seconds longestEnd = 10;
+/** So many rows leave memory behind that is worth to be given back. */
+constexpr std::uint64_t manyRows = 5'000;
 
 /** Tells each second what the process says of itself, where that has changed. */
 class ProcessRow : private Orb::Timer {
@@ -56,6 +60,10 @@ class ProcessRow : private Orb::Timer {
                                      { "skipped", std::to_string( skipped ) },
                                      { "reconnects", std::to_string( counters.reconnects ) } } );
       if ( told ) {
+         if ( counters.written - givenBackAt_ >= manyRows ) {
+            givenBackAt_ = counters.written;
+            ::malloc_trim( 0 );
+         }
          written_ = counters.written;
          skipped_ = skipped;
       }
@@ -64,6 +72,7 @@ class ProcessRow : private Orb::Timer {
    LiveState & state_;
    std::string started_;
    std::uint64_t written_ = ~std::uint64_t{ 0 };
+   std::uint64_t givenBackAt_ = 0;
    std::size_t skipped_ = 0;
 };
 
@@ -153,6 +162,8 @@ int runService( LiveService const & service ) {
       logEvent( LogLevel::info, service.role + " serves switch " + service.live.switchName,
                 { { "event", "ready" }, { "switch", service.live.switchName } } );
       tellServiceManager( "READY=1" );
+      // What has been read was held twice.
+      ::malloc_trim( 0 );
       ProcessRow const process( state );
       SpareMemory const spareMemory( Kel::Ptr< Orb::TaskScheduler >( &state.scheduler() ) );
       state.scheduler().run( over );

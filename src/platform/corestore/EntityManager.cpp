@@ -133,7 +133,8 @@ Kel::Ptr< Kel::Entity > EntityManager::entityIs( std::string_view path, std::str
    Kel::TypeRecord const * record = Kel::typeNode( type );
    Kel::Ptr< Kel::Entity > fresh = record ? record->create( Kel::Name( path ) ) : nullptr;
    if ( fresh ) {
-      entities_.emplace( path, fresh );
+      places_.emplace( fresh.ptr(), entities_.emplace( path, fresh ).first );
+      lastRoot_ = entities_.end();
    }
    return fresh;
 }
@@ -161,23 +162,38 @@ void EntityManager::saveTo( Store & store ) const {
    store.flush();
 }
 
-RowPlace EntityManager::placeOf( std::string_view path ) const {
-   // Paths of roots hold slashes themselves; the longest that begins the row's own is its root, and
-   // stands right before it unless another one's name goes on.
-   auto const above = entities_.upper_bound( path );
-   auto root = above == entities_.begin() ? entities_.end() : std::prev( above );
+EntityManager::Entities::const_iterator EntityManager::rootAbove( std::string_view path ) const {
+   auto root = lastRoot_;
    auto const isRoot = [&] {
       return root != entities_.end() && path.starts_with( root->first ) &&
              ( path.size() == root->first.size() || path[root->first.size()] == '/' );
    };
+   if ( isRoot() ) {
+      return root;
+   }
+   // Paths of roots hold slashes themselves; the longest that begins the row's own is its root, and
+   // stands right before it unless another one's name goes on.
+   auto const above = entities_.upper_bound( path );
+   root = above == entities_.begin() ? entities_.end() : std::prev( above );
    for ( std::size_t end = path.rfind( '/' ); !isRoot() && end != 0 && end != path.npos;
          end = path.rfind( '/', end - 1 ) ) {
       root = entities_.find( path.substr( 0, end ) );
    }
-   if ( isRoot() ) {
-      return rowPlace( root->second, rowsOf( root->first ), path.substr( root->first.size() ) );
+   if ( !isRoot() ) {
+      return entities_.end();
    }
-   throw Kel::ValueError( "stands without its entity" );
+   auto const next = std::next( root );
+   bool const isLowest = next == entities_.end() || !next->first.starts_with( root->first );
+   lastRoot_ = isLowest ? root : entities_.end();
+   return root;
+}
+
+RowPlace EntityManager::placeOf( std::string_view path ) const {
+   auto const root = rootAbove( path );
+   if ( root == entities_.end() ) {
+      throw Kel::ValueError( "stands without its entity" );
+   }
+   return rowPlace( root->second, rowsOf( root->first ), path.substr( root->first.size() ) );
 }
 
 RowForm EntityManager::formOf( std::string_view path ) const {
@@ -193,7 +209,7 @@ void EntityManager::apply( Row const & row, bool deleted, Store & store, Mutate 
    Kel::Value const * value = &row.value;
    // Of a row without those of its members that do not fit.
    Kel::Value left;
-   // All is checked before anything is changed: what a mutator throws is not the row's fault.
+   // All that one mutator does not check by itself is checked before anything is changed.
    for ( bool fits = false; !fits; ) {
       fits = true;
       try {
@@ -222,10 +238,19 @@ void EntityManager::apply( Row const & row, bool deleted, Store & store, Mutate 
          fits = false;
       }
    }
-   if ( !deleted ) {
+   if ( deleted ) {
+      if ( place.form != RowForm::bookMap ) {
+         deleteRow( place, mutate );
+      }
+      return;
+   }
+   try {
       applyRow( place, *value, mutate );
-   } else if ( place.form != RowForm::bookMap ) {
-      deleteRow( place, mutate );
+   } catch ( Kel::ValueError const & e ) {
+      if ( place.form == RowForm::entity ) {
+         throw;
+      }
+      store.refused( { row, deleted }, e );
    }
 }
 
@@ -270,8 +295,8 @@ EntityManager::Entities::const_iterator EntityManager::rootOf( Kel::Entity const
    while ( root->parent() ) {
       root = root->parent();
    }
-   auto const found = entities_.find( root->keyName() );
-   return found != entities_.end() && found->second.ptr() == root ? found : entities_.end();
+   auto const found = places_.find( root );
+   return found == places_.end() ? entities_.end() : found->second;
 }
 
 void EntityManager::save() {

@@ -3,6 +3,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/corestore/EntityRows.h"
@@ -179,6 +180,8 @@ class EntityManager : public Kel::PtrInterface, public RowHolder, private Kel::C
    void sinkIs();
    /** Where the entity's root stands; the end for one that has no place here. */
    Entities::const_iterator rootOf( Kel::Entity const & entity ) const;
+   /** The root that a row's path belongs to; the end for none. */
+   Entities::const_iterator rootAbove( std::string_view path ) const;
 
    Kel::Ptr< Orb::TaskScheduler > scheduler_;
    /** The caller's; null for state that lives in memory alone. */
@@ -186,6 +189,9 @@ class EntityManager : public Kel::PtrInterface, public RowHolder, private Kel::C
    PendingChanges unsaved_;
    std::string arriving_;
    Entities entities_;
+   std::unordered_map< Kel::Entity const *, Entities::const_iterator > places_;
+   /** The root of the row that was placed last, if no other root stands below it. */
+   mutable Entities::const_iterator lastRoot_ = entities_.end();
    /** Of those roots of whose rows more is known than their type tells. */
    std::map< std::string, RootRows, std::less<> > rootRows_;
    std::map< std::string, Mount, std::less<> > mounts_;

@@ -63,6 +63,7 @@ std::string entryPath( std::string const & entityPath, Kel::AttributeRecord cons
 
 Row entityRow( Kel::Entity const & entity, std::string const & path ) {
    Kel::Value::Object members;
+   members.reserve( entity.fwkType().attributes().size() + 1 );
    Kel::AttributeRecord const * const holding = holdingAttribute( entity );
    if ( holding && holding->kind() == AttributeKind::Directory ) {
       members.emplace_back( typeMember, entity.fwkType().name );
@@ -293,9 +294,14 @@ Kel::TypeRecord const & typeAt( RowPlace const & place, Kel::Value const & value
    return typeOf( standing ? &standing->fwkType() : place.type, value );
 }
 
-void checkRoom( RowPlace const & place ) {
+/** A table takes what has been checked, and no more than it has room for. */
+void checkTableRow( RowPlace const & place, Kel::Value const & value ) {
    auto const * const table = dynamic_cast< Slab::TableEntity const * >( place.holder.ptr() );
-   if ( table && table->room() == 0 && !place.attribute->read( *table, place.key ) ) {
+   if ( !table ) {
+      return;
+   }
+   place.attribute->check( place.key, value );
+   if ( table->room() == 0 && !place.attribute->read( *table, place.key ) ) {
       throw Kel::ValueError( "finds the table full" );
    }
 }
@@ -336,8 +342,7 @@ void checkRow( RowPlace const & place, Kel::Value const & value ) {
    } else if ( value.isNull() ) {
       Kel::Detail::failKind( "a value", value );
    }
-   place.attribute->check( place.key, value );
-   checkRoom( place );
+   checkTableRow( place, value );
 }
 
 void applyRow( RowPlace const & place, Kel::Value const & value, Mutate const & mutate ) {

@@ -62,10 +62,13 @@ using Mutate = std::function< void( std::function< void() > const & mutator ) >;
 
 /** Whether the entity of a row stands, for the row of one. */
 bool stands( RowPlace const & place );
-/** Throws Kel::ValueError, with its place inside the row, unless it fits there. */
+/** Throws Kel::ValueError, with its place inside the row, for one that cannot be applied there;
+ *  what the value of a map's entry says is left to `applyRow`, since to find out is most of its
+ *  work. */
 void checkRow( RowPlace const & place, Kel::Value const & value );
 /** Makes what stands at a place as its row tells, which was checked: each attribute that differs by
- *  one mutator. */
+ *  one mutator. Throws Kel::ValueError for the value of a map's entry that does not fit, and
+ *  changes nothing then. */
 void applyRow( RowPlace const & place, Kel::Value const & value, Mutate const & mutate );
 /** Takes out what a row stood for, with all below it; of a root, its scalars. Nothing happens when
  *  it is gone already. */

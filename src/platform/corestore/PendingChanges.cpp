@@ -1,34 +1,23 @@
 #include "platform/corestore/PendingChanges.h"
 
-#include <unordered_map>
-#include <unordered_set>
 #include <utility>
 
 namespace Corestore {
 
-namespace {
-
-/** The entities that were written with all that is in them. */
-class WrittenWhole {
- public:
-   void add( Kel::Entity const & entity ) { entities_.insert( &entity ); }
-   bool covers( Kel::Entity const & entity ) const {
-      for ( Kel::Entity const * at = &entity; at && !entities_.empty(); at = at->parent() ) {
-         if ( entities_.contains( at ) ) {
-            return true;
-         }
+bool PendingChanges::isCovered( Kel::Entity const & entity ) const {
+   for ( Kel::Entity const * at = &entity; at && !fresh_.empty(); at = at->parent() ) {
+      if ( fresh_.contains( at ) ) {
+         return true;
       }
-      return false;
    }
-
- private:
-   std::unordered_set< Kel::Entity const * > entities_;
-};
-
-}  // namespace
+   return false;
+}
 
 void PendingChanges::add( Kel::Entity const & entity, Kel::AttributeRecord const & attribute,
                           void const * key ) {
+   if ( isCovered( entity ) ) {
+      return;
+   }
    if ( attribute.kind() == Kel::AttributeKind::Scalar ) {
       entries_.set( Entry{ &entity, nullptr, {} }, Was::Changed );
       return;
@@ -49,6 +38,10 @@ void PendingChanges::add( Kel::Entity const & entity, Kel::AttributeRecord const
    } else if ( !before ) {
       entries_.add( entry, Was::Changed );
    }
+   if ( attribute.kind() != Kel::AttributeKind::Map ) {
+      Kel::Ptr< Kel::Entity const > const child = attribute.child( entity, text );
+      fresh_.emplace( child.ptr(), child );
+   }
 }
 
 void PendingChanges::addAbsent( Kel::Entity const & entity, Kel::AttributeRecord const & attribute,
@@ -56,35 +49,40 @@ void PendingChanges::addAbsent( Kel::Entity const & entity, Kel::AttributeRecord
    entries_.set( Entry{ &entity, &attribute, key }, Was::Absent );
 }
 
+void PendingChanges::clear() {
+   entries_.clear();
+   fresh_.clear();
+}
+
 void PendingChanges::writeTo( Store & store, RowsOf const & rowsOf ) {
    struct Place {
       /** Null for none. */
-      RootRows const * rows;
+      RootRows const * rows = nullptr;
       std::string path;
    };
    // Many of a turn's changes are of few entities.
    std::unordered_map< Kel::Entity const *, Place > places;
-   WrittenWhole whole;
    auto const put = [&store]( Row const & row ) { store.put( row ); };
-   using Walk = Kel::MemberWalk< Entries >;
-   for ( auto const & [entry, was] : Walk( nullptr, entries_ ) ) {
+   // A store changes nothing here.
+   for ( Entries::Cursor cursor( entries_ ); cursor; cursor.advance() ) {
+      auto const & [entry, was] = cursor.current();
       Kel::Entity const & entity = *entry.entity;
-      auto const [place, fresh] = places.try_emplace( &entity );
+      auto const [place, isNew] = places.try_emplace( &entity );
       auto & [rows, path] = place->second;
-      if ( fresh ) {
-         rows = rowsOf( entity );
-         path = rows ? rowPath( entity ) : std::string();
+      if ( isNew && ( rows = rowsOf( entity ) ) ) {
+         path = rowPath( entity );
       }
-      if ( !rows || whole.covers( entity ) ) {
+      if ( !rows || isCovered( entity ) ) {
          continue;
       }
       if ( !entry.attribute ) {
          store.put( entityRow( entity, path ) );
          continue;
       }
-      std::string const at = entryPath( path, *entry.attribute, entry.key );
-      Kel::Ptr< Kel::Entity > const child = entry.attribute->child( entity, entry.key );
-      auto const row = entryRow( entity, at, *entry.attribute, entry.key, *rows );
+      std::string const key( entry.key.view() );
+      std::string const at = entryPath( path, *entry.attribute, key );
+      Kel::Ptr< Kel::Entity > const child = entry.attribute->child( entity, key );
+      auto const row = entryRow( entity, at, *entry.attribute, key, *rows );
       if ( was != Was::Changed || ( !row && !child ) ) {
          store.del( at );
       }
@@ -92,10 +90,9 @@ void PendingChanges::writeTo( Store & store, RowsOf const & rowsOf ) {
          store.put( *row );
       } else if ( child ) {
          forEachRow( *child, at, *rows, put );
-         whole.add( *child );
       }
    }
-   entries_.clear();
+   clear();
 }
 
 }  // namespace Corestore

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <string>
+#include <unordered_map>
 
 #include "platform/corestore/EntityRows.h"
 #include "platform/corestore/Store.h"
@@ -22,21 +23,21 @@ class PendingChanges {
    using RowsOf = std::function< RootRows const *( Kel::Entity const & ) >;
    /** Puts and deletes rows. Those of entities without a place are forgotten. */
    void writeTo( Store & store, RowsOf const & rowsOf );
-   void clear() { entries_.clear(); }
+   void clear();
 
  private:
    struct Entry {
       Kel::Ptr< Kel::Entity const > entity;
       /** Of the entity's class; null for the row of the entity itself. */
       Kel::AttributeRecord const * attribute;
-      std::string key;
+      Kel::String key;
 
       friend bool operator==( Entry const &, Entry const & ) = default;
       std::size_t hash() const {
          return Kel::combineHash(
             Kel::combineHash( Kel::hashOf( reinterpret_cast< std::uintptr_t >( entity.ptr() ) ),
                               attribute ? attribute->id() : Kel::attributeLimit ),
-            std::hash< std::string >{}( key ) );
+            key.hash() );
       }
    };
    enum class Was {
@@ -49,8 +50,14 @@ class PendingChanges {
    };
    using Entries = Kel::HashMap2018< Entry, Was >;
 
+   /** Whether the entity is written with another one that has come. */
+   bool isCovered( Kel::Entity const & entity ) const;
+
    /** In the order in which they came to stand. */
    Entries entries_;
+   /** Those that have come meanwhile. They are written with all that is in them then, so that what
+    *  changes in them needs no note. */
+   std::unordered_map< Kel::Entity const *, Kel::Ptr< Kel::Entity const > > fresh_;
 };
 
 }  // namespace Corestore

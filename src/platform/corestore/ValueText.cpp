@@ -318,8 +318,12 @@ Kel::Value parseJson( std::string_view text ) {
 
 std::string jsonLine( Kel::Value const & value ) {
    std::string line;
-   LineWriter( line ).add( value );
+   addJson( line, value );
    return line;
+}
+
+void addJson( std::string & text, Kel::Value const & value ) {
+   LineWriter( text ).add( value );
 }
 
 std::string jsonSorted( Kel::Value const & value ) {

@@ -19,6 +19,8 @@ Kel::Value parseJson( std::string_view text );
 
 /** JSON on one line, with members in the value's own order. */
 std::string jsonLine( Kel::Value const & value );
+/** Appends the same to a text. */
+void addJson( std::string & text, Kel::Value const & value );
 /** JSON for people: indented, members sorted by name. */
 std::string jsonSorted( Kel::Value const & value );
 

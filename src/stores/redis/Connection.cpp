@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
@@ -18,8 +19,9 @@ namespace {
 
 /** A server that doesn't answer a connection attempt within so many seconds isn't there. */
 constexpr Orb::Seconds connectTime = 5;
-/** What has gathered goes out in pieces of this size, so that the server is at work meanwhile. */
-constexpr std::size_t pieceSize = std::size_t{ 64 } * 1024;
+/** What has gathered goes out in pieces of these sizes, so that the server is at work meanwhile. */
+constexpr std::size_t firstPiece = std::size_t{ 4 } * 1024;
+constexpr std::size_t largestPiece = std::size_t{ 64 } * 1024;
 
 void addNumber( std::string & text, char kind, std::size_t number ) {
    char digits[24];
@@ -30,21 +32,36 @@ void addNumber( std::string & text, char kind, std::size_t number ) {
    text.append( digits, end + 2 );
 }
 
-/** Appends a command as it goes to a server. */
-void addCommand( std::string & text, Words words ) {
-   addNumber( text, '*', words.size() );
-   for ( std::string_view word : words ) {
-      addNumber( text, '$', word.size() );
-      text += word;
-      text += "\r\n";
+}  // namespace
+
+void CommandText::add( std::initializer_list< std::string_view > parts ) {
+   std::size_t size = 0;
+   for ( std::string_view part : parts ) {
+      size += part.size();
    }
+   addNumber( words_, '$', size );
+   for ( std::string_view part : parts ) {
+      words_ += part;
+   }
+   words_ += "\r\n";
+   ++count_;
 }
 
-}  // namespace
+void CommandText::add( CommandText const & more ) {
+   words_ += more.words_;
+   count_ += more.count_;
+}
+
+void CommandText::clear() {
+   words_.clear();
+   count_ = 0;
+}
 
 Connection::Connection( Kel::Ptr< Orb::TaskScheduler > scheduler, Address const & address,
                         Closed closed )
-   : scheduler_( std::move( scheduler ) ), closed_( std::move( closed ) ) {
+   : scheduler_( std::move( scheduler ) ),
+     closed_( std::move( closed ) ),
+     pieceSize_( firstPiece ) {
    context_ = address.socket.empty() ? redisConnectNonBlock( address.host.c_str(), address.port )
                                      : redisConnectUnixNonBlock( address.socket.c_str() );
    if ( !context_ || context_->err ) {
@@ -113,11 +130,11 @@ void Connection::write() {
    // What is left moves seldom, and a large turn leaves no large buffer.
    if ( sent_ >= out_.size() - sent_ ) {
       out_.erase( 0, std::exchange( sent_, 0 ) );
-      if ( out_.capacity() > 4 * pieceSize && out_.empty() ) {
+      if ( out_.capacity() > 4 * largestPiece && out_.empty() ) {
          out_.shrink_to_fit();
       }
    }
-   nextPiece_ = out_.size() + pieceSize;
+   nextPiece_ = out_.size() + pieceSize_;
    waitFor( out_.empty() ? POLLIN : POLLIN | POLLOUT );
 }
 
@@ -171,27 +188,50 @@ void Connection::close( std::string const & reason ) {
    }
 }
 
-void Connection::send( Words words, Answer answer ) {
+void Connection::awaitReply( Answer answer ) {
    if ( answer || awaited_.empty() || awaited_.back().answer ) {
       awaited_.push_back( { std::move( answer ), 0 } );
    }
+}
+
+void Connection::send( Words words, Answer answer ) {
+   awaitReply( std::move( answer ) );
    sendOn( words );
 }
 
-void Connection::sendOn( Words words ) {
-   if ( !context_ ) {
-      return;
+void Connection::send( CommandText const & command ) {
+   awaitReply( {} );
+   if ( context_ ) {
+      ++awaited_.back().count;
+      addNumber( out_, '*', command.count_ );
+      out_ += command.words_;
+      added();
    }
-   ++awaited_.back().count;
-   add( words );
+}
+
+void Connection::sendOn( Words words ) {
+   if ( context_ ) {
+      ++awaited_.back().count;
+      add( words );
+   }
 }
 
 void Connection::add( Words words ) {
-   addCommand( out_, words );
+   addNumber( out_, '*', words.size() );
+   for ( std::string_view word : words ) {
+      addNumber( out_, '$', word.size() );
+      out_ += word;
+      out_ += "\r\n";
+   }
+   added();
+}
+
+void Connection::added() {
    if ( !isConnected_ ) {
       return;
    }
    if ( out_.size() >= nextPiece_ ) {
+      pieceSize_ = std::min( 2 * pieceSize_, largestPiece );
       write();
    } else {
       waitFor( POLLIN | POLLOUT );
@@ -200,6 +240,7 @@ void Connection::add( Words words ) {
 
 void Connection::flush() {
    if ( context_ && isConnected_ ) {
+      pieceSize_ = firstPiece;
       write();
    }
 }

@@ -19,6 +19,26 @@ namespace Redis {
 /** What a command is made of. */
 using Words = std::span< std::string_view const >;
 
+/** A command that grows word by word, as it goes to a server. */
+class CommandText {
+ public:
+   CommandText() = default;
+   explicit CommandText( std::string_view word ) { add( { word } ); }
+
+   /** Adds a word that is made of these parts. */
+   void add( std::initializer_list< std::string_view > parts );
+   /** Adds the words of another one. */
+   void add( CommandText const & more );
+   bool isEmpty() const { return count_ == 0; }
+   std::size_t size() const { return count_; }
+   void clear();
+
+ private:
+   friend class Connection;
+   std::string words_;
+   std::size_t count_ = 0;
+};
+
 /** One connection to a server, served by the scheduler: nothing here waits. It is not destroyed
  *  from within its own calls. */
 class Connection : private Orb::Descriptor, private Orb::Timer {
@@ -39,6 +59,8 @@ class Connection : private Orb::Descriptor, private Orb::Timer {
    void send( std::initializer_list< std::string_view > words, Answer answer = {} ) {
       send( Words( words.begin(), words.size() ), std::move( answer ) );
    }
+   /** Without an answer. */
+   void send( CommandText const & command );
    /** Sends a further command, whose reply goes to the `answer` of the last one. */
    void sendOn( Words words );
    void sendOn( std::initializer_list< std::string_view > words ) {
@@ -62,7 +84,10 @@ class Connection : private Orb::Descriptor, private Orb::Timer {
       std::size_t count;
    };
 
+   void awaitReply( Answer answer );
    void add( Words words );
+   /** What has been added goes out, or will. */
+   void added();
    void write();
    void connected();
    void read();
@@ -82,6 +107,8 @@ class Connection : private Orb::Descriptor, private Orb::Timer {
    std::string out_;
    std::size_t sent_ = 0;
    std::size_t nextPiece_ = 0;
+   /** They grow while more comes. */
+   std::size_t pieceSize_;
    /** In the order of the commands. */
    std::deque< Awaited > awaited_;
    Answer message_;

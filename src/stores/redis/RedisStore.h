@@ -15,6 +15,7 @@
 #include "stores/redis/Lease.h"
 #include "stores/redis/Link.h"
 #include "stores/redis/RowText.h"
+#include "stores/redis/StandingRows.h"
 
 namespace Redis {
 
@@ -106,7 +107,7 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
       /** What it has said of itself. */
       std::map< std::string, std::string > fields;
    };
-   /** Asks for it, while the store is ready. */
+   /** Asks for it, while the store is ready. When all is read anew there is no answer. */
    void askProcess( std::string const & role, std::function< void( Process const & ) > answer );
    /** What the process says of itself; written when it differs. False while it cannot be. */
    bool processIs( std::vector< std::pair< std::string, std::string > > const & fields );
@@ -121,13 +122,6 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
 
  private:
    enum class Phase { connecting, waitingForState, asking, waitingForLease, reading, ready, ended };
-   struct Standing {
-      std::uint64_t fingerprint;
-      /** Zero for a row that was put by others. */
-      std::uint64_t position;
-      Corestore::RowForm form;
-   };
-   using StandingRows = std::map< std::string, Standing, std::less<> >;
    struct Read {
       std::vector< ReadRow > rows;
       /** Those of the keys that are not there. */
@@ -160,8 +154,8 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
    void readAll();
    void scan( std::string const & cursor );
    void readOrder();
-   /** Reads what was found, from there on, so much at a time that others get a word in. */
-   void readFound( std::size_t first );
+   /** Reads what was found, so much at a time that others get a word in. */
+   void readFound();
    /** A place in the order that a row has; own rows that are new come behind it. */
    void isTaken( std::string_view path, std::uint64_t position );
    void afterAll( std::function< void() > done );
@@ -188,11 +182,12 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
 
    // Writing.
    void begin();
-   void putText( Corestore::Row const & row, RowText const & text, Standing & standing,
-                 bool isNew );
+   /** Writes what `text_` holds. The row has stood with other fields if `isOther`. */
+   void putText( Corestore::Row const & row, Standing & standing, bool isNew, bool isOther );
+   void putInBook( std::string_view path, std::uint64_t position );
    void putBooks();
    /** A book whose entry is put or goes, while others' changes to it are being read. */
-   void readAgain( std::string const & map );
+   void readAgain( std::string_view map );
    void written( redisReply const & reply );
    void due() override;
 
@@ -228,6 +223,9 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
    std::vector< ReadRow > toLoad_;
    /** All that are there, while they are looked for. */
    std::vector< std::string > found_;
+   /** So many of them have been asked for, and so many read. */
+   std::size_t foundAsked_ = 0;
+   std::size_t foundRead_ = 0;
 
    /** Paths that others have changed, and those of them that are being read. */
    std::set< std::string, std::less<> > changed_;
@@ -243,12 +241,15 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
    /** What becomes of a book's map in this turn, in one command each. */
    struct BookChanges {
       /** Names and values; the last one of a name holds. */
-      std::vector< std::string > put;
-      std::set< std::string > gone;
+      CommandText put;
+      std::set< std::string, std::less<> > gone;
    };
-   std::map< std::string, BookChanges > books_;
+   std::map< std::string, BookChanges, std::less<> > books_;
    /** How many words have gathered there. */
    std::size_t bookWords_ = 0;
+   // Of the row that is being written, to spare memory that comes and goes.
+   RowText text_;
+   CommandText command_;
    bool transactionOpen_ = false;
    bool inFlight_ = false;
    bool leaseWatched_ = false;

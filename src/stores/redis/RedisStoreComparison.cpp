@@ -20,6 +20,7 @@ namespace {
 constexpr char const * scanCount = "10000";
 /** Rows that are asked for at once: the lease is renewed between them. */
 constexpr std::size_t mostAtOnce = 1000;
+constexpr std::size_t piecesAhead = 4;
 
 }  // namespace
 
@@ -53,16 +54,20 @@ void RedisStore::scan( std::string const & cursor ) {
                               if ( failed( reply ) || parts.size() != 2 ) {
                                  return;
                               }
+                              // The server is at work meanwhile.
+                              bool const isLast = textOf( *parts[0] ) == "0";
+                              if ( !isLast ) {
+                                 scan( std::string( textOf( *parts[0] ) ) );
+                                 link_->commands().flush();
+                              }
                               for ( redisReply const * key : elementsOf( *parts[1] ) ) {
                                  auto const path = keys_.pathOf( textOf( *key ) );
                                  if ( path && !Keys::isOwn( *path ) && follows( *path ) ) {
                                     found_.emplace_back( *path );
                                  }
                               }
-                              if ( textOf( *parts[0] ) == "0" ) {
+                              if ( isLast ) {
                                  readOrder();
-                              } else {
-                                 scan( std::string( textOf( *parts[0] ) ) );
                               }
                            } ) );
 }
@@ -86,21 +91,30 @@ void RedisStore::readOrder() {
          std::ranges::sort( found_ );
          found_.erase( std::unique( found_.begin(), found_.end() ), found_.end() );
          read_.rows.reserve( found_.size() );
-         readFound( 0 );
+         foundAsked_ = foundRead_ = 0;
+         if ( found_.empty() ) {
+            afterAll( [this] { allRead(); } );
+         }
+         readFound();
       } ) );
 }
 
-void RedisStore::readFound( std::size_t first ) {
-   std::size_t const next = std::min( found_.size(), first + mostAtOnce );
-   askFor( std::span( found_ ).subspan( first, next - first ) );
-   afterAll( [this, next] {
-      if ( next != found_.size() ) {
-         readFound( next );
-      } else {
-         found_ = {};
-         allRead();
-      }
-   } );
+// While one piece is taken, the server is at work on the next ones.
+void RedisStore::readFound() {
+   while ( foundAsked_ != found_.size() && foundAsked_ - foundRead_ < piecesAhead * mostAtOnce ) {
+      std::size_t const size = std::min( found_.size() - foundAsked_, mostAtOnce );
+      askFor( std::span( found_ ).subspan( foundAsked_, size ) );
+      foundAsked_ += size;
+      afterAll( [this, size] {
+         foundRead_ += size;
+         if ( foundRead_ == found_.size() ) {
+            found_ = {};
+            allRead();
+         } else {
+            readFound();
+         }
+      } );
+   }
 }
 
 void RedisStore::isTaken( std::string_view path, std::uint64_t position ) {
@@ -127,19 +141,19 @@ void RedisStore::allRead() {
    standing_.clear();
    for ( ReadRow const & read : rows ) {
       isTaken( read.row.path, read.position );
-      // They were read in the order of their paths, but for those of one book.
-      standing_.emplace_hint( standing_.end(), read.row.path,
-                              Standing{ read.fingerprint, read.position, read.row.form } );
+      standing_.add( read.row.path,
+                     { read.fingerprint, read.position, read.names, read.row.form } );
    }
-   sortRows( rows );
    phase_ = Phase::ready;
    waiting_.clear();
    tell( Event::progress, shownServer() + ": the state of switch " + setup_.switchName + " has " +
                              std::to_string( rows.size() ) + " rows" );
    if ( holder_ ) {
+      sortRows( rows );
       compare( std::move( rows ) );
       readChanged();
    } else {
+      sortRowsTogether( rows );
       toLoad_ = std::move( rows );
    }
 }
@@ -150,7 +164,6 @@ void RedisStore::compare( std::vector< ReadRow > rows ) {
       there.emplace( read.row.path, &read );
    }
    std::vector< RowChange > changes;
-   std::vector< std::string > gone;
    std::uint64_t const before = counters_.written;
    holder_->forEachRow( [&]( Row const & row ) {
       auto const found = there.find( row.path );
@@ -162,9 +175,11 @@ void RedisStore::compare( std::vector< ReadRow > rows ) {
          if ( !skipped_.contains( row.path ) ) {
             changes.push_back( { row, true } );
          }
-      } else if ( found->second->bad.empty() &&
-                  textOf( row ).fingerprint() != found->second->fingerprint ) {
-         changes.push_back( { found->second->row, false } );
+      } else if ( found->second->bad.empty() ) {
+         text_.rowIs( row );
+         if ( text_.fingerprint() != found->second->fingerprint ) {
+            changes.push_back( { found->second->row, false } );
+         }
       }
       if ( stands ) {
          there.erase( found );

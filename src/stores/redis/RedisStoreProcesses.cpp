@@ -49,9 +49,12 @@ void RedisStore::askProcess( std::string const & role,
    }
    auto const found = std::make_shared< Process >();
    Connection & server = link_->commands();
-   server.send( { "GET", keys_.lease( role ) }, [found]( redisReply const & reply ) {
-      found->holder = textOf( reply ).empty() ? "" : shownHolder( textOf( reply ) );
-   } );
+   server.send( { "GET", keys_.lease( role ) }, ofNow( [this, found]( redisReply const & reply ) {
+                   // The server may not be the one any more that has the keys.
+                   if ( !failed( reply ) ) {
+                      found->holder = textOf( reply ).empty() ? "" : shownHolder( textOf( reply ) );
+                   }
+                } ) );
    server.send( { "PTTL", keys_.lease( role ) }, [found]( redisReply const & reply ) {
       found->seconds = static_cast< Orb::Seconds >( reply.integer ) / 1000;
    } );

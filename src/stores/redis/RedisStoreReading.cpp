@@ -20,21 +20,6 @@ namespace {
  *  told of. */
 constexpr std::size_t mostStrangers = 1000;
 
-/** The rows of a map below a path. */
-template < class Rows >
-class RowsBelow {
- public:
-   RowsBelow( Rows const & rows, std::string const & path )
-      // '0' is the character after '/'.
-      : begin_( rows.lower_bound( path + '/' ) ), end_( rows.lower_bound( path + '0' ) ) {}
-   auto begin() const { return begin_; }
-   auto end() const { return end_; }
-
- private:
-   typename Rows::const_iterator begin_;
-   typename Rows::const_iterator end_;
-};
-
 }  // namespace
 
 void RedisStore::changed( std::vector< std::string > paths ) {
@@ -89,11 +74,11 @@ void RedisStore::changesRead() {
    }
    for ( std::string const & path : reading_ ) {
       if ( forms_.formOf( path ) == RowForm::bookMap && !read.bad.contains( path ) ) {
-         for ( auto const & [entry, standing] : RowsBelow( standing_, path ) ) {
+         standing_.forEachBelow( path, [&]( std::string const & entry, Standing const & ) {
             if ( !entries.contains( entry ) && !read.bad.contains( entry ) ) {
                went( entry );
             }
-         }
+         } );
       }
    }
    std::ranges::for_each( read.absent, went );
@@ -107,15 +92,18 @@ void RedisStore::changesRead() {
          // It stays as it stands until it can be read.
          continue;
       }
-      auto const [standing, isNew] = standing_.try_emplace(
-         one.row.path, Standing{ one.fingerprint, one.position, one.row.form } );
+      auto const [standing, isNew] =
+         standing_.add( one.row.path, { one.fingerprint, one.position, one.names, one.row.form } );
       if ( isNew && one.row.form == RowForm::entity ) {
-         for ( auto const & [below, reason] : RowsBelow( skipped_, one.row.path ) ) {
-            changed_.insert( below );
+         std::string const above = one.row.path + '/';
+         for ( auto below = skipped_.lower_bound( above );
+               below != skipped_.end() && below->first.starts_with( above ); ++below ) {
+            changed_.insert( below->first );
          }
       }
-      if ( isNew || standing->second.fingerprint != one.fingerprint ) {
-         standing->second.fingerprint = one.fingerprint;
+      if ( isNew || standing.fingerprint != one.fingerprint ) {
+         standing.fingerprint = one.fingerprint;
+         standing.names = one.names;
          changes.push_back( { std::move( one.row ), false } );
       }
    }
@@ -142,16 +130,16 @@ std::vector< RowChange > RedisStore::forget(
    std::set< std::string, std::greater<> > const & gone ) {
    std::vector< RowChange > changes;
    // What stands below an entity that is gone may still be there.
-   std::vector< std::string > orphans;
+   std::set< std::string > orphans;
    for ( std::string const & path : gone ) {
       if ( isRoot( path ) ) {
          continue;
       }
-      for ( auto const & [below, standing] : RowsBelow( standing_, path ) ) {
+      standing_.forEachBelow( path, [&]( std::string const & below, Standing const & standing ) {
          if ( !gone.contains( below ) && standing.form != RowForm::book ) {
-            orphans.push_back( below );
+            orphans.insert( below );
          }
-      }
+      } );
    }
    for ( std::string const & path : orphans ) {
       standing_.erase( path );

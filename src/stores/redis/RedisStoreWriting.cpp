@@ -1,5 +1,6 @@
 #include <hiredis/hiredis.h>
 
+#include <charconv>
 #include <utility>
 
 #include "platform/kel/StandardError.h"
@@ -16,18 +17,27 @@ namespace {
 constexpr std::size_t mostBookWords = 2000;
 
 /** The map that an entry of a book is in, and the entry's name there. */
-std::pair< std::string, std::string > bookPlace( std::string_view path ) {
+std::pair< std::string_view, std::string > bookPlace( std::string_view path ) {
    std::size_t const slash = path.rfind( '/' );
-   std::string name;
-   for ( std::size_t i = slash + 1; i < path.size(); ++i ) {
-      if ( path[i] == '~' && i + 1 < path.size() ) {
-         name += path[++i] == '1' ? '/' : '~';
-      } else {
-         name += path[i];
-      }
+   std::string name( path.substr( slash + 1 ) );
+   // Escapes are rare.
+   for ( std::size_t at = name.find( '~' ); at < name.size(); at = name.find( '~', at + 1 ) ) {
+      name.replace( at, 2, name.substr( at + 1, 1 ) == "1" ? "/" : "~" );
    }
-   return { std::string( path.substr( 0, slash ) ), name };
+   return { path.substr( 0, slash ), name };
 }
+
+/** A number as a word of a command. */
+class NumberText {
+ public:
+   explicit NumberText( std::uint64_t number )
+      : end_( std::to_chars( text_, text_ + sizeof text_, number ).ptr ) {}
+   operator std::string_view() const { return { text_, end_ }; }
+
+ private:
+   char text_[20];
+   char const * end_;
+};
 
 }  // namespace
 
@@ -46,141 +56,153 @@ void RedisStore::begin() {
 }
 
 void RedisStore::put( Row const & row ) {
-   RowText const text = textOf( row );
-   if ( text.fields.empty() ) {
+   text_.rowIs( row );
+   if ( text_.size() == 0 ) {
       reading_.erase( row.path );
       // What stands below it stays.
-      if ( standing_.erase( row.path ) != 0 ) {
+      if ( standing_.contains( row.path ) ) {
+         standing_.erase( row.path );
          begin();
          link_->commands().send( { "DEL", keys_.of( row.path ) } );
       }
       return;
    }
-   std::uint64_t const fingerprint = text.fingerprint();
-   auto const [standing, isNew] =
-      standing_.try_emplace( row.path, Standing{ fingerprint, 0, row.form } );
-   if ( std::exchange( standing->second.fingerprint, fingerprint ) != fingerprint || isNew ) {
-      putText( row, text, standing->second, isNew );
-      // What is being read of it is older.
-      reading_.erase( row.path );
+   Standing const now{ text_.fingerprint(), 0, text_.names(), row.form };
+   auto const [standing, isNew] = standing_.add( row.path, now );
+   if ( isNew || standing.fingerprint != now.fingerprint ) {
+      // What is being read of it is older, and may have any fields.
+      bool const isRead = reading_.erase( row.path ) != 0;
+      bool const isOther = !isNew && ( standing.names != now.names || isRead );
+      standing.fingerprint = now.fingerprint;
+      standing.names = now.names;
+      putText( row, standing, isNew, isOther );
    }
 }
 
-void RedisStore::putText( Row const & row, RowText const & text, Standing & standing, bool isNew ) {
+void RedisStore::putText( Row const & row, Standing & standing, bool isNew, bool isOther ) {
    begin();
    if ( isNew && owns( row.path ) ) {
       standing.position = ++lastPosition_;
    }
-   std::uint64_t const position = standing.position;
-   Connection & server = link_->commands();
-   // What does not fit there may be of any kind.
-   auto const makeRoom = [&]( std::string const & path ) {
-      if ( skipped_.contains( path ) ) {
-         fits( path );
-         server.send( { "DEL", keys_.of( path ) } );
-      }
-   };
    ++counters_.written;
    if ( row.form == RowForm::book ) {
-      auto const [map, name] = bookPlace( row.path );
-      makeRoom( map );
-      fits( row.path );
-      readAgain( map );
-      BookChanges & changes = books_[map];
-      changes.gone.erase( name );
-      changes.put.push_back( name );
-      changes.put.push_back( bookField( position, text.fields.front().second ) );
-      if ( ( bookWords_ += 2 ) >= mostBookWords ) {
-         putBooks();
-      }
+      putInBook( row.path, standing.position );
       return;
    }
-   std::string const key = keys_.of( row.path );
+   Connection & server = link_->commands();
+   auto const begun = [&]( std::string_view word ) {
+      command_.clear();
+      command_.add( { word } );
+      command_.add( { keys_.prefix(), row.path } );
+   };
+   NumberText const place( standing.position );
    if ( row.form == RowForm::value ) {
       fits( row.path );
-      server.send( { "SET", key, text.fields.front().second } );
-      if ( isNew && position != 0 ) {
-         server.send( { "ZADD", keys_.order(), std::to_string( position ), row.path } );
+      begun( "SET" );
+      command_.add( { text_.json( 0 ) } );
+      server.send( command_ );
+      if ( isNew && standing.position != 0 ) {
+         server.send( { "ZADD", keys_.order(), place, row.path } );
       }
       return;
    }
-   makeRoom( row.path );
-   if ( !isNew ) {
-      // Fields that it has no more go so, too.
-      server.send( { "DEL", key } );
+   // What does not fit there may be of any kind, and what it has no more must go.
+   if ( isOther || skipped_.contains( row.path ) ) {
+      fits( row.path );
+      begun( "DEL" );
+      server.send( command_ );
    }
-   std::vector< std::string_view > words{ "HSET", key };
-   for ( auto const & [name, json] : text.fields ) {
-      words.push_back( name );
-      words.push_back( json );
+   begun( "HSET" );
+   for ( std::size_t i = 0; i != text_.size(); ++i ) {
+      command_.add( { text_.name( i ) } );
+      command_.add( { text_.json( i ) } );
    }
-   std::string const place = std::to_string( position );
-   if ( position != 0 ) {
-      words.push_back( positionField );
-      words.push_back( place );
+   if ( standing.position != 0 ) {
+      command_.add( { positionField } );
+      command_.add( { place } );
    }
-   server.send( words );
+   server.send( command_ );
 }
 
-void RedisStore::readAgain( std::string const & map ) {
-   if ( reading_.erase( map ) != 0 ) {
-      changed_.insert( map );
+void RedisStore::putInBook( std::string_view path, std::uint64_t position ) {
+   auto const [map, name] = bookPlace( path );
+   if ( std::string const whole( map ); skipped_.contains( whole ) ) {
+      // It may be of any kind.
+      fits( whole );
+      link_->commands().send( { "DEL", keys_.of( map ) } );
+   }
+   fits( std::string( path ) );
+   readAgain( map );
+   auto book = books_.find( map );
+   if ( book == books_.end() ) {
+      book = books_.emplace( map, BookChanges() ).first;
+   }
+   book->second.gone.erase( name );
+   CommandText & put = book->second.put;
+   put.add( { name } );
+   put.add( { "[", NumberText( position ), ",", text_.json( 0 ), "]" } );
+   if ( ( bookWords_ += 2 ) >= mostBookWords ) {
+      putBooks();
+   }
+}
+
+void RedisStore::readAgain( std::string_view map ) {
+   if ( auto const read = reading_.find( map ); read != reading_.end() ) {
+      reading_.erase( read );
+      changed_.emplace( map );
    }
 }
 
 void RedisStore::putBooks() {
-   for ( auto & [map, changes] : books_ ) {
-      std::string const key = keys_.of( map );
-      auto const send = [&]( std::string_view command, auto const & fields ) {
-         if ( !fields.empty() ) {
-            std::vector< std::string_view > words{ command, key };
-            words.insert( words.end(), fields.begin(), fields.end() );
-            link_->commands().send( words );
-         }
+   for ( auto const & [map, changes] : books_ ) {
+      auto const begun = [&]( std::string_view word ) {
+         command_.clear();
+         command_.add( { word } );
+         command_.add( { keys_.prefix(), map } );
       };
-      send( "HSET", changes.put );
-      send( "HDEL", changes.gone );
+      if ( !changes.put.isEmpty() ) {
+         begun( "HSET" );
+         command_.add( changes.put );
+         link_->commands().send( command_ );
+      }
+      if ( !changes.gone.empty() ) {
+         begun( "HDEL" );
+         for ( std::string const & name : changes.gone ) {
+            command_.add( { name } );
+         }
+         link_->commands().send( command_ );
+      }
    }
    books_.clear();
    bookWords_ = 0;
 }
 
 void RedisStore::del( std::string const & path ) {
-   std::vector< std::string > keys{ "DEL" };
-   std::vector< std::string > places{ "ZREM", keys_.order() };
-   auto const remove = [&]( StandingRows::iterator row ) {
-      if ( row->second.form == RowForm::book ) {
+   CommandText keys( "DEL" );
+   CommandText places( "ZREM" );
+   places.add( { keys_.order() } );
+   standing_.take( path, [&]( std::string const & gone, Standing const & standing ) {
+      if ( standing.form == RowForm::book ) {
          begin();
-         auto const [map, name] = bookPlace( row->first );
-         books_[map].gone.insert( name );
+         auto const [map, name] = bookPlace( gone );
+         books_[std::string( map )].gone.insert( name );
          readAgain( map );
       } else {
-         keys.push_back( keys_.of( row->first ) );
-         if ( row->second.form == RowForm::value && row->second.position != 0 ) {
-            places.push_back( row->first );
+         keys.add( { keys_.prefix(), gone } );
+         if ( standing.form == RowForm::value && standing.position != 0 ) {
+            places.add( { gone } );
          }
       }
-      reading_.erase( row->first );
-      return standing_.erase( row );
-   };
-   if ( auto const row = standing_.find( path ); row != standing_.end() ) {
-      remove( row );
-   }
-   // '0' is the character after '/'.
-   auto const end = standing_.lower_bound( path + '0' );
-   for ( auto row = standing_.lower_bound( path + '/' ); row != end; ) {
-      row = remove( row );
-   }
-   auto const send = [this]( std::vector< std::string > const & words ) {
-      begin();
-      link_->commands().send( std::vector< std::string_view >( words.begin(), words.end() ) );
-   };
+      reading_.erase( gone );
+   } );
    if ( keys.size() > 1 ) {
-      send( keys );
+      begin();
+      link_->commands().send( keys );
       counters_.written += keys.size() - 1;
    }
    if ( places.size() > 2 ) {
-      send( places );
+      begin();
+      link_->commands().send( places );
    }
 }
 

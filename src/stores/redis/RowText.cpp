@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <functional>
+#include <unordered_map>
 
 #include "platform/corestore/ValueText.h"
 #include "platform/kel/StandardError.h"
@@ -48,28 +49,45 @@ std::uint64_t hashOf( std::string_view name, std::string_view json ) {
           0x9e3779b97f4a7c15;
 }
 
+/** Of names of one row, which are few. */
+std::uint32_t nameHash( std::string_view name ) {
+   return static_cast< std::uint32_t >( std::hash< std::string_view >{}( name ) );
+}
+
 }  // namespace
+
+void RowText::add( std::string_view name, Value const & value ) {
+   std::size_t const begin = json_.size();
+   Corestore::addJson( json_, value );
+   fields_.push_back( { name, begin, json_.size() - begin } );
+}
+
+void RowText::rowIs( Row const & row ) {
+   fields_.clear();
+   json_.clear();
+   if ( row.form == RowForm::entity || row.form == RowForm::record ) {
+      for ( auto const & [name, value] : *row.value.as< Value::Object >() ) {
+         add( name, value );
+      }
+   } else {
+      add( "", row.value );
+   }
+}
 
 std::uint64_t RowText::fingerprint() const {
    std::uint64_t sum = 1;
-   for ( auto const & [name, json] : fields ) {
-      sum += hashOf( name, json );
+   for ( std::size_t i = 0; i != fields_.size(); ++i ) {
+      sum += hashOf( name( i ), json( i ) );
    }
    return sum;
 }
 
-RowText textOf( Row const & row ) {
-   RowText text;
-   auto const * const members = row.value.as< Value::Object >();
-   if ( row.form == RowForm::entity || row.form == RowForm::record ) {
-      text.fields.reserve( members->size() );
-      for ( auto const & [name, value] : *members ) {
-         text.fields.emplace_back( name, Corestore::jsonLine( value ) );
-      }
-   } else {
-      text.fields.emplace_back( "", Corestore::jsonLine( row.value ) );
+std::uint32_t RowText::names() const {
+   std::uint32_t sum = 0;
+   for ( Field const & field : fields_ ) {
+      sum += nameHash( field.name );
    }
-   return text;
+   return sum;
 }
 
 ReadRow readHash( std::string path, RowForm form, redisReply const & reply ) {
@@ -78,6 +96,7 @@ ReadRow readHash( std::string path, RowForm form, redisReply const & reply ) {
    Value::Object members;
    read.fingerprint = 1;
    auto const words = elementsOf( reply );
+   members.reserve( words.size() / 2 );
    for ( std::size_t i = 0; i + 1 < words.size(); i += 2 ) {
       std::string_view const name = textOf( *words[i] );
       std::string_view const json = textOf( *words[i + 1] );
@@ -85,6 +104,7 @@ ReadRow readHash( std::string path, RowForm form, redisReply const & reply ) {
          if ( name == positionField ) {
             read.position = positionOf( json );
          } else {
+            read.names += nameHash( name );
             members.emplace_back( name, parsed( json ) );
             read.fingerprint += hashOf( name, json );
          }
@@ -92,7 +112,7 @@ ReadRow readHash( std::string path, RowForm form, redisReply const & reply ) {
          if ( form != RowForm::entity ) {
             throw e.below( name );
          }
-         read.bad.emplace( name, e.what() );
+         read.bad.emplace_back( name, e.what() );
          read.fingerprint += hashOf( name, json );
       }
    }
@@ -104,7 +124,8 @@ ReadRow readString( std::string path, redisReply const & reply ) {
    checkKind( reply );
    return { { std::move( path ), RowForm::value, parsed( textOf( reply ) ) },
             0,
-            1 + hashOf( "", textOf( reply ) ) };
+            1 + hashOf( "", textOf( reply ) ),
+            nameHash( "" ) };
 }
 
 std::vector< ReadRow > readBook(
@@ -123,8 +144,10 @@ std::vector< ReadRow > readBook(
          }
          std::uint64_t const position = positionOf( entry.substr( 1, comma - 1 ) );
          entry = entry.substr( comma + 1, entry.size() - comma - 2 );
-         rows.push_back(
-            { { entryPath, RowForm::book, parsed( entry ) }, position, 1 + hashOf( "", entry ) } );
+         rows.push_back( { { entryPath, RowForm::book, parsed( entry ) },
+                           position,
+                           1 + hashOf( "", entry ),
+                           nameHash( "" ) } );
       } catch ( ValueError const & e ) {
          bad( entryPath, e.what() );
       }
@@ -132,19 +155,29 @@ std::vector< ReadRow > readBook(
    return rows;
 }
 
-void sortRows( std::vector< ReadRow > & rows ) {
+namespace {
+
+/** Sorts rows, those of a collection together if it has a number. */
+void sortBy( std::vector< ReadRow > & rows,
+             std::function< std::size_t( std::string_view holder ) > const & numberOf ) {
    struct Place {
       std::ptrdiff_t depth;
+      std::size_t holder;
       std::uint64_t position;
       ReadRow * read;
    };
    std::vector< Place > places;
    places.reserve( rows.size() );
    for ( ReadRow & read : rows ) {
-      places.push_back( { std::ranges::count( read.row.path, '/' ), read.position, &read } );
+      std::string_view const path = read.row.path;
+      std::size_t const slash = path.rfind( '/' );
+      places.push_back( { std::ranges::count( path, '/' ),
+                          numberOf( path.substr( 0, slash == path.npos ? 0 : slash ) ),
+                          read.position, &read } );
    }
    std::ranges::sort( places, []( Place const & a, Place const & b ) {
       return a.depth != b.depth         ? a.depth < b.depth
+             : a.holder != b.holder     ? a.holder < b.holder
              : a.position != b.position ? a.position < b.position
                                         : a.read->row.path < b.read->row.path;
    } );
@@ -156,8 +189,23 @@ void sortRows( std::vector< ReadRow > & rows ) {
    rows = std::move( sorted );
 }
 
-std::string bookField( std::uint64_t position, std::string const & json ) {
-   return "[" + std::to_string( position ) + "," + json + "]";
+}  // namespace
+
+void sortRows( std::vector< ReadRow > & rows ) {
+   sortBy( rows, []( std::string_view ) { return 0; } );
+}
+
+void sortRowsTogether( std::vector< ReadRow > & rows ) {
+   std::unordered_map< std::string_view, std::size_t > numbers;
+   std::string_view last;
+   std::size_t number = 0;
+   sortBy( rows, [&]( std::string_view holder ) {
+      if ( holder != last || numbers.empty() ) {
+         last = holder;
+         number = numbers.try_emplace( holder, numbers.size() ).first->second;
+      }
+      return number;
+   } );
 }
 
 }  // namespace Redis

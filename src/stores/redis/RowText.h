@@ -2,8 +2,8 @@
 
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -19,21 +19,42 @@ namespace Redis {
 /** The field that holds the place of a hash in its collection's order. */
 inline constexpr std::string_view positionField = "@at";
 
-struct RowText {
-   /** Fields and their JSON; one without name for a plain value or the entry of a book. */
-   std::vector< std::pair< std::string, std::string > > fields;
+/** The fields of a row as text; a plain value and the entry of a book have one without a name. */
+class RowText {
+ public:
+   /** The row must live as long as it is looked at. */
+   void rowIs( Corestore::Row const & row );
+
+   std::size_t size() const { return fields_.size(); }
+   std::string_view name( std::size_t field ) const { return fields_[field].name; }
+   std::string_view json( std::size_t field ) const {
+      return std::string_view( json_ ).substr( fields_[field].begin, fields_[field].size );
+   }
    /** The same for the same fields, in whichever order. */
    std::uint64_t fingerprint() const;
+   /** The same for fields of the same names. */
+   std::uint32_t names() const;
+
+ private:
+   struct Field {
+      std::string_view name;
+      std::size_t begin;
+      std::size_t size;
+   };
+   void add( std::string_view name, Kel::Value const & value );
+
+   std::vector< Field > fields_;
+   std::string json_;
 };
-RowText textOf( Corestore::Row const & row );
 
 /** A row that was read, and its place in the order; zero for one that was put by others. */
 struct ReadRow {
    Corestore::Row row;
    std::uint64_t position = 0;
    std::uint64_t fingerprint = 0;
+   std::uint32_t names = 0;
    /** Fields of an entity that cannot be read, and why; they are left out. */
-   std::map< std::string, std::string > bad = {};
+   std::vector< std::pair< std::string, std::string > > bad = {};
 };
 
 /** A row from the fields of a hash, for RowForm::entity and RowForm::record. Throws
@@ -50,7 +71,6 @@ std::vector< ReadRow > readBook(
  *  collections in the order in which this process put their rows, behind those that others have
  *  put, by name. */
 void sortRows( std::vector< ReadRow > & rows );
-/** The field of a book's entry. */
-std::string bookField( std::uint64_t position, std::string const & json );
-
+/** The same, and the rows of a collection stand together, for whom nobody is told of each. */
+void sortRowsTogether( std::vector< ReadRow > & rows );
 }  // namespace Redis
