@@ -69,7 +69,8 @@ def missing():
         skip('there is no selenium')
 
 
-def eventually(what, words, seconds=15):
+# Others may use the machine.
+def eventually(what, words, seconds=60):
     end = time.monotonic() + seconds
     while time.monotonic() < end:
         value = what()
@@ -131,6 +132,7 @@ class Device:
 class Browser:
     def __init__(self, device, folder, output):
         from selenium import webdriver
+        from selenium.common.exceptions import WebDriverException
         from selenium.webdriver.chrome.options import Options
         from selenium.webdriver.chrome.service import Service
         options = Options()
@@ -141,7 +143,10 @@ class Browser:
                      'disable-dev-shm-usage', f'user-data-dir={folder}/browser'):
             options.add_argument(f'--{flag}')
         options.set_capability('goog:loggingPrefs', {'browser': 'ALL'})
-        self.driver = webdriver.Chrome(service=Service(shutil.which('chromedriver')), options=options)
+        try:
+            self.driver = webdriver.Chrome(service=Service(shutil.which('chromedriver')), options=options)
+        except WebDriverException as error:
+            skip(f'chromium does not start: {error.msg.splitlines()[0]}')
         self.device, self.output = device, output
         axe = f'{output}/node_modules/axe-core/axe.min.js'
         self.axe = open(axe).read() if os.path.exists(axe) else None
@@ -161,9 +166,9 @@ class Browser:
         return self.driver.execute_script(
             'return document.querySelector(arguments[0])?.innerText ?? ""', selector)
 
-    def shows(self, words, selector='main', seconds=15):
+    def shows(self, words, selector='main'):
         eventually(lambda: words in self.text(selector),
-                   lambda: f'{words!r} is not shown in {selector}: {self.text(selector)!r}', seconds)
+                   lambda: f'{words!r} is not shown in {selector}: {self.text(selector)!r}')
 
     def shot(self, name):
         self.driver.save_screenshot(f'{self.output}/{name}.png')
@@ -304,6 +309,17 @@ def can_connect(port):
         return probe.connect_ex(('127.0.0.1', port)) == 0
 
 
+def tell_all(device, browser):
+    """What each had to say, behind a failure."""
+    if browser:
+        browser.shot('failed')
+        print('the page shows:', browser.text('body'))
+        print('the browser says:', *browser.complaints(), sep='\n')
+    for name in ('engine', 'serve', 'simulate', 'web'):
+        with open(f'{device.folder}/{name}.log', errors='replace') as log:
+            print(f'{name} says:', *log.readlines()[-20:], sep='\n')
+
+
 def main():
     programs, output = sys.argv[1:]
     missing()
@@ -316,9 +332,8 @@ def main():
         if not browser.axe:
             print('axe-core is not there: accessibility is not checked')
         story(device, browser)
-    except BaseException:
-        if browser:
-            browser.shot('failed')
+    except Exception:
+        tell_all(device, browser)
         raise
     finally:
         if browser:

@@ -1,4 +1,4 @@
-import { el, kindOfState, linkTo, stateOf } from './dom.js';
+import { count, el, kindOfState, linkTo, replace, stateOf } from './dom.js';
 import { get } from './api.js';
 import { titleIs } from './app.js';
 
@@ -27,8 +27,9 @@ export function chainView(main, parameters) {
 
   return {
     async read() {
-      const { chains } = await get('chain', { flow });
-      content.replaceChildren(...chains.map(chainOf));
+      const { chains, found } = await get('chain', { flow });
+      replace(content, ...chains.map(chainOf), found > chains.length
+        ? el('p', { class: 'none' }, `${count(found - chains.length)} more flows have that name; their fragments tell them apart.`) : '');
     },
     failed(error) { content.replaceChildren(el('h1', {}, flow), el('p', { class: 'none card' }, error.message)); },
   };

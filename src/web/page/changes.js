@@ -7,6 +7,7 @@ export function changesView(main) {
   let isHeld = false;
   let more = 0;
   let changes = [];
+  let isDrawing = false;
   const log = el('ol', { class: 'log card' });
   const filter = el('input', { type: 'search', id: 'filter', autocomplete: 'off', spellcheck: 'false',
     placeholder: 'press / to search', oninput: () => draw() });
@@ -43,6 +44,14 @@ export function changesView(main) {
     changes.forEach((change) => { change.isNew = false; });
   }
 
+  // However fast they come, a screen shows so many pictures a second.
+  function drawSoon() {
+    if (!isDrawing) {
+      isDrawing = true;
+      requestAnimationFrame(() => { isDrawing = false; draw(); });
+    }
+  }
+
   return {
     kinds: [],
     async read() {
@@ -53,7 +62,7 @@ export function changesView(main) {
       more += Object.values(kinds).reduce((sum, n) => sum + n, 0) - fresh.length;
       fresh.forEach((change) => { change.isNew = true; });
       changes = [...fresh.reverse(), ...changes].slice(0, kept);
-      draw();
+      drawSoon();
     },
   };
 }
