@@ -51,13 +51,14 @@ std::string cut( std::string text ) {
    return text;
 }
 
-Kel::Value valueOf( Corestore::Change const & change ) {
+Kel::Value valueOf( Corestore::Change const & change, std::uint64_t number ) {
    Views::ShownChange shown = Views::shown( change );
    if ( auto * const members = shown.value ? shown.value->as< Kel::Value::Object >() : nullptr ) {
       // The path says what it is.
       std::erase_if( *members, []( auto const & member ) { return member.first == "@type"; } );
    }
    return Kel::Value::Object{
+      { "number", number },
       { "time", millisecondsOfDay() },
       { "kind", kindOfChange( change.rootPath ) },
       { "path", cut( shown.path ) },
@@ -80,7 +81,10 @@ char const * kindOfChange( std::string_view rootPath ) {
    return found == byPath.end() ? "switch" : found->second;
 }
 
-Changes::Changes( Corestore::EntityManager & em, Events & events ) : em_( em ), events_( events ) {
+Changes::Changes( Corestore::EntityManager & em, Events & events )
+   : em_( em ),
+     events_( events ),
+     number_( 1000 * static_cast< std::uint64_t >( millisecondsOfDay() ) ) {
    observer_.emplace( em, [this]( Corestore::Change const & change ) { seen( change ); } );
 }
 
@@ -89,13 +93,14 @@ Changes::~Changes() {
 }
 
 void Changes::seen( Corestore::Change const & change ) {
+   ++number_;
    std::string_view const kind = kindOfChange( change.rootPath );
    for ( auto * const counts : { &counts_, &bundle_ } ) {
       auto const found = counts->find( kind );
       ++( found == counts->end() ? counts->emplace( kind, 0 ).first->second : found->second );
    }
    if ( shown_.size() < shownOfBundle ) {
-      shown_.push_back( valueOf( change ) );
+      shown_.push_back( valueOf( change, number_ ) );
    }
    if ( !isArmed_ ) {
       isArmed_ = true;

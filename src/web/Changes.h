@@ -36,6 +36,8 @@ class Changes : private Orb::Timer {
    Corestore::EntityManager & em_;
    Events & events_;
    std::deque< Kel::Value > last_;
+   /** Of the change that was seen last; later ones have greater ones, also behind a restart. */
+   std::uint64_t number_;
    Counted counts_;
    Counted bundle_;
    Kel::Value::Array shown_;

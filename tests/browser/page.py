@@ -47,8 +47,15 @@ SWITCH = {
     'interface/status/eth/vxlan': {'vtiStatus': {'Vxlan1': {
         'addr': '192.0.2.1', 'vlanToVniMap': {'100': {'vni': 10100}}}}}}
 
+# A service whose sets have names of their own.
+THREE = {
+    'originalVni': 10100, 'serviceVni': 20100,
+    'serviceIntfSet': {name: {'intf': {f'Ethernet1{i}': True}} for i, name in enumerate(('inside', 'outside', 'dmz'))},
+    'flow': {name: {'interceptPoint': 'ingress', 'serviceIntfKey': name, 'match': {'vni': 20100}, 'action': {'vni': 10100}}
+             for name in ('inside', 'outside', 'dmz')}}
+
 VIEWS = {
-    'switch': '#/', 'flows': '#/flows', 'rules': '#/rules', 'hosts': '#/hosts', 'vnis': '#/vnis',
+    'switch': '#/', 'flows': '#/flows', 'rules': '#/rules', 'hosts': '#/hosts', 'ports': '#/ports', 'vnis': '#/vnis',
     'routed': '#/l3flows', 'groups': '#/groups', 'flow': '#/flow?flow=web%2Ffrom-b',
     'frame': '#/frame?in=Ethernet1&from=02:00:00:00:00:0a&to=02:00:00:00:ff:01&vlan=100',
     'changes': '#/changes', 'processes': '#/processes'}
@@ -280,6 +287,21 @@ def story(device, browser):
     browser.look()
     assert not browser.complaints()
 
+    # A service of several sets is drawn with all of them, and whoever is at a link stays there while
+    # the page is shown anew.
+    browser.open('#/')
+    browser.shows('Ways through web')
+    browser.driver.execute_script('document.querySelector(".ways a").focus()')
+    at = browser.driver.switch_to.active_element.get_attribute('href')
+    device.apply({'qor/version1/policy': {'policy': {'policyFragment': {'three': THREE}}}})
+    browser.shows('Ways through three')
+    assert browser.driver.switch_to.active_element.get_attribute('href') == at
+    eventually(lambda: browser.driver.execute_script('return document.querySelectorAll(".picture .way").length') == 7,
+               'a set is not drawn')
+    browser.shot('6-three')
+    browser.open('#/ports')
+    browser.shows('three/dmz')
+
     # Skipping to the content, by keyboard.
     browser.open('#/flows')
     browser.shows('1 to')
@@ -287,6 +309,17 @@ def story(device, browser):
     assert browser.driver.switch_to.active_element.get_attribute('id') == 'skip'
     browser.driver.switch_to.active_element.send_keys(Keys.ENTER)
     assert browser.driver.switch_to.active_element.get_attribute('id') == 'main'
+
+    # Where there is no room for one page more, it comes in when there is.
+    browser.driver.get('about:blank')
+    others = [listen(device.port) for _ in range(64)]
+    browser.open('#/flows')
+    browser.shows('it is tried again', '#banner')
+    assert all('503' in words for words in browser.complaints())
+    for one in others:
+        one.close()
+    eventually(lambda: browser.text('#situation') == 'live', 'it is not tried again')
+    browser.complaints()
 
     # The engine is lost: the page says so, shows what stood, and goes on when it is back.
     device.kill('engine')
@@ -302,6 +335,17 @@ def story(device, browser):
     browser.shows('does not answer', '#banner')
     device.start('qorclient', 'web', '--listen', f'127.0.0.1:{device.port}')
     eventually(lambda: browser.text('#situation') == 'live', 'it does not come back')
+
+
+def listen(port):
+    """Another page that is open; waits until one is let in."""
+    while True:
+        stream = socket.create_connection(('127.0.0.1', port))
+        stream.sendall(b'GET /events HTTP/1.1\r\nHost: 127.0.0.1:%d\r\n\r\n' % port)
+        if b' 200 ' in stream.recv(100):
+            return stream
+        stream.close()
+        time.sleep(.1)
 
 
 def can_connect(port):

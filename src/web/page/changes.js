@@ -55,7 +55,10 @@ export function changesView(main) {
   return {
     kinds: [],
     async read() {
-      ({ changes } = await get('changes'));
+      const { changes: told } = await get('changes');
+      // Some may have been heard of while this was on its way.
+      const last = told[0]?.number ?? 0;
+      changes = [...changes.filter((change) => change.number > last), ...told].slice(0, kept);
       draw();
     },
     heard({ kinds, changes: fresh }) {

@@ -31,7 +31,7 @@ class Tick : private Orb::Timer {
    Orb::TaskScheduler & scheduler_;
 };
 
-class ServerTest : public testing::Test {
+class WebServerTest : public testing::Test {
  protected:
    std::string path() const { return folder.path() / "page"; }
    /** Serves while a client does its work. */
@@ -57,7 +57,7 @@ class ServerTest : public testing::Test {
       new Orb::TaskScheduler( std::make_unique< Orb::RealTime >() ) };
 };
 
-TEST_F( ServerTest, TakesOverALeftSocketAndNoOtherFile ) {
+TEST_F( WebServerTest, TakesOverALeftSocketAndNoOtherFile ) {
    std::ofstream( path() ) << "someone's";
    EXPECT_THROW( Web::listenAt( { .socket = path() } ), std::system_error );
    EXPECT_TRUE( std::filesystem::is_regular_file( path() ) );
@@ -68,7 +68,7 @@ TEST_F( ServerTest, TakesOverALeftSocketAndNoOtherFile ) {
    ::close( Web::listenAt( { .socket = path() } ) );
 }
 
-TEST_F( ServerTest, AFaultOfTheHandlerIsAnAnswer ) {
+TEST_F( WebServerTest, AFaultOfTheHandlerIsAnAnswer ) {
    Web::Server const server(
       scheduler, Web::listenAt( { .socket = path() } ),
       []( Web::Request const & ) -> Web::Answer { throw std::runtime_error( "a fault" ); },
@@ -78,7 +78,7 @@ TEST_F( ServerTest, AFaultOfTheHandlerIsAnAnswer ) {
 }
 
 /** What clients do not read takes no more memory than it may, whatever their number. */
-TEST_F( ServerTest, SlowReadersHoldSoMuchAndNoMore ) {
+TEST_F( WebServerTest, SlowReadersHoldSoMuchAndNoMore ) {
    Web::Server::Limits limits;
    limits.answers = 3'500'000;
    Web::Server const server(
