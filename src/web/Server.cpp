@@ -271,6 +271,11 @@ Answer Server::answerTo( Request const & request ) {
       return errorAnswer( 500, error.what() );
    }
    if ( answer.isStream && streams_ >= limits_.streams ) {
+      // Of pages that have gone the library hears when something is sent to them.
+      if ( Orb::Seconds const now = scheduler_->now(); now >= beaten_ + sweepEvery ) {
+         beaten_ = now;
+         events_.beat();
+      }
       return errorAnswer( 503, "too many pages are open" );
    }
    if ( held_ + answer.body.size() > limits_.answers ) {

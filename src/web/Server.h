@@ -103,6 +103,7 @@ class Server : private Orb::Descriptor, private Orb::Timer {
    std::size_t held_ = 0;
    bool isPosted_ = false;
    Orb::Seconds swept_ = 0;
+   Orb::Seconds beaten_ = 0;
    std::shared_ptr< bool > const alive_ = std::make_shared< bool >( true );
 };
 

@@ -32,6 +32,18 @@ export function replace(place, ...children) {
   }
 }
 
+// Says of each value whether it is another than the one before: what has not changed is left alone,
+// and with it what someone has marked.
+export function differing() {
+  let before = null;
+  return (value) => {
+    const words = JSON.stringify(value);
+    const differs = words !== before;
+    before = words;
+    return differs;
+  };
+}
+
 // Three kinds of state, each with a mark of its own beside its colour.
 const good = /^(programmed|known|ok|success|active|out)/;
 const bad = /^(rejected|error|drop|refused|unknown|nobody)/;

@@ -1,4 +1,4 @@
-import { count, el, kindOfState, linkTo, markOf, replace, stateOf, svg } from './dom.js';
+import { count, differing, el, kindOfState, linkTo, markOf, replace, stateOf, svg } from './dom.js';
 import { get } from './api.js';
 import { switchNameIs } from './app.js';
 import { sortedWays, waysPanel } from './ways.js';
@@ -125,6 +125,7 @@ function waysList(fragment) {
 export function pictureView(main, parameters) {
   let first = Number.parseInt(parameters.get('first') ?? '0', 10) || 0;
   let last = null;
+  const isNew = differing();
   const tiles = el('ul', { class: 'tiles', 'aria-label': 'In numbers' });
   const drawing = el('div', { class: 'card picture' });
   const lists = el('div');
@@ -161,6 +162,9 @@ export function pictureView(main, parameters) {
     async read() {
       const value = await get('picture', { first });
       switchNameIs(value.switch);
+      if (!isNew(value)) {
+        return;
+      }
       last = value;
       replace(tiles, ...tilesOf(value.counts));
       draw();
@@ -187,7 +191,10 @@ export function pictureView(main, parameters) {
           el('a', { href: linkTo('flows', { search: fragment.name }) }, 'All its flows')) : null,
         fragment.ways.length ? waysList(fragment) : el('p', { class: 'soft' }, 'It has no flows.')].filter(Boolean)));
     },
-    failed(error) { note.textContent = error.message; },
+    failed(error) {
+      isNew(null);
+      note.textContent = error.message;
+    },
     stop() { watcher.disconnect(); },
   };
 }
