@@ -3,6 +3,7 @@
 #include <malloc.h>
 
 #include <chrono>
+#include <sstream>
 #include <utility>
 #include <vector>
 
@@ -24,6 +25,17 @@ constexpr int exitRefused = 1;
 constexpr Orb::Seconds longestEnd = 10;
 /** So many rows leave memory behind that is worth to be given back. */
 constexpr std::uint64_t manyRows = 5'000;
+
+/** "0.001:17,0.01:18": so many turns lasted up to so many seconds. */
+std::string lengthsOf( Orb::TaskScheduler::Turns const & turns ) {
+   std::ostringstream text;
+   std::uint64_t count = 0;
+   for ( std::size_t i = 0; i != turns.steps.size(); ++i ) {
+      count += turns.upTo[i];
+      text << ( i == 0 ? "" : "," ) << turns.steps[i] << ':' << count;
+   }
+   return text.str();
+}
 
 /** Tells each second what the process says of itself, where that has changed. */
 class ProcessRow : private Orb::Timer {
@@ -48,12 +60,14 @@ class ProcessRow : private Orb::Timer {
       if ( counters.written == written_ && skipped == skipped_ ) {
          return;
       }
-      auto const turns = state_.scheduler().turns();
+      auto const & turns = state_.scheduler().turns();
       bool const told =
          state_.store().processIs( { { "started", started_ },
                                      { "changed", secondsOfDay() },
                                      { "turns", std::to_string( turns.count ) },
                                      { "longestTurn", std::to_string( turns.longest ) },
+                                     { "turnSeconds", std::to_string( turns.together ) },
+                                     { "turnLengths", lengthsOf( turns ) },
                                      { "queue", std::to_string( state_.scheduler().queue() ) },
                                      { "written", std::to_string( counters.written ) },
                                      { "sentAgain", std::to_string( counters.sentAgain ) },

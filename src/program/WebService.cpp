@@ -1,14 +1,19 @@
 #include "program/WebService.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <fstream>
 #include <optional>
+#include <system_error>
 
 #include "documents/Document.h"
 #include "platform/kel/StandardError.h"
 #include "program/EventLog.h"
 #include "program/ServiceManager.h"
 #include "program/StopSignal.h"
+#include "records/catalog/Catalog.h"
 #include "web/Server.h"
 #include "web/Site.h"
 
@@ -24,9 +29,14 @@ std::string tokenOf( std::string const & file ) {
    if ( file.empty() ) {
       return {};
    }
+   errno = 0;
    std::ifstream in( file );
    std::string token;
    std::getline( in, token );
+   if ( !in && token.empty() && errno != 0 ) {
+      throw Documents::InputError( file, "", std::generic_category().message( errno ) );
+   }
+   token.erase( token.find_last_not_of( " \t\r" ) + 1 );
    if ( token.size() < shortestToken ) {
       throw Documents::InputError(
          file, "", "its first line has no " + std::to_string( shortestToken ) + " characters" );
@@ -85,6 +95,7 @@ class Watch : private Orb::Timer {
                            .words = isThere ? "the state is followed" : words_,
                            .processes = processes_,
                            .skipped = state_.store().skipped(),
+                           .furtherSkipped = state_.store().furtherSkipped(),
                            .reconnects = state_.store().counters().reconnects } );
    }
 
@@ -98,6 +109,9 @@ class Watch : private Orb::Timer {
 }  // namespace
 
 int serveWeb( WebOptions const & options ) {
+   // It only looks on: the agent goes first where processors are few.
+   constexpr int makesWay = 10;
+   [[maybe_unused]] int const priority = ::nice( makesWay );
    logIs( options.logFormat == "json" ? LogFormat::json : LogFormat::text, "qorclient-web" );
    Redis::Address const address = *Redis::addressOf( options.listen );
    Web::Place const place{ address.socket, address.host, address.port };
@@ -117,6 +131,9 @@ int serveWeb( WebOptions const & options ) {
          watch->wordsAre( text );
       }
    };
+   // What only the agent needs changes with each answer, and is read whole: 100,000 entries.
+   setup.follows = [books = Catalog::pathOf( "agentStatus" ) + std::string( "/ruleState" )](
+                      std::string_view path ) { return !path.starts_with( books ); };
    // Never destroyed: at the end of the process the state stays as it is.
    LiveState & state = *new LiveState( options.live, std::move( setup ) );
    auto & site = *new Web::Site( state.entityManager(), options.live.switchName,

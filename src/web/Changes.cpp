@@ -1,5 +1,6 @@
 #include "web/Changes.h"
 
+#include <algorithm>
 #include <chrono>
 
 #include "platform/corestore/ValueText.h"
@@ -11,13 +12,16 @@ namespace Web {
 
 namespace {
 
-/** So long the changes of one burst gather, and so far bundles are apart. */
+/** So long the changes of one burst gather; and so far bundles are apart, or so many times as far
+ *  as what they led to took. */
 constexpr Orb::Seconds gather = 0.02;
-constexpr Orb::Seconds apart = 0.25;
+constexpr Orb::Seconds apart = 0.05;
+constexpr Orb::Seconds farthestApart = 1;
+constexpr double restOfAnswers = 4;
 /** Of a bundle so many are told one by one, and so many of all are kept. */
 constexpr std::size_t shownOfBundle = 50;
 constexpr std::size_t kept = 200;
-constexpr std::size_t longestValue = 300;
+constexpr std::size_t longestText = 300;
 
 constexpr std::pair< char const *, char const * > kinds[] = {
    { "polFragDir", "policy" },         { "polFragStatus", "flows" },
@@ -39,21 +43,28 @@ std::int64_t millisecondsOfDay() {
       .count();
 }
 
-Kel::Value valueOf( Corestore::Change const & change ) {
+std::string cut( std::string text ) {
+   if ( text.size() > longestText ) {
+      text.resize( longestText );
+      text += " ...";
+   }
+   return text;
+}
+
+Kel::Value valueOf( Corestore::Change const & change, std::uint64_t number ) {
    Views::ShownChange shown = Views::shown( change );
    if ( auto * const members = shown.value ? shown.value->as< Kel::Value::Object >() : nullptr ) {
       // The path says what it is.
       std::erase_if( *members, []( auto const & member ) { return member.first == "@type"; } );
    }
-   std::string text = shown.value ? Corestore::jsonLine( *shown.value ) : "";
-   if ( text.size() > longestValue ) {
-      text = text.substr( 0, longestValue ) + " ...";
-   }
-   return Kel::Value::Object{ { "time", millisecondsOfDay() },
-                              { "kind", kindOfChange( change.rootPath ) },
-                              { "path", shown.path },
-                              { "writer", shown.writer },
-                              { "value", shown.value ? Kel::Value( text ) : Kel::Value() } };
+   return Kel::Value::Object{
+      { "number", number },
+      { "time", millisecondsOfDay() },
+      { "kind", kindOfChange( change.rootPath ) },
+      { "path", cut( shown.path ) },
+      { "writer", shown.writer },
+      { "value",
+        shown.value ? Kel::Value( cut( Corestore::jsonLine( *shown.value ) ) ) : Kel::Value() } };
 }
 
 }  // namespace
@@ -70,7 +81,10 @@ char const * kindOfChange( std::string_view rootPath ) {
    return found == byPath.end() ? "switch" : found->second;
 }
 
-Changes::Changes( Corestore::EntityManager & em, Events & events ) : em_( em ), events_( events ) {
+Changes::Changes( Corestore::EntityManager & em, Events & events )
+   : em_( em ),
+     events_( events ),
+     number_( 1000 * static_cast< std::uint64_t >( millisecondsOfDay() ) ) {
    observer_.emplace( em, [this]( Corestore::Change const & change ) { seen( change ); } );
 }
 
@@ -79,24 +93,27 @@ Changes::~Changes() {
 }
 
 void Changes::seen( Corestore::Change const & change ) {
+   ++number_;
    std::string_view const kind = kindOfChange( change.rootPath );
    for ( auto * const counts : { &counts_, &bundle_ } ) {
       auto const found = counts->find( kind );
       ++( found == counts->end() ? counts->emplace( kind, 0 ).first->second : found->second );
    }
    if ( shown_.size() < shownOfBundle ) {
-      shown_.push_back( valueOf( change ) );
+      shown_.push_back( valueOf( change, number_ ) );
    }
    if ( !isArmed_ ) {
       isArmed_ = true;
       Orb::Seconds const now = em_.scheduler().now();
-      em_.scheduler().arm( *this, std::max( now + gather, told_ + apart ) );
+      Orb::Seconds const rest = std::clamp( restOfAnswers * spent_, apart, farthestApart );
+      em_.scheduler().arm( *this, std::max( now + gather, told_ + rest ) );
    }
 }
 
 void Changes::due() {
    isArmed_ = false;
    told_ = em_.scheduler().now();
+   spent_ = 0;
    Kel::Value::Object counted;
    for ( auto const & [kind, count] : bundle_ ) {
       counted.emplace_back( kind, count );

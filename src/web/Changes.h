@@ -12,7 +12,8 @@
 namespace Web {
 
 /** Tells open pages of changes, in bundles: of which kinds there were how many, and the first ones
- *  of them. The first change behind a pause is told at once. */
+ *  of them. The first change behind a pause is told at once; who asks for much after each bundle is
+ *  told of fewer, so that most of a processor stays to others. */
 class Changes : private Orb::Timer {
  public:
    /** How many of each kind. */
@@ -23,6 +24,8 @@ class Changes : private Orb::Timer {
 
    /** The last ones, the newest first. */
    Kel::Value::Array last() const;
+   /** What was asked for took so long. */
+   void answered( Orb::Seconds took ) { spent_ += took; }
    /** Of each kind, since the process began. */
    Counted const & counts() const { return counts_; }
 
@@ -33,11 +36,15 @@ class Changes : private Orb::Timer {
    Corestore::EntityManager & em_;
    Events & events_;
    std::deque< Kel::Value > last_;
+   /** Of the change that was seen last; later ones have greater ones, also behind a restart. */
+   std::uint64_t number_;
    Counted counts_;
    Counted bundle_;
    Kel::Value::Array shown_;
    bool isArmed_ = false;
    Orb::Seconds told_ = -1;
+   /** Since then, for answers. */
+   Orb::Seconds spent_ = 0;
    std::optional< Corestore::ChangeObserver > observer_;
 };
 

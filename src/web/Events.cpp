@@ -12,6 +12,7 @@ std::string eventText( std::string_view name, Kel::Value const & data ) {
 }
 
 void Events::tell( std::string_view name, Kel::Value const & data ) {
+   ++told_;
    add( eventText( name, data ) );
 }
 

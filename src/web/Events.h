@@ -15,6 +15,8 @@ namespace Web {
 class Events {
  public:
    void tell( std::string_view name, Kel::Value const & data );
+   /** How often something was told. */
+   std::uint64_t told() const { return told_; }
    /** Keeps a connection from looking dead. */
    void beat() { add( ":\n\n" ); }
 
@@ -35,6 +37,7 @@ class Events {
    void add( std::string text );
 
    static constexpr std::size_t kept = 64;
+   std::uint64_t told_ = 0;
    std::deque< std::string > texts_;
    /** The number of the first one that is kept. */
    std::uint64_t first_ = 0;

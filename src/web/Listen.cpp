@@ -21,6 +21,11 @@ constexpr int backlog = 128;
    throw std::system_error( errno, std::generic_category(), Kel::shownName( place ) );
 }
 
+bool isSocket( std::string const & path ) {
+   struct stat found {};
+   return ::lstat( path.c_str(), &found ) == 0 && S_ISSOCK( found.st_mode );
+}
+
 int listenAtPath( std::string const & path ) {
    sockaddr_un address{};
    address.sun_family = AF_UNIX;
@@ -31,8 +36,10 @@ int listenAtPath( std::string const & path ) {
    path.copy( address.sun_path, path.size() );
    int const fd = ::socket( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0 );
    auto const * const where = reinterpret_cast< sockaddr const * >( &address );
-   // One that nobody serves any more is left by a process that was killed.
-   if ( fd != -1 && ::connect( fd, where, sizeof address ) == -1 && errno == ECONNREFUSED ) {
+   // One that nobody serves any more is left by a process that was killed. A file of another kind
+   // is answered alike, and is someone's.
+   if ( fd != -1 && isSocket( path ) && ::connect( fd, where, sizeof address ) == -1 &&
+        errno == ECONNREFUSED ) {
       ::unlink( path.c_str() );
    }
    ::close( fd );

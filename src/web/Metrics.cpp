@@ -4,6 +4,11 @@
 #include <cmath>
 #include <cstdlib>
 #include <initializer_list>
+#include <optional>
+#include <sstream>
+#include <vector>
+
+#include "platform/corestore/ValueText.h"
 
 namespace Web {
 
@@ -21,8 +26,8 @@ class Text {
       text_ +=
          std::string( "# HELP " ) + name + " " + help + "\n# TYPE " + name + " " + type + "\n";
    }
-   void row( std::string_view value, Labels labels = {} ) {
-      text_ += name_ + "{" + switch_;
+   void row( std::string_view value, Labels labels = {}, char const * suffix = "" ) {
+      text_ += name_ + suffix + "{" + switch_;
       for ( auto const & [label, words] : labels ) {
          text_ += std::string( "," ) + label + "=\"" + labelText( words ) + "\"";
       }
@@ -39,11 +44,12 @@ class Text {
 };
 
 /** What a process says of itself may be any text. */
-bool isNumber( std::string const & text ) {
+std::optional< double > numberIn( std::string const & text ) {
    char * end = nullptr;
    double const number = std::strtod( text.c_str(), &end );
-   return !text.empty() && *end == '\0' && std::isfinite( number ) &&
-          text.find_first_not_of( "0123456789.e+-" ) == text.npos;
+   bool const isOne = !text.empty() && *end == '\0' && std::isfinite( number ) &&
+                      text.find_first_not_of( "0123456789.e+-" ) == text.npos;
+   return isOne ? std::optional( number ) : std::nullopt;
 }
 
 struct Field {
@@ -68,11 +74,61 @@ constexpr Field fields[] = {
    { "reconnects", "qorclient_reconnects_total", "counter",
      "How often the engine was lost and found again." } };
 
+std::string fieldOf( ProcessWords const & process, char const * name ) {
+   auto const found = process.fields.find( name );
+   return found == process.fields.end() ? std::string() : found->second;
+}
+
+/** "0.001:17,0.01:18", seconds and how many turns were no longer; nothing for any other text. */
+using Steps = std::vector< std::pair< std::string, std::string > >;
+Steps stepsIn( std::string const & text ) {
+   Steps steps;
+   std::istringstream in( text );
+   double before = 0;
+   double countBefore = 0;
+   for ( std::string step; std::getline( in, step, ',' ); ) {
+      std::size_t const colon = std::min( step.find( ':' ), step.size() - 1 );
+      std::string const length = step.substr( 0, colon );
+      std::string const count = step.substr( colon + 1 );
+      auto const lasts = numberIn( length );
+      auto const turns = numberIn( count );
+      if ( !lasts || !turns || *lasts <= before || *turns < countBefore ) {
+         return {};
+      }
+      before = *lasts;
+      countBefore = *turns;
+      steps.emplace_back( length, count );
+   }
+   return steps;
+}
+
+/** How long turns last, as Prometheus has distributions. */
+void addTurns( Text & text, std::vector< ProcessWords > const & processes ) {
+   text.head( "qorclient_turn_seconds", "histogram", "How long turns of the process last." );
+   for ( ProcessWords const & process : processes ) {
+      Steps const steps = stepsIn( fieldOf( process, "turnLengths" ) );
+      std::string const count = fieldOf( process, "turns" );
+      std::string const sum = fieldOf( process, "turnSeconds" );
+      if ( steps.empty() || !numberIn( count ) || !numberIn( sum ) ) {
+         continue;
+      }
+      for ( auto const & [length, upTo] : steps ) {
+         text.row( upTo, { { "role", process.role }, { "le", length } }, "_bucket" );
+      }
+      text.row( count, { { "role", process.role }, { "le", "+Inf" } }, "_bucket" );
+      text.row( sum, { { "role", process.role } }, "_sum" );
+      text.row( count, { { "role", process.role } }, "_count" );
+   }
+}
+
 }  // namespace
 
 std::string labelText( std::string_view text ) {
+   // One that is no UTF-8 would have Prometheus refuse all the rest, too; JSON has replaced it.
+   Kel::Value const whole =
+      Corestore::parseJson( Corestore::jsonLine( Kel::Value( std::string( text ) ) ) );
    std::string escaped;
-   for ( char const c : text ) {
+   for ( char const c : *whole.as< std::string >() ) {
       if ( c == '\\' || c == '"' ) {
          escaped += '\\';
          escaped += c;
@@ -125,16 +181,16 @@ std::string metricsText( std::string const & switchName, Counts const & counts,
    for ( Field const & field : fields ) {
       text.head( field.metric, field.type, field.help );
       for ( ProcessWords const & process : situation.processes ) {
-         auto const found = process.fields.find( field.field );
-         if ( found != process.fields.end() && isNumber( found->second ) ) {
-            text.row( found->second, { { "role", process.role } } );
+         if ( std::string const told = fieldOf( process, field.field ); numberIn( told ) ) {
+            text.row( told, { { "role", process.role } } );
          }
       }
    }
+   addTurns( text, situation.processes );
    text.head( "qorclient_web_reconnects_total", "counter", "The same, of this page's server." );
    text.row( situation.reconnects );
    text.head( "qorclient_web_rows_skipped", "gauge", "Rows that do not fit, as this server sees." );
-   text.row( situation.skipped.size() );
+   text.row( situation.skipped.size() + situation.furtherSkipped );
    text.head( "qorclient_changes_total", "counter", "Changes of the state, by what they concern." );
    for ( auto const & [kind, count] : changes ) {
       text.row( count, { { "kind", kind } } );

@@ -9,16 +9,13 @@
 #include "platform/kel/Dir.h"
 #include "qorclient/agent/QorClientUtils.h"
 #include "qorclient/agent/Status.h"
-#include "records/bridging/AllowedVlans.h"
-#include "records/bridging/Config.h"
 #include "records/catalog/Catalog.h"
-#include "records/l2rib/HostInput.h"
 #include "records/mlag/Config.h"
 #include "records/qor/PolicyFragmentStatus.h"
-#include "records/slab/BridgingStatus.h"
 #include "records/vxlancontroller/VniFdbStatusV2.h"
 #include "views/packet/Ports.h"
 #include "views/tables/Places.h"
+#include "views/tables/PortFacts.h"
 #include "views/tables/Words.h"
 #include "web/Counts.h"
 
@@ -28,98 +25,19 @@ namespace {
 
 using Kel::Value;
 using Wirekit::IntfId;
-using Numbers = std::set< std::uint32_t >;
+using Numbers = Views::VlanNumbers;
 
+/** Of each kind so many are named; of all there is a count. */
 constexpr std::size_t namedFlows = 3;
 constexpr std::size_t namedPorts = 16;
+constexpr std::size_t namedEnds = 16;
+constexpr std::size_t namedSets = 8;
+constexpr std::size_t namedSetsOfPort = 4;
+constexpr std::size_t namedWays = 24;
 
 Value number( std::uint64_t n ) {
    return Value( n );
 }
-
-/** The VLANs of each port, configured and allowed. */
-std::map< IntfId, Numbers > vlansOfPorts( Corestore::EntityManager const & em ) {
-   std::map< IntfId, Numbers > vlans;
-   auto const config = em.entity< Bridging::Config >( Catalog::pathOf( "bridgingConfig" ) );
-   for ( auto const & vlan : config->vlanConfig() ) {
-      for ( IntfId const & intf : vlan.value->intfKeys() ) {
-         vlans[intf].insert( vlan.key.value() );
-      }
-   }
-   auto const allowed =
-      em.entity< Bridging::Input::AllowedVlans >( Catalog::pathOf( "dynAllowedVlans" ) );
-   for ( auto const & list : allowed->vlans() ) {
-      std::string_view const text = list.value.view();
-      for ( std::size_t begin = 0; begin < text.size(); ) {
-         std::size_t const end = std::min( text.find( ',', begin ), text.size() );
-         std::uint32_t vlan{};
-         if ( std::from_chars( text.data() + begin, text.data() + end, vlan ).ec == std::errc{} ) {
-            vlans[list.key].insert( vlan );
-         }
-         begin = end + 1;
-      }
-   }
-   return vlans;
-}
-
-/** Hosts at a place: the first ones, and how many. */
-struct HostsThere {
-   Value::Array first;
-   std::uint64_t count = 0;
-};
-
-/** Where hosts are: first those that a flow intercepts, then those that are offered to the L2 RIB,
- *  then those that were learnt. */
-class HostsByPort {
- public:
-   HostsByPort( Corestore::EntityManager const & em, std::size_t most ) : most_( most ) {
-      auto const agent = em.entity< QorClient::Status >( Catalog::pathOf( "agentStatus" ) );
-      for ( auto const & host : agent->warmHost() ) {
-         add( host.value, host.key, "intercepted" );
-      }
-      auto const offered = em.entity< L2Rib::HostInput >( Catalog::pathOf( "l2RibQorHostInput" ) );
-      for ( auto const & host : offered->host() ) {
-         add( host.value.ciDest.intfId, host.key, "offered" );
-      }
-      auto const config = em.entity< Bridging::Config >( Catalog::pathOf( "bridgingConfig" ) );
-      std::map< Bridging::Fid, Bridging::VlanId > vlanOfFid;
-      for ( auto const & mapped : config->vidToFidMap() ) {
-         vlanOfFid.emplace( mapped.value, mapped.key );
-      }
-      auto const learnt =
-         em.entity< Slab::Bridging::Status >( Catalog::pathOf( "slabBridgingStatus" ) );
-      for ( auto const & host : learnt->fdbStatus() ) {
-         auto const vlan = vlanOfFid.find( host.key.fid );
-         bool const isVlan = host.key.fid < 4095;
-         add( host.value.intf,
-              { host.key.addr, vlan != vlanOfFid.end() ? vlan->second
-                               : isVlan
-                                  ? Bridging::VlanId( static_cast< std::uint16_t >( host.key.fid ) )
-                                  : Bridging::VlanId() },
-              "learnt" );
-      }
-   }
-
-   HostsThere const & at( IntfId intf ) { return hosts_[intf]; }
-
- private:
-   void add( IntfId intf, Bridging::MacVlanPair const & host, char const * how ) {
-      if ( !intf || !known_.insert( host ).second ) {
-         return;
-      }
-      HostsThere & there = hosts_[intf];
-      ++there.count;
-      if ( there.first.size() < most_ ) {
-         there.first.emplace_back( Value::Object{ { "mac", host.mac.stringValue() },
-                                                  { "vlan", number( host.vlanId.value() ) },
-                                                  { "how", how } } );
-      }
-   }
-
-   std::size_t most_;
-   std::map< IntfId, HostsThere > hosts_;
-   std::set< Bridging::MacVlanPair > known_;
-};
 
 Value vlanOfVni( QorClient::Status const & agent, Vxlan::VniOrNone vni ) {
    auto const key = QorClientUtils::convertVniToVniExt( vni );
@@ -140,15 +58,16 @@ struct Way {
 };
 /** The set or nothing, whether frames enter there, and the two VNIs. */
 using WayKey = std::tuple< std::string, bool, std::uint32_t, std::uint32_t >;
+using Ways = std::map< WayKey, Way >;
 
-Value::Array waysOf( Corestore::EntityManager const & em,
-                     Qor::V1::ServicePolicyFragment const & fragment ) {
+Ways waysOf( Corestore::EntityManager const & em,
+             Qor::V1::ServicePolicyFragment const & fragment ) {
    auto const agent = em.entity< QorClient::Status >( Catalog::pathOf( "agentStatus" ) );
    auto const infos = agent->policyFragmentInfo( fragment.name() );
    auto const statuses =
       em.entity< Qor::V1::QorPolicyFragmentStatus >( Catalog::pathOf( "polFragStatus" ) );
    auto const status = statuses->policyFragment( fragment.name() );
-   std::map< WayKey, Way > ways;
+   Ways ways;
    for ( auto const & flow : fragment.flow() ) {
       bool const enters = flow.value.interceptPoint == Qor::V1::InterceptPoint::interceptIngress;
       Way & way = ways[{ flow.value.serviceIntfKey.stringValue(), enters,
@@ -170,6 +89,28 @@ Value::Array waysOf( Corestore::EntityManager const & em,
          }
       }
    }
+   return ways;
+}
+
+/** Drops those of many ways that are least worth a look: those on which all is well. */
+void keepFew( Ways & ways ) {
+   auto const rank = [&ways]( WayKey const & key ) {
+      auto const & states = ways[key].states;
+      return states.contains( "rejected" )                   ? 0
+             : states.size() == states.count( "programmed" ) ? 2
+                                                             : 1;
+   };
+   std::vector< WayKey > order;
+   for ( auto const & [key, way] : ways ) {
+      order.push_back( key );
+   }
+   std::ranges::stable_sort( order, {}, rank );
+   for ( std::size_t i = namedWays; i < order.size(); ++i ) {
+      ways.erase( order[i] );
+   }
+}
+
+Value::Array waysValue( Ways const & ways ) {
    Value::Array values;
    for ( auto const & [key, way] : ways ) {
       auto const & [set, enters, from, to] = key;
@@ -190,25 +131,66 @@ Value::Array waysOf( Corestore::EntityManager const & em,
    return values;
 }
 
-Value fragmentValue( Corestore::EntityManager const & em,
-                     Qor::V1::ServicePolicyFragment const & fragment ) {
-   auto const agent = em.entity< QorClient::Status >( Catalog::pathOf( "agentStatus" ) );
+Value::Array setsOf( Qor::V1::ServicePolicyFragment const & fragment ) {
    Value::Array sets;
    for ( auto const & set : fragment.serviceIntfSet() ) {
+      if ( sets.size() == namedSets ) {
+         break;
+      }
       Value::Array ports;
       for ( Kel::String const & port : set.value->intfKeys() ) {
-         ports.emplace_back( port.stringValue() );
+         if ( ports.size() != namedPorts ) {
+            ports.emplace_back( port.stringValue() );
+         }
       }
-      sets.emplace_back(
-         Value::Object{ { "name", set.key.stringValue() }, { "ports", std::move( ports ) } } );
+      sets.emplace_back( Value::Object{ { "name", set.key.stringValue() },
+                                        { "ports", std::move( ports ) },
+                                        { "port_count", number( set.value->intfCount() ) } } );
    }
+   return sets;
+}
+
+/** The segments that its ways lead through: the service's two first. */
+Value::Array segmentsOf( Corestore::EntityManager const & em, Views::Ports const & ports,
+                         Qor::V1::ServicePolicyFragment const & fragment, Ways const & ways ) {
+   auto const agent = em.entity< QorClient::Status >( Catalog::pathOf( "agentStatus" ) );
+   std::vector< Vxlan::VniOrNone > vnis{ fragment.serviceVni(), fragment.originalVni() };
+   for ( auto const & [key, way] : ways ) {
+      for ( Vxlan::VniOrNone const vni : { Vxlan::VniOrNone( std::get< 2 >( key ) ),
+                                           Vxlan::VniOrNone( std::get< 3 >( key ) ) } ) {
+         if ( !vni.isNone() && std::ranges::find( vnis, vni ) == vnis.end() ) {
+            vnis.push_back( vni );
+         }
+      }
+   }
+   Value::Array segments;
+   for ( Vxlan::VniOrNone const vni : vnis ) {
+      Value vlan = vlanOfVni( *agent, vni );
+      Value tunnel;
+      for ( IntfId const & name : ports.tunnels() ) {
+         auto const carried = vni.isNone() ? std::nullopt : ports.segmentOf( name, vni.value() );
+         if ( carried ) {
+            tunnel = name.stringValue();
+            vlan = vlan == Value() ? number( carried->vlan.value() ) : vlan;
+         }
+      }
+      segments.emplace_back(
+         Value::Object{ { "vni", vniValue( vni ) }, { "vlan", vlan }, { "tunnel", tunnel } } );
+   }
+   return segments;
+}
+
+Value fragmentValue( Corestore::EntityManager const & em, Views::Ports const & ports,
+                     Qor::V1::ServicePolicyFragment const & fragment ) {
+   Ways ways = waysOf( em, fragment );
+   std::size_t const count = ways.size();
+   keepFew( ways );
    return Value::Object{ { "name", fragment.name().stringValue() },
-                         { "original", vniValue( fragment.originalVni() ) },
-                         { "original_vlan", vlanOfVni( *agent, fragment.originalVni() ) },
-                         { "service", vniValue( fragment.serviceVni() ) },
-                         { "service_vlan", vlanOfVni( *agent, fragment.serviceVni() ) },
-                         { "sets", std::move( sets ) },
-                         { "ways", waysOf( em, fragment ) } };
+                         { "segments", segmentsOf( em, ports, fragment, ways ) },
+                         { "sets", setsOf( fragment ) },
+                         { "set_count", number( fragment.serviceIntfSetCount() ) },
+                         { "ways", waysValue( ways ) },
+                         { "way_count", number( count ) } };
 }
 
 struct EndPoint {
@@ -235,64 +217,33 @@ Value::Array tunnelsOf( Corestore::EntityManager const & em, Views::Ports const 
    for ( IntfId const & name : ports.tunnels() ) {
       auto const tunnel = tunnels->vtiStatus( name );
       Numbers vnis;
-      Value::Array segments;
       for ( auto const & carried : tunnel->vlanToVniMap() ) {
          vnis.insert( carried.value.vni.value() );
-         if ( segments.size() < namedPorts ) {
-            segments.emplace_back(
-               Value::Object{ { "vlan", number( carried.key.value() ) },
-                              { "vni", number( carried.value.vni.value() ) },
-                              { "source", Vxlan::stringValue( carried.value.source ) } } );
-         }
       }
       Value::Array behind;
+      std::uint64_t count = 0;
       for ( auto const & [address, end] : ends ) {
-         if ( address != tunnel->addr() && !address.isZero() && behind.size() < namedPorts ) {
+         if ( address == tunnel->addr() || address.isZero() ) {
+            continue;
+         }
+         ++count;
+         if ( behind.size() != namedEnds ) {
             behind.emplace_back( Value::Object{ { "address", address.stringValue() },
                                                 { "hosts", number( end.hosts ) },
-                                                { "vnis", rangesOf( end.vnis ) } } );
+                                                { "vnis", Views::rangesOf( end.vnis ) } } );
          }
       }
       values.emplace_back( Value::Object{
          { "name", name.stringValue() },
          { "address", tunnel->addr().isZero() ? Value() : Value( tunnel->addr().stringValue() ) },
-         { "vnis", rangesOf( vnis ) },
-         { "segments", std::move( segments ) },
-         { "ends", std::move( behind ) } } );
+         { "vnis", Views::rangesOf( vnis ) },
+         { "ends", std::move( behind ) },
+         { "end_count", number( count ) } } );
    }
    return values;
 }
 
-/** The sets of service interfaces that a port is in, "web/near". */
-std::map< std::string, Value::Array > setsByPort( Qor::V1::QorPolicyFragment const & policy ) {
-   std::map< std::string, Value::Array > sets;
-   for ( auto const & fragment : policy.policyFragment() ) {
-      for ( auto const & set : fragment.value->serviceIntfSet() ) {
-         for ( Kel::String const & port : set.value->intfKeys() ) {
-            sets[port.stringValue()].emplace_back( Views::flowPath( fragment.key, set.key ) );
-         }
-      }
-   }
-   return sets;
-}
-
 }  // namespace
-
-std::string rangesOf( Numbers const & numbers ) {
-   std::string text;
-   for ( auto at = numbers.begin(); at != numbers.end(); ) {
-      auto const first = *at;
-      auto last = first;
-      while ( ++at != numbers.end() && *at == last + 1 ) {
-         ++last;
-      }
-      text += ( text.empty() ? "" : "," ) + std::to_string( first );
-      if ( last != first ) {
-         text += ( last == first + 1 ? "," : "-" ) + std::to_string( last );
-      }
-   }
-   return text;
-}
 
 Value::Object countsOf( Corestore::EntityManager const & em ) {
    Counts const counts( em );
@@ -306,7 +257,12 @@ Value::Object countsOf( Corestore::EntityManager const & em ) {
       refused.emplace_back( reason, count );
       refusals += count;
    }
+   std::uint64_t routed = 0;
+   for ( auto const & [state, count] : counts.routedFlows ) {
+      routed += count;
+   }
    return { { "flows", std::move( flows ) },
+            { "routed_flows", number( routed ) },
             { "rules", number( counts.rules + counts.routedRules ) },
             { "refused", number( refusals ) },
             { "refused_by_reason", std::move( refused ) },
@@ -318,44 +274,51 @@ Value::Object countsOf( Corestore::EntityManager const & em ) {
 
 Value::Object pictureOf( Corestore::EntityManager const & em, PictureLimits const & limits ) {
    auto const policy = Views::policyOf( em );
-   auto sets = policy ? setsByPort( *policy ) : std::map< std::string, Value::Array >();
+   auto sets = Views::setsByPort( em, namedSetsOfPort );
+   Views::Ports const ports( em );
    Value::Array fragments;
    std::size_t seen = 0;
    if ( policy ) {
       for ( auto const & fragment : policy->policyFragment() ) {
          if ( seen >= limits.firstFragment && fragments.size() < limits.fragments ) {
-            fragments.push_back( fragmentValue( em, *fragment.value ) );
+            fragments.push_back( fragmentValue( em, ports, *fragment.value ) );
          }
          ++seen;
       }
    }
-   Views::Ports const ports( em );
-   HostsByPort hosts( em, limits.hosts );
-   auto vlans = vlansOfPorts( em );
+   auto hosts = Views::hostsByPort( em, limits.hosts );
+   auto vlans = Views::vlansOfPorts( em );
    auto const peerLink =
       em.entity< Mlag::Config >( Catalog::pathOf( "mlagConfig" ) )->peerLinkIntfId();
-   std::set< IntfId > all = ports.all();
-   for ( auto const & set : sets ) {
-      all.insert( IntfId( set.first ) );
-   }
+   std::set< IntfId > const all = Views::portsOf( em );
    // First those with something to show.
    std::vector< IntfId > order( all.begin(), all.end() );
    std::ranges::stable_sort( order, {}, [&]( IntfId intf ) {
-      return sets.contains( intf.stringValue() ) ? 0 : hosts.at( intf ).count != 0 ? 1 : 2;
+      return sets.contains( intf.stringValue() ) ? 0 : hosts.contains( intf ) ? 1 : 2;
    } );
    Value::Array shown;
    order.resize( std::min< std::size_t >( order.size(), limits.ports ) );
    for ( IntfId const & intf : order ) {
       auto const native = ports.nativeVlan( intf ).value();
-      shown.emplace_back( Value::Object{ { "name", intf.stringValue() },
-                                         { "short", intf.shortName() },
-                                         { "native", native ? number( native ) : Value() },
-                                         { "vlans", rangesOf( vlans[intf] ) },
-                                         { "vlan_count", number( vlans[intf].size() ) },
-                                         { "peer_link", intf == peerLink },
-                                         { "sets", sets[intf.stringValue()] },
-                                         { "hosts", hosts.at( intf ).first },
-                                         { "host_count", number( hosts.at( intf ).count ) } } );
+      auto const & setsThere = sets[intf.stringValue()];
+      auto const & hostsThere = hosts[intf];
+      Value::Array hostValues;
+      for ( auto const & [host, how] : hostsThere.first ) {
+         hostValues.emplace_back( Value::Object{ { "mac", host.mac.stringValue() },
+                                                 { "vlan", number( host.vlanId.value() ) },
+                                                 { "how", how } } );
+      }
+      shown.emplace_back(
+         Value::Object{ { "name", intf.stringValue() },
+                        { "short", intf.shortName() },
+                        { "native", native ? number( native ) : Value() },
+                        { "vlans", Views::rangesOf( vlans[intf] ) },
+                        { "vlan_count", number( vlans[intf].size() ) },
+                        { "peer_link", intf == peerLink },
+                        { "sets", Value::Array( setsThere.first.begin(), setsThere.first.end() ) },
+                        { "set_count", number( setsThere.count ) },
+                        { "hosts", std::move( hostValues ) },
+                        { "host_count", number( hostsThere.count ) } } );
    }
    return { { "ports", std::move( shown ) },
             { "port_count", number( all.size() ) },

@@ -1,8 +1,5 @@
 #pragma once
 
-#include <set>
-#include <string>
-
 #include "platform/corestore/EntityManager.h"
 
 namespace Web {
@@ -24,8 +21,5 @@ Kel::Value::Object pictureOf( Corestore::EntityManager const & em, PictureLimits
 
 /** The state in numbers. */
 Kel::Value::Object countsOf( Corestore::EntityManager const & em );
-
-/** "1-99,200"; of ports that carry many VLANs. */
-std::string rangesOf( std::set< std::uint32_t > const & numbers );
 
 }  // namespace Web

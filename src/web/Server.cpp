@@ -52,7 +52,7 @@ struct Callbacks {
                        .authorization = header( *connection, "Authorization" ) };
       MHD_get_connection_values( connection, MHD_GET_ARGUMENT_KIND, &argument, &request.query );
       server.isNow( *connection, Server::Peer::State::answered );
-      return server.answer( *connection, server.handler_( request ) ) == MHD_YES ? MHD_YES : MHD_NO;
+      return server.send( *connection, server.answerTo( request ) ) == MHD_YES ? MHD_YES : MHD_NO;
    }
 
    static MHD_Result argument( void * query, MHD_ValueKind /* kind */, char const * name,
@@ -98,6 +98,12 @@ struct Callbacks {
       reading->server->streaming_.erase( reading->connection );
       delete reading;
    }
+
+   static void sent( void * held ) {
+      auto * const done = static_cast< Server::Held * >( held );
+      done->server->held_ -= done->body.size();
+      delete done;
+   }
 };
 
 Server::Server( Kel::Ptr< Orb::TaskScheduler > scheduler, int socket, Handler handler,
@@ -138,14 +144,15 @@ void Server::ready( short ) {
 }
 
 void Server::due() {
-   if ( Orb::Seconds const now = scheduler_->now(); now >= swept_ + sweepEvery ) {
-      swept_ = now;
-      sweep();
-   }
    run();
 }
 
 void Server::run() {
+   // Here, since those who ask for much move the timer ahead of them.
+   if ( Orb::Seconds const now = scheduler_->now(); now >= swept_ + sweepEvery ) {
+      swept_ = now;
+      sweep();
+   }
    MHD_run( daemon_ );
    Orb::Seconds next = scheduler_->now() + sweepEvery;
    MHD_UNSIGNED_LONG_LONG milliseconds = 0;
@@ -244,15 +251,42 @@ MHD_Response * Server::streamOf( MHD_Connection & connection, Answer const & ans
    return response;
 }
 
-int Server::answer( MHD_Connection & connection, Answer const & wanted ) {
-   Answer const answer = wanted.isStream && streams_ >= limits_.streams
-                            ? errorAnswer( 503, "too many pages are open" )
-                            : wanted;
+MHD_Response * Server::wholeOf( Answer & answer ) {
+   auto * const held = new Held{ this, std::move( answer.body ) };
+   held_ += held->body.size();
+   MHD_Response * const response = MHD_create_response_from_buffer_with_free_callback_cls(
+      held->body.size(), held->body.data(), &Callbacks::sent, held );
+   if ( !response ) {
+      Callbacks::sent( held );
+   }
+   return response;
+}
+
+Answer Server::answerTo( Request const & request ) {
+   Answer answer;
+   try {
+      answer = handler_( request );
+   } catch ( std::exception const & error ) {
+      // The library is no C++.
+      return errorAnswer( 500, error.what() );
+   }
+   if ( answer.isStream && streams_ >= limits_.streams ) {
+      // Of pages that have gone the library hears when something is sent to them.
+      if ( Orb::Seconds const now = scheduler_->now(); now >= beaten_ + sweepEvery ) {
+         beaten_ = now;
+         events_.beat();
+      }
+      return errorAnswer( 503, "too many pages are open" );
+   }
+   if ( held_ + answer.body.size() > limits_.answers ) {
+      return errorAnswer( 503, "too much is on its way to others" );
+   }
+   return answer;
+}
+
+int Server::send( MHD_Connection & connection, Answer answer ) {
    MHD_Response * const response =
-      answer.isStream ? streamOf( connection, answer )
-                      : MHD_create_response_from_buffer( answer.body.size(),
-                                                         const_cast< char * >( answer.body.data() ),
-                                                         MHD_RESPMEM_MUST_COPY );
+      answer.isStream ? streamOf( connection, answer ) : wholeOf( answer );
    if ( !response ) {
       return MHD_NO;
    }

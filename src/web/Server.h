@@ -32,6 +32,8 @@ class Server : private Orb::Descriptor, private Orb::Timer {
       std::size_t streams = 64;
       /** Bytes of a request's head, and of what is ready to be sent. */
       std::size_t head = 16384;
+      /** Bytes of all answers that are still on their way to clients that read slowly. */
+      std::size_t answers = std::size_t{ 64 } << 20;
       /** Seconds for a request's head; and for an answer. */
       Orb::Seconds headSeconds = 10;
       Orb::Seconds answerSeconds = 60;
@@ -59,6 +61,11 @@ class Server : private Orb::Descriptor, private Orb::Timer {
       Orb::Seconds since = 0;
       enum class State { silent, answered, stream, closing } state = State::silent;
    };
+   /** An answer on its way. */
+   struct Held {
+      Server * server = nullptr;
+      std::string body;
+   };
    /** A page that listens. */
    struct Stream {
       Server * server = nullptr;
@@ -78,8 +85,11 @@ class Server : private Orb::Descriptor, private Orb::Timer {
    void connected( MHD_Connection & connection );
    void isNow( MHD_Connection & connection, Peer::State state );
    void close( Peer & peer );
-   int answer( MHD_Connection & connection, Answer const & wanted );
+   /** What the handler answers; an error in place of what there is no room for. */
+   Answer answerTo( Request const & request );
+   int send( MHD_Connection & connection, Answer answer );
    MHD_Response * streamOf( MHD_Connection & connection, Answer const & answer );
+   MHD_Response * wholeOf( Answer & answer );
 
    Kel::Ptr< Orb::TaskScheduler > scheduler_;
    Handler handler_;
@@ -90,8 +100,10 @@ class Server : private Orb::Descriptor, private Orb::Timer {
    std::map< MHD_Connection *, Stream * > streaming_;
    std::size_t streams_ = 0;
    std::size_t closing_ = 0;
+   std::size_t held_ = 0;
    bool isPosted_ = false;
    Orb::Seconds swept_ = 0;
+   Orb::Seconds beaten_ = 0;
    std::shared_ptr< bool > const alive_ = std::make_shared< bool >( true );
 };
 

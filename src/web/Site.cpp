@@ -20,6 +20,11 @@ using Kel::Value;
 
 constexpr std::size_t longestPage = 500;
 constexpr std::size_t usualPage = 50;
+/** Answers that are kept for others who ask for the same. */
+constexpr std::size_t mostKnown = 32;
+/** Flows of one name in as many fragments, and elements of a list in one cell. */
+constexpr std::size_t mostChains = 20;
+constexpr std::size_t longestList = 20;
 
 template < class Number >
 std::optional< Number > numberOf( std::string const & text, Number most ) {
@@ -82,6 +87,16 @@ Views::FrameTexts frameOf( Request const & request, std::string & wrong ) {
    return texts;
 }
 
+/** Of a long list its first elements, and how many more there are. */
+void shorten( Value & value ) {
+   auto * const list = value.as< Value::Array >();
+   if ( list && list->size() > longestList ) {
+      std::size_t const more = list->size() - longestList;
+      list->resize( longestList );
+      list->emplace_back( Value::Object{ { "more", std::uint64_t{ more } } } );
+   }
+}
+
 }  // namespace
 
 Answer Site::answer( Request const & request ) {
@@ -101,7 +116,24 @@ Answer Site::answer( Request const & request ) {
    if ( !request.path.starts_with( api ) ) {
       return errorAnswer( 404, "nothing stands there" );
    }
-   std::string const name = request.path.substr( api.size() );
+   if ( knownAt_ != events_.told() || known_.size() == mostKnown ) {
+      known_.clear();
+      knownAt_ = events_.told();
+   }
+   std::pair const asked( request.path, request.query );
+   if ( auto const known = known_.find( asked ); known != known_.end() ) {
+      return known->second;
+   }
+   Orb::Seconds const began = em_.scheduler().now();
+   Answer answer = view( request.path.substr( api.size() ), request );
+   if ( changes_ ) {
+      changes_->answered( em_.scheduler().now() - began );
+      known_.emplace( asked, answer );
+   }
+   return answer;
+}
+
+Answer Site::view( std::string const & name, Request const & request ) const {
    if ( name == "picture" ) {
       return picture( request );
    }
@@ -141,22 +173,32 @@ Answer Site::table( std::string const & name, Request const & request ) const {
    choice.first = sizeOf( request, "first", 0 );
    choice.most = std::min( sizeOf( request, "most", usualPage ), longestPage );
    Views::TextTable const table = Views::tableOf( name, em_, choice );
+   Value::Array rows = table.values();
+   for ( Value & row : rows ) {
+      for ( auto & [member, value] : *row.as< Value::Object >() ) {
+         shorten( value );
+      }
+   }
    return jsonAnswer( Value::Object{ { "table", name },
                                      { "first", std::uint64_t{ choice.first } },
                                      { "found", std::uint64_t{ table.found() } },
-                                     { "rows", table.values() } } );
+                                     { "rows", std::move( rows ) } } );
 }
 
 Answer Site::chains( Request const & request ) const {
    std::string const wanted = request.of( "flow" );
    Value::Array chains;
+   std::uint64_t found = 0;
    for ( Views::FlowPlace const & flow : Views::flowsOf( em_ ) ) {
       if ( flow.flow.view() == wanted || Views::flowPath( flow.place, flow.flow ) == wanted ) {
-         chains.emplace_back( Views::chainValue( flow, Views::chainOf( em_, flow ) ) );
+         if ( ++found <= mostChains ) {
+            chains.emplace_back( Views::chainValue( flow, Views::chainOf( em_, flow ) ) );
+         }
       }
    }
-   return chains.empty() ? errorAnswer( 404, "there is no such flow" )
-                         : jsonAnswer( Value::Object{ { "chains", std::move( chains ) } } );
+   return chains.empty()
+             ? errorAnswer( 404, "there is no such flow" )
+             : jsonAnswer( Value::Object{ { "chains", std::move( chains ) }, { "found", found } } );
 }
 
 Answer Site::frame( Request const & request ) const {
@@ -200,12 +242,12 @@ Answer Site::processes() const {
       }
       skipped.emplace_back( Value::Object{ { "path", path }, { "reason", reason } } );
    }
-   return jsonAnswer(
-      Value::Object{ { "situation", situationValue() },
-                     { "processes", std::move( processes ) },
-                     { "skipped", std::move( skipped ) },
-                     { "skipped_count", std::uint64_t{ situation_.skipped.size() } },
-                     { "reconnects", situation_.reconnects } } );
+   return jsonAnswer( Value::Object{
+      { "situation", situationValue() },
+      { "processes", std::move( processes ) },
+      { "skipped", std::move( skipped ) },
+      { "skipped_count", std::uint64_t{ situation_.skipped.size() + situation_.furtherSkipped } },
+      { "reconnects", situation_.reconnects } } );
 }
 
 Answer Site::metrics() const {

@@ -20,6 +20,8 @@ class Site {
    Site( Corestore::EntityManager & em, std::string switchName, Guard guard )
       : em_( em ), switchName_( std::move( switchName ) ), guard_( std::move( guard ) ) {}
 
+   /** Pages that ask for the same after an event are given the same: nothing older than the last
+    *  event is. */
    Answer answer( Request const & request );
    Events & events() { return events_; }
 
@@ -31,6 +33,7 @@ class Site {
    void serverCountsAre( std::function< ServerCounts() > counts ) { server_ = std::move( counts ); }
 
  private:
+   Answer view( std::string const & name, Request const & request ) const;
    Answer picture( Request const & request ) const;
    Answer table( std::string const & name, Request const & request ) const;
    Answer chains( Request const & request ) const;
@@ -48,6 +51,9 @@ class Site {
    std::optional< Changes > changes_;
    Situation situation_;
    std::function< ServerCounts() > server_;
+   /** What was answered since the events were so many. */
+   std::map< std::pair< std::string, decltype( Request::query ) >, Answer > known_;
+   std::uint64_t knownAt_ = 0;
 };
 
 }  // namespace Web

@@ -24,8 +24,9 @@ struct Situation {
    bool isThere = false;
    std::string words = "the state has not been read yet";
    std::vector< ProcessWords > processes = {};
-   /** Rows that do not fit, and why. */
+   /** Rows that do not fit, and why: the first ones, and how many others there are. */
    std::map< std::string, std::string > skipped = {};
+   std::size_t furtherSkipped = 0;
    std::uint64_t reconnects = 0;
 
    friend bool operator==( Situation const &, Situation const & ) = default;

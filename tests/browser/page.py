@@ -47,8 +47,15 @@ SWITCH = {
     'interface/status/eth/vxlan': {'vtiStatus': {'Vxlan1': {
         'addr': '192.0.2.1', 'vlanToVniMap': {'100': {'vni': 10100}}}}}}
 
+# A service whose sets have names of their own.
+THREE = {
+    'originalVni': 10100, 'serviceVni': 20100,
+    'serviceIntfSet': {name: {'intf': {f'Ethernet1{i}': True}} for i, name in enumerate(('inside', 'outside', 'dmz'))},
+    'flow': {name: {'interceptPoint': 'ingress', 'serviceIntfKey': name, 'match': {'vni': 20100}, 'action': {'vni': 10100}}
+             for name in ('inside', 'outside', 'dmz')}}
+
 VIEWS = {
-    'switch': '#/', 'flows': '#/flows', 'rules': '#/rules', 'hosts': '#/hosts', 'vnis': '#/vnis',
+    'switch': '#/', 'flows': '#/flows', 'rules': '#/rules', 'hosts': '#/hosts', 'ports': '#/ports', 'vnis': '#/vnis',
     'routed': '#/l3flows', 'groups': '#/groups', 'flow': '#/flow?flow=web%2Ffrom-b',
     'frame': '#/frame?in=Ethernet1&from=02:00:00:00:00:0a&to=02:00:00:00:ff:01&vlan=100',
     'changes': '#/changes', 'processes': '#/processes'}
@@ -69,7 +76,8 @@ def missing():
         skip('there is no selenium')
 
 
-def eventually(what, words, seconds=15):
+# Others may use the machine.
+def eventually(what, words, seconds=60):
     end = time.monotonic() + seconds
     while time.monotonic() < end:
         value = what()
@@ -131,6 +139,7 @@ class Device:
 class Browser:
     def __init__(self, device, folder, output):
         from selenium import webdriver
+        from selenium.common.exceptions import WebDriverException
         from selenium.webdriver.chrome.options import Options
         from selenium.webdriver.chrome.service import Service
         options = Options()
@@ -141,7 +150,10 @@ class Browser:
                      'disable-dev-shm-usage', f'user-data-dir={folder}/browser'):
             options.add_argument(f'--{flag}')
         options.set_capability('goog:loggingPrefs', {'browser': 'ALL'})
-        self.driver = webdriver.Chrome(service=Service(shutil.which('chromedriver')), options=options)
+        try:
+            self.driver = webdriver.Chrome(service=Service(shutil.which('chromedriver')), options=options)
+        except WebDriverException as error:
+            skip(f'chromium does not start: {error.msg.splitlines()[0]}')
         self.device, self.output = device, output
         axe = f'{output}/node_modules/axe-core/axe.min.js'
         self.axe = open(axe).read() if os.path.exists(axe) else None
@@ -161,9 +173,9 @@ class Browser:
         return self.driver.execute_script(
             'return document.querySelector(arguments[0])?.innerText ?? ""', selector)
 
-    def shows(self, words, selector='main', seconds=15):
+    def shows(self, words, selector='main'):
         eventually(lambda: words in self.text(selector),
-                   lambda: f'{words!r} is not shown in {selector}: {self.text(selector)!r}', seconds)
+                   lambda: f'{words!r} is not shown in {selector}: {self.text(selector)!r}')
 
     def shot(self, name):
         self.driver.save_screenshot(f'{self.output}/{name}.png')
@@ -275,6 +287,21 @@ def story(device, browser):
     browser.look()
     assert not browser.complaints()
 
+    # A service of several sets is drawn with all of them, and whoever is at a link stays there while
+    # the page is shown anew.
+    browser.open('#/')
+    browser.shows('Ways through web')
+    at = browser.driver.execute_script(
+        'const link = document.querySelector(".ways a"); link.focus(); return link.getAttribute("href")')
+    device.apply({'qor/version1/policy': {'policy': {'policyFragment': {'three': THREE}}}})
+    browser.shows('Ways through three')
+    assert browser.driver.execute_script('return document.activeElement.getAttribute("href")') == at
+    eventually(lambda: browser.driver.execute_script('return document.querySelectorAll(".picture .way").length') == 7,
+               'a set is not drawn')
+    browser.shot('6-three')
+    browser.open('#/ports')
+    browser.shows('three/dmz')
+
     # Skipping to the content, by keyboard.
     browser.open('#/flows')
     browser.shows('1 to')
@@ -282,6 +309,17 @@ def story(device, browser):
     assert browser.driver.switch_to.active_element.get_attribute('id') == 'skip'
     browser.driver.switch_to.active_element.send_keys(Keys.ENTER)
     assert browser.driver.switch_to.active_element.get_attribute('id') == 'main'
+
+    # Where there is no room for one page more, it comes in when there is.
+    browser.driver.get('about:blank')
+    others = [listen(device.port) for _ in range(64)]
+    browser.open('#/flows')
+    browser.shows('it is tried again', '#banner')
+    assert all('503' in words for words in browser.complaints())
+    for one in others:
+        one.close()
+    eventually(lambda: browser.text('#situation') == 'live', 'it is not tried again')
+    browser.complaints()
 
     # The engine is lost: the page says so, shows what stood, and goes on when it is back.
     device.kill('engine')
@@ -299,9 +337,31 @@ def story(device, browser):
     eventually(lambda: browser.text('#situation') == 'live', 'it does not come back')
 
 
+def listen(port):
+    """Another page that is open; waits until one is let in."""
+    while True:
+        stream = socket.create_connection(('127.0.0.1', port))
+        stream.sendall(b'GET /events HTTP/1.1\r\nHost: 127.0.0.1:%d\r\n\r\n' % port)
+        if b' 200 ' in stream.recv(100):
+            return stream
+        stream.close()
+        time.sleep(.1)
+
+
 def can_connect(port):
     with socket.socket() as probe:
         return probe.connect_ex(('127.0.0.1', port)) == 0
+
+
+def tell_all(device, browser):
+    """What each had to say, behind a failure."""
+    if browser:
+        browser.shot('failed')
+        print('the page shows:', browser.text('body'))
+        print('the browser says:', *browser.complaints(), sep='\n')
+    for name in ('engine', 'serve', 'simulate', 'web'):
+        with open(f'{device.folder}/{name}.log', errors='replace') as log:
+            print(f'{name} says:', *log.readlines()[-20:], sep='\n')
 
 
 def main():
@@ -316,9 +376,8 @@ def main():
         if not browser.axe:
             print('axe-core is not there: accessibility is not checked')
         story(device, browser)
-    except BaseException:
-        if browser:
-            browser.shot('failed')
+    except Exception:
+        tell_all(device, browser)
         raise
     finally:
         if browser:

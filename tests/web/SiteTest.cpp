@@ -9,6 +9,7 @@
 #include "documents/NumberNames.h"
 #include "platform/corestore/ValueText.h"
 #include "scenario/Switch.h"
+#include "views/tables/PortFacts.h"
 #include "web/Page.h"
 #include "web/Picture.h"
 
@@ -128,8 +129,62 @@ TEST_F( SiteTest, ThePictureHasPortsTunnelsServicesAndWays ) {
       picture,
       HasSubstr(
          R"({"set":"near","point":"in","from":20100,"to":10100,"ports":["Ethernet5"],"states":{"programmed":5},)" ) );
-   EXPECT_THAT( picture, HasSubstr( R"("flows":{"initial":5,"programmed":5},"rules":5)" ) );
-   EXPECT_EQ( Web::rangesOf( { 1, 2, 3, 7, 9, 10 } ), "1-3,7,9,10" );
+   EXPECT_THAT( picture,
+                HasSubstr( R"("flows":{"initial":5,"programmed":5},"routed_flows":0,"rules":5)" ) );
+   EXPECT_THAT( picture,
+                HasSubstr( R"("segments":[{"vni":20100,"vlan":200,"tunnel":"Vxlan1"},)" ) );
+   EXPECT_EQ( Views::rangesOf( { 1, 2, 3, 7, 9, 10 } ), "1-3,7,9,10" );
+   // Ports are a list, too.
+   patch( R"({"mlag/config":{"peerLinkIntfId":"Port-Channel1"},
+      "bridging/input/dynvlan/allowedvlan/qor":{"vlans":{"Ethernet1":"7,9"}}})" );
+   EXPECT_THAT(
+      get( "/api/ports" ).body,
+      HasSubstr( R"({"port":"Ethernet1","vlans":"7,9,100","untagged":1,"sets":null,"hosts":1},)"
+                 R"({"port":"Ethernet5")" ) );
+   EXPECT_THAT( get( "/api/ports", { { "search", "web/near" } } ).body,
+                HasSubstr( "\"found\":1" ) );
+}
+
+/** A picture stays one, however much there is of a kind. */
+TEST_F( SiteTest, OfMuchThePictureHasAFewAndACount ) {
+   patch( policyOf( "web" ) );
+   patch( answers );
+   std::string flows;
+   std::string ports;
+   for ( int i = 0; i != 100; ++i ) {
+      flows += ( i ? ",\"" : "\"" ) + std::to_string( i ) +
+               R"(":{"interceptPoint":"ingress","match":{"vni":)" + std::to_string( 1000 + i ) +
+               R"(},"action":{"vni":10100}})";
+      ports += ( i ? ",\"Ethernet" : "\"Ethernet" ) + std::to_string( 100 + i ) + "\":true";
+   }
+   patch( R"({"qor/version1/policy":{"policy":{"policyFragment":{"web":{
+      "serviceIntfSet":{"far":{"intf":{)" +
+          ports + R"(}}},"flow":{)" + flows + "}}}}}}" );
+   Value const picture = json( "/api/picture" );
+   Value const & web = picture.member( "fragments" )->as< Value::Array >()->front();
+   EXPECT_EQ( *web.member( "way_count" ), Value( std::uint64_t{ 102 } ) );
+   EXPECT_EQ( web.member( "ways" )->as< Value::Array >()->size(), 24U );
+   EXPECT_THAT( words( web ), Not( HasSubstr( R"("states":{"programmed")" ) ) )
+      << "all is well there";
+   EXPECT_THAT( words( web ), HasSubstr( R"("port_count":100)" ) );
+   EXPECT_THAT( words( picture ), HasSubstr( R"("port_count":102)" ) );
+   EXPECT_LT( words( picture ).size(), 30'000U );
+   // A list in a cell likewise: 100 flows need this VNI.
+   EXPECT_EQ(
+      json( "/api/ports", { { "most", "5" } } ).member( "rows" )->as< Value::Array >()->size(),
+      5U );
+}
+
+/** What is asked for by many between two events is made once, and is never older than an event. */
+TEST_F( SiteTest, AnAnswerIsAsNewAsTheLastEvent ) {
+   site.follow();
+   EXPECT_THAT( get( "/api/flows" ).body, HasSubstr( "\"found\":0" ) );
+   patch( policyOf( "web" ) );
+   device.advance( 0.1 );
+   EXPECT_THAT( get( "/api/flows" ).body, HasSubstr( "\"found\":10" ) );
+   EXPECT_THAT( get( "/api/flows", { { "search", "flow-3" } } ).body, HasSubstr( "\"found\":1" ) );
+   site.situationIs( { .isThere = false, .words = "lost" } );
+   EXPECT_THAT( get( "/api/picture" ).body, HasSubstr( R"("there":false,"words":"lost")" ) );
 }
 
 TEST_F( SiteTest, AFlowAndAFrameAreFollowed ) {
@@ -182,15 +237,35 @@ TEST_F( SiteTest, HostileNamesStayTexts ) {
    for ( char const c : text ) {
       EXPECT_TRUE( c == '\n' || static_cast< unsigned char >( c ) >= 0x20 );
    }
-   site.situationIs(
-      { .isThere = true,
-        .processes = { { "a\"b", "", { { "turns", "1 } evil" }, { "queue", "3" } } } } } );
+   site.situationIs( { .isThere = true,
+                       .processes = { { "a\"b", "", { { "turns", "1 } evil" }, { "queue", "3" } } },
+                                      { "agent",
+                                        "it",
+                                        { { "turns", "9" },
+                                          { "turnSeconds", "0.5" },
+                                          { "turnLengths", "0.001:3,1:8" } } },
+                                      { "other",
+                                        "it",
+                                        { { "turns", "9" },
+                                          { "turnSeconds", "0.5" },
+                                          { "turnLengths", "1:8,0.001:3 evil" } } } },
+                       .skipped = { { "a", "b" } },
+                       .furtherSkipped = 6 } );
    std::string const metrics = get( "/metrics" ).body;
    EXPECT_THAT( metrics, HasSubstr( R"(qorclient_queue{switch="leaf1",role="a\"b"} 3)" ) );
    EXPECT_THAT( metrics, Not( HasSubstr( "evil" ) ) );
+   EXPECT_THAT( metrics, HasSubstr( "qorclient_web_rows_skipped{switch=\"leaf1\"} 7\n" ) );
+   std::string const turns = R"({switch="leaf1",role="agent")";
+   EXPECT_THAT( metrics,
+                HasSubstr( "\nqorclient_turn_seconds_bucket" + turns + ",le=\"0.001\"} 3\n" +
+                           "qorclient_turn_seconds_bucket" + turns + ",le=\"1\"} 8\n" +
+                           "qorclient_turn_seconds_bucket" + turns + ",le=\"+Inf\"} 9\n" +
+                           "qorclient_turn_seconds_sum" + turns + "} 0.5\n" +
+                           "qorclient_turn_seconds_count" + turns + "} 9\n#" ) );
    EXPECT_THAT(
       metrics, HasSubstr( R"(qorclient_flows{switch="leaf1",kind="policy",state="initial"} 10)" ) );
    EXPECT_EQ( Web::labelText( "a\\b\"c\nd\te" ), R"(a\\b\"c\nd?e)" );
+   EXPECT_EQ( Web::labelText( "\xff" ), "\xef\xbf\xbd" ) << "the sign for what is no letter";
 }
 
 /** Whatever someone asks for is answered, and what is answered is JSON. */
@@ -258,9 +333,9 @@ TEST_F( SiteTest, ChangesComeInBundles ) {
    site.follow();
    Web::Events::Reader reader = site.events().begin();
    patch( policyOf( "web" ) );
-   device.advance( 0.05 );
+   device.advance( 0.03 );
    patch( R"({"mlag/config":{"peerLinkIntfId":"Port-Channel1"}})" );
-   device.advance( 0.1 );
+   device.advance( 0.03 );
    std::string text( 1 << 20, '\0' );
    text.resize( site.events().read( reader, text.data(), text.size() ) );
    EXPECT_THAT( text, HasSubstr( R"("policy":)" ) );

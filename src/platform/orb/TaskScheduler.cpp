@@ -44,9 +44,16 @@ void TaskScheduler::fireDueTimers() {
 
 void TaskScheduler::endTurn( Seconds began ) {
    ++turns_.count;
-   turns_.longest = std::max( turns_.longest, now() - began );
    if ( turnEnd_ ) {
       turnEnd_();
+   }
+   // What is saved and told at its end is a part of it.
+   Seconds const length = now() - began;
+   turns_.longest = std::max( turns_.longest, length );
+   turns_.together += length;
+   auto const step = std::ranges::lower_bound( Turns::steps, length );
+   if ( step != Turns::steps.end() ) {
+      ++turns_.upTo[static_cast< std::size_t >( step - Turns::steps.begin() )];
    }
 }
 

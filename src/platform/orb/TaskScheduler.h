@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -98,13 +99,17 @@ class TaskScheduler : public Kel::PtrInterface {
     *  or told once a turn. What it throws ends the run. */
    void turnEndIs( std::function< void() > handler ) { turnEnd_ = std::move( handler ); }
 
-   /** What it has done so far. */
+   /** What it has done so far. Lengths are by the scheduler's clock. */
    struct Turns {
       std::uint64_t count = 0;
-      /** By the scheduler's clock. */
       Seconds longest = 0;
+      Seconds together = 0;
+      /** How many lasted up to one of these, and longer than the one before. */
+      static constexpr std::array< Seconds, 12 > steps{
+         0.00001, 0.00003, 0.0001, 0.0003, 0.001, 0.003, 0.01, 0.03, 0.1, 0.3, 1, 3 };
+      std::array< std::uint64_t, steps.size() > upTo{};
    };
-   Turns turns() const { return turns_; }
+   Turns const & turns() const { return turns_; }
    /** Pieces of work and tasks that are waiting for their turn. */
    std::size_t queue() const { return posted_.size() + ready_.size(); }
 

@@ -63,13 +63,10 @@ class FlowRows {
          return status ? stateWord( status->flowState ) : std::string( "not reported" );
       };
       table_.row( state, [&] {
-         return std::vector< Cell >{
-            fragment.stringValue(),
-            flow.stringValue(),
-            kind,
-            state(),
+         return cellsOf(
+            fragment.stringValue(), flow.stringValue(), kind, state(),
             publishedRules( *agent_, fragment, flow ),
-            status ? detailsOf( em_, fragment, flow, status->flowStateDetails ) : std::string() };
+            status ? detailsOf( em_, fragment, flow, status->flowStateDetails ) : std::string() );
       } );
    }
 

@@ -183,10 +183,9 @@ TextTable rulesTable( Corestore::EntityManager const & em, Choice const & choice
                    auto const & flow, auto const & hardware ) {
       table.row( [&] { return hardware().words; },
                  [&] {
-                    return std::vector< Cell >{
-                       rule.stringValue(),          flow(),           tableWord( entry.tableType ),
-                       entry.priority.value(),      hardware().words, matchWords( entry.match ),
-                       actionWords( entry.actions ) };
+                    return cellsOf( rule.stringValue(), flow(), tableWord( entry.tableType ),
+                                    entry.priority.value(), hardware().words,
+                                    matchWords( entry.match ), actionWords( entry.actions ) );
                  } );
    };
    auto const tableAt = [&em]( char const * path ) {

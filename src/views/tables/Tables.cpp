@@ -18,6 +18,7 @@ struct Table {
 constexpr Table tables[] = { { "flows", &flowsTable },
                              { "rules", &rulesTable },
                              { "hosts", nullptr, &hostsTable, "STATE" },
+                             { "ports", &portsTable },
                              { "vnis", nullptr, &vnisTable, "VLAN" },
                              { "groups", nullptr, &groupsTable, "MEMBER STATE" },
                              { "l3flows", nullptr, &routedFlowsTable, "STATE" },

@@ -23,6 +23,8 @@ TextTable flowsTable( Corestore::EntityManager const & em, Choice const & choice
 TextTable rulesTable( Corestore::EntityManager const & em, Choice const & choice = {} );
 /** Each host that a flow intercepts or that is known, where it is, and what it waits for. */
 TextTable hostsTable( Corestore::EntityManager const & em );
+/** Each port, the VLANs that it carries, and what is there. */
+TextTable portsTable( Corestore::EntityManager const & em, Choice const & choice = {} );
 /** Each VNI that is needed or mapped, its VLAN and who needs it. */
 TextTable vnisTable( Corestore::EntityManager const & em );
 /** Each group of routed traffic with its members and their VLANs. */

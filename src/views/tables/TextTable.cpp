@@ -28,15 +28,9 @@ std::string memberName( std::string heading ) {
 
 }  // namespace
 
-Cell::Cell( std::string words ) : text( std::move( words ) ) {
-   if ( !text.empty() ) {
-      value = text;
-   }
-}
-
 Cell::Cell( std::vector< std::string > const & list ) : text( joined( list ) ) {
    if ( !list.empty() ) {
-      value = Kel::Value::Array( list.begin(), list.end() );
+      value_ = Kel::Value::Array( list.begin(), list.end() );
    }
 }
 
@@ -84,7 +78,7 @@ Kel::Value::Array TextTable::values() const {
    for ( auto const & cells : rows_ ) {
       Kel::Value::Object row;
       for ( std::size_t i = 0; i != cells.size(); ++i ) {
-         row.emplace_back( memberName( headings_[i] ), cells[i].value );
+         row.emplace_back( memberName( headings_[i] ), cells[i].value() );
       }
       rows.emplace_back( std::move( row ) );
    }

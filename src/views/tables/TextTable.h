@@ -6,6 +6,7 @@
 #include <ostream>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/kel/Value.h"
@@ -17,20 +18,35 @@ struct Cell {
    /** Absent: "-", and null for programs. */
    Cell() = default;
    /** A text; absent if it is empty. */
-   Cell( std::string words );
+   Cell( std::string words ) : text( std::move( words ) ), isWords_( true ) {}
    Cell( char const * words ) : Cell( std::string( words ) ) {}
-   Cell( bool yes ) : text( yes ? "yes" : "no" ), value( yes ) {}
+   Cell( bool yes ) : text( yes ? "yes" : "no" ), value_( yes ) {}
    template < std::integral Number >
    Cell( Number number )
-      : text( std::to_string( number ) ), value( static_cast< std::int64_t >( number ) ) {}
+      : text( std::to_string( number ) ), value_( static_cast< std::int64_t >( number ) ) {}
    /** Several texts, with a comma between them; absent if there are none. */
    Cell( std::vector< std::string > const & list );
    /** A word in place of what isn't there: null for programs. */
    static Cell insteadOf( char const * word );
 
+   Kel::Value value() const { return isWords_ && !text.empty() ? Kel::Value( text ) : value_; }
+
    std::string text;
-   Kel::Value value;
+
+ private:
+   /** It is the text that programs are given, too. */
+   bool isWords_ = false;
+   Kel::Value value_;
 };
+
+/** The cells of a row, none of them copied. */
+template < class... Cells >
+std::vector< Cell > cellsOf( Cells &&... cells ) {
+   std::vector< Cell > row;
+   row.reserve( sizeof...( cells ) );
+   ( row.emplace_back( std::forward< Cells >( cells ) ), ... );
+   return row;
+}
 
 /** Which rows are wanted: of those that fit, so many from the first one on. */
 struct Choice {

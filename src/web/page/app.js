@@ -11,6 +11,7 @@ const views = {
   flows: { title: 'Flows', show: listView('flows') },
   rules: { title: 'Rules', show: listView('rules') },
   hosts: { title: 'Hosts', show: listView('hosts') },
+  ports: { title: 'Ports', show: listView('ports') },
   vnis: { title: 'VNIs', show: listView('vnis') },
   l3flows: { title: 'Routed', show: listView('l3flows') },
   groups: { title: 'Groups', show: listView('groups') },
@@ -27,6 +28,7 @@ const nav = document.getElementById('nav');
 
 let current = null;
 let switchName = '';
+let title = '';
 
 for (const [name, { title }] of Object.entries(views)) {
   if (title) {
@@ -39,6 +41,8 @@ function place() {
   return { name: Object.hasOwn(views, name) ? name : '', parameters: new URLSearchParams(query ?? '') };
 }
 
+const shortestRest = 30;
+
 // What is shown is read again when something of it has changed; a server that takes long for it is
 // asked less often.
 class Shown {
@@ -46,7 +50,7 @@ class Shown {
     this.view = view;
     this.isReading = false;
     this.isWanted = false;
-    this.rest = 100;
+    this.rest = shortestRest;
     this.timer = null;
   }
 
@@ -67,7 +71,7 @@ class Shown {
     }
     this.isReading = false;
     this.ended = performance.now();
-    this.rest = Math.max(100, 3 * (this.ended - began));
+    this.rest = Math.max(shortestRest, this.ended - began);
     if (this.isWanted) {
       this.later();
     }
@@ -93,6 +97,7 @@ class Shown {
 }
 
 export function titleIs(text) {
+  title = text;
   document.title = `${text} · ${switchName || 'switch'}`;
 }
 
@@ -100,7 +105,7 @@ export function switchNameIs(name) {
   if (name !== switchName) {
     switchName = name;
     document.getElementById('switch').textContent = name;
-    titleIs(views[place().name].title ?? 'Flow');
+    titleIs(title);
   }
 }
 
@@ -139,6 +144,8 @@ function situationIs(there, words) {
   banner.textContent = there ? '' : `${words}. What is shown is how it stood last.`;
 }
 
+const again = 2000;
+
 function listen() {
   const events = new EventSource('/events');
   let isOpen = false;
@@ -153,6 +160,10 @@ function listen() {
   events.addEventListener('error', () => {
     isOpen = false;
     situationIs(false, 'The page’s own server does not answer; it is tried again');
+    // An answer that is no stream, as of a server that has no room, is the browser's last try.
+    if (events.readyState === EventSource.CLOSED) {
+      setTimeout(listen, again);
+    }
   });
   events.addEventListener('situation', ({ data }) => {
     const { switch: name, there, words } = JSON.parse(data);

@@ -1,4 +1,4 @@
-import { el, kindOfState, linkTo, stateOf } from './dom.js';
+import { count, differing, el, kindOfState, linkTo, replace, stateOf } from './dom.js';
 import { get } from './api.js';
 import { titleIs } from './app.js';
 
@@ -6,6 +6,7 @@ export function chainView(main, parameters) {
   const flow = parameters.get('flow') ?? '';
   titleIs(flow);
   const content = el('div');
+  const isNew = differing();
   main.append(el('p', { class: 'small' }, el('a', { href: linkTo('flows') }, '‹ All flows')), content);
 
   function chainOf(chain) {
@@ -27,9 +28,17 @@ export function chainView(main, parameters) {
 
   return {
     async read() {
-      const { chains } = await get('chain', { flow });
-      content.replaceChildren(...chains.map(chainOf));
+      const value = await get('chain', { flow });
+      if (!isNew(value)) {
+        return;
+      }
+      const { chains, found } = value;
+      replace(content, ...chains.map(chainOf), found > chains.length
+        ? el('p', { class: 'none' }, `${count(found - chains.length)} more flows have that name; their fragments tell them apart.`) : '');
     },
-    failed(error) { content.replaceChildren(el('h1', {}, flow), el('p', { class: 'none card' }, error.message)); },
+    failed(error) {
+      isNew(null);
+      content.replaceChildren(el('h1', {}, flow), el('p', { class: 'none card' }, error.message));
+    },
   };
 }

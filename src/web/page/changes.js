@@ -7,6 +7,7 @@ export function changesView(main) {
   let isHeld = false;
   let more = 0;
   let changes = [];
+  let isDrawing = false;
   const log = el('ol', { class: 'log card' });
   const filter = el('input', { type: 'search', id: 'filter', autocomplete: 'off', spellcheck: 'false',
     placeholder: 'press / to search', oninput: () => draw() });
@@ -43,17 +44,28 @@ export function changesView(main) {
     changes.forEach((change) => { change.isNew = false; });
   }
 
+  // However fast they come, a screen shows so many pictures a second.
+  function drawSoon() {
+    if (!isDrawing) {
+      isDrawing = true;
+      requestAnimationFrame(() => { isDrawing = false; draw(); });
+    }
+  }
+
   return {
     kinds: [],
     async read() {
-      ({ changes } = await get('changes'));
+      const { changes: told } = await get('changes');
+      // Some may have been heard of while this was on its way.
+      const last = told[0]?.number ?? 0;
+      changes = [...changes.filter((change) => change.number > last), ...told].slice(0, kept);
       draw();
     },
     heard({ kinds, changes: fresh }) {
       more += Object.values(kinds).reduce((sum, n) => sum + n, 0) - fresh.length;
       fresh.forEach((change) => { change.isNew = true; });
       changes = [...fresh.reverse(), ...changes].slice(0, kept);
-      draw();
+      drawSoon();
     },
   };
 }

@@ -23,6 +23,27 @@ export function svg(name, attributes = {}, ...children) {
   return fill(document.createElementNS(svgSpace, name), attributes, children);
 }
 
+// What is shown anew: whoever was at a link of it stays there.
+export function replace(place, ...children) {
+  const link = place.contains(document.activeElement) ? document.activeElement.getAttribute('href') : null;
+  place.replaceChildren(...children);
+  if (link) {
+    [...place.querySelectorAll('a')].find((one) => one.getAttribute('href') === link)?.focus({ preventScroll: true });
+  }
+}
+
+// Says of each value whether it is another than the one before: what has not changed is left alone,
+// and with it what someone has marked.
+export function differing() {
+  let before = null;
+  return (value) => {
+    const words = JSON.stringify(value);
+    const differs = words !== before;
+    before = words;
+    return differs;
+  };
+}
+
 // Three kinds of state, each with a mark of its own beside its colour.
 const good = /^(programmed|known|ok|success|active|out)/;
 const bad = /^(rejected|error|drop|refused|unknown|nobody)/;

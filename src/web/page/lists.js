@@ -1,4 +1,4 @@
-import { count, el, linkTo, stateOf } from './dom.js';
+import { count, el, linkTo, replace, stateOf } from './dom.js';
 import { get } from './api.js';
 
 const pageSize = 50;
@@ -8,10 +8,14 @@ const flowLink = (path) => (path && !path.includes(',') && !path.endsWith(' (sha
   ? el('a', { href: linkTo('flow', { flow: path }) }, path) : path ?? '–');
 const text = (value) => value ?? '–';
 const mono = (value) => el('span', { class: 'mono' }, value ?? '–');
-const list = (value, shown = text) => (Array.isArray(value)
-  ? value.slice(0, 4).flatMap((one, i) => (i ? [', ', shown(one)] : [shown(one)]))
-    .concat(value.length > 4 ? ` and ${count(value.length - 4)} more` : [])
-  : [shown(value)]);
+// Of a long list the server tells the first ones, and as the last element how many more there are.
+const list = (value, shown = text) => {
+  const all = [value ?? []].flat();
+  const more = all.at(-1)?.more === undefined ? 0 : all.pop().more;
+  const rest = Math.max(0, all.length - 4) + more;
+  return all.length === 0 ? ['–'] : all.slice(0, 4).flatMap((one, i) => (i ? [', ', shown(one)] : [shown(one)]))
+    .concat(rest ? ` and ${count(rest)} more` : []);
+};
 const vlan = (value) => (value === null ? stateOf('waiting') : value);
 
 const tables = {
@@ -56,6 +60,19 @@ const tables = {
       ['state', 'State', (value) => stateOf(value)],
       ['moves', 'Moves', text, 'number'],
       ['flows', 'Flows', (value) => list(value, flowLink), 'name'],
+    ],
+  },
+  ports: {
+    title: 'Ports and their VLANs',
+    kinds: ['ports', 'hosts', 'policy', 'agent', 'tunnels'],
+    states: [],
+    key: (row) => row.port,
+    columns: [
+      ['port', 'Port', text, 'name'],
+      ['vlans', 'VLANs', (value) => value ?? 'none'],
+      ['untagged', 'Untagged', (value) => (value === null ? '–' : `VLAN ${value}`), 'short'],
+      ['sets', 'Service sets', (value) => list(value)],
+      ['hosts', 'Hosts', count, 'number'],
     ],
   },
   vnis: {
@@ -181,17 +198,13 @@ export const listView = (name) => (main, parameters) => {
       const asked = { ...wanted };
       const value = await get(name, { search: asked.search, state: asked.state,
         first: (asked.page - 1) * pageSize, most: pageSize });
-      const focused = body.contains(document.activeElement) ? document.activeElement.getAttribute('href') : null;
       const rows = value.rows.map(rowOf);
-      body.replaceChildren(...rows.map(({ element }) => element));
+      replace(body, ...rows.map(({ element }) => element));
       if (!rows.length) {
         body.append(el('tr', { role: 'row' }, el('td', { role: 'cell', class: 'none', colspan: table.columns.length },
           asked.search || asked.state ? 'Nothing fits.' : 'There are none.')));
       }
       before = new Map(rows.map(({ key, words }) => [key, words]));
-      if (focused) {
-        [...body.querySelectorAll('a')].find((link) => link.getAttribute('href') === focused)?.focus();
-      }
       const first = value.found === 0 ? 0 : value.first + 1;
       found.textContent = `${count(Math.min(first, value.found))} to ` +
         `${count(Math.min(value.first + rows.length, value.found))} of ${count(value.found)}`;

@@ -1,9 +1,11 @@
-import { count, el, kindOfState, linkTo, markOf, stateOf, svg } from './dom.js';
+import { count, differing, el, kindOfState, linkTo, markOf, replace, stateOf, svg } from './dom.js';
 import { get } from './api.js';
 import { switchNameIs } from './app.js';
 import { sortedWays, waysPanel } from './ways.js';
 
 const cut = (words, most) => (words.length > most ? `${words.slice(0, Math.max(1, most - 1))}…` : words);
+
+const mostEnds = 6;
 
 // A port: its name, its VLANs, the hosts that are there.
 function portCard(port, x, y, width) {
@@ -15,7 +17,7 @@ function portCard(port, x, y, width) {
     hosts.push(svg('text', { x: 12, y: 66 + port.hosts.length * 16, class: 't-soft' }, `and ${count(rest)} more`));
   }
   const height = heightOf(port);
-  const role = port.peer_link ? ' · peer link' : port.sets.length ? ` · ${port.sets[0]}${port.sets.length > 1 ? ` +${port.sets.length - 1}` : ''}` : '';
+  const role = port.peer_link ? ' · peer link' : port.sets.length ? ` · ${port.sets[0]}${port.set_count > 1 ? ` +${port.set_count - 1}` : ''}` : '';
   return svg('g', { transform: `translate(${x} ${y})` },
     svg('title', {}, `${port.name}: ${port.vlans ? `VLAN ${port.vlans}` : 'no VLAN'}${port.sets.length ? `; ${port.sets.join(', ')}` : ''}`),
     svg('rect', { class: `port${port.sets.length ? ' in-set' : ''}`, width, height, rx: 9 }),
@@ -33,18 +35,21 @@ function heightOf(port) {
 
 function tunnelCard(tunnel, x, y, width) {
   const room = Math.floor((width - 20) / 6.7);
-  const ends = tunnel.ends.slice(0, 6);
+  const ends = tunnel.ends.slice(0, mostEnds);
+  const rest = tunnel.end_count - ends.length;
   return svg('g', { transform: `translate(${x} ${y})` },
     svg('rect', { class: 'tunnel', width, height: tunnelHeight(tunnel), rx: 9 }),
     svg('text', { x: 12, y: 20, class: 't-title' }, cut(`${tunnel.name}, a tunnel`, room)),
     svg('text', { x: 12, y: 35, class: 't-soft' }, cut(`${tunnel.address ?? 'no address'}`, room)),
     svg('text', { x: 12, y: 50, class: 't-soft' }, cut(tunnel.vnis ? `VNI ${tunnel.vnis}` : 'no VNI', room)),
     ends.map((end, i) => svg('text', { x: 12, y: 66 + i * 16, class: 't-mono' },
-      cut(`⇢ ${end.address}  ${count(end.hosts)} host${end.hosts === 1 ? '' : 's'}`, room))));
+      cut(`⇢ ${end.address}  ${count(end.hosts)} host${end.hosts === 1 ? '' : 's'}`, room))),
+    rest ? svg('text', { x: 12, y: 66 + ends.length * 16, class: 't-soft' }, `and ${count(rest)} more`) : null);
 }
 
 function tunnelHeight(tunnel) {
-  return 58 + (tunnel.ends.length ? 16 * Math.min(6, tunnel.ends.length) + 2 : 0);
+  const lines = Math.min(mostEnds, tunnel.ends.length) + (tunnel.end_count > mostEnds ? 1 : 0);
+  return 58 + (lines ? 16 * lines + 2 : 0);
 }
 
 // Cards in rows, as many beside each other as there is room for.
@@ -82,13 +87,14 @@ function tile(words, number, link, kind) {
   return el('li', {}, link ? el('a', { href: link }, content) : el('div', {}, content));
 }
 
-function tilesOf({ flows, rules, refused, hosts_known: known, hosts_waiting: waiting, vnis_waiting: vnis }) {
+function tilesOf({ flows, routed_flows: routed, rules, refused, hosts_known: known, hosts_waiting: waiting, vnis_waiting: vnis }) {
   const order = ['programmed', 'waiting', 'initial', 'rejected'];
   const rank = (state) => (order.includes(state) ? order.indexOf(state) : order.length);
   const states = Object.entries(flows).sort(([a], [b]) => rank(a) - rank(b));
   return [
     ...(states.length ? states : [['programmed', 0]]).map(([state, n]) =>
       tile(`flows ${state}`, n, linkTo('flows', { state }), kindOfState(state))),
+    ...(routed ? [tile('routed flows', routed, linkTo('l3flows'))] : []),
     tile('rules', rules, linkTo('rules')),
     tile('rules refused', refused, linkTo('rules', { state: 'rejected' }), refused ? 'bad' : 'good'),
     tile('hosts known', known, linkTo('hosts', { state: 'known' })),
@@ -119,6 +125,7 @@ function waysList(fragment) {
 export function pictureView(main, parameters) {
   let first = Number.parseInt(parameters.get('first') ?? '0', 10) || 0;
   let last = null;
+  const isNew = differing();
   const tiles = el('ul', { class: 'tiles', 'aria-label': 'In numbers' });
   const drawing = el('div', { class: 'card picture' });
   const lists = el('div');
@@ -131,7 +138,7 @@ export function pictureView(main, parameters) {
       return;
     }
     const width = Math.max(300, drawing.clientWidth - 16);
-    const panels = [drawSwitch(last, width), ...last.fragments.map((fragment) => waysPanel(fragment, last, width))];
+    const panels = [drawSwitch(last, width), ...last.fragments.map((fragment) => waysPanel(fragment, width))];
     let y = 0;
     const groups = panels.map(({ group, height }) => {
       const placed = svg('g', { transform: `translate(0 ${y})` }, group);
@@ -141,7 +148,7 @@ export function pictureView(main, parameters) {
     const height = Math.max(1, y - 12);
     drawing.replaceChildren(svg('svg', { viewBox: `0 0 ${width} ${height}`, width, height, role: 'img',
       'aria-label': `Switch ${last.switch}: ${last.port_count} ports, ${last.tunnels.length} tunnels, ` +
-        `${last.fragment_count} services. The ways through the services are listed below.` }, groups));
+        `${last.fragment_count} services. The ways through the services are listed below, the ports in a list of their own.` }, groups));
   }
   const watcher = new ResizeObserver(() => draw());
   watcher.observe(drawing);
@@ -155,34 +162,39 @@ export function pictureView(main, parameters) {
     async read() {
       const value = await get('picture', { first });
       switchNameIs(value.switch);
-      last = value;
-      const link = tiles.contains(document.activeElement) ? document.activeElement.getAttribute('href') : null;
-      tiles.replaceChildren(...tilesOf(value.counts));
-      if (link) {
-        [...tiles.querySelectorAll('a')].find((one) => one.getAttribute('href') === link)?.focus();
+      if (!isNew(value)) {
+        return;
       }
+      last = value;
+      replace(tiles, ...tilesOf(value.counts));
       draw();
       const words = [];
       if (!value.counts.active) {
         words.push('The agent is not active: nobody acts on the policy.');
       }
       if (value.port_count > value.ports.length) {
-        words.push(`${count(value.port_count - value.ports.length)} ports more are not drawn.`);
+        words.push(`${count(value.port_count - value.ports.length)} ports more are not drawn; the list of ports has all.`);
       }
       if (!value.fragment_count) {
         words.push('There is no policy.');
       }
       note.textContent = words.join(' ');
       const step = Math.max(1, value.fragments.length);
-      pager.replaceChildren(...(value.fragment_count > value.fragments.length ? [
+      replace(pager, ...(value.fragment_count > value.fragments.length ? [
         el('a', { href: linkTo('', { first: Math.max(0, first - 4) || '' }) }, '‹ Previous'),
         el('a', { href: linkTo('', { first: first + step < value.fragment_count ? first + step : first }) }, 'Next ›'),
         el('span', {}, `Services ${first + 1} to ${first + value.fragments.length} of ${count(value.fragment_count)}`)] : []));
-      lists.replaceChildren(...value.fragments.flatMap((fragment) => [
+      replace(lists, ...value.fragments.flatMap((fragment) => [
         el('h2', {}, `Ways through ${fragment.name}`),
-        fragment.ways.length ? waysList(fragment) : el('p', { class: 'soft' }, 'It has no flows.')]));
+        fragment.way_count > fragment.ways.length ? el('p', { class: 'soft' },
+          `${count(fragment.way_count - fragment.ways.length)} ways more are not drawn; on those here not all is well, or they come first. `,
+          el('a', { href: linkTo('flows', { search: fragment.name }) }, 'All its flows')) : null,
+        fragment.ways.length ? waysList(fragment) : el('p', { class: 'soft' }, 'It has no flows.')].filter(Boolean)));
     },
-    failed(error) { note.textContent = error.message; },
+    failed(error) {
+      isNew(null);
+      note.textContent = error.message;
+    },
     stop() { watcher.disconnect(); },
   };
 }

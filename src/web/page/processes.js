@@ -36,7 +36,9 @@ export function processesView(main) {
         value.processes.length ? '' : el('p', { class: 'none card' }, 'Nothing is known of them yet.'),
         el('h2', {}, `Rows that do not fit: ${count(value.skipped_count)}`),
         value.skipped.length ? el('ul', { class: 'log card' }, value.skipped.map((row) => el('li', {},
-          el('span', { class: 'what mono' }, row.path), el('span', { class: 'value' }, row.reason))))
+          el('span', { class: 'what mono' }, row.path), el('span', { class: 'value' }, row.reason))),
+          value.skipped_count > value.skipped.length
+            ? el('li', { class: 'none' }, `and ${count(value.skipped_count - value.skipped.length)} more`) : null)
           : el('p', { class: 'soft' }, 'All rows fit.'),
         el('p', { class: 'soft small' }, `This page has found the engine again ${count(value.reconnects)} times. `,
           el('a', { href: '/metrics' }, 'Metrics')));

@@ -36,23 +36,26 @@ function box(x, y, width, height, title, lines, look) {
     lines.map((line, i) => svg('text', { x: 10, y: 35 + 15 * i, class: 't-soft' }, cut(line, room))));
 }
 
-export function waysPanel(fragment, picture, width) {
+/** As many as there is room for; the service's two are shown where they are not there, too. */
+function setsOf(fragment, inner) {
+  const known = new Map(fragment.sets.map((set) => [set.name, set]));
+  const named = [...known.keys(), ...fragment.ways.map((way) => way.set).filter((set) => set !== null)];
+  const usual = named.every((name) => ['near', 'far'].includes(name)) ? ['near', 'far'] : [];
+  const rank = (name) => ({ near: 0, far: 1 }[name] ?? 2);
+  return [...new Set([...usual, ...named])].sort((a, b) => rank(a) - rank(b)).slice(0, Math.max(2, Math.floor(inner / 130)))
+    .map((name) => known.get(name) ?? { name, ports: [], port_count: 0 });
+}
+
+export function waysPanel(fragment, width) {
   const margin = 12;
   const inner = width - 2 * margin;
   const numbered = sortedWays(fragment).map((way, i) => ({ ...way, number: i + 1, kind: kindOfWay(way) }));
   const above = numbered.filter((way) => way.set === null);
-  const sets = ['near', 'far'].map((name) => fragment.sets.find((set) => set.name === name) ?? { name, ports: [] });
+  const sets = setsOf(fragment, inner);
 
   // The segments: the service's two, and whatever else a flow names.
-  const vnis = [fragment.service, fragment.original];
-  for (const way of numbered) {
-    for (const vni of [way.from, way.to]) {
-      if (vni !== null && !vnis.includes(vni)) {
-        vnis.push(vni);
-      }
-    }
-  }
-  const tunnelOf = (vni) => picture.tunnels.find((tunnel) => tunnel.segments.some((segment) => segment.vni === vni));
+  const { segments } = fragment;
+  const vnis = segments.map((segment) => segment.vni);
   const laneHeight = 34;
   const topHeight = above.length ? 60 : 0;
   const lanesTop = 40 + topHeight + (above.length ? 56 : 0);
@@ -61,11 +64,8 @@ export function waysPanel(fragment, picture, width) {
   const setsTop = lanesEnd + 60;
   const setHeight = 62;
 
-  const lanes = vnis.map((vni, i) => {
-    const vlan = i === 0 ? fragment.service_vlan : i === 1 ? fragment.original_vlan
-      : picture.tunnels.flatMap((tunnel) => tunnel.segments).find((segment) => segment.vni === vni)?.vlan ?? null;
+  const lanes = segments.map(({ vni, vlan, tunnel }, i) => {
     const name = i === 0 ? 'service' : i === 1 ? 'original' : 'other';
-    const tunnel = tunnelOf(vni);
     const words = `${vni === null ? 'no VNI' : `VNI ${vni}`} · ${vlan === null ? '… no VLAN yet' : `VLAN ${vlan}`}`;
     const side = i === 0 ? 'a' : 'b';
     const at = `translate(${margin} ${laneY(vni)})`;
@@ -73,7 +73,7 @@ export function waysPanel(fragment, picture, width) {
       bar: svg('rect', { transform: at, class: `lane-${side}`, width: inner, height: laneHeight, rx: 7 }),
       words: svg('g', { transform: at },
         svg('text', { x: 10, y: 22, class: `lane-words ${side}` }, cut(inner < 420 ? words : `${name} segment · ${words}`, Math.floor(inner / 7))),
-        tunnel && inner > 520 ? svg('text', { x: inner - 10, y: 22, class: `t-soft lane-words ${side}`, 'text-anchor': 'end' }, `⇢ ${tunnel.name}`) : null),
+        tunnel && inner > 520 ? svg('text', { x: inner - 10, y: 22, class: `t-soft lane-words ${side}`, 'text-anchor': 'end' }, `⇢ ${tunnel}`) : null),
     };
   });
 
@@ -93,18 +93,18 @@ export function waysPanel(fragment, picture, width) {
       arrow(middle, way.point === 'in' ? portEdge : lane + 6, way.point === 'in' ? lane + 6 : portEdge, way.kind, way.number, portEdge + 26));
   });
 
-  // The service and its sets.
-  const setWidth = Math.min(380, inner * .37);
-  const deviceWidth = Math.min(150, inner * .2);
-  const farX = margin + inner - setWidth;
-  const deviceX = margin + (inner - deviceWidth) / 2;
-  const wireY = setsTop + setHeight / 2;
+  // The service and its sets: between two, or under several.
+  const isBetween = sets.length <= 2;
+  const gapOfSets = 10;
+  const setWidth = isBetween ? Math.min(380, inner * .37) : (inner - gapOfSets * (sets.length - 1)) / sets.length;
+  const xOfSet = (i) => (!isBetween ? margin + i * (setWidth + gapOfSets) : i === 0 ? margin : margin + inner - setWidth);
   const below = sets.map((set, i) => {
-    const x = i === 0 ? margin : farX;
+    const x = xOfSet(i);
     const ways = numbered.filter((way) => way.set === set.name);
     const gap = setWidth / (ways.length + 1);
+    const ports = set.ports.join(', ') + (set.port_count > set.ports.length ? ` and ${set.port_count - set.ports.length} more` : '');
     return svg('g', {},
-      box(x, setsTop, setWidth, setHeight, set.name, [set.ports.join(', ') || 'no port',
+      box(x, setsTop, setWidth, setHeight, set.name, [ports || 'no port',
         `${ways.length} ${ways.length === 1 ? 'way' : 'ways'}`], `port${set.ports.length ? ' in-set' : ' none'}`),
       ways.map((way, k) => {
         const at = x + gap * (k + 1);
@@ -112,13 +112,20 @@ export function waysPanel(fragment, picture, width) {
         return arrow(at, way.point === 'in' ? setsTop : lane, way.point === 'in' ? lane : setsTop, way.kind, way.number, lanesEnd + 30);
       }));
   });
+  const deviceWidth = isBetween ? Math.min(150, inner * .2) : inner;
+  const deviceX = margin + (inner - deviceWidth) / 2;
+  const deviceY = isBetween ? setsTop + 6 : setsTop + setHeight + 14;
+  const deviceHeight = isBetween ? setHeight - 12 : 34;
+  const middle = deviceY + deviceHeight / 2;
+  const wires = sets.map((set, i) => (!isBetween ? `M${xOfSet(i) + setWidth / 2} ${setsTop + setHeight}V${deviceY}`
+    : i === 0 ? `M${margin + setWidth} ${middle}H${deviceX}` : `M${deviceX + deviceWidth} ${middle}H${xOfSet(i)}`));
   const device = [
-    svg('path', { class: 'wire', d: `M${margin + setWidth} ${wireY}H${deviceX}M${deviceX + deviceWidth} ${wireY}H${farX}` }),
-    svg('rect', { class: 'device', x: deviceX, y: setsTop + 6, width: deviceWidth, height: setHeight - 12, rx: 12 }),
-    svg('text', { x: deviceX + deviceWidth / 2, y: wireY + 4, class: 't-title', 'text-anchor': 'middle' },
+    svg('path', { class: 'wire', d: wires.join('') }),
+    svg('rect', { class: 'device', x: deviceX, y: deviceY, width: deviceWidth, height: deviceHeight, rx: 12 }),
+    svg('text', { x: deviceX + deviceWidth / 2, y: middle + 4, class: 't-title', 'text-anchor': 'middle' },
       deviceWidth > 90 ? 'the service' : 'service')];
 
-  const height = setsTop + setHeight + 14;
+  const height = Math.max(setsTop + setHeight, deviceY + deviceHeight) + 14;
   return {
     height,
     group: svg('g', {},

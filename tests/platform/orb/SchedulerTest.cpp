@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <unistd.h>
@@ -81,6 +82,23 @@ TEST( SchedulerTest, TimersOutliveJumpsOfTheClock ) {
    EXPECT_EQ( log, ( Log{ "tick", "other", "posted" } ) );
    EXPECT_FALSE( scheduler->runOne() );
    EXPECT_EQ( turns, 2 );
+}
+
+TEST( SchedulerTest, CountsTurnsByTheirLength ) {
+   Seconds time = 0;
+   Kel::Ptr< Orb::TaskScheduler > const scheduler(
+      new Orb::TaskScheduler( std::make_unique< SetTime >( time ) ) );
+   for ( Seconds const length : { 0., 0.0005, 0.0008, 2., 50. } ) {
+      scheduler->post( [&time, length] { time += length; } );
+   }
+   // What is told at a turn's end is a part of it.
+   scheduler->turnEndIs( [&time] { time += time < 1 ? 0.002 : 0; } );
+   scheduler->runReady();
+   auto const & turns = scheduler->turns();
+   EXPECT_EQ( turns.count, 5U );
+   EXPECT_DOUBLE_EQ( turns.together, 52.0073 );
+   EXPECT_DOUBLE_EQ( turns.longest, 50 );
+   EXPECT_THAT( turns.upTo, testing::ElementsAre( 0, 0, 0, 0, 0, 3, 0, 0, 0, 0, 0, 1 ) );
 }
 
 class WorkerSm : public Kel::StateMachine {
