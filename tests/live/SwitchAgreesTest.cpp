@@ -145,7 +145,7 @@ class History {
             found = WantedLines( state_, now_ ).disagreements();
             return found.empty();
          },
-         5 );
+         20 );
       return found;
    }
    /** The same for a frame. */
@@ -164,7 +164,7 @@ class History {
             }
             return found.empty();
          },
-         5 );
+         20 );
       return found;
    }
 

@@ -232,7 +232,7 @@ void FlowBook::compose( Entries::value_type & place, std::vector< FlowChange > &
       flow.cookie = cookie;
       matches_.push_back( placeOf( flow ) );
       next.add( matches_.back(), flow );
-      tables |= std::uint64_t{ 1 } << flow.table;
+      tables |= bitOf( flow.table );
    }
    unclaim( entry );
    if ( wanted.exclusive && !wanted.flows.empty() ) {

@@ -184,6 +184,8 @@ class FlowBook {
    void finished( std::vector< Sent > sent, std::vector< OpenFlow::Refusal > const & refusals );
    void refused( Sent const & mine );
    void answer( Entry & entry, Answer const & given );
+   /** Of a table, in a set of them. */
+   static std::uint64_t bitOf( std::uint8_t table );
    /** Of the flows of a key, so many at most are in one of its tables. */
    static std::uint32_t mostInOne( std::uint64_t tables, std::uint32_t flows );
    static void addRoom( Room & room, std::uint64_t tables, std::uint32_t flows );

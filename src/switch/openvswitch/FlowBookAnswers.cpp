@@ -36,9 +36,7 @@ void FlowBook::finished( std::vector< Sent > sent,
       if ( std::exchange( entry.isRetried, false ) ) {
          // There may be more room, or it did not take its.
          bool const isFull = mine.answer.status == FlowStatus::tableFull;
-         addRoom( room,
-                  isFull ? entry.tables & ~( std::uint64_t{ 1 } << mine.fullTable ) : entry.tables,
-                  1 );
+         addRoom( room, entry.tables & ~( isFull ? bitOf( mine.fullTable ) : 0 ), 1 );
       }
       if ( mine.removal ) {
          FlowSource & source = *entry.source;
@@ -86,6 +84,12 @@ void FlowBook::answer( Entry & entry, Answer const & given ) {
 }
 
 // --- Those that are tried again ---
+
+std::uint64_t FlowBook::bitOf( std::uint8_t table ) {
+   // No flow of ours is in a table behind those.
+   constexpr std::uint8_t tables = 64;
+   return table < tables ? std::uint64_t{ 1 } << table : 0;
+}
 
 std::uint32_t FlowBook::mostInOne( std::uint64_t tables, std::uint32_t flows ) {
    // Each of the tables has one at least.
