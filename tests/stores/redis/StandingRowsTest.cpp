@@ -1,0 +1,42 @@
+#include "stores/redis/StandingRows.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace Redis {
+namespace {
+
+using testing::UnorderedElementsAre;
+
+// A row goes with all that is below it, and with nothing whose path merely begins alike.
+TEST( StandingRowsTest, ARowGoesWithWhatIsBelowIt ) {
+   StandingRows rows;
+   for ( char const * path : { "a/f", "a/f/x", "a/f/x/y", "a/f/z", "a/f-1", "a/f-1/x", "a/f0",
+                               "a/g", "a/g/x", "root" } ) {
+      EXPECT_TRUE( rows.add( path, { 0, rows.contains( "a/f" ), 0, {} } ).second );
+   }
+   auto const [known, isNew] = rows.add( "a/f", { 0, 9, 0, {} } );
+   EXPECT_FALSE( isNew );
+   EXPECT_EQ( known.position, 0U );
+
+   auto const paths = [&]( auto const & walk ) {
+      std::vector< std::string > seen;
+      walk( [&seen]( std::string const & path, Standing const & ) { seen.push_back( path ); } );
+      return seen;
+   };
+   EXPECT_THAT( paths( [&]( auto const & visit ) { rows.forEachBelow( "a/f", visit ); } ),
+                UnorderedElementsAre( "a/f/x", "a/f/x/y", "a/f/z" ) );
+   EXPECT_THAT( paths( [&]( auto const & visit ) { rows.take( "a/f", visit ); } ),
+                UnorderedElementsAre( "a/f", "a/f/x", "a/f/x/y", "a/f/z" ) );
+   rows.erase( "a/g" );
+   rows.erase( "a/nothing" );
+   EXPECT_THAT( paths( [&]( auto const & visit ) { rows.forEachBelow( "a", visit ); } ),
+                UnorderedElementsAre( "a/f-1", "a/f-1/x", "a/f0", "a/g/x" ) );
+   EXPECT_TRUE( rows.contains( "root" ) );
+   EXPECT_FALSE( rows.contains( "a/f/x" ) );
+}
+
+}  // namespace
+}  // namespace Redis
