@@ -137,7 +137,7 @@ Count stateFiles( std::uint64_t count, Random & random, std::string const & scen
       }
       if ( changed != files.atRest ) {
          write( file, changed );
-         readOne( counted, file, files.last, { files.last } );
+         readOne( counted, file, files.last, files.states );
       }
    }
    return counted;

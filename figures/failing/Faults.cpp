@@ -17,6 +17,7 @@ std::string failureOf( std::string const & call ) {
       { "clone3", "error=EAGAIN" },
       { "connect", "error=ECONNREFUSED" },
       { "ftruncate", "error=ENOSPC" },
+      { "kill", "error=EPERM" },
       { "mmap", "error=ENOMEM" },
       { "mprotect", "error=ENOMEM" },
       { "mremap", "error=ENOMEM" },

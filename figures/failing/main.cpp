@@ -60,7 +60,8 @@ class Around {
             openVSwitch_->addInternalPort( bridge, port );
          }
       }
-      run( { "init" } );
+      std::string said;
+      run( { "init" }, said );
       apply( false );
       other_ = tried == Program::agent
                   ? start( {}, QORSWITCH_PROGRAM, { "simulate", "--vlan-pool", "1000-1999" } )
@@ -77,11 +78,16 @@ class Around {
    void apply( bool isSecond ) {
       std::string const file = folder_.path() / "policy.json";
       std::ofstream( file, std::ios::trunc ) << policyOf( isSecond );
-      run( { "apply", file } );
+      // As a controller does it: until it is told that it is done.
+      std::string said;
+      if ( !Live::eventually( [&] { return run( { "apply", file }, said ) == 0; } ) ) {
+         std::fprintf( stderr, "the policy is not taken: %s\n", said.c_str() );
+      }
    }
    /** All that stands, on the bridge too. */
    std::string state() {
-      std::string state = run( { "get" } );
+      std::string state;
+      run( { "get" }, state );
       if ( openVSwitch_ ) {
          for ( std::string const & flow : openVSwitch_->flows( bridge ) ) {
             state += flow + "\n";
@@ -101,13 +107,13 @@ class Around {
          folder_.path() / ( "output" + std::to_string( ++started_ ) );
       return std::make_unique< Process >( words, output );
    }
-   /** What a command says. */
-   std::string run( Words const & command ) {
+   /** Runs a command to its end, and yields its exit code, if it has one, and what it has said. */
+   std::optional< int > run( Words const & command, std::string & said ) {
       auto const process = start( {}, QORCLIENT_PROGRAM, command );
-      process->ended();
-      std::string said = process->output();
+      auto const code = process->ended();
+      said = process->output();
       std::filesystem::remove( folder_.path() / ( "output" + std::to_string( started_ ) ) );
-      return said;
+      return code;
    }
 
    Program const tried_;

@@ -37,15 +37,16 @@ constexpr char const * schema =
 constexpr char const * sql[] = {
    "BEGIN IMMEDIATE",
    "COMMIT",
-   ( "INSERT INTO entry ( path, value, position, digest ) VALUES ( ?, ?, ?3, ?4 + ?3 )"
-     " ON CONFLICT DO UPDATE SET value = excluded.value, digest = ?4 + position" ),
+   ( "INSERT INTO entry ( path, value, position, digest ) VALUES ( ?, ?, ?3, ?4 + ?3 * 647031 )"
+     " ON CONFLICT DO UPDATE SET value = excluded.value, digest = ?4 + position * 647031" ),
    "DELETE FROM entry WHERE path = ?",
    // '0' is the character after '/'.
    "DELETE FROM entry WHERE path > ?1 || '/' AND path < ?1 || '0'",
-   "SELECT path, value, digest - position FROM entry ORDER BY position",
+   "SELECT path, value, digest - position * 647031 FROM entry ORDER BY position",
 };
 
-/** Of a row's texts, with room for a position. */
+/** Of a row's texts. There is room for a position by its factor, which has bits enough for a change
+ *  of the one not to be undone by one of the other. */
 std::int64_t digestOf( std::string_view path, std::string_view value ) {
    Slab::Words::Digest digest;
    for ( std::string_view const text : { path, value } ) {
@@ -250,7 +251,7 @@ void SqliteStore::makePrivate( std::string const & path ) {
 void SqliteStore::prepare() {
    // Texts come behind all numbers, so that one that is no position shows here.
    std::string const last = ask( "SELECT coalesce( max( position ), 0 ) FROM entry" );
-   constexpr std::int64_t highest = std::int64_t{ 1 } << 62;
+   constexpr std::int64_t highest = std::int64_t{ 1 } << 42;
    auto const [end, error] =
       std::from_chars( last.data(), last.data() + last.size(), lastPosition_ );
    if ( error != std::errc{} || end != last.data() + last.size() || lastPosition_ > highest ) {
