@@ -6,7 +6,6 @@
 #include <optional>
 
 #include "damage/Count.h"
-#include "platform/corestore/ValueText.h"
 #include "scenario/Scenario.h"
 #include "scenario/Switch.h"
 #include "stores/redis/RowText.h"
@@ -21,6 +20,8 @@ namespace {
 using Corestore::Row;
 using Corestore::RowChange;
 using Corestore::RowForm;
+/** Names and JSON. */
+using Fields = std::vector< std::pair< std::string, std::string > >;
 
 /** What others have written comes in through this. */
 class Engine final : public Corestore::Store {
@@ -60,7 +61,7 @@ class Answer {
       reply.len = words.size();
       return reply;
    }
-   redisReply & list( std::vector< std::pair< std::string, std::string > > const & fields ) {
+   redisReply & list( Fields const & fields ) {
       for ( auto const & [name, value] : fields ) {
          elements_.push_back( &text( name ) );
          elements_.push_back( &text( value ) );
@@ -78,36 +79,43 @@ class Answer {
 };
 
 /** As the client reads it; nothing for one that it refuses. */
-std::optional< Row > read( Row const & row, Redis::RowText const & text ) {
+std::optional< Row > read( Row const & row, Fields const & text ) {
    Answer answer;
    try {
       if ( row.form == RowForm::book ) {
          std::size_t const last = row.path.rfind( '/' );
          bool refused = false;
-         auto const rows = Redis::readBook( row.path.substr( 0, last ), answer.list( text.fields ),
+         auto const rows = Redis::readBook( row.path.substr( 0, last ), answer.list( text ),
                                             [&]( auto const &, auto const & ) { refused = true; } );
          return refused || rows.empty() ? std::nullopt : std::optional( rows.front().row );
       }
       if ( row.form == RowForm::value ) {
-         return Redis::readString( row.path, answer.text( text.fields.front().second ) ).row;
+         return Redis::readString( row.path, answer.text( text.front().second ) ).row;
       }
-      auto const found = Redis::readHash( row.path, row.form, answer.list( text.fields ) );
+      auto const found = Redis::readHash( row.path, row.form, answer.list( text ) );
       return found.bad.empty() ? std::optional( found.row ) : std::nullopt;
    } catch ( Kel::ValueError const & ) {
       return std::nullopt;
    }
 }
 
-Redis::RowText textOf( Row const & row ) {
-   if ( row.form == RowForm::book ) {
-      return { { { row.path.substr( row.path.rfind( '/' ) + 1 ),
-                   Redis::bookField( 7, Corestore::jsonLine( row.value ) ) } } };
+Fields textOf( Row const & row ) {
+   Redis::RowText text;
+   text.rowIs( row );
+   Fields fields;
+   for ( std::size_t i = 0; i != text.size(); ++i ) {
+      fields.emplace_back( text.name( i ), text.json( i ) );
    }
-   return Redis::textOf( row );
+   if ( row.form == RowForm::book ) {
+      auto & [name, value] = fields.front();
+      name = row.path.substr( row.path.rfind( '/' ) + 1 );
+      value = "[7," + value + "]";
+   }
+   return fields;
 }
 
-bool isJson( Redis::RowText const & text ) {
-   return std::ranges::all_of( text.fields, []( auto const & field ) {
+bool isJson( Fields const & text ) {
+   return std::ranges::all_of( text, []( auto const & field ) {
       return field.second.find( '\0' ) == std::string::npos &&
              nlohmann::json::accept( field.second );
    } );
@@ -134,25 +142,25 @@ Count engineRows( std::uint64_t count, Random & random, std::string const & scen
    for ( Row & row : engine.first() ) {
       row.form = engine.holder().formOf( row.path );
       // The rows with nothing in them have nothing to damage.
-      if ( row.form != RowForm::none && !textOf( row ).fields.empty() ) {
+      if ( row.form != RowForm::none && !textOf( row ).empty() ) {
          rows.push_back( row );
       }
    }
    while ( counted.all != count ) {
       Row const & row = rows[below( random, rows.size() )];
-      Redis::RowText const whole = textOf( row );
-      Redis::RowText text = whole;
-      auto & [name, value] = text.fields[below( random, text.fields.size() )];
+      Fields const whole = textOf( row );
+      Fields text = whole;
+      auto & [name, value] = text[below( random, text.size() )];
       std::string & damaged = below( random, 4 ) == 0 && !name.empty() ? name : value;
       if ( below( random, 8 ) == 0 ) {
          damaged.resize( below( random, damaged.size() ) );
-      } else if ( below( random, 16 ) == 0 && text.fields.size() > 1 ) {
-         text.fields.pop_back();
+      } else if ( below( random, 16 ) == 0 && text.size() > 1 ) {
+         text.pop_back();
       } else {
          std::string const other = damaged.substr( damaged.size() / 2 ) + damaged;
          damage( damaged, 0, damaged.size(), other, random );
       }
-      if ( text.fields == whole.fields ) {
+      if ( text == whole ) {
          continue;
       }
       ++counted.all;

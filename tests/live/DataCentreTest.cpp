@@ -228,8 +228,8 @@ TEST_F( DataCentreTest, WhatOtherHandsDoToTheBridgeIsNamedAndUndone ) {
          << hand.told;
    }
 
-   // The daemon may abort where hosts go in the moment in which it learns them from its counts, which
-   // it takes twice a second.
+   // The daemon may abort where hosts go in the moment in which it learns them from its counts,
+   // which it takes twice a second.
    std::this_thread::sleep_for( std::chrono::seconds( 1 ) );
    std::size_t const hosts = ovs.flows( Lab::Laboratory::bridge, learntHosts ).size();
    ovs.ofctl( "del-flows", Lab::Laboratory::bridge, { "table=32" } );
