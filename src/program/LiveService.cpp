@@ -23,8 +23,6 @@ using Event = Redis::RedisStore::Event;
 
 constexpr int exitRefused = 1;
 constexpr Orb::Seconds longestEnd = 10;
-/** So many rows leave memory behind that is worth to be given back. */
-constexpr std::uint64_t manyRows = 5'000;
 
 /** "0.001:17,0.01:18": so many turns lasted up to so many seconds. */
 std::string lengthsOf( Orb::TaskScheduler::Turns const & turns ) {
@@ -74,10 +72,6 @@ class ProcessRow : private Orb::Timer {
                                      { "skipped", std::to_string( skipped ) },
                                      { "reconnects", std::to_string( counters.reconnects ) } } );
       if ( told ) {
-         if ( counters.written - givenBackAt_ >= manyRows ) {
-            givenBackAt_ = counters.written;
-            ::malloc_trim( 0 );
-         }
          written_ = counters.written;
          skipped_ = skipped;
       }
@@ -86,7 +80,6 @@ class ProcessRow : private Orb::Timer {
    LiveState & state_;
    std::string started_;
    std::uint64_t written_ = ~std::uint64_t{ 0 };
-   std::uint64_t givenBackAt_ = 0;
    std::size_t skipped_ = 0;
 };
 

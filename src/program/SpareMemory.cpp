@@ -3,6 +3,7 @@
 #include <malloc.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <ctime>
 #include <fstream>
 #include <utility>
@@ -36,7 +37,12 @@ SpareMemory::SpareMemory( Kel::Ptr< Orb::TaskScheduler > scheduler )
 void SpareMemory::due() {
    scheduler_->arm( *this, scheduler_->now() + interval );
    double const used = static_cast< double >( std::clock() ) / CLOCKS_PER_SEC;
-   if ( used - std::exchange( used_, used ) < little && residentBytes() > resident_ + worthwhile ) {
+   if ( used - std::exchange( used_, used ) >= little ) {
+      return;
+   }
+   std::uint64_t const resident = residentBytes();
+   resident_ = std::min( resident_, resident );
+   if ( resident > resident_ + worthwhile ) {
       ::malloc_trim( 0 );
       resident_ = residentBytes();
    }

@@ -33,11 +33,12 @@ Words bridgeExits( TracePacketOptions const & options, Corestore::EntityManager 
    };
    auto const tunnel =
       em.entity< Vxlan::VtiStatusDir >( Catalog::pathOf( "vtiStatusDir" ) )->vtiStatus( frame.in );
-   Views::BridgePorts const ports = Views::bridgePorts( ask( "dpif/show", {} ) );
+   Views::BridgePorts const ports = Views::bridgePorts( ask( "dpif/show", {} ), options.bridge );
    auto const flow = Views::tracedFlow( frame, tunnel != nullptr,
                                         tunnel ? tunnel->addr() : Wirekit::IpAddr(), ports );
    if ( !flow ) {
-      throw OpenVSwitch::DaemonError( "the switch has no port " + frame.in.stringValue() );
+      throw OpenVSwitch::DaemonError( "bridge " + options.bridge + " has no port " +
+                                      frame.in.stringValue() );
    }
    return Views::tracedExits( ask( "ofproto/trace", { options.bridge, *flow } ), frame, ports );
 }

@@ -104,13 +104,16 @@ void Changes::seen( Corestore::Change const & change ) {
    }
    if ( !isArmed_ ) {
       isArmed_ = true;
-      Orb::Seconds const now = em_.scheduler().now();
-      Orb::Seconds const rest = std::clamp( restOfAnswers * spent_, apart, farthestApart );
-      em_.scheduler().arm( *this, std::max( now + gather, told_ + rest ) );
+      em_.scheduler().arm( *this, std::max( em_.scheduler().now() + gather, told_ + apart ) );
    }
 }
 
 void Changes::due() {
+   Orb::Seconds const rest = std::clamp( restOfAnswers * spent_, apart, farthestApart );
+   if ( em_.scheduler().now() < told_ + rest ) {
+      em_.scheduler().arm( *this, told_ + rest );
+      return;
+   }
    isArmed_ = false;
    told_ = em_.scheduler().now();
    spent_ = 0;

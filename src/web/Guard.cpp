@@ -18,7 +18,9 @@ std::string lowered( std::string_view text ) {
 }
 
 bool isLoopback( std::string_view host ) {
-   return host == "localhost" || host == "::1" || host.starts_with( "127." );
+   // A name may begin like an address.
+   return host == "localhost" || host == "::1" ||
+          ( host.starts_with( "127." ) && Wirekit::IpGenAddr::parse( host ) );
 }
 
 bool isAny( std::string_view host ) {

@@ -25,9 +25,10 @@ TEST( GuardTest, ServesUnderItsOwnNamesAlone ) {
                               "leaf1.example", "leaf1.example:443" } ) {
       EXPECT_EQ( ofHost( local, own ), 0U ) << own;
    }
-   for ( char const * other : { "", "evil.example:8080", "127.0.0.1", "127.0.0.1:80",
-                                "localhost.evil.example:8080", "127.0.0.1:8080@evil.example",
-                                "192.0.2.1:8080", "[::1", "[", ":8080", "leaf1.example.evil" } ) {
+   for ( char const * other :
+         { "", "evil.example:8080", "127.evil.example:8080", "127.0.0.1", "127.0.0.1:80",
+           "localhost.evil.example:8080", "127.0.0.1:8080@evil.example", "192.0.2.1:8080", "[::1",
+           "[", ":8080", "leaf1.example.evil" } ) {
       EXPECT_EQ( ofHost( local, other ), 421U ) << other;
    }
    Guard const everywhere( { .host = "0.0.0.0", .port = 8080 }, {}, "" );

@@ -141,8 +141,7 @@ void RedisStore::allRead() {
    standing_.clear();
    for ( ReadRow const & read : rows ) {
       isTaken( read.row.path, read.position );
-      standing_.add( read.row.path,
-                     { read.fingerprint, read.position, read.names, read.row.form } );
+      standing_.add( read.row.path, { read.fingerprint, read.position, read.row.form } );
    }
    phase_ = Phase::ready;
    waiting_.clear();

@@ -93,7 +93,7 @@ void RedisStore::changesRead() {
          continue;
       }
       auto const [standing, isNew] =
-         standing_.add( one.row.path, { one.fingerprint, one.position, one.names, one.row.form } );
+         standing_.add( one.row.path, { one.fingerprint, one.position, one.row.form } );
       if ( isNew && one.row.form == RowForm::entity ) {
          std::string const above = one.row.path + '/';
          for ( auto below = skipped_.lower_bound( above );
@@ -103,7 +103,6 @@ void RedisStore::changesRead() {
       }
       if ( isNew || standing.fingerprint != one.fingerprint ) {
          standing.fingerprint = one.fingerprint;
-         standing.names = one.names;
          changes.push_back( { std::move( one.row ), false } );
       }
    }

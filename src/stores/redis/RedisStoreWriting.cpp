@@ -67,14 +67,14 @@ void RedisStore::put( Row const & row ) {
       }
       return;
    }
-   Standing const now{ text_.fingerprint(), 0, text_.names(), row.form };
+   Standing const now{ text_.fingerprint(), 0, row.form };
    auto const [standing, isNew] = standing_.add( row.path, now );
    if ( isNew || standing.fingerprint != now.fingerprint ) {
-      // What is being read of it is older, and may have any fields.
+      // It may have any fields by now: of what others put right before this the server tells
+      // nothing, since this comes last.
       bool const isRead = reading_.erase( row.path ) != 0;
-      bool const isOther = !isNew && ( standing.names != now.names || isRead );
+      bool const isOther = !isNew || isRead;
       standing.fingerprint = now.fingerprint;
-      standing.names = now.names;
       putText( row, standing, isNew, isOther );
    }
 }
@@ -154,7 +154,8 @@ void RedisStore::readAgain( std::string_view map ) {
 }
 
 void RedisStore::putBooks() {
-   for ( auto const & [map, changes] : books_ ) {
+   for ( auto const & [path, changes] : books_ ) {
+      std::string const & map = path;
       auto const begun = [&]( std::string_view word ) {
          command_.clear();
          command_.add( { word } );

@@ -49,11 +49,6 @@ std::uint64_t hashOf( std::string_view name, std::string_view json ) {
           0x9e3779b97f4a7c15;
 }
 
-/** Of names of one row, which are few. */
-std::uint32_t nameHash( std::string_view name ) {
-   return static_cast< std::uint32_t >( std::hash< std::string_view >{}( name ) );
-}
-
 }  // namespace
 
 void RowText::add( std::string_view name, Value const & value ) {
@@ -82,14 +77,6 @@ std::uint64_t RowText::fingerprint() const {
    return sum;
 }
 
-std::uint32_t RowText::names() const {
-   std::uint32_t sum = 0;
-   for ( Field const & field : fields_ ) {
-      sum += nameHash( field.name );
-   }
-   return sum;
-}
-
 ReadRow readHash( std::string path, RowForm form, redisReply const & reply ) {
    checkKind( reply );
    ReadRow read;
@@ -104,7 +91,6 @@ ReadRow readHash( std::string path, RowForm form, redisReply const & reply ) {
          if ( name == positionField ) {
             read.position = positionOf( json );
          } else {
-            read.names += nameHash( name );
             members.emplace_back( name, parsed( json ) );
             read.fingerprint += hashOf( name, json );
          }
@@ -124,8 +110,7 @@ ReadRow readString( std::string path, redisReply const & reply ) {
    checkKind( reply );
    return { { std::move( path ), RowForm::value, parsed( textOf( reply ) ) },
             0,
-            1 + hashOf( "", textOf( reply ) ),
-            nameHash( "" ) };
+            1 + hashOf( "", textOf( reply ) ) };
 }
 
 std::vector< ReadRow > readBook(
@@ -144,10 +129,8 @@ std::vector< ReadRow > readBook(
          }
          std::uint64_t const position = positionOf( entry.substr( 1, comma - 1 ) );
          entry = entry.substr( comma + 1, entry.size() - comma - 2 );
-         rows.push_back( { { entryPath, RowForm::book, parsed( entry ) },
-                           position,
-                           1 + hashOf( "", entry ),
-                           nameHash( "" ) } );
+         rows.push_back(
+            { { entryPath, RowForm::book, parsed( entry ) }, position, 1 + hashOf( "", entry ) } );
       } catch ( ValueError const & e ) {
          bad( entryPath, e.what() );
       }

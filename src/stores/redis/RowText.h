@@ -32,8 +32,6 @@ class RowText {
    }
    /** The same for the same fields, in whichever order. */
    std::uint64_t fingerprint() const;
-   /** The same for fields of the same names. */
-   std::uint32_t names() const;
 
  private:
    struct Field {
@@ -52,7 +50,6 @@ struct ReadRow {
    Corestore::Row row;
    std::uint64_t position = 0;
    std::uint64_t fingerprint = 0;
-   std::uint32_t names = 0;
    /** Fields of an entity that cannot be read, and why; they are left out. */
    std::vector< std::pair< std::string, std::string > > bad = {};
 };

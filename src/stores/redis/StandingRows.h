@@ -18,8 +18,6 @@ struct Standing {
    std::uint64_t fingerprint;
    /** Zero for a row that was put by others. */
    std::uint64_t position;
-   /** Of the names of its fields. */
-   std::uint32_t names;
    Corestore::RowForm form;
 };
 

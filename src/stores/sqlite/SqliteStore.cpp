@@ -313,6 +313,8 @@ void SqliteStore::load( std::function< void( Row const & ) > const & row ) {
       Row read{ columnText( statement, 0 ), RowForm::none, {} };
       std::string const value = columnText( statement, 1 );
       if ( sqlite3_column_int64( statement, 2 ) != digestOf( read.path, value ) ) {
+         // It is left as it stands, with its journal.
+         sqlite3_db_config( database_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr );
          throw StoreError( shownFile() + ": is damaged: the row " + Kel::shownName( read.path ) +
                            " is not as it was written" );
       }

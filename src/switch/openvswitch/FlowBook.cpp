@@ -243,6 +243,7 @@ void FlowBook::compose( Entries::value_type & place, std::vector< FlowChange > &
    }
    bool const isRefused = !wanted.refused.reason.empty();
    if ( next == entry.standing && next.count > 0 ) {
+      entry.tables = tables;
       // What is on its way to the bridge is answered when it has arrived.
       if ( entry.answered == entry.sent ) {
          answer( entry, { FlowStatus::active, {} } );
@@ -251,7 +252,7 @@ void FlowBook::compose( Entries::value_type & place, std::vector< FlowChange > &
          // It did not take its room.
          Room room;
          addRoom( room, entry.tables, entry.wants );
-         retryWithRoom( room );
+         retryWithRoom( room, false );
       }
       return;
    }

@@ -136,8 +136,10 @@ class FlowBook {
       /** The room that it was refused. */
       std::uint32_t wants = 1;
       bool dirty = false;
-      /** Whether it stands among those that wait for room, or for something else. */
+      /** Whether it stands among those that wait for room, in which table, or for something else.
+       */
       bool waitsForRoom = false;
+      std::uint8_t waitsIn = 0;
       bool isRefused = false;
       /** It has been given room. */
       bool isRetried = false;
@@ -189,9 +191,11 @@ class FlowBook {
    /** Of the flows of a key, so many at most are in one of its tables. */
    static std::uint32_t mostInOne( std::uint64_t tables, std::uint32_t flows );
    static void addRoom( Room & room, std::uint64_t tables, std::uint32_t flows );
-   /** In their turn, those for whom there is room for so many flows. */
-   void retry( std::deque< CookieValue > & refused, bool Entry::*isAmongThem, std::size_t room );
-   void retryWithRoom( Room const & room );
+   /** In their turn, those for whom there is room for so many flows. Where it is sure to be there,
+    *  what is too little for one of them is part of what that one lacks. */
+   void retry( std::deque< CookieValue > & refused, bool Entry::*isAmongThem, std::size_t room,
+               bool isSure );
+   void retryWithRoom( Room const & room, bool isSure );
 
    Kel::Ptr< Orb::TaskScheduler > scheduler_;
    OpenFlow::Connection & connection_;

@@ -16,6 +16,7 @@ void FlowBook::finished( std::vector< Sent > sent,
                          std::vector< OpenFlow::Refusal > const & refusals ) {
    auto refusal = refusals.begin();
    Room room;
+   Room perhaps;
    std::vector< FlowChange > leftovers;
    Room roomOfLeftovers;
    for ( Sent & mine : sent ) {
@@ -30,13 +31,18 @@ void FlowBook::finished( std::vector< Sent > sent,
          addRoom( room, mine.from, mine.removed );
       }
       if ( entry.sent != mine.serial ) {
+         if ( !isMet && mine.removed > 0 ) {
+            // What was to go stands beside what was sent since: all of it is sent once more.
+            ++entry.standing.matches;
+            mark( *mine.place );
+         }
          continue;
       }
       entry.answered = entry.sent;
       if ( std::exchange( entry.isRetried, false ) ) {
          // There may be more room, or it did not take its.
          bool const isFull = mine.answer.status == FlowStatus::tableFull;
-         addRoom( room, entry.tables & ~( isFull ? bitOf( mine.fullTable ) : 0 ), 1 );
+         addRoom( perhaps, entry.tables & ~( isFull ? bitOf( mine.fullTable ) : 0 ), 1 );
       }
       if ( mine.removal ) {
          FlowSource & source = *entry.source;
@@ -60,11 +66,14 @@ void FlowBook::finished( std::vector< Sent > sent,
       answer( entry, mine.answer );
    }
    if ( !leftovers.empty() ) {
+      // They go behind what is being read, which has them still.
+      readsAgain_ = readsAgain_ || isReading_;
       connection_.program( std::move( leftovers ), [this, roomOfLeftovers]( auto const & ) {
-         retryWithRoom( roomOfLeftovers );
+         retryWithRoom( roomOfLeftovers, true );
       } );
    }
-   retryWithRoom( room );
+   retryWithRoom( room, true );
+   retryWithRoom( perhaps, false );
 }
 
 void FlowBook::refused( Sent const & mine ) {
@@ -73,8 +82,10 @@ void FlowBook::refused( Sent const & mine ) {
    entry.wants = std::max< std::uint32_t >( mostInOne( entry.tables, mine.added ), 1 );
    unclaim( entry );
    bool const isFull = mine.answer.status == FlowStatus::tableFull;
-   if ( bool & isAmongThem = isFull ? entry.waitsForRoom : entry.isRefused; !isAmongThem ) {
+   bool & isAmongThem = isFull ? entry.waitsForRoom : entry.isRefused;
+   if ( !isAmongThem || ( isFull && entry.waitsIn != mine.fullTable ) ) {
       isAmongThem = true;
+      entry.waitsIn = isFull ? mine.fullTable : entry.waitsIn;
       ( isFull ? withoutRoom_[mine.fullTable] : refused_ ).push_back( cookie );
    }
 }
@@ -106,32 +117,33 @@ void FlowBook::addRoom( Room & room, std::uint64_t tables, std::uint32_t flows )
 
 void FlowBook::retryRefused() {
    constexpr std::size_t all = std::numeric_limits< std::size_t >::max();
-   retry( refused_, &Entry::isRefused, all );
+   retry( refused_, &Entry::isRefused, all, false );
    for ( auto & [table, refused] : withoutRoom_ ) {
-      retry( refused, &Entry::waitsForRoom, all );
+      retry( refused, &Entry::waitsForRoom, all, false );
    }
 }
 
-void FlowBook::retryWithRoom( Room const & room ) {
+void FlowBook::retryWithRoom( Room const & room, bool isSure ) {
    for ( auto const & [table, flows] : room ) {
       if ( auto const found = withoutRoom_.find( table ); found != withoutRoom_.end() ) {
-         retry( found->second, &Entry::waitsForRoom, flows );
+         retry( found->second, &Entry::waitsForRoom, flows, isSure );
       }
    }
 }
 
 void FlowBook::retry( std::deque< CookieValue > & refused, bool Entry::*isAmongThem,
-                      std::size_t room ) {
+                      std::size_t room, bool isSure ) {
    std::deque< CookieValue > left;
    while ( room > 0 && !refused.empty() ) {
       CookieValue const cookie = refused.front();
       refused.pop_front();
       auto const found = entries_.find( cookie );
-      if ( found == entries_.end() ) {
+      if ( found == entries_.end() || !( found->second.*isAmongThem ) ) {
          continue;
       }
       Entry & entry = found->second;
       if ( entry.wants > room ) {
+         entry.wants -= isSure ? static_cast< std::uint32_t >( room ) : 0;
          left.push_back( cookie );
          continue;
       }

@@ -22,6 +22,7 @@ void LearntNexthops::changed( FlowUpdate const & update ) {
       }
    } else if ( update.event == FlowUpdate::Event::removed ) {
       flows_.erase( key );
+      told_.erase( key );
    } else {
       flows_[key] = update.flow;
       told_.insert( key );

@@ -39,8 +39,9 @@ std::vector< std::string > actionsIn( std::string_view text ) {
 
 }  // namespace
 
-BridgePorts bridgePorts( std::string const & shown ) {
+BridgePorts bridgePorts( std::string const & shown, std::string const & bridge ) {
    BridgePorts ports;
+   bool isOfBridge = false;
    std::istringstream lines( shown );
    for ( std::string line; std::getline( lines, line ); ) {
       // "Ethernet1 3/4: (tap)"
@@ -50,11 +51,17 @@ BridgePorts bridgePorts( std::string const & shown ) {
       words >> name >> numbers;
       std::size_t const slash = numbers.find( '/' );
       if ( slash == numbers.npos ) {
+         isOfBridge = numbers.empty() ? name == bridge + ":" : isOfBridge;
+         continue;
+      }
+      bool const isTunnel = line.find( "(vxlan" ) != line.npos;
+      // What leaves through a tunnel is told by the steps.
+      ports.names[numbers.substr( slash + 1, numbers.size() - slash - 2 )] = isTunnel ? "" : name;
+      if ( !isOfBridge ) {
          continue;
       }
       ports.numbers[name] = numbers.substr( 0, slash );
-      ports.names[numbers.substr( slash + 1, numbers.size() - slash - 2 )] = name;
-      if ( line.find( "(vxlan" ) != line.npos && line.find( "key=flow" ) != line.npos &&
+      if ( isTunnel && line.find( "key=flow" ) != line.npos &&
            line.find( "remote_ip=flow" ) != line.npos ) {
          ports.tunnel = numbers.substr( 0, slash );
       }
@@ -151,7 +158,10 @@ std::multiset< std::string > tracedExits( std::string const & trace, Frame const
       } else if ( action.starts_with( "push_vlan(" ) ) {
          tags.push_back( numberBehind( action, "vid=" ) );
       } else if ( port != ports.names.end() ) {
-         exits.insert( port->second + ( tags.empty() ? ", untagged" : ", tagged " + tags.back() ) );
+         if ( !port->second.empty() ) {
+            exits.insert( port->second +
+                          ( tags.empty() ? ", untagged" : ", tagged " + tags.back() ) );
+         }
       } else if ( action != "drop" && !action.starts_with( "clone(tnl_push" ) &&
                   !action.starts_with( "tnl_push" ) && !action.starts_with( "set(" ) ) {
          exits.insert( "unknown: " + action );

@@ -183,7 +183,11 @@ function listen() {
       current.shown.later();
     }
   });
-  events.addEventListener('missed', () => current?.shown.later());
+  // The situation may be among it; a stream begins with that.
+  events.addEventListener('missed', () => {
+    events.close();
+    listen();
+  });
 }
 
 document.getElementById('skip').addEventListener('click', (event) => {

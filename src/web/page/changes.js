@@ -63,6 +63,9 @@ export function changesView(main) {
     },
     heard({ kinds, changes: fresh }) {
       more += Object.values(kinds).reduce((sum, n) => sum + n, 0) - fresh.length;
+      // A bundle may come behind an answer that has it.
+      const last = changes[0]?.number ?? 0;
+      fresh = fresh.filter((change) => change.number > last);
       fresh.forEach((change) => { change.isNew = true; });
       changes = [...fresh.reverse(), ...changes].slice(0, kept);
       drawSoon();

@@ -154,7 +154,7 @@ export function pictureView(main, parameters) {
   watcher.observe(drawing);
 
   return {
-    kinds: ['flows', 'policy', 'agent', 'rules', 'answers', 'ports', 'tunnels', 'hosts', 'service', 'switch'],
+    kinds: ['flows', 'policy', 'agent', 'rules', 'answers', 'ports', 'tunnels', 'hosts', 'service', 'routed', 'switch'],
     parametersAre(given) {
       first = Number.parseInt(given.get('first') ?? '0', 10) || 0;
       return true;

@@ -23,7 +23,8 @@ class Keys : public FlowSource {
    WantedFlows flows( Kel::String const & key ) override {
       WantedFlows wanted;
       for ( std::uint8_t const table : tables[key] ) {
-         wanted.flows.push_back( { .table = table, .priority = 7 } );
+         auto const priority = static_cast< std::uint16_t >( 7 + wanted.flows.size() );
+         wanted.flows.push_back( { .table = table, .priority = priority } );
       }
       return wanted;
    }
@@ -158,6 +159,39 @@ TEST_F( FlowBookTest, AKeyOfSeveralTablesWaitsForTheOneThatIsFull ) {
    answer( 5 );
    EXPECT_TRUE( until( [this] { return keys_.answers["both"] == 1; } ) );
    EXPECT_TRUE( book_.settled() );
+}
+
+TEST_F( FlowBookTest, RoomThatComesInPiecesAddsUp ) {
+   keys_.tables = { { "first", { 12 } }, { "second", { 12 } }, { "wide", { 12, 12 } } };
+   book_.reconcile();
+   ASSERT_TRUE( hasAsked( 1 ) );
+   has( {} );
+   std::size_t alone = 0;
+   auto const changes = [&]( char const * key, bool isThere, std::size_t barrier ) {
+      book_.changed( keys_, key );
+      ASSERT_TRUE( until( [&] { return got( MessageType::flowMod ).size() == alone + 1; } ) );
+      ++alone;
+      answer( barrier );
+      ASSERT_TRUE( until( [&] { return keys_.answers.contains( key ) == isThere; } ) );
+   };
+   changes( "first", true, 1 );
+   changes( "second", true, 2 );
+   book_.changed( keys_, "wide" );
+   ASSERT_TRUE( until( [this] { return got( MessageType::bundleAdd ).size() == 2; } ) );
+   answer( 3, got( MessageType::bundleAdd )[1].xid );
+   ASSERT_TRUE( until( [this] { return got( MessageType::bundleAdd ).size() == 4; } ) );
+   answer( 4, got( MessageType::bundleAdd )[3].xid );
+   ASSERT_TRUE( until( [this] { return keys_.answers.contains( "wide" ); } ) );
+   EXPECT_EQ( keys_.answers["wide"], 5 );
+   // What may stand of it goes.
+   ++alone;
+   ASSERT_TRUE( until( [&] { return got( MessageType::flowMod ).size() == alone; } ) );
+   answer( 5 );
+   keys_.tables["first"] = {};
+   changes( "first", false, 6 );
+   keys_.tables["second"] = {};
+   changes( "second", false, 7 );
+   EXPECT_TRUE( until( [this] { return got( MessageType::bundleAdd ).size() == 6; } ) );
 }
 
 }  // namespace

@@ -16,7 +16,11 @@ BridgePorts somePorts() {
       "    Ethernet1 3/4: (system)\n"
       "    br0 65534/1: (tap)\n"
       "    vxlan-far 8/6: (vxlan: key=flow, remote_ip=192.0.2.7)\n"
-      "    vxlan-qor 7/6: (vxlan: key=flow, local_ip=192.0.2.1, remote_ip=flow)\n" );
+      "    vxlan-qor 7/6: (vxlan: key=flow, local_ip=192.0.2.1, remote_ip=flow)\n"
+      "  br1:\n"
+      "    Ethernet2 2/5: (system)\n"
+      "    vxlan-b 9/6: (vxlan: key=flow, remote_ip=flow)\n",
+      "br0" );
 }
 
 Frame someFrame( std::string const & in, std::optional< std::uint16_t > vlan ) {
@@ -55,6 +59,9 @@ TEST( BridgeTraceTest, CopiesLeaveWithTheTagsThatTheyHaveThen ) {
                           "clone(tnl_push(tnl_port(6),header(size=50)),4),1",
                        {} ),
                 ElementsAre( "VNI 10100 to 192.0.2.9", "br0, untagged" ) );
+   // The kernel's datapath has the tunnel as a port.
+   EXPECT_THAT( exits( tunnelled + actions + "set(tunnel(tun_id=0x2774,dst=192.0.2.9)),6,5", {} ),
+                ElementsAre( "Ethernet2, untagged", "VNI 10100 to 192.0.2.9" ) );
    EXPECT_THAT(
       exits( tunnelled + "    >> skipping output to input port\n" + actions + "drop", {} ),
       ElementsAre() );
