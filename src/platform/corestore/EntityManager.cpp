@@ -331,7 +331,7 @@ void EntityManager::rowDamaged( Kel::Entity const & table, Kel::AttributeRecord 
 
 void EntityManager::changed( Kel::Notifier const & notifier, Kel::AttributeId id,
                              void const * key ) {
-   auto const * entity = dynamic_cast< Kel::Entity const * >( &notifier );
+   Kel::Entity const * const entity = notifier.asEntity();
    if ( !entity ) {
       return;
    }

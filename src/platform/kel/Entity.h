@@ -28,6 +28,7 @@ class Entity : public Notifier {
  public:
    /** The key under which the entity stands at its parent, in text. */
    virtual std::string keyName() const = 0;
+   Entity const * asEntity() const final { return this; }
    /** The path from the root: names of attributes and keys, joined by slashes. */
    std::string fullName() const;
    /** The entity that holds this one; null for a root and for one that was deleted. */

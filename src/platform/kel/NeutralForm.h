@@ -81,6 +81,7 @@ Value toValue( T const & v ) {
    } else {
       static_assert( RecordType< T >, "no neutral form is known for this type" );
       Value::Object object;
+      object.reserve( Detail::fieldNames< T >().size() );
       std::optional< std::uint64_t > mask = Detail::maskOf( v );
       forEachField< T >( [&]( auto const & field ) {
          using Member = std::remove_cvref_t< decltype( v.*field.member ) >;

@@ -160,6 +160,9 @@ class Notifier : public PtrInterface {
    /** The class's type record: its name and attributes. */
    virtual TypeRecord const & fwkType() const = 0;
 
+   /** Null for a notifier that is none. */
+   virtual Entity const * asEntity() const { return nullptr; }
+
    NotifieeList & notifieeList() const { return notifiees_; }
 
    /** The one sink of the process, not owned; null for none. */

@@ -23,13 +23,24 @@ constexpr Orb::Seconds connectTime = 5;
 constexpr std::size_t firstPiece = std::size_t{ 4 } * 1024;
 constexpr std::size_t largestPiece = std::size_t{ 64 } * 1024;
 
+/** The line before a word, or before a command's words, that tells how much follows. */
+class CountLine {
+ public:
+   CountLine( char kind, std::size_t count ) {
+      text_[0] = kind;
+      end_ = std::to_chars( text_ + 1, text_ + 21, count ).ptr;
+      *end_++ = '\r';
+      *end_++ = '\n';
+   }
+   operator std::string_view() const { return { text_, end_ }; }
+
+ private:
+   char text_[24];
+   char * end_;
+};
+
 void addNumber( std::string & text, char kind, std::size_t number ) {
-   char digits[24];
-   digits[0] = kind;
-   char * const end = std::to_chars( digits + 1, digits + 21, number ).ptr;
-   end[0] = '\r';
-   end[1] = '\n';
-   text.append( digits, end + 2 );
+   text += CountLine( kind, number );
 }
 
 }  // namespace
@@ -39,11 +50,17 @@ void CommandText::add( std::initializer_list< std::string_view > parts ) {
    for ( std::string_view part : parts ) {
       size += part.size();
    }
-   addNumber( words_, '$', size );
+   // Words are what a turn is made of: each is put where it goes at once.
+   CountLine const count( '$', size );
+   std::string_view const line( count );
+   std::size_t const begin = words_.size();
+   words_.resize( begin + line.size() + size + 2 );
+   char * to = std::ranges::copy( line, words_.data() + begin ).out;
    for ( std::string_view part : parts ) {
-      words_ += part;
+      to = std::ranges::copy( part, to ).out;
    }
-   words_ += "\r\n";
+   to[0] = '\r';
+   to[1] = '\n';
    ++count_;
 }
 

@@ -275,7 +275,11 @@ void RedisStore::refused( RowChange const & change, Kel::ValueError const & reas
    }
 }
 
-void RedisStore::fits( std::string const & path ) {
+void RedisStore::fits( std::string_view place ) {
+   if ( skipped_.empty() && told_.empty() ) {
+      return;
+   }
+   std::string const path( place );
    if ( skipped_.erase( path ) != 0 && forms_.formOf( path ) == RowForm::none ) {
       --strangers_;
    }

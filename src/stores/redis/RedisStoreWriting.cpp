@@ -49,6 +49,18 @@ Corestore::Store::Takes RedisStore::takes() const {
    return inFlight_ || releasing_ || ( lease_ && !leaseWatched_ ) ? Takes::later : Takes::now;
 }
 
+void RedisStore::watch( std::vector< std::string > const & paths ) {
+   CommandText command( "WATCH" );
+   for ( std::string const & path : paths ) {
+      if ( standing_.contains( path ) ) {
+         command.add( { keys_.prefix(), path } );
+      }
+   }
+   if ( command.size() > 1 ) {
+      link_->commands().send( command );
+   }
+}
+
 void RedisStore::begin() {
    if ( !std::exchange( transactionOpen_, true ) ) {
       link_->commands().send( { "MULTI" } );
@@ -126,12 +138,12 @@ void RedisStore::putText( Row const & row, Standing & standing, bool isNew, bool
 
 void RedisStore::putInBook( std::string_view path, std::uint64_t position ) {
    auto const [map, name] = bookPlace( path );
-   if ( std::string const whole( map ); skipped_.contains( whole ) ) {
+   if ( !skipped_.empty() && skipped_.contains( std::string( map ) ) ) {
       // It may be of any kind.
-      fits( whole );
+      fits( map );
       link_->commands().send( { "DEL", keys_.of( map ) } );
    }
-   fits( std::string( path ) );
+   fits( path );
    readAgain( map );
    auto book = books_.find( map );
    if ( book == books_.end() ) {
@@ -237,6 +249,7 @@ void RedisStore::written( redisReply const & reply ) {
       return;
    }
    if ( isNothing( reply ) ) {
+      // The lease has changed, or what was watched.
       leaseLost();
       return;
    }

@@ -1,5 +1,7 @@
 #include "stores/redis/StandingRows.h"
 
+#include <algorithm>
+
 namespace Redis {
 
 namespace {
@@ -53,16 +55,18 @@ std::pair< Standing &, bool > StandingRows::add( std::string_view path,
 }
 
 void StandingRows::erase( std::string_view path ) {
+   takeRow( path );
+}
+
+std::optional< Standing > StandingRows::takeRow( std::string_view path ) {
    auto const [above, name] = split( path );
    auto const rows = holder( above );
-   if ( rows == holders_.end() ) {
-      return;
-   }
-   rows->second.erase( name );
-   if ( rows->second.empty() ) {
+   auto const taken = rows == holders_.end() ? std::nullopt : rows->second.take( name );
+   if ( taken && rows->second.empty() ) {
       holders_.erase( rows );
       last_ = holders_.end();
    }
+   return taken;
 }
 
 void StandingRows::clear() {
@@ -70,31 +74,45 @@ void StandingRows::clear() {
    last_ = holders_.end();
 }
 
-void StandingRows::forEachBelow( std::string_view path, Visit const & visit ) const {
-   auto const visitAll = [&visit]( auto from, auto to ) {
-      for ( ; from != to; ++from ) {
-         for ( Rows::Cursor row( from->second ); row; row.advance() ) {
-            visit( joined( from->first, row.current().key ), row.current().value );
-         }
-      }
-   };
-   auto const [first, behind] = holders_.equal_range( path );
-   visitAll( first, behind );
-   // '0' is the character after '/'.
-   visitAll( holders_.lower_bound( std::string( path ) + '/' ),
-             holders_.lower_bound( std::string( path ) + '0' ) );
+template < class Map >
+auto StandingRows::below( Map & holders, std::string_view path ) {
+   std::string bound( path );
+   bound += '/';
+   auto const first = holders.lower_bound( bound );
+   // The character after '/'.
+   bound.back() = '0';
+   return std::pair( first, holders.lower_bound( bound ) );
 }
 
-void StandingRows::take( std::string_view path, Visit const & visit ) {
-   if ( Standing const * const own = find( path ) ) {
-      visit( std::string( path ), *own );
-      erase( path );
+void StandingRows::forEachIn( Holders::value_type const & holder, Visit const & visit ) {
+   for ( Rows::Cursor row( holder.second ); row; row.advance() ) {
+      visit( joined( holder.first, row.current().key ), row.current().value );
    }
-   forEachBelow( path, visit );
-   auto const [first, behind] = holders_.equal_range( path );
+}
+
+void StandingRows::forEachBelow( std::string_view path, Visit const & visit ) const {
+   if ( auto const own = holders_.find( path ); own != holders_.end() ) {
+      forEachIn( *own, visit );
+   }
+   auto const [first, behind] = below( holders_, path );
+   std::for_each( first, behind, [&visit]( auto const & one ) { forEachIn( one, visit ); } );
+}
+
+void StandingRows::take( std::string const & path, Visit const & visit ) {
+   if ( auto const own = takeRow( path ) ) {
+      visit( path, *own );
+      if ( own->form != Corestore::RowForm::entity ) {
+         // Nothing stands below it.
+         return;
+      }
+   }
+   if ( auto const own = holders_.find( path ); own != holders_.end() ) {
+      forEachIn( *own, visit );
+      holders_.erase( own );
+   }
+   auto const [first, behind] = below( holders_, path );
+   std::for_each( first, behind, [&visit]( auto const & one ) { forEachIn( one, visit ); } );
    holders_.erase( first, behind );
-   holders_.erase( holders_.lower_bound( std::string( path ) + '/' ),
-                   holders_.lower_bound( std::string( path ) + '0' ) );
    last_ = holders_.end();
 }
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -36,7 +37,7 @@ class StandingRows {
    using Visit = std::function< void( std::string const & path, Standing const & standing ) >;
    void forEachBelow( std::string_view path, Visit const & visit ) const;
    /** Takes out what stands at a path and below it. */
-   void take( std::string_view path, Visit const & visit );
+   void take( std::string const & path, Visit const & visit );
 
  private:
    /** By the last step of their paths. */
@@ -45,6 +46,11 @@ class StandingRows {
 
    /** Where rows in that stand; the end for nowhere. */
    Holders::iterator holder( std::string_view path );
+   std::optional< Standing > takeRow( std::string_view path );
+   /** The holders whose paths go on behind that one. */
+   template < class Map >
+   static auto below( Map & holders, std::string_view path );
+   static void forEachIn( Holders::value_type const & holder, Visit const & visit );
 
    Holders holders_;
    /** The one that was asked for last, as the next is often the same. */
