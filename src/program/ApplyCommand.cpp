@@ -39,6 +39,17 @@ std::optional< Kel::Value > partOf( Kel::Value const & document, std::string_vie
    return std::nullopt;
 }
 
+/** The paths of all that a part of a document names, rows or not. */
+void addPaths( std::vector< std::string > & paths, Kel::Value const & part,
+               std::string const & path ) {
+   paths.push_back( path );
+   if ( auto const * members = part.as< Kel::Value::Object >() ) {
+      for ( auto const & [name, value] : *members ) {
+         addPaths( paths, value, path + Kel::pointerStep( name ) );
+      }
+   }
+}
+
 }  // namespace
 
 void applyDocument( ApplyOptions const & options ) {
@@ -69,10 +80,20 @@ void applyDocument( ApplyOptions const & options ) {
       throw Documents::InputError( options.document, fatal->pointer,
                                    "would end the agent: " + fatal->reason );
    }
-   // The trial may have taken its time: what others have changed meanwhile is not written back.
-   state.settle();
-   state.write(
-      [&] { Documents::applyState( em, document, []( auto const & mutator ) { mutator(); } ); } );
+   std::vector< std::string > paths;
+   for ( auto const & [root, part] : Documents::objectOf( document ) ) {
+      addPaths( paths, part, root );
+   }
+   bool isWritten = false;
+   while ( !isWritten ) {
+      // What others have changed is not written back: neither while the trial took its time, nor
+      // until the server has it all.
+      state.store().watch( paths );
+      state.settle();
+      isWritten = state.write( [&] {
+         Documents::applyState( em, document, []( auto const & mutator ) { mutator(); } );
+      } );
+   }
 }
 
 void getState( GetOptions const & options ) {

@@ -29,9 +29,11 @@ struct Findings {
    std::vector< std::string > missing;
    std::map< std::string, std::string > skipped;
    std::size_t furtherSkipped = 0;
+   /** Nothing is compared then. */
+   std::optional< FatalRow > fatal;
    std::map< std::string, Redis::RedisStore::Process > processes;
 
-   bool areNone() const { return unwanted.empty() && missing.empty() && skipped.empty(); }
+   bool areNone() const { return unwanted.empty() && missing.empty() && skipped.empty() && !fatal; }
 };
 
 std::set< std::string > agentRows( Corestore::EntityManager const & em ) {
@@ -77,6 +79,9 @@ Findings standingOf( LiveState & state ) {
 /** Finds what an agent that begins anew would write. */
 void compare( LiveState & state, Findings & findings ) {
    Corestore::EntityManager & em = state.entityManager();
+   if ( ( findings.fatal = fatalRow( em ) ) ) {
+      return;
+   }
    Corestore::MemoryStore inputs = copyOf(
       em, []( std::string_view path ) { return !Catalog::isAgents( path ) && !isAnswer( path ); } );
    // A row that ends the agent by design ends this one, too.
@@ -141,6 +146,10 @@ void printCompared( Findings const & findings ) {
          std::cout << heading << Views::printable( path ) << "\n";
       }
    };
+   if ( findings.fatal ) {
+      std::cout << "fatal: " << Views::printable( findings.fatal->path ) << ": "
+                << Views::printable( findings.fatal->reason ) << "; no agent can begin on it\n";
+   }
    list( "unwanted: ", findings.unwanted );
    list( "missing: ", findings.missing );
    if ( findings.areNone() ) {
@@ -166,6 +175,10 @@ void printJson( Findings const & findings ) {
       processes.emplace_back( role, std::move( members ) );
    }
    std::cout << Corestore::jsonSorted( Kel::Value::Object{
+                   { "fatal", findings.fatal ? Kel::Value( Kel::Value::Object{
+                                                  { "path", findings.fatal->path },
+                                                  { "reason", findings.fatal->reason } } )
+                                             : Kel::Value() },
                    { "unwanted", array( findings.unwanted ) },
                    { "missing", array( findings.missing ) },
                    { "skipped", skipped },
@@ -201,7 +214,7 @@ int auditState( AuditOptions const & options ) {
       Findings now;
       compare( state, now );
       std::size_t removed = 0;
-      state.write( [&] {
+      bool const isWritten = state.write( [&] {
          for ( std::string const & path : findings.unwanted ) {
             if ( std::ranges::binary_search( now.unwanted, path ) ) {
                state.store().del( path );
@@ -210,6 +223,10 @@ int auditState( AuditOptions const & options ) {
          }
          state.store().flush();
       } );
+      if ( !isWritten ) {
+         throw Corestore::StoreError(
+            "the state was read anew meanwhile: look whether the rows are gone" );
+      }
       std::cout << removed << " rows removed\n";
    }
    return findings.areNone() ? 0 : 1;

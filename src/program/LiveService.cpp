@@ -154,8 +154,13 @@ int runService( LiveService const & service ) {
    StopSignal const stop( &state.scheduler() );
    Watchdog const watchdog( &state.scheduler() );
    auto const over = [&] { return stop.came() || ended; };
-   Kel::FlushHook const lastWords( [&state, keys = Redis::Keys( service.live.switchName )] {
-      if ( std::string const row = state.entityManager().arriving(); !row.empty() ) {
+   bool isBeginning = false;
+   Kel::FlushHook const lastWords( [&, keys = Redis::Keys( service.live.switchName )] {
+      if ( isBeginning ) {
+         logEvent( LogLevel::error,
+                   "ended by what stood when it began; \"qorclient audit\" names the row",
+                   { { "event", "ended" } } );
+      } else if ( std::string const row = state.entityManager().arriving(); !row.empty() ) {
          logEvent( LogLevel::error, "ended by the row " + Kel::shownName( keys.of( row ) ),
                    { { "event", "ended" }, { "row", keys.of( row ) } } );
       }
@@ -165,7 +170,10 @@ int runService( LiveService const & service ) {
    bool const attached = !over();
    if ( attached ) {
       state.attach();
+      isBeginning = true;
       service.begin( state.entityManager() );
+      state.scheduler().run( [&] { return over() || state.scheduler().queue() == 0; } );
+      isBeginning = false;
       logEvent( LogLevel::info, service.role + " serves switch " + service.live.switchName,
                 { { "event", "ready" }, { "switch", service.live.switchName } } );
       tellServiceManager( "READY=1" );

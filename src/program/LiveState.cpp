@@ -77,16 +77,12 @@ void LiveState::settle() {
    }
 }
 
-void LiveState::write( std::function< void() > const & change ) {
+bool LiveState::write( std::function< void() > const & change ) {
    std::uint64_t const attempt = store_->attempt();
    scheduler_->post( change );
    scheduler_->runReady();
    waitFor( [this] { return store_->isWritten(); } );
-   if ( store_->attempt() != attempt ) {
-      throw Corestore::StoreError(
-         "the state was read anew meanwhile: look whether the change is "
-         "there" );
-   }
+   return store_->attempt() == attempt;
 }
 
 }  // namespace Program

@@ -40,9 +40,10 @@ class LiveState {
    void open();
    /** Takes what others have changed up to now. Throws Corestore::StoreError as below. */
    void settle();
-   /** Makes a change in one turn and waits until it is with the server. Throws
-    * Corestore::StoreError when it gets lost on the way. */
-   void write( std::function< void() > const & change );
+   /** Makes a change in one turn and waits until it is with the server. False when all was read
+    *  anew meanwhile, so that it may have got lost on the way. Throws Corestore::StoreError when
+    *  the server does. */
+   [[nodiscard]] bool write( std::function< void() > const & change );
 
    /** Waits for something that the server brings. Throws Corestore::StoreError when it gets lost.
     */

@@ -12,6 +12,7 @@
 
 #include "platform/kel/Assert.h"
 #include "platform/kel/StandardError.h"
+#include "records/catalog/Catalog.h"
 
 namespace Program {
 
@@ -37,12 +38,12 @@ constexpr char placeMark = '\x1f';
 /** When the trial's agent begins. */
 enum class Begins { beforePatch, behindPatch };
 
-[[noreturn]] void playTrial( Corestore::MemoryStore & state, Kel::Value const & document,
-                             Begins begins, int words ) {
-   ::dup2( words, STDERR_FILENO );
-   ::setenv( "FLASHLOG_DISABLE", "1", 1 );
-   rlimit const noCore{ 0, 0 };
-   ::setrlimit( RLIMIT_CORE, &noCore );
+void playBegin( Corestore::MemoryStore & state ) {
+   // The end of the process takes it, as it stands.
+   static_cast< void >( *new Scenarios::Switch( { .initial = &state } ) );
+}
+
+void playTrial( Corestore::MemoryStore & state, Kel::Value const & document, Begins begins ) {
    if ( begins == Begins::behindPatch ) {
       Corestore::MemoryStore patched;
       {
@@ -51,14 +52,13 @@ enum class Begins { beforePatch, behindPatch };
          alone.patch( document );
          alone.entityManager().saveTo( patched );
       }
-      Scenarios::Switch const device( { .initial = &patched } );
-      ::_exit( 0 );
+      playBegin( patched );
+      return;
    }
    auto & device = *new Scenarios::Switch( { .initial = &state } );
    Kel::FlushHook const lastWords(
       [&device] { Kel::writeStandardError( placeMark + device.place() + placeMark ); } );
    device.patch( document );
-   ::_exit( 0 );
 }
 
 /** What has ended the trial's agent. */
@@ -68,15 +68,20 @@ struct Death {
    FatalPatch fatal;
 };
 
-std::optional< Death > deathIn( Corestore::MemoryStore & state, Kel::Value const & document,
-                                Begins begins ) {
+/** Of a trial that is played in a process of its own; nothing when it lives. */
+std::optional< Death > deathIn( std::function< void() > const & play ) {
    std::array< int, 2 > words{};
    pid_t const trial = ::pipe2( words.data(), O_CLOEXEC ) == 0 ? ::fork() : -1;
    if ( trial == 0 ) {
-      playTrial( state, document, begins, words[1] );
+      ::dup2( words[1], STDERR_FILENO );
+      ::setenv( "FLASHLOG_DISABLE", "1", 1 );
+      rlimit const noCore{ 0, 0 };
+      ::setrlimit( RLIMIT_CORE, &noCore );
+      play();
+      ::_exit( 0 );
    }
    if ( trial == -1 ) {
-      throw std::system_error( errno, std::generic_category(), "a trial of the document" );
+      throw std::system_error( errno, std::generic_category(), "a trial of the state" );
    }
    ::close( words[1] );
    std::string const said = allOf( words[0] );
@@ -109,12 +114,65 @@ Corestore::MemoryStore copyOf( Corestore::EntityManager const & em,
 std::optional< FatalPatch > tryPatch( Corestore::EntityManager const & em,
                                       Kel::Value const & document ) {
    Corestore::MemoryStore state = copyOf( em, []( auto ) { return true; } );
-   std::optional< Death > death = deathIn( state, document, Begins::beforePatch );
+   auto const deathOf = [&]( Begins begins ) {
+      return deathIn( [&] { playTrial( state, document, begins ); } );
+   };
+   std::optional< Death > death = deathOf( Begins::beforePatch );
    if ( death && !death->isPatched ) {
       // No agent lives on what stands, which the document may well mend.
-      death = deathIn( state, document, Begins::behindPatch );
+      death = deathOf( Begins::behindPatch );
    }
    return death ? std::optional( death->fatal ) : std::nullopt;
+}
+
+std::optional< FatalRow > fatalRow( Corestore::EntityManager const & em ) {
+   // Until the controller has said that it is wanted, an agent looks at nothing else. Records come
+   // last: they say most, and what else stands shows whether it can be borne.
+   enum class Turn { controllers, structure, records };
+   std::string_view const wanted = Catalog::pathOf( "mgmtControllerStatus" );
+   auto const turnOf = [&]( Corestore::Row const & row ) {
+      return row.path.starts_with( wanted )           ? Turn::controllers
+             : row.form == Corestore::RowForm::record ? Turn::records
+                                                      : Turn::structure;
+   };
+   auto const forEachOf = [&]( std::size_t count, auto && visit ) {
+      for ( Turn const turn : { Turn::controllers, Turn::structure, Turn::records } ) {
+         em.forEachRow( [&]( Corestore::Row const & row ) {
+            if ( count != 0 && turnOf( row ) == turn ) {
+               --count;
+               visit( row );
+            }
+         } );
+      }
+   };
+   auto const deathOn = [&]( std::size_t count ) {
+      return deathIn( [&] {
+         Corestore::MemoryStore state;
+         forEachOf( count, [&state]( auto const & row ) { state.put( row ); } );
+         playBegin( state );
+      } );
+   };
+   std::size_t all = 0;
+   em.forEachRow( [&all]( Corestore::Row const & ) { ++all; } );
+   std::optional< Death > death = deathOn( all );
+   if ( !death ) {
+      return std::nullopt;
+   }
+   // So many rows are borne, and with so many it ends.
+   std::size_t borne = 0;
+   std::size_t fatal = all;
+   while ( fatal - borne > 1 ) {
+      std::size_t const middle = borne + ( fatal - borne ) / 2;
+      if ( auto const earlier = deathOn( middle ) ) {
+         death = earlier;
+         fatal = middle;
+      } else {
+         borne = middle;
+      }
+   }
+   FatalRow found{ "", death->fatal.reason };
+   forEachOf( fatal, [&found]( auto const & row ) { found.path = row.path; } );
+   return found;
 }
 
 }  // namespace Program

@@ -29,4 +29,12 @@ struct FatalPatch {
 std::optional< FatalPatch > tryPatch( Corestore::EntityManager const & em,
                                       Kel::Value const & document );
 
+/** A row with which no agent can begin on a state, while one can on those before it. */
+struct FatalRow {
+   std::string path;
+   std::string reason;
+};
+/** Looks for it with agents in processes of their own; nothing where one lives on all rows. */
+std::optional< FatalRow > fatalRow( Corestore::EntityManager const & em );
+
 }  // namespace Program

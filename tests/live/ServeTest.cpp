@@ -10,7 +10,10 @@
 #include <fstream>
 #include <sstream>
 
+#include "documents/StatePatch.h"
 #include "live/LiveSwitch.h"
+#include "platform/corestore/ValueText.h"
+#include "program/LiveState.h"
 
 /* The programs as processes, with a server between them. */
 
@@ -254,6 +257,34 @@ TEST_F( ServeTest, BadRowsAreSkippedAndToldOnceAndTheRestIsTaken ) {
    EXPECT_EQ( device.apply( R"({"qor/version1/policy":{"other":{}}})" ), 2 );
    EXPECT_NE( device.said().find( "would end the agent" ), std::string::npos ) << device.said();
    EXPECT_TRUE( agent->isRunning() );
+}
+
+TEST_F( ServeTest, WhatAnotherHandChangesMeanwhileIsNotWrittenOver ) {
+   LiveSwitch device;
+   device.init();
+   ASSERT_EQ( device.apply( LiveSwitch::policy ), 0 ) << device.said();
+   std::string const fragment = "qor/version1/policy/policy/policyFragment/f";
+   Program::LiveState state( { device.server().address(), "leaf1" } );
+   state.open();
+   auto const write = [&]( auto && meanwhile ) {
+      state.store().watch( { fragment } );
+      state.settle();
+      meanwhile();
+      return state.write( [&] {
+         Documents::applyState(
+            state.entityManager(),
+            Corestore::parseJson( R"({ "qor/version1/policy": { "policy": { "policyFragment": {
+               "f": { "originalVni": 300 } } } } })" ),
+            []( auto const & mutator ) { mutator(); } );
+      } );
+   };
+   EXPECT_FALSE( write( [&] {
+      device.server().ask( { "HSET", device.key( fragment ), "serviceVni", "400" } );
+   } ) );
+   EXPECT_TRUE( write( [] {} ) );
+   EXPECT_EQ(
+      device.server().ask( { "HMGET", device.key( fragment ), "originalVni", "serviceVni" } ),
+      "300 400" );
 }
 
 TEST_F( ServeTest, AnEngineThatComesBackEmptyIsNoPolicy ) {
