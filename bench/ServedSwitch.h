@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdlib>
 #include <fstream>
 #include <memory>
 #include <string>
@@ -28,13 +29,16 @@ inline void setUp( Live::RedisServer const & server, std::string const & switchN
    client.ask( { "HSET", keyOf( switchName, "@state" ), "id", switchName, "created", "0" } );
    Program::LiveState state( { server.address(), switchName } );
    state.open();
-   state.write( [&] {
+   bool const isWritten = state.write( [&] {
       Corestore::EntityManager & em = state.entityManager();
       enable( em );
       writeNearPolicy( em, count );
       Kel::ptrCast< ControllerClient::Status >( em.standing( "mgmt/controller/status" ) )
          ->enabledIs( false );
    } );
+   if ( !isWritten ) {
+      std::abort();
+   }
 }
 
 inline void enable( RedisClient & client, std::string const & switchName ) {

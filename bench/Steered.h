@@ -54,13 +54,16 @@ class Steered {
       {
          Program::LiveState state( { server_.address(), "leaf1" } );
          state.open();
-         state.write( [&] {
+         bool const isWritten = state.write( [&] {
             Corestore::EntityManager & em = state.entityManager();
             Bench::enable( em );
             writeNearPolicy( em, fragments );
             Kel::ptrCast< ControllerClient::Status >( em.standing( "mgmt/controller/status" ) )
                ->enabledIs( false );
          } );
+         if ( !isWritten ) {
+            std::abort();
+         }
       }
       lab_.wire( enteringPort );
       for ( int i = 2; i <= interfacesPerSet; ++i ) {

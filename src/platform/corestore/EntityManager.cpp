@@ -182,8 +182,9 @@ EntityManager::Entities::const_iterator EntityManager::rootAbove( std::string_vi
    if ( !isRoot() ) {
       return entities_.end();
    }
-   auto const next = std::next( root );
-   bool const isLowest = next == entities_.end() || !next->first.starts_with( root->first );
+   std::string const below = root->first + '/';
+   auto const next = entities_.lower_bound( below );
+   bool const isLowest = next == entities_.end() || !next->first.starts_with( below );
    lastRoot_ = isLowest ? root : entities_.end();
    return root;
 }

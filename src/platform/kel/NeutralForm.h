@@ -196,7 +196,8 @@ void patchValue( T & target, Value const & patch ) {
          bool known = false;
          try {
             forEachField< T >( [&]( auto const & field ) {
-               if ( name == field.name ) {
+               // Most names differ in their first letter.
+               if ( !known && name[0] == field.name[0] && name == field.name ) {
                   known = true;
                   patchValue( patched.*field.member, member.second );
                }
