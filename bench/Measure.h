@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <vector>
 
@@ -25,6 +26,12 @@ double timed( F && work ) {
 inline double heapBytes() {
    struct mallinfo2 const info = ::mallinfo2();
    return static_cast< double >( info.uordblks + info.hblkhd );
+}
+
+/** Ends the program over a wrong result: what was measured is worth nothing. */
+[[noreturn]] inline void wrong( char const * what ) {
+   std::fprintf( stderr, "%s\n", what );
+   std::exit( 1 );
 }
 
 /** The middle one of the values, of which there is one at least. */

@@ -88,6 +88,29 @@ class Steered {
       agent_->kill();
       driver_->kill();
    }
+   /** Starts both, and yields the seconds until neither has any more work. */
+   double restart() {
+      using Clock = std::chrono::steady_clock;
+      constexpr auto quiet = std::chrono::milliseconds( 200 );
+      auto const begun = Clock::now();
+      start();
+      auto last = Clock::now();
+      for ( double used = cpuSeconds(); Clock::now() < last + quiet; ) {
+         rest();
+         if ( double const now = cpuSeconds(); now != used ) {
+            used = now;
+            last = Clock::now();
+         }
+      }
+      // Neither has come to rest by ending, or by waiting for its turn.
+      std::string const holder = std::to_string( agent_->pid() );
+      auto const lease = client_.ask( { "GET", keyOf( "@lease/qorclient" ) } );
+      if ( !agent_->isRunning() || !driver_->isRunning() ||
+           textOf( *lease ).find( " " + holder + " " ) == std::string_view::npos ) {
+         wrong( "agent or driver is not at work" );
+      }
+      return std::chrono::duration< double >( last - begun ).count();
+   }
    void enable() {
       client_.ask( { "HSET", keyOf( "mgmt/controller/status" ), "enabled", "true" } );
    }

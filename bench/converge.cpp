@@ -250,7 +250,7 @@ void unchangedRestart( benchmark::State & state ) {
       double const seconds = timed( [&] { world.start(); } );
       restarts += seconds;
       if ( world.rules() != rules ) {
-         state.SkipWithError( "the restart changes the rules" );
+         Bench::wrong( "the restart changes the rules" );
       }
       state.SetIterationTime( seconds );
    }

@@ -154,7 +154,7 @@ void notification( benchmark::State & state ) {
          writes );
    }
    if ( machine->sum() != adder.sum || adder.sum != value * ( value + 1 ) / 2 ) {
-      state.SkipWithError( "the sums differ" );
+      Bench::wrong( "the sums differ" );
    }
    state.counters["notification_ns"] = frame.median();
    state.counters["virtual_call_ns"] = floor.median();
@@ -302,8 +302,7 @@ void tracePoint( benchmark::State & state ) {
       sizes.fill( 64 );
       if ( !Flashlog::initialize( file.string(), sizes, nullptr, 0, 24,
                                   Flashlog::MultiThreading::singleWriter_, true, 512 ) ) {
-         state.SkipWithError( "no trace file" );
-         return;
+         Bench::wrong( "no trace file" );
       }
    }
    Stopwatch traced, empty;

@@ -98,7 +98,19 @@ class Page {
       stream_.forget();
       return heard;
    }
-   std::string read( std::string const & view ) const { return Live::httpGet( socket_, view ); }
+   /** A page to which nothing is told is no page that has seen it. */
+   void hear() {
+      if ( !hears( 5 ) ) {
+         Bench::wrong( "the page is told of no change" );
+      }
+   }
+   std::string read( std::string const & view ) const {
+      std::string answer = Live::httpGet( socket_, view );
+      if ( !answer.starts_with( "HTTP/1.1 200" ) ) {
+         Bench::wrong( "the page does not answer" );
+      }
+      return answer;
+   }
 
  private:
    std::string socket_;
@@ -173,6 +185,7 @@ void firstView( benchmark::State & state ) {
       }
       state.counters[view] = 1e3 * Bench::median( each );
    }
+   state.counters["median_ms"] = 1e3 * Bench::median( seconds );
    state.counters["longest_ms"] = 1e3 * Bench::part( seconds, 1 );
    state.counters["resident_mb"] = watched.memory();
 }
@@ -195,7 +208,8 @@ void seenIn( benchmark::State & state, std::string const & view,
       seconds.push_back( timed( [&] {
          client.send( change( i ) );
          client.next();
-         while ( page.hears( 5 ) && page.read( view ).find( shown( i ) ) == std::string::npos ) {
+         for ( page.hear(); page.read( view ).find( shown( i ) ) == std::string::npos;
+               page.hear() ) {
             std::this_thread::sleep_for( rest );
          }
       } ) );

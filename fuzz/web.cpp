@@ -110,6 +110,7 @@ class Page {
 
  private:
    Page() {
+      std::atexit( [] { std::filesystem::remove( the().path_ ); } );
       device_.patch( Documents::withNumbers( Corestore::parseJson( document ) ) );
       site_.follow();
    }

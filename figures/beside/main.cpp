@@ -51,16 +51,7 @@ Measured agentAndDriver( Steered & steered ) {
    measured.changeMods = 2 * Bench::interfacesPerSet + onlooker.takeChanges();
    change( firstAddress );
    steered.kill();
-   constexpr auto quiet = std::chrono::milliseconds( 200 );
-   measured.restart = timed( [&] {
-                         steered.start();
-                         // Until neither has had any work for a while, which doesn't count.
-                         for ( double used = -1; used != steered.cpuSeconds(); ) {
-                            used = steered.cpuSeconds();
-                            std::this_thread::sleep_for( quiet );
-                         }
-                      } ) -
-                      std::chrono::duration< double >( quiet ).count();
+   measured.restart = steered.restart();
    measured.restartMods = onlooker.takeChanges();
    return measured;
 }

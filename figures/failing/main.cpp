@@ -163,8 +163,10 @@ class Trials {
       std::string const differs = isRight || endedItself ? "" : difference();
       std::optional< int > const code = endedItself ? program->ended( 0 ) : end( *program );
       std::string const said = lastLine( program->output() );
-      auto const isSignal = [&] { return !code || *code >= 128; };
-      if ( isSignal() || ( code != 0 && said.empty() ) ) {
+      bool const isSignal = !code || *code >= 128;
+      // One that ends by itself says why, and that it is no success.
+      bool const isMute = code != 0 && ( said.empty() || said.find( " info " ) != said.npos );
+      if ( isSignal || isMute || ( endedItself && code == 0 ) ) {
          complain( fault,
                    "ended with " + ( code ? std::to_string( *code ) : "a kill" ) + ": " + said );
       } else {

@@ -3,6 +3,7 @@
 #include <malloc.h>
 
 #include <chrono>
+#include <optional>
 #include <sstream>
 #include <utility>
 #include <vector>
@@ -55,7 +56,7 @@ class ProcessRow : private Orb::Timer {
       auto const counters = state_.store().counters();
       // Its own row must not be the reason for the next one.
       std::size_t const skipped = state_.store().skipped().size() + state_.store().furtherSkipped();
-      if ( counters.written == written_ && skipped == skipped_ ) {
+      if ( counters_ == counters && skipped == skipped_ ) {
          return;
       }
       auto const & turns = state_.scheduler().turns();
@@ -72,14 +73,15 @@ class ProcessRow : private Orb::Timer {
                                      { "skipped", std::to_string( skipped ) },
                                      { "reconnects", std::to_string( counters.reconnects ) } } );
       if ( told ) {
-         written_ = counters.written;
+         counters_ = counters;
          skipped_ = skipped;
       }
    }
 
    LiveState & state_;
    std::string started_;
-   std::uint64_t written_ = ~std::uint64_t{ 0 };
+   /** What it has told. */
+   std::optional< Redis::RedisStore::Counters > counters_;
    std::size_t skipped_ = 0;
 };
 

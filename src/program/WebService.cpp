@@ -1,5 +1,6 @@
 #include "program/WebService.h"
 
+#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,6 +13,7 @@
 #include "platform/kel/StandardError.h"
 #include "program/EventLog.h"
 #include "program/ServiceManager.h"
+#include "program/SpareMemory.h"
 #include "program/StopSignal.h"
 #include "records/catalog/Catalog.h"
 #include "web/Server.h"
@@ -156,6 +158,9 @@ int serveWeb( WebOptions const & options ) {
       state.attach();
       site.follow();
       watch->wordsAre( "" );
+      // What has been read was held twice.
+      ::malloc_trim( 0 );
+      SpareMemory const spareMemory( Kel::Ptr< Orb::TaskScheduler >( &state.scheduler() ) );
       state.scheduler().run( [&] { return stop.came(); } );
    }
    tellServiceManager( "STOPPING=1" );

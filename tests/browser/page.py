@@ -233,6 +233,8 @@ def story(device, browser):
     assert 'search=FROM-B' in address, address
     browser.shot('3-flows')
     first = browser.driver.current_window_handle
+    # A browser without a screen shows all its tabs.
+    browser.driver.execute_script('Object.defineProperty(document, "hidden", {value: true, configurable: true})')
     browser.driver.switch_to.new_window('tab')
     browser.look()
     browser.driver.get(address)
@@ -242,11 +244,13 @@ def story(device, browser):
     browser.shows('02:00:00:00:00:0b in VLAN 100 is not learnt')
     browser.shot('4-flow')
 
-    # Both pages follow: the host comes, and its flow is programmed.
+    # Both pages follow, each when it is seen: the host comes, and its flow is programmed.
     device.apply({'bridging/status': {'fdbStatus': {'100|02:00:00:00:00:0b': {'intf': 'Ethernet1', 'entryType': 'local'}}}})
     eventually(lambda: browser.text('.summary').startswith('programmed'), lambda: browser.text('.summary'))
     browser.driver.close()
     browser.driver.switch_to.window(first)
+    assert 'initial' in browser.text('tbody'), 'a page that nobody sees is read'
+    browser.driver.execute_script('delete document.hidden; document.dispatchEvent(new Event("visibilitychange"))')
     browser.shows('programmed', 'tbody')
 
     # A frame's way.

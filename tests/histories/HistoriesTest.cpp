@@ -151,8 +151,11 @@ TEST_P( HistoriesTest, InvariantsHold ) {
    }
    std::uint64_t const first = numberOf( "QORCLIENT_FIRST_SEED" ).value_or( 0 );
    std::uint64_t const count = numberOf( "QORCLIENT_HISTORIES" ).value_or( histories );
+   std::uint64_t played = 0;
    for ( std::uint64_t n = GetParam(); n < count && play( first + n ); n += batches ) {
+      ++played;
    }
+   RecordProperty( "histories", std::to_string( played ) );
 }
 
 INSTANTIATE_TEST_SUITE_P( Seeds, HistoriesTest, testing::Range( std::uint64_t{ 0 }, batches ) );

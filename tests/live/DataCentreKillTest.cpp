@@ -71,6 +71,7 @@ TEST_F( DataCentreKillTest, NoPacketIsLostOrPassesTheServiceBy ) {
          ASSERT_EQ( sum, passed( sum.sent ) ) << "seed " << seed << ", after " << done << " kills";
       }
    }
+   RecordProperty( "kills", std::to_string( done ) );
    auto const sum = stream.end();
    EXPECT_EQ( sum, passed( sum.sent ) ) << "seed " << seed << ", after " << done << " kills";
    EXPECT_TRUE( becomes( "web/from-a", "programmed" ) );
@@ -98,6 +99,7 @@ TEST_F( DataCentreKillTest, ADaemonThatIsBackSendsNothingPastTheService ) {
       EXPECT_LT( took, std::chrono::seconds( 1 ) );
       std::printf( "right after %lld ms\n", static_cast< long long >( took / milliseconds( 1 ) ) );
    }
+   RecordProperty( "kills", std::to_string( kills ) );
    auto const sum = stream.end( 0.5 );
    EXPECT_EQ( sum.past, 0 ) << "seed " << seed;
    EXPECT_EQ( sum.duplicated, 0 ) << "seed " << seed;

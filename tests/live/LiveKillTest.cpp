@@ -255,7 +255,8 @@ TEST_F( LiveKillTest, EndsAsIfNobodyHadKilledAnything ) {
    std::uint64_t const kills = numberOf( "QORCLIENT_LIVE_KILLS", 500 );
    Live::PolicyDocuments documents( seed );
    std::optional< Undisturbed > undisturbed( std::in_place );
-   for ( std::uint64_t done = 0; done < kills; done += killsADocument ) {
+   std::uint64_t done = 0;
+   for ( ; done < kills; done += killsADocument ) {
       Kel::Value const document = documents.next();
       undisturbed->patch( document );
       deleted.clear();
@@ -295,6 +296,7 @@ TEST_F( LiveKillTest, EndsAsIfNobodyHadKilledAnything ) {
       }
       ASSERT_FALSE( HasFailure() );
    }
+   RecordProperty( "kills", std::to_string( done ) );
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <csignal>
 #include <fstream>
 #include <random>
+#include <thread>
 #include <vector>
 
 #include "live/HttpClient.h"
@@ -159,12 +160,19 @@ TEST_F( WebTest, SlowAndManyClientsHoldUpNobody ) {
 TEST_F( WebTest, TellsThatTheEngineIsLostAndBack ) {
    HttpClient client( socket() );
    listen( client );
+   // Until the agent has told of all that it has written.
+   std::this_thread::sleep_for( std::chrono::milliseconds( 1500 ) );
    device.server().kill();
    EXPECT_THAT( client.readTo( R"("there":false)" ), HasSubstr( R"("there":false)" ) );
    EXPECT_THAT( get( "/api/flows" ), HasSubstr( R"("state":"programmed")" ) ) << "as it stood";
    client.forget();
    device.server().start();
    EXPECT_THAT( client.readTo( R"("there":true)" ), HasSubstr( R"("there":true)" ) );
+   // The agent tells of it, too, though it has nothing else to tell.
+   std::string const reconnects =
+      R"(qorclient_reconnects_total{switch="leaf1",role="qorclient"} 1)";
+   EXPECT_TRUE(
+      eventually( [&] { return get( "/metrics" ).find( reconnects ) != std::string::npos; }, 5 ) );
    page->signal( SIGTERM );
    EXPECT_EQ( page->ended(), 0 ) << page->output();
    // Without an engine the page says so.

@@ -3,6 +3,8 @@
 #include <hiredis/hiredis.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -43,6 +45,44 @@ void addNumber( std::string & text, char kind, std::size_t number ) {
    text += CountLine( kind, number );
 }
 
+/** The library would end the process where it has no memory for a path, and cut a long one. */
+int openSocket( std::string const & path ) {
+   sockaddr_un address{};
+   address.sun_family = AF_UNIX;
+   if ( path.size() >= sizeof address.sun_path ) {
+      errno = ENAMETOOLONG;
+      return -1;
+   }
+   std::ranges::copy( path, address.sun_path );
+   int const fd = ::socket( AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0 );
+   if ( fd != -1 &&
+        ::connect( fd, reinterpret_cast< sockaddr const * >( &address ), sizeof address ) != 0 ) {
+      int const error = errno;
+      ::close( fd );
+      errno = error;
+      return -1;
+   }
+   return fd;
+}
+
+/** Null, with a reason in `errno`, for none. */
+redisContext * contextFor( Address const & address ) {
+   if ( address.socket.empty() ) {
+      errno = ENOMEM;
+      return redisConnectNonBlock( address.host.c_str(), address.port );
+   }
+   int const fd = openSocket( address.socket );
+   redisContext * const context = fd == -1 ? nullptr : redisConnectFd( fd );
+   if ( context ) {
+      context->connection_type = REDIS_CONN_UNIX;
+      context->flags &= ~REDIS_BLOCK;
+   } else if ( fd != -1 ) {
+      ::close( fd );
+      errno = ENOMEM;
+   }
+   return context;
+}
+
 }  // namespace
 
 void CommandText::add( std::initializer_list< std::string_view > parts ) {
@@ -79,10 +119,9 @@ Connection::Connection( Kel::Ptr< Orb::TaskScheduler > scheduler, Address const 
    : scheduler_( std::move( scheduler ) ),
      closed_( std::move( closed ) ),
      pieceSize_( firstPiece ) {
-   context_ = address.socket.empty() ? redisConnectNonBlock( address.host.c_str(), address.port )
-                                     : redisConnectUnixNonBlock( address.socket.c_str() );
+   context_ = contextFor( address );
    if ( !context_ || context_->err ) {
-      close( context_ ? context_->errstr : "out of memory" );
+      close( context_ ? context_->errstr : std::strerror( errno ) );
       return;
    }
    // Learns of the connection by being able to write.

@@ -108,7 +108,8 @@ void RedisStore::readFound() {
       afterAll( [this, size] {
          foundRead_ += size;
          if ( foundRead_ == found_.size() ) {
-            found_ = {};
+            // With its memory.
+            found_ = std::vector< std::string >();
             allRead();
          } else {
             readFound();

@@ -78,6 +78,9 @@ class Shown {
   }
 
   later() {
+    if (document.hidden) {
+      return;
+    }
     if (this.isReading) {
       this.isWanted = true;
     } else if (this.timer === null) {
@@ -190,6 +193,8 @@ function listen() {
   });
 }
 
+// Nothing is read for a page that nobody sees.
+document.addEventListener('visibilitychange', () => current?.shown.later());
 document.getElementById('skip').addEventListener('click', (event) => {
   event.preventDefault();
   main.focus();
