@@ -159,9 +159,12 @@ int runService( LiveService const & service ) {
    bool isBeginning = false;
    Kel::FlushHook const lastWords( [&, keys = Redis::Keys( service.live.switchName )] {
       if ( isBeginning ) {
-         logEvent( LogLevel::error,
-                   "ended by what stood when it began; \"qorclient audit\" names the row",
-                   { { "event", "ended" } } );
+         logEvent(
+            LogLevel::error,
+            "ended by what stood when it began" +
+               ( service.explainedBy.empty() ? ""
+                                             : "; \"" + service.explainedBy + "\" names the row" ),
+            { { "event", "ended" } } );
       } else if ( std::string const row = state.entityManager().arriving(); !row.empty() ) {
          logEvent( LogLevel::error, "ended by the row " + Kel::shownName( keys.of( row ) ),
                    { { "event", "ended" }, { "row", keys.of( row ) } } );

@@ -18,6 +18,8 @@ struct LiveService {
    std::function< bool( std::string_view path ) > follows = {};
    /** Begins its work, when the state stands. What it makes lives to the end of the process. */
    std::function< void( Corestore::EntityManager & em ) > begin;
+   /** The command that finds out why it has ended as it began; empty for none. */
+   std::string explainedBy = {};
    double lease = 10;
    bool endIfHeld = false;
    /** "text" or "json". */

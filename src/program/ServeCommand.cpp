@@ -27,6 +27,7 @@ int serveSwitch( ServeOptions const & options ) {
                               static auto const agent =
                                  Warden::startAgent( "QorClient::Agent", "QorClient", &em );
                            },
+                        .explainedBy = "qorclient audit",
                         .lease = options.lease,
                         .endIfHeld = options.endIfHeld,
                         .logFormat = options.logFormat } );

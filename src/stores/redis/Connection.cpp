@@ -255,8 +255,8 @@ void Connection::send( Words words, Answer answer ) {
    sendOn( words );
 }
 
-void Connection::send( CommandText const & command ) {
-   awaitReply( {} );
+void Connection::send( CommandText const & command, Answer answer ) {
+   awaitReply( std::move( answer ) );
    if ( context_ ) {
       ++awaited_.back().count;
       addNumber( out_, '*', command.count_ );

@@ -60,7 +60,7 @@ class Connection : private Orb::Descriptor, private Orb::Timer {
       send( Words( words.begin(), words.size() ), std::move( answer ) );
    }
    /** Without an answer. */
-   void send( CommandText const & command );
+   void send( CommandText const & command, Answer answer = {} );
    /** Sends a further command, whose reply goes to the `answer` of the last one. */
    void sendOn( Words words );
    void sendOn( std::initializer_list< std::string_view > words ) {

@@ -57,7 +57,8 @@ void RedisStore::watch( std::vector< std::string > const & paths ) {
       }
    }
    if ( command.size() > 1 ) {
-      link_->commands().send( command );
+      link_->commands().send( command,
+                              ofNow( [this]( redisReply const & reply ) { failed( reply ); } ) );
    }
 }
 
