@@ -24,6 +24,7 @@ struct Measured {
    std::size_t restartMods = 0;
 };
 
+constexpr char const * scriptsBridge = "br1";
 constexpr char const * firstAddress = "02:00:00:00:00:01";
 
 std::string addressOf( int round ) {
@@ -66,7 +67,6 @@ void runOrEnd( std::vector< std::string > const & words, std::filesystem::path c
 }
 
 Measured script( Steered & steered ) {
-   constexpr char const * bridge = "br1";
    Live::Folder const folder;
    std::filesystem::path const state = folder.path() / "state.json";
    runOrEnd( { QORCLIENT_PROGRAM, "get", "--redis", steered.address(), "--switch", "leaf1" },
@@ -74,12 +74,13 @@ Measured script( Steered & steered ) {
    std::ostringstream text;
    text << std::ifstream( state ).rdbuf();
    auto const run = [&] {
-      runOrEnd( { "python3", QORCLIENT_FLOWS_SCRIPT, state, bridge }, folder.path() / "output" );
+      runOrEnd( { "python3", QORCLIENT_FLOWS_SCRIPT, state, scriptsBridge },
+                folder.path() / "output" );
    };
-   steered.openVSwitch().addBridge( bridge );
+   steered.openVSwitch().addBridge( scriptsBridge );
    Measured measured;
    measured.converge = timed( run );
-   Onlooker onlooker( steered.openVSwitch().management( bridge ) );
+   Onlooker onlooker( steered.openVSwitch().management( scriptsBridge ) );
    std::vector< double > seconds;
    // The flow's in the policy, not that in the rules.
    std::size_t const at =
@@ -129,5 +130,12 @@ int main( int argc, char ** argv ) {
       };
       tell( "agent and driver", agentAndDriver( steered ) );
       tell( "script", script( steered ) );
+      // The driver has one more, for what no rule is for.
+      auto const flowsOn = [&steered]( char const * name ) {
+         return steered.openVSwitch().flows( name, Bench::preLookup ).size();
+      };
+      if ( flowsOn( Bench::bridge ) != rules + 1 || flowsOn( scriptsBridge ) != rules ) {
+         Bench::wrong( "the bridges have other flows" );
+      }
    }
 }

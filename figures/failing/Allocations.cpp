@@ -1,9 +1,11 @@
 /*
  * To be loaded before all libraries: the allocation of this number fails, counted from the
- * program's start; the number stands in QORCLIENT_FAIL_ALLOCATION. A program that ends by itself
- * writes how many it has asked for into the file that QORCLIENT_ALLOCATIONS names.
+ * program's start; the number stands in QORCLIENT_FAIL_ALLOCATION, and the file that
+ * QORCLIENT_FAILED names takes "INJECTED" then. A program that ends by itself writes how many it
+ * has asked for into the file that QORCLIENT_ALLOCATIONS names.
  */
 
+#include <fcntl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -22,10 +24,17 @@ namespace {
 
 unsigned long asked = 0;
 unsigned long failing = 0;
+char const * told = nullptr;
 bool isCounting = false;
 
 bool fails() {
    if ( isCounting && ++asked == failing ) {
+      // Nothing here asks for memory.
+      if ( int const fd = told ? ::open( told, O_WRONLY | O_CREAT | O_CLOEXEC, 0600 ) : -1;
+           fd != -1 ) {
+         [[maybe_unused]] auto const written = ::write( fd, "INJECTED\n", 9 );
+         ::close( fd );
+      }
       errno = ENOMEM;
       return true;
    }
@@ -35,6 +44,7 @@ bool fails() {
 __attribute__( ( constructor ) ) void begin() {
    char const * const text = std::getenv( "QORCLIENT_FAIL_ALLOCATION" );
    failing = text ? std::strtoul( text, nullptr, 10 ) : 0;
+   told = std::getenv( "QORCLIENT_FAILED" );
    isCounting = true;
 }
 

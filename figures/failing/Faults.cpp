@@ -41,8 +41,10 @@ bool isPassedOver( std::string const & call ) {
           call == "restart_syscall" || call == "futex";
 }
 
-std::vector< std::string > withAllocations( std::string const & variable ) {
-   return { "env", "LD_PRELOAD=" QORCLIENT_ALLOCATIONS_LIBRARY, variable };
+std::vector< std::string > withAllocations( std::vector< std::string > const & variables ) {
+   std::vector< std::string > words{ "env", "LD_PRELOAD=" QORCLIENT_ALLOCATIONS_LIBRARY };
+   words.insert( words.end(), variables.begin(), variables.end() );
+   return words;
 }
 
 }  // namespace
@@ -52,10 +54,11 @@ std::vector< std::string > countingCalls( std::filesystem::path const & file ) {
 }
 
 std::vector< std::string > countingAllocations( std::filesystem::path const & file ) {
-   return withAllocations( "QORCLIENT_ALLOCATIONS=" + file.string() );
+   return withAllocations( { "QORCLIENT_ALLOCATIONS=" + file.string() } );
 }
 
-std::vector< Fault > failingCalls( std::filesystem::path const & counted ) {
+std::vector< Fault > failingCalls( std::filesystem::path const & counted,
+                                   std::filesystem::path const & told ) {
    struct Count {
       unsigned beforeMain = 0;
       unsigned all = 0;
@@ -83,25 +86,33 @@ std::vector< Fault > failingCalls( std::filesystem::path const & counted ) {
    for ( auto const & [call, count] : counts ) {
       for ( unsigned n = count.beforeMain + 1; !isPassedOver( call ) && n <= count.all; ++n ) {
          std::string const number = std::to_string( n );
-         faults.push_back( { call + " " + number,
-                             { "strace", "-D", "-f", "-qq", "--seccomp-bpf", "-o", "/dev/null",
-                               "-e", "trace=" + call, "-e",
-                               "inject=" + call + ":" + failureOf( call ) + ":when=" + number } } );
+         faults.push_back(
+            { call + " " + number,
+              { "strace", "-D", "-f", "-qq", "--seccomp-bpf", "-o", told, "-e", "trace=" + call,
+                "-e", "inject=" + call + ":" + failureOf( call ) + ":when=" + number } } );
       }
    }
    return faults;
 }
 
-std::vector< Fault > failingAllocations( std::filesystem::path const & counted ) {
+std::vector< Fault > failingAllocations( std::filesystem::path const & counted,
+                                         std::filesystem::path const & told ) {
    unsigned long count = 0;
    std::ifstream( counted ) >> count;
    std::vector< Fault > faults;
    for ( unsigned long n = 1; n <= count; ++n ) {
       std::string const number = std::to_string( n );
       faults.push_back(
-         { "allocation " + number, withAllocations( "QORCLIENT_FAIL_ALLOCATION=" + number ) } );
+         { "allocation " + number, withAllocations( { "QORCLIENT_FAIL_ALLOCATION=" + number,
+                                                      "QORCLIENT_FAILED=" + told.string() } ) } );
    }
    return faults;
+}
+
+bool hasFailed( std::filesystem::path const & told ) {
+   std::ostringstream text;
+   text << std::ifstream( told ).rdbuf();
+   return text.str().find( "INJECTED" ) != std::string::npos;
 }
 
 }  // namespace Failing

@@ -19,8 +19,13 @@ struct Fault {
 std::vector< std::string > countingCalls( std::filesystem::path const & file );
 std::vector< std::string > countingAllocations( std::filesystem::path const & file );
 
-/** One for each call, or allocation, that was counted. */
-std::vector< Fault > failingCalls( std::filesystem::path const & counted );
-std::vector< Fault > failingAllocations( std::filesystem::path const & counted );
+/** One for each call, or allocation, that was counted. A run need not come to it again: into `told`
+ *  is written that it did. */
+std::vector< Fault > failingCalls( std::filesystem::path const & counted,
+                                   std::filesystem::path const & told );
+std::vector< Fault > failingAllocations( std::filesystem::path const & counted,
+                                         std::filesystem::path const & told );
+/** Whether a run has come to its fault. */
+bool hasFailed( std::filesystem::path const & told );
 
 }  // namespace Failing

@@ -155,6 +155,7 @@ class Trials {
    }
 
    void run( Failing::Fault const & fault ) {
+      std::filesystem::remove( told() );
       auto program = around_.startTried( fault.prefix );
       change();
       bool isRight = false;
@@ -170,7 +171,10 @@ class Trials {
          complain( fault,
                    "ended with " + ( code ? std::to_string( *code ) : "a kill" ) + ": " + said );
       } else {
-         ++( endedItself ? ended_ : isRight ? wentOn_ : waited_ );
+         // The tracer may end behind the program.
+         bool const hasFailed =
+            Live::eventually( [this] { return Failing::hasFailed( told() ); }, 1 );
+         ++( !hasFailed ? missed_ : endedItself ? ended_ : isRight ? wentOn_ : waited_ );
          if ( !endedItself && !isRight ) {
             std::fprintf( stderr, "%s: waits: %s; %s\n", fault.name.c_str(), said.c_str(),
                           differs.c_str() );
@@ -185,11 +189,13 @@ class Trials {
    }
 
    bool tell( char const * what ) const {
-      std::printf( "| %s | %llu | %llu | %llu | %llu | %llu |\n", what, all_, wentOn_, ended_,
-                   waited_, wrong_ );
+      std::printf( "| %s | %llu | %llu | %llu | %llu | %llu | %llu |\n", what, all_, wentOn_,
+                   ended_, waited_, missed_, wrong_ );
       return wrong_ == 0;
    }
    std::filesystem::path const & folder() const { return around_.folder(); }
+   /** Takes that a run has come to its fault. */
+   std::filesystem::path told() const { return folder() / "told"; }
 
  private:
    void change() {
@@ -240,6 +246,7 @@ class Trials {
    unsigned long long wentOn_ = 0;
    unsigned long long ended_ = 0;
    unsigned long long waited_ = 0;
+   unsigned long long missed_ = 0;
    unsigned long long wrong_ = 0;
 };
 
@@ -270,14 +277,16 @@ int main( int argc, char ** argv ) {
    std::filesystem::path const counted = trials.folder() / "counted";
    trials.count( isOfCalls ? Failing::countingCalls( counted )
                            : Failing::countingAllocations( counted ) );
-   auto const faults =
-      isOfCalls ? Failing::failingCalls( counted ) : Failing::failingAllocations( counted );
+   auto const faults = isOfCalls ? Failing::failingCalls( counted, trials.told() )
+                                 : Failing::failingAllocations( counted, trials.told() );
    std::size_t const taken = std::min( most, faults.size() );
    for ( std::size_t n = 0; n != taken; ++n ) {
       trials.run( faults[n * faults.size() / taken] );
    }
    std::printf( "Of %zu %s of the %s:\n\n", faults.size(), kind.c_str(), program.c_str() );
-   std::puts( "| failed | runs | went on | ended with a line | waited until the end | wrong |" );
-   std::puts( "| --- | --- | --- | --- | --- | --- |" );
+   std::puts(
+      "| failed | runs | went on | ended with a line | waited until the end | did not come to it "
+      "| wrong |" );
+   std::puts( "| --- | --- | --- | --- | --- | --- | --- |" );
    return trials.tell( ( program + "'s " + kind ).c_str() ) && !faults.empty() ? 0 : 1;
 }

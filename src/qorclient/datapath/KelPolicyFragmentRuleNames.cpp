@@ -21,7 +21,8 @@ std::string_view placeOf( QorClient::RuleKey const & ruleKey ) {
       QorClient::RuleKey ruleKey;
       std::string text;
    };
-   thread_local std::array< Known, 64 > recent;
+   // Never destroyed: the C library ends a process that has no memory to note a thread's object.
+   thread_local auto & recent = *new std::array< Known, 64 >;
    std::size_t const hash = ruleKey.inIntf.hash() + 3 * ruleKey.outIntf.hash();
    Known & known = recent[( hash + ruleKey.matchVlanTag ) % recent.size()];
    if ( known.text.empty() || !( known.ruleKey == ruleKey ) ) {

@@ -20,7 +20,8 @@ Kel::String const & nameOf( Wirekit::IntfId intf ) {
       Wirekit::IntfId intf;
       Kel::String name;
    };
-   thread_local std::array< Known, 64 > recent;
+   // Never destroyed: the C library ends a process that has no memory to note a thread's object.
+   thread_local auto & recent = *new std::array< Known, 64 >;
    Known & known = recent[intf.hash() % recent.size()];
    if ( known.intf != intf ) {
       known = { intf, intf.name() };

@@ -9,7 +9,8 @@ namespace {
 using IntfSet = Kel::ValueSet< Wirekit::IntfId >;
 
 IntfSet const & setOf( Wirekit::IntfId intf ) {
-   thread_local std::array< IntfSet, 64 > recent;
+   // Never destroyed: the C library ends a process that has no memory to note a thread's object.
+   thread_local auto & recent = *new std::array< IntfSet, 64 >;
    IntfSet & set = recent[intf.hash() % recent.size()];
    if ( !set.has( intf ) ) {
       set = {};

@@ -1,6 +1,8 @@
 #include <bit>
 #include <cstdio>
 #include <map>
+#include <string_view>
+#include <utility>
 
 #include "platform/kel/Dir.h"
 #include "qorclient/agent/Status.h"
@@ -30,14 +32,14 @@ class FieldWords {
    void add( std::uint64_t bit, Text text ) {
       if ( mask_ & bit ) {
          mask_ &= ~bit;
-         words_.push_back( text() );
+         append( text() );
       }
    }
    std::string take() {
       if ( mask_ ) {
-         words_.push_back( "bits " + hex( mask_ ) );
+         append( "bits " + hex( mask_ ) );
       }
-      return joined( words_ );
+      return std::move( words_ );
    }
 
    static std::string hex( std::uint64_t number ) {
@@ -47,14 +49,20 @@ class FieldWords {
    }
 
  private:
+   void append( std::string_view words ) {
+      words_ += words_.empty() ? "" : ", ";
+      words_ += words;
+   }
+
    std::uint64_t mask_;
-   std::vector< std::string > words_;
+   std::string words_;
 };
 
 std::string names( Kel::ValueSet< Wirekit::IntfId > const & interfaces ) {
    std::string text;
    for ( Wirekit::IntfId const & intf : interfaces ) {
-      text += " " + intf.shortName();
+      text += ' ';
+      text += intf.shortName();
    }
    return text;
 }
