@@ -39,17 +39,13 @@ std::pair< Standing &, bool > StandingRows::add( std::string_view path,
                                                  Standing const & standing ) {
    auto const [above, name] = split( path );
    if ( holder( above ) == holders_.end() ) {
-      last_ = holders_.emplace( above, Rows() ).first;
+      last_ = holders_.try_emplace( std::string( above ) ).first;
    }
-   Rows & rows = last_->second;
-   Kel::String const key( name );
-   Standing * row = rows.find( key );
-   bool const isNew = !row;
-   if ( isNew ) {
-      rows.add( key, standing );
-      row = rows.find( key );
+   NamedRows & rows = last_->second;
+   if ( Standing * const row = rows.find( name ) ) {
+      return { *row, false };
    }
-   return { *row, isNew };
+   return { rows.add( name, standing ), true };
 }
 
 void StandingRows::erase( std::string_view path ) {
@@ -73,9 +69,9 @@ void StandingRows::clear() {
 void StandingRows::forEachBelow( std::string_view path, Visit const & visit ) const {
    auto const visitAll = [&visit]( auto from, auto to ) {
       for ( ; from != to; ++from ) {
-         for ( Rows::Cursor row( from->second ); row; row.advance() ) {
-            visit( joined( from->first, row.current().key ), row.current().value );
-         }
+         from->second.forEach( [&]( std::string_view name, Standing const & standing ) {
+            visit( joined( from->first, name ), standing );
+         } );
       }
    };
    auto const [first, behind] = holders_.equal_range( path );
