@@ -74,6 +74,12 @@ class HwStatus : public Kel::NamedEntity {
    KEL_CHILDREN( Kel::Name, FlowStats, flowStats )
    KEL_CHILDREN( Kel::Name, TrafficStreamGroupHwStatus, trafficGroupStatus )
    KEL_CHILDREN( TrafficStreamEndPointId, TrafficStreamEndPointStatus, trafficEndPointStatus )
+
+   /** An answer that is complete when others hear of it; one that stands stays as it is. */
+   void flowStatsIs( Kel::Name const & name, FlowStatus status ) {
+      flowStats_.is( *this, flowStatsId, name,
+                     [status]( FlowStats & row ) { row.statusIs( status ); } );
+   }
 };
 KEL_FACTORY( hwStatusFactory, HwStatus )
 

@@ -131,6 +131,8 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
       std::vector< ReadRow > rows;
       /** Those of the keys that are not there. */
       std::vector< std::string > absent;
+      /** The maps of books. */
+      std::vector< std::string > books;
       /** Those that do not fit. */
       std::set< std::string, std::less<> > bad;
    };
@@ -173,6 +175,8 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
    void compare( std::vector< ReadRow > rows );
    void changed( std::vector< std::string > paths );
    void readChanged();
+   /** Of what was asked for: it was not put meanwhile. */
+   bool isBeingRead( std::string_view path ) const;
    void changesRead();
    /** Has changes applied. What changes after them is not read before that: whether a row fits
     *  depends on those that stand. */
@@ -235,6 +239,8 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
    /** Paths that others have changed, and those of them that are being read. */
    std::set< std::string, std::less<> > changed_;
    std::set< std::string, std::less<> > reading_;
+   /** So many they were at first. */
+   std::size_t askedFor_ = 0;
    bool isReading_ = false;
    Read read_;
    /** Arrivals that are still to be applied. */

@@ -44,10 +44,16 @@ void RedisStore::readChanged() {
    bool const isFree = !isReading_ && applying_ == 0;
    if ( phase_ == Phase::ready && holder_ && isFree && !changed_.empty() ) {
       reading_ = std::exchange( changed_, {} );
+      askedFor_ = reading_.size();
       isReading_ = true;
       read( std::vector< std::string >( reading_.begin(), reading_.end() ),
             [this] { changesRead(); } );
    }
+}
+
+bool RedisStore::isBeingRead( std::string_view path ) const {
+   // Most often nothing was put meanwhile.
+   return reading_.size() == askedFor_ || reading_.contains( path );
 }
 
 void RedisStore::changesRead() {
@@ -55,11 +61,11 @@ void RedisStore::changesRead() {
    std::set< std::string, std::greater<> > gone;
    Read read = std::exchange( read_, {} );
    // What was put meanwhile is newer.
-   std::erase_if( read.absent, [this]( auto const & path ) { return !reading_.contains( path ); } );
+   std::erase_if( read.absent, [this]( auto const & path ) { return !isBeingRead( path ); } );
    std::erase_if( read.rows, [this]( ReadRow const & one ) {
       std::string_view const path = one.row.path;
-      return !reading_.contains( one.row.form == RowForm::book ? path.substr( 0, path.rfind( '/' ) )
-                                                               : path );
+      return !isBeingRead( one.row.form == RowForm::book ? path.substr( 0, path.rfind( '/' ) )
+                                                         : path );
    } );
    auto const went = [&]( std::string const & path ) {
       // One that does not fit any more may still stand as it was.
@@ -70,10 +76,12 @@ void RedisStore::changesRead() {
    };
    std::set< std::string, std::less<> > entries;
    for ( ReadRow const & one : read.rows ) {
-      entries.insert( one.row.path );
+      if ( one.row.form == RowForm::book ) {
+         entries.insert( one.row.path );
+      }
    }
-   for ( std::string const & path : reading_ ) {
-      if ( forms_.formOf( path ) == RowForm::bookMap && !read.bad.contains( path ) ) {
+   for ( std::string const & path : read.books ) {
+      if ( isBeingRead( path ) ) {
          standing_.forEachBelow( path, [&]( std::string const & entry, Standing const & ) {
             if ( !entries.contains( entry ) && !read.bad.contains( entry ) ) {
                went( entry );
@@ -101,8 +109,8 @@ void RedisStore::changesRead() {
             changed_.insert( below->first );
          }
       }
-      if ( isNew || standing.fingerprint != one.fingerprint ) {
-         standing.fingerprint = one.fingerprint;
+      if ( isNew || standing.fingerprint() != one.fingerprint ) {
+         standing.fingerprintIs( one.fingerprint );
          changes.push_back( { std::move( one.row ), false } );
       }
    }
@@ -135,7 +143,7 @@ std::vector< RowChange > RedisStore::forget(
          continue;
       }
       standing_.forEachBelow( path, [&]( std::string const & below, Standing const & standing ) {
-         if ( !gone.contains( below ) && standing.form != RowForm::book ) {
+         if ( !gone.contains( below ) && standing.form() != RowForm::book ) {
             orphans.insert( below );
          }
       } );
@@ -190,7 +198,7 @@ void RedisStore::askFor( std::span< std::string const > paths ) {
                          asked->pop_front();
                          // One that was put meanwhile has another value by now. Nothing is put
                          // while all is read.
-                         if ( phase_ == Phase::reading || reading_.contains( next.path ) ) {
+                         if ( phase_ == Phase::reading || isBeingRead( next.path ) ) {
                             take( next.path, next.form, reply );
                          }
                       } ) );
@@ -246,6 +254,7 @@ void RedisStore::take( std::string const & path, RowForm form, redisReply const 
                                             read_.bad.insert( entry );
                                          } ),
                                std::back_inserter( read_.rows ) );
+            read_.books.push_back( path );
             break;
          default:
             if ( error.empty() && elementsOf( reply ).empty() ) {

@@ -82,12 +82,12 @@ void RedisStore::put( Row const & row ) {
    }
    Standing const now{ text_.fingerprint(), 0, row.form };
    auto const [standing, isNew] = standing_.add( row.path, now );
-   if ( isNew || standing.fingerprint != now.fingerprint ) {
+   if ( isNew || standing.fingerprint() != now.fingerprint() ) {
       // It may have any fields by now: of what others put right before this the server tells
       // nothing, since this comes last.
       bool const isRead = reading_.erase( row.path ) != 0;
       bool const isOther = !isNew || isRead;
-      standing.fingerprint = now.fingerprint;
+      standing.fingerprintIs( now.fingerprint() );
       putText( row, standing, isNew, isOther );
    }
 }
@@ -95,11 +95,11 @@ void RedisStore::put( Row const & row ) {
 void RedisStore::putText( Row const & row, Standing & standing, bool isNew, bool isOther ) {
    begin();
    if ( isNew && owns( row.path ) ) {
-      standing.position = ++lastPosition_;
+      standing.positionIs( ++lastPosition_ );
    }
    ++counters_.written;
    if ( row.form == RowForm::book ) {
-      putInBook( row.path, standing.position );
+      putInBook( row.path, standing.position() );
       return;
    }
    Connection & server = link_->commands();
@@ -108,13 +108,13 @@ void RedisStore::putText( Row const & row, Standing & standing, bool isNew, bool
       command_.add( { word } );
       command_.add( { keys_.prefix(), row.path } );
    };
-   NumberText const place( standing.position );
+   NumberText const place( standing.position() );
    if ( row.form == RowForm::value ) {
       fits( row.path );
       begun( "SET" );
       command_.add( { text_.json( 0 ) } );
       server.send( command_ );
-      if ( isNew && standing.position != 0 ) {
+      if ( isNew && standing.position() != 0 ) {
          server.send( { "ZADD", keys_.order(), place, row.path } );
       }
       return;
@@ -130,7 +130,7 @@ void RedisStore::putText( Row const & row, Standing & standing, bool isNew, bool
       command_.add( { text_.name( i ) } );
       command_.add( { text_.json( i ) } );
    }
-   if ( standing.position != 0 ) {
+   if ( standing.position() != 0 ) {
       command_.add( { positionField } );
       command_.add( { place } );
    }
@@ -196,14 +196,14 @@ void RedisStore::del( std::string const & path ) {
    CommandText places( "ZREM" );
    places.add( { keys_.order() } );
    standing_.take( path, [&]( std::string const & gone, Standing const & standing ) {
-      if ( standing.form == RowForm::book ) {
+      if ( standing.form() == RowForm::book ) {
          begin();
          auto const [map, name] = bookPlace( gone );
          books_[std::string( map )].gone.insert( name );
          readAgain( map );
       } else {
          keys.add( { keys_.prefix(), gone } );
-         if ( standing.form == RowForm::value && standing.position != 0 ) {
+         if ( standing.form() == RowForm::value && standing.position() != 0 ) {
             places.add( { gone } );
          }
       }

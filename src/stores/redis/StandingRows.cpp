@@ -41,17 +41,13 @@ std::pair< Standing &, bool > StandingRows::add( std::string_view path,
                                                  Standing const & standing ) {
    auto const [above, name] = split( path );
    if ( holder( above ) == holders_.end() ) {
-      last_ = holders_.emplace( above, Rows() ).first;
+      last_ = holders_.try_emplace( std::string( above ) ).first;
    }
-   Rows & rows = last_->second;
-   Kel::String const key( name );
-   Standing * row = rows.find( key );
-   bool const isNew = !row;
-   if ( isNew ) {
-      rows.add( key, standing );
-      row = rows.find( key );
+   NamedRows & rows = last_->second;
+   if ( Standing * const row = rows.find( name ) ) {
+      return { *row, false };
    }
-   return { *row, isNew };
+   return { rows.add( name, standing ), true };
 }
 
 void StandingRows::erase( std::string_view path ) {
@@ -85,9 +81,9 @@ auto StandingRows::below( Map & holders, std::string_view path ) {
 }
 
 void StandingRows::forEachIn( Holders::value_type const & holder, Visit const & visit ) {
-   for ( Rows::Cursor row( holder.second ); row; row.advance() ) {
-      visit( joined( holder.first, row.current().key ), row.current().value );
-   }
+   holder.second.forEach( [&]( std::string_view name, Standing const & standing ) {
+      visit( joined( holder.first, name ), standing );
+   } );
 }
 
 void StandingRows::forEachBelow( std::string_view path, Visit const & visit ) const {
@@ -101,7 +97,7 @@ void StandingRows::forEachBelow( std::string_view path, Visit const & visit ) co
 void StandingRows::take( std::string const & path, Visit const & visit ) {
    if ( auto const own = takeRow( path ) ) {
       visit( path, *own );
-      if ( own->form != Corestore::RowForm::entity ) {
+      if ( own->form() != Corestore::RowForm::entity ) {
          // Nothing stands below it.
          return;
       }

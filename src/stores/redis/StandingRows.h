@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <functional>
 #include <map>
 #include <optional>
@@ -8,19 +7,9 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/corestore/Store.h"
-#include "platform/kel/HashMap2018.h"
-#include "platform/kel/String.h"
+#include "stores/redis/NamedRows.h"
 
 namespace Redis {
-
-/** What is known of a row that the server has. */
-struct Standing {
-   std::uint64_t fingerprint;
-   /** Zero for a row that was put by others. */
-   std::uint64_t position;
-   Corestore::RowForm form;
-};
 
 /** The rows that the server has, as far as it is known here. They stand by what they are in, whose
  *  path is most of their own and the same for many. */
@@ -40,9 +29,8 @@ class StandingRows {
    void take( std::string const & path, Visit const & visit );
 
  private:
-   /** By the last step of their paths. */
-   using Rows = Kel::HashMap2018< Kel::String, Standing >;
-   using Holders = std::map< std::string, Rows, std::less<> >;
+   /** Rows go by the last step of their paths. */
+   using Holders = std::map< std::string, NamedRows, std::less<> >;
 
    /** Where rows in that stand; the end for nowhere. */
    Holders::iterator holder( std::string_view path );

@@ -110,6 +110,7 @@ void Connection::lost( std::string const & reason ) {
    unsent_.clear();
    sent_ = 0;
    requests_.clear();
+   prepared_.clear();
    // One that takes nothing but connections is no better than none.
    if ( wasUp && scheduler_->now() - upSince_ >= timing_.lastRetry ) {
       retryAfter_ = timing_.firstRetry;
@@ -259,13 +260,19 @@ void Connection::takeAnswer( Message const & message ) {
       return;
    }
    Outgoing out( unsent_, lastXid_ );
+   std::uint32_t const before = lastXid_;
    bool const isLast = requests_.front()->take( message, out );
+   if ( lastXid_ != before ) {
+      // It has numbers that others were to have.
+      prepared_.clear();
+   }
    send( {} );
    if ( isLast ) {
       auto const ended = std::move( requests_.front() );
       requests_.pop_front();
       next();
       ended->end();
+      prepare();
    }
 }
 
@@ -274,6 +281,8 @@ void Connection::request( std::unique_ptr< Request > request ) {
       requests_.push_back( std::move( request ) );
       if ( requests_.size() == 1 ) {
          next();
+      } else {
+         prepare();
       }
    }
 }
@@ -286,9 +295,22 @@ void Connection::next() {
       lastXid_ = 0;
    }
    firstXid_ = lastXid_ + 1;
-   Outgoing out( unsent_, lastXid_ );
-   requests_.front()->begin( out );
+   if ( prepared_.empty() ) {
+      Outgoing out( unsent_, lastXid_ );
+      requests_.front()->begin( out );
+   } else {
+      unsent_ += std::exchange( prepared_, {} );
+      lastXid_ = lastPreparedXid_;
+   }
    send( {} );
+}
+
+void Connection::prepare() {
+   if ( requests_.size() > 1 && prepared_.empty() && lastXid_ <= lastFirstXid ) {
+      lastPreparedXid_ = lastXid_;
+      Outgoing out( prepared_, lastPreparedXid_ );
+      requests_[1]->begin( out );
+   }
 }
 
 void Connection::portDescriptions( std::function< void( std::vector< Port > ) > done ) {

@@ -91,6 +91,8 @@ class Connection : private Orb::Descriptor, private Orb::Timer {
    void request( std::unique_ptr< Request > request );
    /** Sends what was asked for next, once nothing is outstanding. */
    void next();
+   /** Makes what will be sent after that, while the switch is at work. */
+   void prepare();
    void read();
    void write();
    void takeMessages();
@@ -117,6 +119,9 @@ class Connection : private Orb::Descriptor, private Orb::Timer {
    /** Of the first one of `requests_`. */
    std::uint32_t firstXid_ = 0;
    std::uint32_t lastXid_ = 0;
+   /** What the second one will send, with numbers behind those; empty for nothing yet. */
+   std::string prepared_;
+   std::uint32_t lastPreparedXid_ = 0;
    Orb::Seconds upSince_ = 0;
    Orb::Seconds heard_ = 0;
    Orb::Seconds retryAfter_ = 0;

@@ -23,6 +23,8 @@ void Program::begin( Outgoing & out ) {
 }
 
 void Program::sendAll( Outgoing & out ) {
+   refusals_.clear();
+   changeOf_.clear();
    sendBundle( out, 0, changes_.size() );
    sendBarrier( out );
 }

@@ -32,6 +32,7 @@ class Request {
    Request( Request const & ) = delete;
    Request & operator=( Request const & ) = delete;
 
+   /** Once more for what has not been sent. */
    virtual void begin( Outgoing & out ) = 0;
    /** Takes an answer to what it has sent; whether it was the last one. Throws DecodeError. */
    virtual bool take( Message const & message, Outgoing & out ) = 0;

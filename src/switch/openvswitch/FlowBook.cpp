@@ -37,6 +37,15 @@ FlowBook::CookieValue FlowBook::cookieOf( FlowSource const & source, Kel::String
    return cookie < Cookie::firstOwn ? cookie + Cookie::firstOwn : cookie;
 }
 
+std::uint8_t FlowBook::numberOf( FlowSource & source ) {
+   auto const found = std::ranges::find( sources_, &source );
+   auto const number = static_cast< std::uint8_t >( found - sources_.begin() );
+   if ( found == sources_.end() ) {
+      sources_.push_back( &source );
+   }
+   return number;
+}
+
 // --- What has changed ---
 
 void FlowBook::changed( FlowSource & source, Kel::String const & key ) {
@@ -48,14 +57,15 @@ void FlowBook::changed( FlowSource & source, Kel::String const & key ) {
       // Another may have taken a match over meanwhile: all of it is sent.
       ++entry.standing.contents;
    }
-   entry.source = &source;
+   entry.source = numberOf( source );
    entry.key = key;
    mark( place );
 }
 
 void FlowBook::changed( FlowSource & source ) {
+   std::uint8_t const number = numberOf( source );
    for ( Entries::value_type & place : entries_ ) {
-      if ( place.second.source == &source ) {
+      if ( place.second.source == number ) {
          mark( place );
       }
    }
@@ -63,7 +73,7 @@ void FlowBook::changed( FlowSource & source ) {
 
 void FlowBook::mark( Entries::value_type & place, bool isNext ) {
    if ( Entry & entry = place.second; !std::exchange( entry.dirty, true ) ) {
-      auto & keys = dirty_.at( static_cast< std::size_t >( entry.source->rank( entry.key ) ) );
+      auto & keys = dirty_.at( static_cast< std::size_t >( sourceOf( entry ).rank( entry.key ) ) );
       keys.insert( isNext ? keys.begin() : keys.end(), &place );
       flushSoon();
    }
@@ -128,7 +138,8 @@ bool FlowBook::compare() {
       Entry & entry = place.second;
       auto const standing = found_.find( place.first );
       entry.standing = standing == found_.end() ? Standing{} : standing->second;
-      entry.answered = ++entry.sent;
+      ++entry.sent;
+      entry.isUnanswered = false;
       mark( place );
    }
    found_.clear();
@@ -147,9 +158,9 @@ std::string FlowBook::nameOf( OpenFlow::Flow const & flow ) const {
       return "which it has learnt";
    }
    auto const found = entries_.find( flow.cookie );
-   return found == entries_.end()
-             ? "which is none of ours"
-             : std::string( found->second.source->name() ) + " " + found->second.key.stringValue();
+   return found == entries_.end() ? "which is none of ours"
+                                  : std::string( sourceOf( found->second ).name() ) + " " +
+                                       found->second.key.stringValue();
 }
 
 // --- What is sent ---
@@ -224,7 +235,7 @@ void FlowBook::takeStrangers( std::vector< FlowChange > & changes ) {
 void FlowBook::compose( Entries::value_type & place, std::vector< FlowChange > & changes,
                         std::vector< Sent > & sent ) {
    auto & [cookie, entry] = place;
-   WantedFlows wanted = entry.source->flows( entry.key );
+   WantedFlows wanted = sourceOf( entry ).flows( entry.key );
    Standing next;
    std::uint64_t tables = 0;
    matches_.clear();
@@ -245,13 +256,13 @@ void FlowBook::compose( Entries::value_type & place, std::vector< FlowChange > &
    if ( next == entry.standing && next.count > 0 ) {
       entry.tables = tables;
       // What is on its way to the bridge is answered when it has arrived.
-      if ( entry.answered == entry.sent ) {
+      if ( !entry.isUnanswered ) {
          answer( entry, { FlowStatus::active, {} } );
       }
-      if ( std::exchange( entry.isRetried, false ) ) {
+      if ( std::uint32_t const given = endRetry( cookie ) ) {
          // It did not take its room.
          Room room;
-         addRoom( room, entry.tables, entry.wants );
+         addRoom( room, entry.tables, given );
          retryWithRoom( room, false );
       }
       return;
@@ -281,6 +292,7 @@ void FlowBook::compose( Entries::value_type & place, std::vector< FlowChange > &
       changes[i].isJoined = true;
    }
    mine.last = changes.size();
+   entry.isUnanswered = true;
    entry.standing = next;
    sent.push_back( std::move( mine ) );
 }

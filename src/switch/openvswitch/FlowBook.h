@@ -123,8 +123,8 @@ class FlowBook {
       void add( OwnMatches::Place place, OpenFlow::Flow const & flow );
       friend bool operator==( Standing const &, Standing const & ) = default;
    };
+   /** There is one for each key, so it holds no more than all of them have. */
    struct Entry {
-      FlowSource * source = nullptr;
       Kel::String key;
       Standing standing;
       /** The tables that its flows are in, a bit each. */
@@ -132,15 +132,21 @@ class FlowBook {
       OwnMatches::Claim claim = 0;
       /** Counts what was sent, so that answers to what came before are left out. */
       std::uint32_t sent = 0;
-      std::uint32_t answered = 0;
+      /** Among the sources. */
+      std::uint8_t source = 0;
+      bool dirty = false;
+      /** What was sent last is not answered. */
+      bool isUnanswered = false;
+   };
+   /** Of a key that was refused, while it waits or is tried again. */
+   struct Refused {
       /** The room that it was refused. */
       std::uint32_t wants = 1;
-      bool dirty = false;
       /** Whether it stands among those that wait for room, in which table, or for something else.
        */
       bool waitsForRoom = false;
       std::uint8_t waitsIn = 0;
-      bool isRefused = false;
+      bool waitsOtherwise = false;
       /** It has been given room. */
       bool isRetried = false;
    };
@@ -172,6 +178,8 @@ class FlowBook {
       return std::ranges::any_of( dirty_, []( auto const & keys ) { return !keys.empty(); } );
    }
    static CookieValue cookieOf( FlowSource const & source, Kel::String const & key );
+   std::uint8_t numberOf( FlowSource & source );
+   FlowSource & sourceOf( Entry const & entry ) const { return *sources_[entry.source]; }
    void mark( Entries::value_type & place, bool isNext = false );
    void flushSoon();
    void flush();
@@ -193,13 +201,17 @@ class FlowBook {
    static void addRoom( Room & room, std::uint64_t tables, std::uint32_t flows );
    /** In their turn, those for whom there is room for so many flows. Where it is sure to be there,
     *  what is too little for one of them is part of what that one lacks. */
-   void retry( std::deque< CookieValue > & refused, bool Entry::*isAmongThem, std::size_t room,
+   void retry( std::deque< CookieValue > & refused, bool Refused::*isAmongThem, std::size_t room,
                bool isSure );
+   /** The attempt is over; the room that it was given, zero for none. */
+   std::uint32_t endRetry( CookieValue cookie );
    void retryWithRoom( Room const & room, bool isSure );
 
    Kel::Ptr< Orb::TaskScheduler > scheduler_;
    OpenFlow::Connection & connection_;
+   std::vector< FlowSource * > sources_;
    Entries entries_;
+   std::unordered_map< CookieValue, Refused > refusedKeys_;
    /** By rank. */
    std::array< std::deque< Place >, ranks > dirty_;
    OwnMatches ownMatches_;

@@ -38,18 +38,19 @@ void FlowBook::finished( std::vector< Sent > sent,
          }
          continue;
       }
-      entry.answered = entry.sent;
-      if ( std::exchange( entry.isRetried, false ) ) {
+      entry.isUnanswered = false;
+      if ( endRetry( mine.place->first ) != 0 ) {
          // There may be more room, or it did not take its.
          bool const isFull = mine.answer.status == FlowStatus::tableFull;
          addRoom( perhaps, entry.tables & ~( isFull ? bitOf( mine.fullTable ) : 0 ), 1 );
       }
       if ( mine.removal ) {
-         FlowSource & source = *entry.source;
+         FlowSource & source = sourceOf( entry );
          Kel::String const key = entry.key;
          unclaim( entry );
          // It may be wanted again.
          if ( !entry.dirty ) {
+            refusedKeys_.erase( mine.place->first );
             entries_.erase( mine.place->first );
             source.removed( key );
          }
@@ -79,19 +80,20 @@ void FlowBook::finished( std::vector< Sent > sent,
 void FlowBook::refused( Sent const & mine ) {
    auto & [cookie, entry] = *mine.place;
    entry.standing = {};
-   entry.wants = std::max< std::uint32_t >( mostInOne( entry.tables, mine.added ), 1 );
    unclaim( entry );
+   Refused & known = refusedKeys_[cookie];
+   known.wants = std::max< std::uint32_t >( mostInOne( entry.tables, mine.added ), 1 );
    bool const isFull = mine.answer.status == FlowStatus::tableFull;
-   bool & isAmongThem = isFull ? entry.waitsForRoom : entry.isRefused;
-   if ( !isAmongThem || ( isFull && entry.waitsIn != mine.fullTable ) ) {
+   bool & isAmongThem = isFull ? known.waitsForRoom : known.waitsOtherwise;
+   if ( !isAmongThem || ( isFull && known.waitsIn != mine.fullTable ) ) {
       isAmongThem = true;
-      entry.waitsIn = isFull ? mine.fullTable : entry.waitsIn;
+      known.waitsIn = isFull ? mine.fullTable : known.waitsIn;
       ( isFull ? withoutRoom_[mine.fullTable] : refused_ ).push_back( cookie );
    }
 }
 
 void FlowBook::answer( Entry & entry, Answer const & given ) {
-   entry.source->answered( entry.key, given );
+   sourceOf( entry ).answered( entry.key, given );
 }
 
 // --- Those that are tried again ---
@@ -117,42 +119,54 @@ void FlowBook::addRoom( Room & room, std::uint64_t tables, std::uint32_t flows )
 
 void FlowBook::retryRefused() {
    constexpr std::size_t all = std::numeric_limits< std::size_t >::max();
-   retry( refused_, &Entry::isRefused, all, false );
+   retry( refused_, &Refused::waitsOtherwise, all, false );
    for ( auto & [table, refused] : withoutRoom_ ) {
-      retry( refused, &Entry::waitsForRoom, all, false );
+      retry( refused, &Refused::waitsForRoom, all, false );
    }
 }
 
 void FlowBook::retryWithRoom( Room const & room, bool isSure ) {
    for ( auto const & [table, flows] : room ) {
       if ( auto const found = withoutRoom_.find( table ); found != withoutRoom_.end() ) {
-         retry( found->second, &Entry::waitsForRoom, flows, isSure );
+         retry( found->second, &Refused::waitsForRoom, flows, isSure );
       }
    }
 }
 
-void FlowBook::retry( std::deque< CookieValue > & refused, bool Entry::*isAmongThem,
+void FlowBook::retry( std::deque< CookieValue > & refused, bool Refused::*isAmongThem,
                       std::size_t room, bool isSure ) {
    std::deque< CookieValue > left;
    while ( room > 0 && !refused.empty() ) {
       CookieValue const cookie = refused.front();
       refused.pop_front();
-      auto const found = entries_.find( cookie );
-      if ( found == entries_.end() || !( found->second.*isAmongThem ) ) {
+      auto const found = refusedKeys_.find( cookie );
+      if ( found == refusedKeys_.end() || !( found->second.*isAmongThem ) ) {
          continue;
       }
-      Entry & entry = found->second;
-      if ( entry.wants > room ) {
-         entry.wants -= isSure ? static_cast< std::uint32_t >( room ) : 0;
+      Refused & known = found->second;
+      if ( known.wants > room ) {
+         known.wants -= isSure ? static_cast< std::uint32_t >( room ) : 0;
          left.push_back( cookie );
          continue;
       }
-      room -= entry.wants;
-      entry.*isAmongThem = false;
-      entry.isRetried = true;
-      mark( *found );
+      room -= known.wants;
+      known.*isAmongThem = false;
+      known.isRetried = true;
+      mark( *entries_.find( cookie ) );
    }
    refused.insert( refused.begin(), left.begin(), left.end() );
+}
+
+std::uint32_t FlowBook::endRetry( CookieValue cookie ) {
+   auto const found = refusedKeys_.find( cookie );
+   if ( found == refusedKeys_.end() || !std::exchange( found->second.isRetried, false ) ) {
+      return 0;
+   }
+   Refused const known = found->second;
+   if ( !known.waitsForRoom && !known.waitsOtherwise ) {
+      refusedKeys_.erase( found );
+   }
+   return known.wants;
 }
 
 Answer answerTo( OpenFlow::Refusal const & refusal ) {

@@ -90,13 +90,7 @@ void RulesSm::answered( Kel::String const & name, Answer const & answer ) {
       standing->statusIs( answer.status );
       return;
    }
-   // Complete when the agent hears of it.
-   pfHwStatus()
-      ->fwkType()
-      .attribute( "flowStats" )
-      ->childIs( *pfHwStatus(), name.view(), nullptr, [&]( Kel::Entity & row ) {
-         static_cast< OpenFlowTable::FlowStats & >( row ).statusIs( answer.status );
-      } );
+   pfHwStatus()->flowStatsIs( name, answer.status );
 }
 
 void RulesSm::removed( Kel::String const & name ) {

@@ -19,7 +19,7 @@ TEST( StandingRowsTest, ARowGoesWithWhatIsBelowIt ) {
    }
    auto const [known, isNew] = rows.add( "a/f", { 0, 9, {} } );
    EXPECT_FALSE( isNew );
-   EXPECT_EQ( known.position, 0U );
+   EXPECT_EQ( known.position(), 0U );
 
    auto const paths = [&]( auto const & walk ) {
       std::vector< std::string > seen;
@@ -36,6 +36,27 @@ TEST( StandingRowsTest, ARowGoesWithWhatIsBelowIt ) {
                 UnorderedElementsAre( "a/f-1", "a/f-1/x", "a/f0", "a/g/x" ) );
    EXPECT_TRUE( rows.contains( "root" ) );
    EXPECT_FALSE( rows.contains( "a/f/x" ) );
+}
+
+// Of many in one place, those that stay are found whoever goes.
+TEST( StandingRowsTest, ManyRowsComeAndGo ) {
+   StandingRows rows;
+   auto const pathOf = []( std::uint64_t n ) { return "a/f/row" + std::to_string( n ); };
+   constexpr std::uint64_t many = 5000;
+   for ( std::uint64_t n = 0; n != many; ++n ) {
+      rows.add( pathOf( n ), { n, n + 1, Corestore::RowForm::record } );
+   }
+   for ( std::uint64_t n = 0; n != many; ++n ) {
+      if ( n % 50 != 0 ) {
+         rows.erase( pathOf( n ) );
+      }
+   }
+   for ( std::uint64_t n = 0; n != many; ++n ) {
+      Standing const * const row = rows.find( pathOf( n ) );
+      ASSERT_EQ( row != nullptr, n % 50 == 0 ) << n;
+      EXPECT_TRUE( !row || ( row->fingerprint() == n && row->position() == n + 1 &&
+                             row->form() == Corestore::RowForm::record ) );
+   }
 }
 
 }  // namespace

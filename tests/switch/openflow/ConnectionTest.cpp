@@ -207,6 +207,13 @@ TEST_F( ConnectionTest, ARefusedBundleIsSentOneByOne ) {
       answer = std::move( refusals );
       isDone = true;
    } );
+   // What is asked for meanwhile has numbers behind all of it.
+   std::vector< Refusal > later;
+   bool isLaterDone = false;
+   connection_->program( changes( 2 ), [&]( std::vector< Refusal > refusals ) {
+      later = std::move( refusals );
+      isLaterDone = true;
+   } );
    auto const bundle = sent( 6 );
    // The first one that fails is told, and then the bundle.
    peer_.send( controlOf( bundle[0].xid, BundleControl::opened ) + errorOf( bundle[1].xid, 5, 1 ) +
@@ -223,17 +230,13 @@ TEST_F( ConnectionTest, ARefusedBundleIsSentOneByOne ) {
    EXPECT_THAT( answer, ElementsAre( Refusal{ 1, { 5, 1, 0 }, 1 }, Refusal{ 2, { 2, 4, 0 }, 1 } ) );
 
    // One that is refused as it comes doesn't keep the others out.
-   isDone = false;
-   connection_->program( changes( 2 ), [&]( std::vector< Refusal > refusals ) {
-      answer = std::move( refusals );
-      isDone = true;
-   } );
    auto const second = sent( 5 );
+   EXPECT_GT( second[0].xid, plain[3].xid );
    peer_.send( errorOf( second[2].xid, 4, 7 ) +
                controlOf( second[3].xid, BundleControl::committed ) +
                messageOf( barrierReply, second[4].xid ) );
-   ASSERT_TRUE( until( [&] { return isDone; } ) );
-   EXPECT_THAT( answer, ElementsAre( Refusal{ 1, { 4, 7, 0 }, 1 } ) );
+   ASSERT_TRUE( until( [&] { return isLaterDone; } ) );
+   EXPECT_THAT( later, ElementsAre( Refusal{ 1, { 4, 7, 0 }, 1 } ) );
 
    // Those that are joined stay together, and are refused once.
    isDone = false;
