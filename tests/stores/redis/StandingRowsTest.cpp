@@ -15,9 +15,10 @@ TEST( StandingRowsTest, ARowGoesWithWhatIsBelowIt ) {
    StandingRows rows;
    for ( char const * path : { "a/f", "a/f/x", "a/f/x/y", "a/f/z", "a/f-1", "a/f-1/x", "a/f0",
                                "a/g", "a/g/x", "root" } ) {
-      EXPECT_TRUE( rows.add( path, { 0, rows.contains( "a/f" ), {} } ).second );
+      EXPECT_TRUE(
+         rows.add( path, { 0, rows.contains( "a/f" ), Corestore::RowForm::entity } ).second );
    }
-   auto const [known, isNew] = rows.add( "a/f", { 0, 9, {} } );
+   auto const [known, isNew] = rows.add( "a/f", { 0, 9, Corestore::RowForm::entity } );
    EXPECT_FALSE( isNew );
    EXPECT_EQ( known.position(), 0U );
 
