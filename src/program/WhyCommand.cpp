@@ -12,7 +12,7 @@ namespace Program {
 namespace {
 
 /** So many flows are named to someone who has asked for one that isn't there. */
-constexpr std::size_t flowsNamed = 8;
+constexpr std::size_t mostNamed = 8;
 
 std::vector< std::string > pathsOf( std::vector< Views::FlowPlace > const & flows ) {
    std::vector< std::string > paths;
@@ -27,17 +27,15 @@ std::vector< std::string > pathsOf( std::vector< Views::FlowPlace > const & flow
 
 int explainFlow( WhyOptions const & options ) {
    OpenedState const state = openState( options.source );
-   std::vector< Views::FlowPlace > const flows = Views::flowsOf( state.entityManager );
+   std::vector< Views::FlowPlace > const flows =
+      Views::flowsNamed( state.entityManager, options.flow );
    std::vector< std::pair< Views::FlowPlace const *, Views::Chain > > chains;
    for ( Views::FlowPlace const & flow : flows ) {
-      if ( flow.flow.view() == options.flow ||
-           Views::flowPath( flow.place, flow.flow ) == options.flow ) {
-         chains.emplace_back( &flow, Views::chainOf( state.entityManager, flow ) );
-      }
+      chains.emplace_back( &flow, Views::chainOf( state.entityManager, flow ) );
    }
    if ( chains.empty() ) {
-      std::cerr << "no flow \"" << Kel::shownName( options.flow )
-                << "\"; there are: " << Kel::shownNames( pathsOf( flows ), flowsNamed )
+      std::cerr << "no flow \"" << Kel::shownName( options.flow ) << "\"; there are: "
+                << Kel::shownNames( pathsOf( Views::flowsOf( state.entityManager ) ), mostNamed )
                 << std::endl;
       return 2;
    }

@@ -7,7 +7,6 @@
 #include "views/packet/FollowFrame.h"
 #include "views/packet/FrameTexts.h"
 #include "views/tables/Tables.h"
-#include "views/tables/Words.h"
 #include "views/why/Flows.h"
 #include "web/Page.h"
 #include "web/Picture.h"
@@ -189,11 +188,9 @@ Answer Site::chains( Request const & request ) const {
    std::string const wanted = request.of( "flow" );
    Value::Array chains;
    std::uint64_t found = 0;
-   for ( Views::FlowPlace const & flow : Views::flowsOf( em_ ) ) {
-      if ( flow.flow.view() == wanted || Views::flowPath( flow.place, flow.flow ) == wanted ) {
-         if ( ++found <= mostChains ) {
-            chains.emplace_back( Views::chainValue( flow, Views::chainOf( em_, flow ) ) );
-         }
+   for ( Views::FlowPlace const & flow : Views::flowsNamed( em_, wanted ) ) {
+      if ( ++found <= mostChains ) {
+         chains.emplace_back( Views::chainValue( flow, Views::chainOf( em_, flow ) ) );
       }
    }
    return chains.empty()

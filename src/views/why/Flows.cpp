@@ -16,27 +16,31 @@ namespace Views {
 
 namespace {
 
-template < class Fragment >
-void addRouted( std::set< FlowPlace > & flows, Corestore::EntityManager const & em,
-                char const * path ) {
+template < class Fragment, class Add >
+void addRouted( Add const & add, Corestore::EntityManager const & em, char const * path ) {
    for ( auto const & vrf : em.entity< Kel::Dir >( path )->entity() ) {
       auto const fragment = Kel::ptrCast< Fragment >( vrf.value );
       for ( auto const & group : fragment->flowGroup() ) {
          for ( auto const & flow : group.value->flow() ) {
-            flows.insert( { FlowPlace::Kind::routed, vrf.key, flow.key, group.key } );
+            add( { FlowPlace::Kind::routed, vrf.key, flow.key, group.key } );
          }
       }
    }
 }
 
-}  // namespace
-
-std::vector< FlowPlace > flowsOf( Corestore::EntityManager const & em ) {
+/** Those that are wanted of all that are there. To sort them costs most of it. */
+template < class Wanted >
+std::vector< FlowPlace > flowsThat( Corestore::EntityManager const & em, Wanted const & wanted ) {
    std::set< FlowPlace > flows;
+   auto const add = [&]( FlowPlace const & flow ) {
+      if ( wanted( flow ) ) {
+         flows.insert( flow );
+      }
+   };
    if ( auto const policy = policyOf( em ) ) {
       for ( auto const & fragment : policy->policyFragment() ) {
          for ( auto const & flow : fragment.value->flow() ) {
-            flows.insert( { FlowPlace::Kind::policy, fragment.key, flow.key, {} } );
+            add( { FlowPlace::Kind::policy, fragment.key, flow.key, {} } );
          }
       }
    }
@@ -44,18 +48,37 @@ std::vector< FlowPlace > flowsOf( Corestore::EntityManager const & em ) {
       em.entity< Qor::V1::QorPolicyFragmentStatus >( Catalog::pathOf( "polFragStatus" ) );
    for ( auto const & fragment : statuses->policyFragment() ) {
       for ( auto const & flow : fragment.value->flowStatus() ) {
-         flows.insert( { FlowPlace::Kind::policy, fragment.key, flow.key, {} } );
+         add( { FlowPlace::Kind::policy, fragment.key, flow.key, {} } );
       }
    }
    auto const agent = em.entity< QorClient::Status >( Catalog::pathOf( "agentStatus" ) );
    for ( auto const & fragment : agent->policyFragmentInfo() ) {
       for ( auto const & flow : fragment.value->flowInfo() ) {
-         flows.insert( { FlowPlace::Kind::policy, fragment.key, flow.key, {} } );
+         add( { FlowPlace::Kind::policy, fragment.key, flow.key, {} } );
       }
    }
-   addRouted< QorL3::V1::FragmentConfig >( flows, em, Catalog::pathOf( "fragmentConfigDir" ) );
-   addRouted< QorL3::V1::FragmentStatus >( flows, em, Catalog::pathOf( "fragmentStatusDir" ) );
+   addRouted< QorL3::V1::FragmentConfig >( add, em, Catalog::pathOf( "fragmentConfigDir" ) );
+   addRouted< QorL3::V1::FragmentStatus >( add, em, Catalog::pathOf( "fragmentStatusDir" ) );
    return { flows.begin(), flows.end() };
+}
+
+/** Whether a text is the flow's path, as `flowPath` makes it. */
+bool isPath( std::string_view text, FlowPlace const & flow ) {
+   std::size_t const slash = flow.place.size();
+   return text.size() == slash + 1 + flow.flow.size() && text[slash] == '/' &&
+          text.starts_with( flow.place.view() ) && text.ends_with( flow.flow.view() );
+}
+
+}  // namespace
+
+std::vector< FlowPlace > flowsOf( Corestore::EntityManager const & em ) {
+   return flowsThat( em, []( FlowPlace const & ) { return true; } );
+}
+
+std::vector< FlowPlace > flowsNamed( Corestore::EntityManager const & em, std::string_view name ) {
+   return flowsThat( em, [name]( FlowPlace const & flow ) {
+      return flow.flow.view() == name || isPath( name, flow );
+   } );
 }
 
 Chain chainOf( Corestore::EntityManager const & em, FlowPlace const & flow ) {

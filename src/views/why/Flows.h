@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/corestore/EntityManager.h"
@@ -25,6 +26,8 @@ struct FlowPlace {
 
 /** All flows, in order. */
 std::vector< FlowPlace > flowsOf( Corestore::EntityManager const & em );
+/** Those of a name or a path. */
+std::vector< FlowPlace > flowsNamed( Corestore::EntityManager const & em, std::string_view name );
 
 /** The chain of such a flow. */
 Chain chainOf( Corestore::EntityManager const & em, FlowPlace const & flow );

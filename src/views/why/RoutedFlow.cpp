@@ -51,7 +51,7 @@ class RoutedFlow {
         table_( em.entity< OpenFlowTable::PinFlowHwConfig >( Catalog::pathOf( "pfHwConfigL3" ) ) ),
         answers_( em.entity< OpenFlowTable::HwStatus >( routedHardwarePath ) ),
         config_( configOf( em, place ) ) {
-      for ( FlowPlace const & other : flowsOf( em ) ) {
+      for ( FlowPlace const & other : flowsNamed( em, place.flow.view() ) ) {
          if ( other.kind == FlowPlace::Kind::routed && other.flow == place.flow && other != place &&
               configOf( em, other ) ) {
             twins_.push_back( other );
