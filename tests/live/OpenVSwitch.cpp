@@ -78,10 +78,8 @@ OpenVSwitch::OpenVSwitch() {
                                   "--remote=punix:" + database(),
                                   "--unixctl=" + std::string( folder_.path() / "db.ctl" ) },
       folder_.path() / "server.log" );
-   if ( !eventually( [this] { return ::access( database().c_str(), F_OK ) == 0; } ) ) {
-      throw std::runtime_error( "ovsdb-server does not start: " + server_->output() );
-   }
-   vsctl( { "--no-wait", "init" } );
+   // Its socket is there a moment before it listens.
+   vsctl( { "--retry", "--no-wait", "init" } );
    startDaemon();
 }
 
