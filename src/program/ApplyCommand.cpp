@@ -4,6 +4,7 @@
 
 #include "documents/Document.h"
 #include "documents/NumberNames.h"
+#include "documents/RowsOfDocument.h"
 #include "documents/StateCheck.h"
 #include "documents/StateDump.h"
 #include "documents/StatePatch.h"
@@ -39,16 +40,8 @@ std::optional< Kel::Value > partOf( Kel::Value const & document, std::string_vie
    return std::nullopt;
 }
 
-/** The paths of all that a part of a document names, rows or not. */
-void addPaths( std::vector< std::string > & paths, Kel::Value const & part,
-               std::string const & path ) {
-   paths.push_back( path );
-   if ( auto const * members = part.as< Kel::Value::Object >() ) {
-      for ( auto const & [name, value] : *members ) {
-         addPaths( paths, value, path + Kel::pointerStep( name ) );
-      }
-   }
-}
+/** So often is a document tried when others change what it touches. */
+constexpr int mostTries = 20;
 
 }  // namespace
 
@@ -75,22 +68,21 @@ void applyDocument( ApplyOptions const & options ) {
    LiveState state( options.live );
    state.open();
    Corestore::EntityManager & em = state.entityManager();
-   checked( [&] { Documents::checkRoom( em, document ); } );
-   if ( auto const fatal = tryPatch( em, document ) ) {
-      throw Documents::InputError( options.document, fatal->pointer,
-                                   "would end the agent: " + fatal->reason );
-   }
-   std::vector< std::string > paths;
-   for ( auto const & [root, part] : Documents::objectOf( document ) ) {
-      addPaths( paths, part, root );
-   }
+   Documents::TouchedRows const rows = Documents::rowsOf( document );
    bool isWritten = false;
-   while ( !isWritten ) {
+   for ( int tries = 0; !isWritten; ++tries ) {
+      if ( tries == mostTries ) {
+         throw Corestore::StoreError( "others change what " + Kel::shownName( options.document ) +
+                                      " touches again and again; nothing is written" );
+      }
+      checked( [&] { Documents::checkRoom( em, document ); } );
+      if ( auto const fatal = tryPatch( em, document ) ) {
+         throw Documents::InputError( options.document, fatal->pointer,
+                                      "would end the agent: " + fatal->reason );
+      }
       // What others have changed is not written back: neither while the trial took its time, nor
       // until the server has it all.
-      state.store().watch( paths );
-      state.settle();
-      isWritten = state.write( [&] {
+      isWritten = state.writeGuarded( rows, [&] {
          Documents::applyState( em, document, []( auto const & mutator ) { mutator(); } );
       } );
    }

@@ -213,6 +213,9 @@ int auditState( AuditOptions const & options ) {
       state.settle();
       Findings now;
       compare( state, now );
+      if ( now.fatal ) {
+         printCompared( now );
+      }
       std::size_t removed = 0;
       bool const isWritten = state.write( [&] {
          for ( std::string const & path : findings.unwanted ) {

@@ -158,16 +158,14 @@ int runService( LiveService const & service ) {
    auto const over = [&] { return stop.came() || ended; };
    bool isBeginning = false;
    Kel::FlushHook const lastWords( [&, keys = Redis::Keys( service.live.switchName )] {
-      if ( isBeginning ) {
-         logEvent(
-            LogLevel::error,
-            "ended by what stood when it began" +
-               ( service.explainedBy.empty() ? ""
-                                             : "; \"" + service.explainedBy + "\" names the row" ),
-            { { "event", "ended" } } );
-      } else if ( std::string const row = state.entityManager().arriving(); !row.empty() ) {
+      if ( std::string const row = state.entityManager().arriving(); !row.empty() ) {
          logEvent( LogLevel::error, "ended by the row " + Kel::shownName( keys.of( row ) ),
                    { { "event", "ended" }, { "row", keys.of( row ) } } );
+      } else if ( isBeginning ) {
+         std::string const hint =
+            service.explainedBy.empty() ? "" : "; \"" + service.explainedBy + "\" names the row";
+         logEvent( LogLevel::error, "ended by what stood when it began" + hint,
+                   { { "event", "ended" } } );
       }
    } );
 
@@ -177,8 +175,6 @@ int runService( LiveService const & service ) {
       state.attach();
       isBeginning = true;
       service.begin( state.entityManager() );
-      state.scheduler().run( [&] { return over() || state.scheduler().queue() == 0; } );
-      isBeginning = false;
       logEvent( LogLevel::info, service.role + " serves switch " + service.live.switchName,
                 { { "event", "ready" }, { "switch", service.live.switchName } } );
       tellServiceManager( "READY=1" );
@@ -186,7 +182,10 @@ int runService( LiveService const & service ) {
       ::malloc_trim( 0 );
       ProcessRow const process( state );
       SpareMemory const spareMemory( Kel::Ptr< Orb::TaskScheduler >( &state.scheduler() ) );
-      state.scheduler().run( over );
+      state.scheduler().run( [&] {
+         isBeginning = isBeginning && state.scheduler().queue() != 0;
+         return over();
+      } );
    }
    tellServiceManager( "STOPPING=1" );
    if ( ended ) {

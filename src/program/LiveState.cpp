@@ -79,10 +79,23 @@ void LiveState::settle() {
 
 bool LiveState::write( std::function< void() > const & change ) {
    std::uint64_t const attempt = store_->attempt();
+   // While all is read anew, changes are forgotten.
+   bool const isTaken = store_->isReady();
    scheduler_->post( change );
    scheduler_->runReady();
    waitFor( [this] { return store_->isWritten(); } );
-   return store_->attempt() == attempt;
+   return isTaken && store_->attempt() == attempt;
+}
+
+bool LiveState::writeGuarded( Documents::TouchedRows const & rows,
+                              std::function< void() > const & change ) {
+   std::uint64_t attempt = 0;
+   do {
+      attempt = store_->attempt();
+      store_->watch( rows.named, rows.taken );
+      settle();
+   } while ( store_->attempt() != attempt );
+   return write( change );
 }
 
 }  // namespace Program

@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "documents/RowsOfDocument.h"
 #include "platform/corestore/EntityManager.h"
 #include "stores/redis/RedisStore.h"
 
@@ -44,6 +45,10 @@ class LiveState {
     *  anew meanwhile, so that it may have got lost on the way. Throws Corestore::StoreError when
     *  the server does. */
    [[nodiscard]] bool write( std::function< void() > const & change );
+   /** The same with what others have changed up to now, and only if they leave these rows alone
+    *  until the server has it: false otherwise, with nothing written. */
+   [[nodiscard]] bool writeGuarded( Documents::TouchedRows const & rows,
+                                    std::function< void() > const & change );
 
    /** Waits for something that the server brings. Throws Corestore::StoreError when it gets lost.
     */

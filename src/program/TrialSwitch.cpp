@@ -5,10 +5,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
+#include <new>
+#include <span>
 #include <system_error>
+#include <vector>
 
 #include "platform/kel/Assert.h"
 #include "platform/kel/StandardError.h"
@@ -34,6 +39,8 @@ std::string allOf( int fd ) {
 
 /** Marks the place in the document among the trial's last words. */
 constexpr char placeMark = '\x1f';
+
+constexpr int outOfMemory = 2;
 
 /** When the trial's agent begins. */
 enum class Begins { beforePatch, behindPatch };
@@ -77,7 +84,11 @@ std::optional< Death > deathIn( std::function< void() > const & play ) {
       ::setenv( "FLASHLOG_DISABLE", "1", 1 );
       rlimit const noCore{ 0, 0 };
       ::setrlimit( RLIMIT_CORE, &noCore );
-      play();
+      try {
+         play();
+      } catch ( std::bad_alloc const & ) {
+         ::_exit( outOfMemory );
+      }
       ::_exit( 0 );
    }
    if ( trial == -1 ) {
@@ -90,6 +101,10 @@ std::optional< Death > deathIn( std::function< void() > const & play ) {
    ::waitpid( trial, &status, 0 );
    if ( WIFEXITED( status ) && WEXITSTATUS( status ) == 0 ) {
       return std::nullopt;
+   }
+   // One that ends by design aborts.
+   if ( WIFEXITED( status ) || WTERMSIG( status ) == SIGKILL ) {
+      throw std::system_error( ENOMEM, std::generic_category(), "a trial of the state" );
    }
    std::size_t const mark = said.find( placeMark );
    std::size_t const end = said.find( placeMark, mark + 1 );
@@ -126,53 +141,43 @@ std::optional< FatalPatch > tryPatch( Corestore::EntityManager const & em,
 }
 
 std::optional< FatalRow > fatalRow( Corestore::EntityManager const & em ) {
+   Corestore::MemoryStore state = copyOf( em, []( auto ) { return true; } );
+   std::optional< Death > death = deathIn( [&] { playBegin( state ); } );
+   if ( !death ) {
+      return std::nullopt;
+   }
    // Until the controller has said that it is wanted, an agent looks at nothing else. Records come
    // last: they say most, and what else stands shows whether it can be borne.
    enum class Turn { controllers, structure, records };
-   std::string_view const wanted = Catalog::pathOf( "mgmtControllerStatus" );
-   auto const turnOf = [&]( Corestore::Row const & row ) {
+   auto const turnOf = [wanted = std::string_view( Catalog::pathOf( "mgmtControllerStatus" ) )](
+                          Corestore::Row const & row ) {
       return row.path.starts_with( wanted )           ? Turn::controllers
              : row.form == Corestore::RowForm::record ? Turn::records
                                                       : Turn::structure;
    };
-   auto const forEachOf = [&]( std::size_t count, auto && visit ) {
-      for ( Turn const turn : { Turn::controllers, Turn::structure, Turn::records } ) {
-         em.forEachRow( [&]( Corestore::Row const & row ) {
-            if ( count != 0 && turnOf( row ) == turn ) {
-               --count;
-               visit( row );
-            }
-         } );
-      }
-   };
-   auto const deathOn = [&]( std::size_t count ) {
-      return deathIn( [&] {
-         Corestore::MemoryStore state;
-         forEachOf( count, [&state]( auto const & row ) { state.put( row ); } );
-         playBegin( state );
-      } );
-   };
-   std::size_t all = 0;
-   em.forEachRow( [&all]( Corestore::Row const & ) { ++all; } );
-   std::optional< Death > death = deathOn( all );
-   if ( !death ) {
-      return std::nullopt;
-   }
+   std::vector< Corestore::Row > rows;
+   em.forEachRow( [&rows]( Corestore::Row const & row ) { rows.push_back( row ); } );
+   std::ranges::stable_sort( rows, {}, turnOf );
    // So many rows are borne, and with so many it ends.
    std::size_t borne = 0;
-   std::size_t fatal = all;
+   std::size_t fatal = rows.size();
    while ( fatal - borne > 1 ) {
       std::size_t const middle = borne + ( fatal - borne ) / 2;
-      if ( auto const earlier = deathOn( middle ) ) {
+      auto const earlier = deathIn( [&] {
+         Corestore::MemoryStore part;
+         for ( auto const & row : std::span( rows ).first( middle ) ) {
+            part.put( row );
+         }
+         playBegin( part );
+      } );
+      if ( earlier ) {
          death = earlier;
          fatal = middle;
       } else {
          borne = middle;
       }
    }
-   FatalRow found{ "", death->fatal.reason };
-   forEachOf( fatal, [&found]( auto const & row ) { found.path = row.path; } );
-   return found;
+   return FatalRow{ rows[fatal - 1].path, death->fatal.reason };
 }
 
 }  // namespace Program

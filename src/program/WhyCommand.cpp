@@ -30,6 +30,7 @@ int explainFlow( WhyOptions const & options ) {
    std::vector< Views::FlowPlace > const flows =
       Views::flowsNamed( state.entityManager, options.flow );
    std::vector< std::pair< Views::FlowPlace const *, Views::Chain > > chains;
+   chains.reserve( flows.size() );
    for ( Views::FlowPlace const & flow : flows ) {
       chains.emplace_back( &flow, Views::chainOf( state.entityManager, flow ) );
    }

@@ -49,6 +49,7 @@ TEST_F( DataCentreKillTest, NoPacketIsLostOrPassesTheServiceBy ) {
    Lab::Stream stream( lab->loop(), *a, *router, frame, 1000 );
    std::uint64_t done = 0;
    for ( ; done != kills && ( !isTimed || Clock::now() < end ); ++done ) {
+      RecordProperty( "kills", std::to_string( done ) );
       rest( 150 );
       switch ( random() % 3 ) {
          case 0:

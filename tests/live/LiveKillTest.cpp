@@ -257,6 +257,7 @@ TEST_F( LiveKillTest, EndsAsIfNobodyHadKilledAnything ) {
    std::optional< Undisturbed > undisturbed( std::in_place );
    std::uint64_t done = 0;
    for ( ; done < kills; done += killsADocument ) {
+      RecordProperty( "kills", std::to_string( done ) );
       Kel::Value const document = documents.next();
       undisturbed->patch( document );
       deleted.clear();

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "documents/RowsOfDocument.h"
 #include "documents/StatePatch.h"
 #include "live/LiveSwitch.h"
 #include "platform/corestore/ValueText.h"
@@ -263,28 +264,38 @@ TEST_F( ServeTest, WhatAnotherHandChangesMeanwhileIsNotWrittenOver ) {
    LiveSwitch device;
    device.init();
    ASSERT_EQ( device.apply( LiveSwitch::policy ), 0 ) << device.said();
-   std::string const fragment = "qor/version1/policy/policy/policyFragment/f";
    Program::LiveState state( { device.server().address(), "leaf1" } );
    state.open();
-   auto const write = [&]( auto && meanwhile ) {
-      state.store().watch( { fragment } );
-      state.settle();
-      meanwhile();
-      return state.write( [&] {
-         Documents::applyState(
-            state.entityManager(),
-            Corestore::parseJson( R"({ "qor/version1/policy": { "policy": { "policyFragment": {
-               "f": { "originalVni": 300 } } } } })" ),
-            []( auto const & mutator ) { mutator(); } );
+   auto const keyOf = [&]( std::string const & row ) {
+      return device.key( "qor/version1/policy/policy/policyFragment/" + row );
+   };
+   // Another hand changes a row of the policy right before the document is written.
+   auto const write = [&]( std::string const & fragments, std::string const & changed ) {
+      Kel::Value const document = Corestore::parseJson(
+         R"({ "qor/version1/policy": { "policy": { "policyFragment": )" + fragments + "} } }" );
+      return state.writeGuarded( Documents::rowsOf( document ), [&] {
+         if ( !changed.empty() ) {
+            device.server().ask( { "HSET", keyOf( changed ), "serviceVni", "400" } );
+         }
+         Documents::applyState( state.entityManager(), document,
+                                []( auto const & mutator ) { mutator(); } );
       } );
    };
-   EXPECT_FALSE( write( [&] {
-      device.server().ask( { "HSET", device.key( fragment ), "serviceVni", "400" } );
-   } ) );
-   EXPECT_TRUE( write( [] {} ) );
-   EXPECT_EQ(
-      device.server().ask( { "HMGET", device.key( fragment ), "originalVni", "serviceVni" } ),
-      "300 400" );
+   // One that stands, and one that comes.
+   for ( std::string const name : { "f", "g" } ) {
+      std::string const fragments = R"({ ")" + name + R"(": { "originalVni": 300 } })";
+      EXPECT_FALSE( write( fragments, name ) ) << name;
+      EXPECT_TRUE( write( fragments, "" ) ) << name;
+      EXPECT_EQ( device.server().ask( { "HMGET", keyOf( name ), "originalVni", "serviceVni" } ),
+                 "300 400" );
+   }
+   EXPECT_FALSE( write( R"({ "f": null })", "f/serviceIntfSet/near" ) ) << "below what goes";
+   EXPECT_TRUE( write( R"({ "f": { "originalVni": 500 } })", "g" ) ) << "none of the document's";
+
+   // What is made while all is read anew is forgotten, and not told as written.
+   device.server().ask( { "HINCRBY", device.key( "@state" ), "accepted", "1" } );
+   state.scheduler().run( [&] { return !state.store().isReady(); } );
+   EXPECT_FALSE( state.write( [] {} ) );
 }
 
 TEST_F( ServeTest, AnEngineThatComesBackEmptyIsNoPolicy ) {

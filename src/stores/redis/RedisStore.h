@@ -85,10 +85,11 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
    /** Calls back when all has been taken that others had changed before now. */
    void settle( std::function< void() > settled );
 
-   /** What is put next stands only if none of these rows has changed by then; else nothing of it
-    *  does, and all is read anew. For a process without a role: others' writes are guarded by their
-    *  lease. */
-   void watch( std::vector< std::string > const & paths );
+   /** What is put next stands only if none of these rows has come, changed or gone by then, nor
+    *  any that stands now at or below those that are to be taken out; else nothing of it does, and
+    *  all is read anew. It counts until all is read anew, whatever for. For a process without a
+    *  role: others' writes are guarded by their lease. */
+   void watch( std::vector< std::string > const & rows, std::vector< std::string > const & taken );
 
    /** A row that is there and does not fit: its path, and why. */
    std::map< std::string, std::string > const & skipped() const { return skipped_; }
@@ -187,7 +188,7 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
    /** Whether a row's entity is always there, with all that is below it. */
    bool isRoot( std::string_view path ) const;
    void skip( std::string const & path, std::string const & reason );
-   void fits( std::string_view path );
+   void fits( std::string_view place );
 
    // Writing.
    void begin();

@@ -1,5 +1,6 @@
 #include <hiredis/hiredis.h>
 
+#include <algorithm>
 #include <charconv>
 #include <utility>
 
@@ -49,12 +50,13 @@ Corestore::Store::Takes RedisStore::takes() const {
    return inFlight_ || releasing_ || ( lease_ && !leaseWatched_ ) ? Takes::later : Takes::now;
 }
 
-void RedisStore::watch( std::vector< std::string > const & paths ) {
+void RedisStore::watch( std::vector< std::string > const & rows,
+                        std::vector< std::string > const & taken ) {
    CommandText command( "WATCH" );
-   for ( std::string const & path : paths ) {
-      if ( standing_.contains( path ) ) {
-         command.add( { keys_.prefix(), path } );
-      }
+   auto const add = [&]( std::string const & path ) { command.add( { keys_.prefix(), path } ); };
+   std::ranges::for_each( rows, add );
+   for ( std::string const & path : taken ) {
+      standing_.forEachBelow( path, [&]( auto const & below, Standing const & ) { add( below ); } );
    }
    if ( command.size() > 1 ) {
       link_->commands().send( command,
