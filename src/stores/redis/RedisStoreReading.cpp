@@ -26,7 +26,8 @@ void RedisStore::changed( std::vector< std::string > paths ) {
    for ( std::string & path : paths ) {
       if ( !Keys::isOwn( path ) ) {
          if ( follows( path ) ) {
-            changed_.insert( std::move( path ) );
+            // The server tells them in order.
+            changed_.insert( changed_.end(), std::move( path ) );
          }
       } else if ( keys_.of( path ) == keys_.state() ) {
          // All is compared when it has been seen to be the same.
