@@ -16,7 +16,7 @@ constexpr Orb::Seconds interval = 1;
 /** What it may have used of a processor in that time, in seconds, when it has little to do. */
 constexpr double little = 0.1;
 /** It has to have grown by so much: what is free is looked for all over the heap. */
-constexpr std::uint64_t worthwhile = 16UL * 1024 * 1024;
+constexpr std::uint64_t worthwhile = 4UL * 1024 * 1024;
 
 /** The memory of this process that the machine has to find room for, in bytes. */
 std::uint64_t residentBytes() {

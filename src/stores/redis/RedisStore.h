@@ -187,6 +187,9 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
       std::set< std::string, std::greater<> > const & gone );
    /** Whether a row's entity is always there, with all that is below it. */
    bool isRoot( std::string_view path ) const;
+   /** Whether it matters what stands of a row: it is written here, or others may stand below it, or
+    *  it may lose its entity. Of others an entry in a map of a root is taken as it comes. */
+   bool isNoted( std::string_view path, Corestore::RowForm form ) const;
    void skip( std::string const & path, std::string const & reason );
    void fits( std::string_view place );
 
@@ -223,6 +226,8 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
 
    /** Rows that the server has, as far as it is known here. */
    StandingRows standing_;
+   /** Whether entries of the map that was asked about last are noted. */
+   mutable std::pair< std::string, bool > lastMap_;
    std::uint64_t lastPosition_ = 0;
    std::map< std::string, std::string > skipped_;
    /** Of which rows it has told, and why. */

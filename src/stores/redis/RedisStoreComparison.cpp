@@ -142,7 +142,9 @@ void RedisStore::allRead() {
    standing_.clear();
    for ( ReadRow const & read : rows ) {
       isTaken( read.row.path, read.position );
-      standing_.add( read.row.path, { read.fingerprint, read.position, read.row.form } );
+      if ( isNoted( read.row.path, read.row.form ) ) {
+         standing_.add( read.row.path, { read.fingerprint, read.position, read.row.form } );
+      }
    }
    phase_ = Phase::ready;
    waiting_.clear();

@@ -26,7 +26,8 @@ void RedisStore::changed( std::vector< std::string > paths ) {
    for ( std::string & path : paths ) {
       if ( !Keys::isOwn( path ) ) {
          if ( follows( path ) ) {
-            changed_.insert( std::move( path ) );
+            // The server tells them in order.
+            changed_.insert( changed_.end(), std::move( path ) );
          }
       } else if ( keys_.of( path ) == keys_.state() ) {
          // All is compared when it has been seen to be the same.
@@ -69,7 +70,8 @@ void RedisStore::changesRead() {
    } );
    auto const went = [&]( std::string const & path ) {
       // One that does not fit any more may still stand as it was.
-      if ( standing_.contains( path ) || skipped_.contains( path ) ) {
+      if ( standing_.contains( path ) || skipped_.contains( path ) ||
+           !isNoted( path, forms_.formOf( path ) ) ) {
          gone.insert( path );
       }
       fits( path );
@@ -98,6 +100,10 @@ void RedisStore::changesRead() {
          fits( one.row.path );
       } else if ( standing_.contains( one.row.path ) ) {
          // It stays as it stands until it can be read.
+         continue;
+      }
+      if ( !isNoted( one.row.path, one.row.form ) ) {
+         changes.push_back( { std::move( one.row ), false } );
          continue;
       }
       auto const [standing, isNew] =
@@ -167,6 +173,17 @@ bool RedisStore::isRoot( std::string_view path ) const {
       }
    }
    return true;
+}
+
+bool RedisStore::isNoted( std::string_view path, RowForm form ) const {
+   if ( !setup_.owns || owns( path ) || ( form != RowForm::record && form != RowForm::value ) ) {
+      return true;
+   }
+   std::string_view const map = path.substr( 0, path.rfind( '/' ) );
+   if ( lastMap_.first != map ) {
+      lastMap_ = std::pair( map, !isRoot( map.substr( 0, map.rfind( '/' ) ) ) );
+   }
+   return lastMap_.second;
 }
 
 // --- Both ---

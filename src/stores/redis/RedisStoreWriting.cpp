@@ -88,7 +88,7 @@ void RedisStore::put( Row const & row ) {
       // It may have any fields by now: of what others put right before this the server tells
       // nothing, since this comes last.
       bool const isRead = reading_.erase( row.path ) != 0;
-      bool const isOther = !isNew || isRead;
+      bool const isOther = !isNew || isRead || !isNoted( row.path, row.form );
       standing.fingerprintIs( now.fingerprint() );
       putText( row, standing, isNew, isOther );
    }
@@ -197,6 +197,11 @@ void RedisStore::del( std::string const & path ) {
    CommandText keys( "DEL" );
    CommandText places( "ZREM" );
    places.add( { keys_.order() } );
+   if ( setup_.owns && !owns( path ) && !standing_.contains( path ) ) {
+      // It may stand, and not be noted.
+      keys.add( { keys_.prefix(), path } );
+      places.add( { path } );
+   }
    standing_.take( path, [&]( std::string const & gone, Standing const & standing ) {
       if ( standing.form() == RowForm::book ) {
          begin();

@@ -298,13 +298,13 @@ void FlowBook::compose( Entries::value_type & place, std::vector< FlowChange > &
 }
 
 void FlowBook::claim( Entries::value_type & place, WantedFlows & wanted ) {
-   if ( CookieValue const other = ownMatches_.ownerOf( matches_ ) ) {
+   if ( CookieValue const other = ownMatches_.claim( place.first, matches_ ) ) {
       ownMatches_.await( place.first, matches_ );
       wanted.flows.clear();
       wanted.refused = { FlowStatus::refused10,
                          "the same is matched by " + entries_.at( other ).key.stringValue() };
    } else {
-      place.second.claim = ownMatches_.claim( place.first, matches_ );
+      place.second.claim = matches_.front();
    }
 }
 

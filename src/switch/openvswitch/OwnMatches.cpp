@@ -4,23 +4,20 @@
 
 namespace OpenVSwitch {
 
-OwnMatches::Owner OwnMatches::ownerOf( std::span< Place const > places ) const {
-   for ( Place const place : places ) {
-      if ( auto const found = owners_.find( place ); found != owners_.end() ) {
-         return found->second;
+OwnMatches::Owner OwnMatches::claim( Owner owner, std::span< Place const > places ) {
+   for ( std::size_t i = 0; i != places.size(); ++i ) {
+      auto const [place, isFree] = owners_.try_emplace( places[i], owner );
+      if ( !isFree && place->second != owner ) {
+         for ( Place const taken : places.first( i ) ) {
+            owners_.erase( taken );
+         }
+         return place->second;
       }
-   }
-   return 0;
-}
-
-OwnMatches::Claim OwnMatches::claim( Owner owner, std::span< Place const > places ) {
-   for ( Place const place : places ) {
-      owners_.emplace( place, owner );
    }
    if ( places.size() > 1 ) {
       further_.emplace( places[0], std::vector< Place >( places.begin() + 1, places.end() ) );
    }
-   return places[0];
+   return 0;
 }
 
 void OwnMatches::await( Owner owner, std::span< Place const > places ) {

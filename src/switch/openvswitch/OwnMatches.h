@@ -16,10 +16,9 @@ class OwnMatches {
    /** What an owner keeps, to give it back; zero for nothing. */
    using Claim = std::uint64_t;
 
-   /** The one that has one of these already; zero for none. */
-   Owner ownerOf( std::span< Place const > places ) const;
-   /** None of them has an owner, and there is one at least. */
-   Claim claim( Owner owner, std::span< Place const > places );
+   /** Has them all, the first of which is the claim, unless another one has one of these already,
+    *  who is yielded; zero for none. There is one at least. */
+   Owner claim( Owner owner, std::span< Place const > places );
    /** It wants to have them when they are nobody's any more. */
    void await( Owner owner, std::span< Place const > places );
    /** Yields those that waited for what is given back. */
