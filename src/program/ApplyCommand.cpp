@@ -75,14 +75,15 @@ void applyDocument( ApplyOptions const & options ) {
          throw Corestore::StoreError( "others change what " + Kel::shownName( options.document ) +
                                       " touches again and again; nothing is written" );
       }
-      checked( [&] { Documents::checkRoom( em, document ); } );
-      if ( auto const fatal = tryPatch( em, document ) ) {
-         throw Documents::InputError( options.document, fatal->pointer,
-                                      "would end the agent: " + fatal->reason );
-      }
-      // What others have changed is not written back: neither while the trial took its time, nor
-      // until the server has it all.
-      isWritten = state.writeGuarded( rows, [&] {
+      auto const look = [&] {
+         checked( [&] { Documents::checkRoom( em, document ); } );
+         if ( auto const fatal = tryPatch( em, document ) ) {
+            throw Documents::InputError( options.document, fatal->pointer,
+                                         "would end the agent: " + fatal->reason );
+         }
+      };
+      // What others change meanwhile is not written back: what was tried is what is written over.
+      isWritten = state.writeGuarded( rows, look, [&] {
          Documents::applyState( em, document, []( auto const & mutator ) { mutator(); } );
       } );
    }

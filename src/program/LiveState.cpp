@@ -88,11 +88,16 @@ bool LiveState::write( std::function< void() > const & change ) {
 }
 
 bool LiveState::writeGuarded( Documents::TouchedRows const & rows,
+                              std::function< void() > const & look,
                               std::function< void() > const & change ) {
    std::uint64_t attempt = 0;
    do {
       attempt = store_->attempt();
       store_->watch( rows.named, rows.taken );
+      // In place of what was to be written and was not, too.
+      settle();
+      look();
+      // It may have taken its time.
       settle();
    } while ( store_->attempt() != attempt );
    return write( change );

@@ -46,8 +46,10 @@ class LiveState {
     *  the server does. */
    [[nodiscard]] bool write( std::function< void() > const & change );
    /** The same with what others have changed up to now, and only if they leave these rows alone
-    *  until the server has it: false otherwise, with nothing written. */
+    *  (RedisStore::watch) from before `look`, which may throw, until the server has it: false
+    *  otherwise, with nothing written. */
    [[nodiscard]] bool writeGuarded( Documents::TouchedRows const & rows,
+                                    std::function< void() > const & look,
                                     std::function< void() > const & change );
 
    /** Waits for something that the server brings. Throws Corestore::StoreError when it gets lost.

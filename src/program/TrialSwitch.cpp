@@ -40,8 +40,6 @@ std::string allOf( int fd ) {
 /** Marks the place in the document among the trial's last words. */
 constexpr char placeMark = '\x1f';
 
-constexpr int outOfMemory = 2;
-
 /** When the trial's agent begins. */
 enum class Begins { beforePatch, behindPatch };
 
@@ -86,8 +84,11 @@ std::optional< Death > deathIn( std::function< void() > const & play ) {
       ::setrlimit( RLIMIT_CORE, &noCore );
       try {
          play();
+      } catch ( std::system_error const & e ) {
+         // Shared memory that is full, say.
+         ::_exit( e.code().value() );
       } catch ( std::bad_alloc const & ) {
-         ::_exit( outOfMemory );
+         ::_exit( ENOMEM );
       }
       ::_exit( 0 );
    }
@@ -104,7 +105,8 @@ std::optional< Death > deathIn( std::function< void() > const & play ) {
    }
    // One that ends by design aborts.
    if ( WIFEXITED( status ) || WTERMSIG( status ) == SIGKILL ) {
-      throw std::system_error( ENOMEM, std::generic_category(), "a trial of the state" );
+      throw std::system_error( WIFEXITED( status ) ? WEXITSTATUS( status ) : ENOMEM,
+                               std::generic_category(), "a trial of the state" );
    }
    std::size_t const mark = said.find( placeMark );
    std::size_t const end = said.find( placeMark, mark + 1 );
@@ -157,6 +159,9 @@ std::optional< FatalRow > fatalRow( Corestore::EntityManager const & em ) {
    };
    std::vector< Corestore::Row > rows;
    em.forEachRow( [&rows]( Corestore::Row const & row ) { rows.push_back( row ); } );
+   if ( rows.empty() ) {
+      return std::nullopt;
+   }
    std::ranges::stable_sort( rows, {}, turnOf );
    // So many rows are borne, and with so many it ends.
    std::size_t borne = 0;

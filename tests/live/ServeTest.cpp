@@ -273,13 +273,15 @@ TEST_F( ServeTest, WhatAnotherHandChangesMeanwhileIsNotWrittenOver ) {
    auto const write = [&]( std::string const & fragments, std::string const & changed ) {
       Kel::Value const document = Corestore::parseJson(
          R"({ "qor/version1/policy": { "policy": { "policyFragment": )" + fragments + "} } }" );
-      return state.writeGuarded( Documents::rowsOf( document ), [&] {
-         if ( !changed.empty() ) {
-            device.server().ask( { "HSET", keyOf( changed ), "serviceVni", "400" } );
-         }
-         Documents::applyState( state.entityManager(), document,
-                                []( auto const & mutator ) { mutator(); } );
-      } );
+      return state.writeGuarded(
+         Documents::rowsOf( document ), [] {},
+         [&] {
+            if ( !changed.empty() ) {
+               device.server().ask( { "HSET", keyOf( changed ), "serviceVni", "400" } );
+            }
+            Documents::applyState( state.entityManager(), document,
+                                   []( auto const & mutator ) { mutator(); } );
+         } );
    };
    // One that stands, and one that comes.
    for ( std::string const name : { "f", "g" } ) {

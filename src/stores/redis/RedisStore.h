@@ -87,8 +87,8 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
 
    /** What is put next stands only if none of these rows has come, changed or gone by then, nor
     *  any that stands now at or below those that are to be taken out; else nothing of it does, and
-    *  all is read anew. It counts until all is read anew, whatever for. For a process without a
-    *  role: others' writes are guarded by their lease. */
+    *  all is read anew. It counts until all is read anew, whatever for, and for the first 2,000
+    *  keys alone. For a process without a role: others' writes are guarded by their lease. */
    void watch( std::vector< std::string > const & rows, std::vector< std::string > const & taken );
 
    /** A row that is there and does not fit: its path, and why. */

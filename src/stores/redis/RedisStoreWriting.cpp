@@ -16,6 +16,8 @@ namespace {
 
 /** Beyond so many, entries of books that have gathered go out. */
 constexpr std::size_t mostBookWords = 2000;
+/** The server compares each key that is watched with all others, and serves nobody meanwhile. */
+constexpr std::size_t mostWatched = 2000;
 
 /** The map that an entry of a book is in, and the entry's name there. */
 std::pair< std::string_view, std::string > bookPlace( std::string_view path ) {
@@ -53,7 +55,16 @@ Corestore::Store::Takes RedisStore::takes() const {
 void RedisStore::watch( std::vector< std::string > const & rows,
                         std::vector< std::string > const & taken ) {
    CommandText command( "WATCH" );
-   auto const add = [&]( std::string const & path ) { command.add( { keys_.prefix(), path } ); };
+   std::string last;
+   auto const add = [&]( std::string_view path ) {
+      // An entry of a book stands in its map's key.
+      bool const isEntry = forms_.formOf( path ) == RowForm::book;
+      std::string_view const key = isEntry ? path.substr( 0, path.rfind( '/' ) ) : path;
+      if ( key != last && command.size() <= mostWatched ) {
+         command.add( { keys_.prefix(), key } );
+         last = key;
+      }
+   };
    std::ranges::for_each( rows, add );
    for ( std::string const & path : taken ) {
       standing_.forEachBelow( path, [&]( auto const & below, Standing const & ) { add( below ); } );
@@ -91,6 +102,10 @@ void RedisStore::put( Row const & row ) {
       bool const isOther = !isNew || isRead || !isNoted( row.path, row.form );
       standing.fingerprintIs( now.fingerprint() );
       putText( row, standing, isNew, isOther );
+      if ( !isNoted( row.path, row.form ) ) {
+         // Nor is what others make of it.
+         standing_.erase( row.path );
+      }
    }
 }
 
@@ -201,6 +216,7 @@ void RedisStore::del( std::string const & path ) {
       // It may stand, and not be noted.
       keys.add( { keys_.prefix(), path } );
       places.add( { path } );
+      reading_.erase( path );
    }
    standing_.take( path, [&]( std::string const & gone, Standing const & standing ) {
       if ( standing.form() == RowForm::book ) {
