@@ -7,8 +7,8 @@
 
 namespace Lab {
 
-/** So many frames a second from one station to another, which answers each. Every one of them is
- *  followed. */
+/** So many frames a second, or fewer on a machine that doesn't come to it, from one station to
+ *  another, which answers each. Every one of them is followed. */
 class Stream : private Timed {
  public:
    struct Packet {
@@ -66,7 +66,8 @@ class Stream : private Timed {
    std::uint32_t stream_;
    Clock::duration every_;
    std::optional< std::uint32_t > count_;
-   Clock::time_point begin_ = Clock::now();
+   /** When the next one is. */
+   Clock::time_point due_ = Clock::now();
    std::vector< Packet > packets_;
 };
 
