@@ -72,11 +72,31 @@ class History {
       steps_.push_back( std::move( next ) );
       Scenarios::Scenario one;
       one.steps = { steps_.back() };
-      Scenarios::playStep( device, one, 0 );
       bool const started = std::holds_alternative< Scenarios::RestartStep >( steps_.back() );
-      policy_.observe( device, steps_.back() );
+      start_ = {};
+      if ( started ) {
+         device.outputObserverIs( [this]( auto const & change ) { note( change ); } );
+      }
+      Scenarios::playStep( device, one, 0 );
+      device.outputObserverIs( {} );
+      policy_.observe( device, steps_.back(), start_.placed );
       return holds( Histories::brokenInvariants( device, policy_ ) ) &&
              holds( routed_.broken( device, started ) );
+   }
+   /** What a start writes. */
+   void note( Scenarios::OutputChange const & change ) {
+      std::string const attribute = change.attribute;
+      std::string const key = change.key.value_or( "" );
+      if ( change.path == "qorclient/status" ) {
+         start_.learns = start_.learns || attribute == "warmHost" || attribute == "vlanForVni";
+         if ( attribute == "warmHost" ) {
+            start_.placed.insert( key );
+         }
+      } else if ( change.path == "pinflow/dyninput/qor"
+                     ? policy_.unsettled( key.substr( 0, 1 ) ).empty()
+                     : change.path == "pinflow/dyninput/qorl3" && !routed_.isUnsettled( key ) ) {
+         start_.writes.push_back( "a restart writes " + change.path + "/" + attribute + "/" + key );
+      }
    }
    /**
     * A restart of a settled agent writes nothing into the flow tables. It is not settled when it
@@ -85,22 +105,9 @@ class History {
     */
    bool restart( Scenarios::Switch & device ) {
       auto const vlans = Histories::vlansOfVnis();
-      bool learns = false;
-      std::vector< std::string > writes;
-      device.outputObserverIs( [&]( Scenarios::OutputChange const & change ) {
-         std::string const attribute = change.attribute;
-         std::string const key = change.key.value_or( "" );
-         if ( change.path == "qorclient/status" ) {
-            learns = learns || attribute == "warmHost" || attribute == "vlanForVni";
-         } else if ( change.path == "pinflow/dyninput/qor"
-                        ? policy_.unsettled( key.substr( 0, 1 ) ).empty()
-                        : change.path == "pinflow/dyninput/qorl3" && !routed_.isUnsettled( key ) ) {
-            writes.push_back( "a restart writes " + change.path + "/" + attribute + "/" + key );
-         }
-      } );
       bool const good = step( device, Scenarios::RestartStep{} );
-      device.outputObserverIs( {} );
-      return good && ( learns || vlans != Histories::vlansOfVnis() || holds( writes ) );
+      return good &&
+             ( start_.learns || vlans != Histories::vlansOfVnis() || holds( start_.writes ) );
    }
    bool holds( std::vector< std::string > const & broken ) {
       if ( !broken.empty() ) {
@@ -124,6 +131,13 @@ class History {
    Histories::RoutedInvariants routed_;
    Histories::PolicyMemory policy_;
    std::vector< Scenarios::Step > steps_;
+   /** Of the last step, if it was a start. */
+   struct Start {
+      bool learns = false;
+      /** Hosts whose place it has written. */
+      std::set< std::string > placed;
+      std::vector< std::string > writes;
+   } start_;
    Kel::FlushHook const atAbort_{ [this] {
       fprintf( stderr, "seed %llu%s, step %zu\n", static_cast< unsigned long long >( seed_ ),
                restarts_ ? " with restarts" : "", steps_.size() - 1 );

@@ -8,7 +8,8 @@
 
 namespace Histories {
 
-void PolicyMemory::observe( Scenarios::Switch const & device, Scenarios::Step const & step ) {
+void PolicyMemory::observe( Scenarios::Switch const & device, Scenarios::Step const & step,
+                            std::set< std::string > const & placed ) {
    bool const started = std::holds_alternative< Scenarios::RestartStep >( step );
    counts_.observe( device );
    l2Rib_.observe( device, step );
@@ -93,7 +94,10 @@ void PolicyMemory::observe( Scenarios::Switch const & device, Scenarios::Step co
                present_[name].insert( "no switch configuration" );
             }
             if ( Kel::textOf( installed ).empty() || !warm.empty() ) {
-               if ( lost_.erase( place ) != 0 && Kel::textOf( installed ) == warm ) {
+               // Gone for the host tracker, and put back by the MLAG peer within one start.
+               bool const wasLost = lost_.erase( place ) != 0 ||
+                                    ( started && placed.contains( Kel::textOf( host ) ) );
+               if ( wasLost && Kel::textOf( installed ) == warm ) {
                   returned.insert( flowName.stringValue() );
                }
             } else if ( started || lost_.contains( place ) ) {

@@ -33,8 +33,9 @@ namespace Histories {
  */
 class PolicyMemory {
  public:
-   /** To be told of every step. */
-   void observe( Scenarios::Switch const & device, Scenarios::Step const & step );
+   /** To be told of every step, a start with the hosts whose place it has written. */
+   void observe( Scenarios::Switch const & device, Scenarios::Step const & step,
+                 std::set< std::string > const & placed );
    /** Why a start may change the fragment's rules; empty when it may not. */
    std::string unsettled( std::string const & fragment ) const;
    /** The fragment has been away. */
