@@ -17,8 +17,8 @@ class Events {
    void tell( std::string_view name, Kel::Value const & data );
    /** How often something was told. */
    std::uint64_t told() const { return told_; }
-   /** Keeps a connection from looking dead. */
-   void beat() { add( ":\n\n" ); }
+   /** Keeps a connection from looking dead, to the page too. */
+   void beat() { add( "event: beat\ndata: {}\n\n" ); }
 
    /** How far a page has come. */
    struct Reader {

@@ -148,11 +148,36 @@ function situationIs(there, words) {
 }
 
 const again = 2000;
+// The server lets each page hear of it four times a minute.
+const longestSilence = 40000;
+let events = null;
+let silence = null;
+
+function lost() {
+  situationIs(false, 'The page’s own server does not answer; it is tried again');
+}
+
+function hush() {
+  clearTimeout(silence);
+  events?.close();
+  events = null;
+}
+
+function heard() {
+  clearTimeout(silence);
+  silence = setTimeout(() => { lost(); listen(); }, longestSilence);
+}
 
 function listen() {
-  const events = new EventSource('/events');
+  hush();
+  const stream = new EventSource('/events');
+  events = stream;
   let isOpen = false;
-  events.addEventListener('open', () => {
+  heard();
+  for (const name of ['open', 'beat', 'situation', 'changes', 'processes']) {
+    stream.addEventListener(name, heard);
+  }
+  stream.addEventListener('open', () => {
     if (isOpen) {
       return;
     }
@@ -160,41 +185,47 @@ function listen() {
     // What came meanwhile is not told.
     current?.shown.later();
   });
-  events.addEventListener('error', () => {
+  stream.addEventListener('error', () => {
     isOpen = false;
-    situationIs(false, 'The page’s own server does not answer; it is tried again');
+    lost();
     // An answer that is no stream, as of a server that has no room, is the browser's last try.
-    if (events.readyState === EventSource.CLOSED) {
-      setTimeout(listen, again);
+    if (stream.readyState === EventSource.CLOSED) {
+      setTimeout(() => { if (events === stream) listen(); }, again);
     }
   });
-  events.addEventListener('situation', ({ data }) => {
+  stream.addEventListener('situation', ({ data }) => {
     const { switch: name, there, words } = JSON.parse(data);
     switchNameIs(name);
     situationIs(there, words ? `The state is not followed: ${words}` : 'The state is not followed');
     current?.shown.later();
   });
-  events.addEventListener('changes', ({ data }) => {
+  stream.addEventListener('changes', ({ data }) => {
     const bundle = JSON.parse(data);
     current?.shown.view.heard?.(bundle);
     if (current?.shown.concerns(Object.keys(bundle.kinds))) {
       current.shown.later();
     }
   });
-  events.addEventListener('processes', () => {
+  stream.addEventListener('processes', () => {
     if (current?.shown.view.kinds?.includes('processes')) {
       current.shown.later();
     }
   });
   // The situation may be among it; a stream begins with that.
-  events.addEventListener('missed', () => {
-    events.close();
-    listen();
-  });
+  stream.addEventListener('missed', listen);
 }
 
-// Nothing is read for a page that nobody sees.
-document.addEventListener('visibilitychange', () => current?.shown.later());
+// Nothing is read for a page that nobody sees, and it does not listen: a browser has six connections
+// to a server, which the others need.
+document.addEventListener('visibilitychange', () => {
+  if (document.hidden) {
+    hush();
+  } else if (events === null) {
+    listen();
+  } else {
+    current?.shown.later();
+  }
+});
 document.getElementById('skip').addEventListener('click', (event) => {
   event.preventDefault();
   main.focus();
@@ -212,4 +243,6 @@ document.addEventListener('keydown', (event) => {
 });
 addEventListener('hashchange', show);
 show();
-listen();
+if (!document.hidden) {
+  listen();
+}

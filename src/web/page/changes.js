@@ -1,4 +1,4 @@
-import { clockOf, count, el } from './dom.js';
+import { clockOf, count, el, say } from './dom.js';
 import { get } from './api.js';
 
 const kept = 300;
@@ -40,7 +40,7 @@ export function changesView(main) {
     if (!fitting.length) {
       log.append(el('li', { class: 'none' }, el('span', {}, changes.length ? 'Nothing fits.' : 'Nothing has changed yet.')));
     }
-    told.textContent = more ? `${count(more)} more came in large bundles and are not listed` : '';
+    say(told, more ? `${count(more)} more came in large bundles and are not listed` : '');
     changes.forEach((change) => { change.isNew = false; });
   }
 

@@ -23,11 +23,27 @@ export function svg(name, attributes = {}, ...children) {
   return fill(document.createElementNS(svgSpace, name), attributes, children);
 }
 
-// What is shown anew: whoever was at a link of it stays there.
+// What is shown anew. What has not changed stays the same element: a click that has begun there ends
+// there, and whoever was at a link of it stays there.
 export function replace(place, ...children) {
   const link = place.contains(document.activeElement) ? document.activeElement.getAttribute('href') : null;
-  place.replaceChildren(...children);
-  if (link) {
+  const wanted = children.filter((child) => child !== '');
+  const stays = new Set(wanted);
+  wanted.forEach((child, i) => {
+    const there = place.childNodes[i];
+    if (there === child || there?.isEqualNode(child)) {
+      return;
+    }
+    if (there && !stays.has(there)) {
+      there.replaceWith(child);
+    } else {
+      place.insertBefore(child, there ?? null);
+    }
+  });
+  while (place.childNodes.length > wanted.length) {
+    place.lastChild.remove();
+  }
+  if (link && !place.contains(document.activeElement)) {
     [...place.querySelectorAll('a')].find((one) => one.getAttribute('href') === link)?.focus({ preventScroll: true });
   }
 }
@@ -65,6 +81,13 @@ export function stateOf(state, sort = state) {
   const [, word, rest] = /^([^:(,]*)(.*)$/s.exec(state);
   const pill = el('span', { class: `state ${kind}`, 'data-mark': marks[kind] }, word.trim());
   return rest ? el('span', {}, pill, ` ${rest.replace(/^[:,] */, '')}`) : pill;
+}
+
+// For what is read aloud when it changes: the same words are no change.
+export function say(place, words) {
+  if (place.textContent !== words) {
+    place.textContent = words;
+  }
 }
 
 export function clockOf(milliseconds) {

@@ -1,4 +1,4 @@
-import { el, kindOfState, linkTo, stateOf } from './dom.js';
+import { differing, el, kindOfState, linkTo, stateOf } from './dom.js';
 import { get } from './api.js';
 
 // These are asked for at once, the others where they are wanted.
@@ -23,6 +23,7 @@ const words = (exit) => (exit.port !== undefined
 
 export function frameView(main, parameters) {
   let wanted = parameters;
+  const isNew = differing();
   const ports = el('datalist', { id: 'ports' });
   const inputs = fields.map(([name, label, attributes]) => [name, label,
     el('input', { id: `frame-${name}`, name, autocomplete: 'off', spellcheck: 'false', ...attributes })]);
@@ -60,10 +61,14 @@ export function frameView(main, parameters) {
         ports.replaceChildren(...[...known, ...tunnels].map(({ name }) => el('option', { value: name })));
       }
       if (!wanted.get('in')) {
+        isNew(null);
         result.replaceChildren();
         return;
       }
       const way = await get('frame', Object.fromEntries(wanted));
+      if (!isNew(way)) {
+        return;
+      }
       result.replaceChildren(
         el('h2', {}, 'Where it leaves'),
         el('ul', { class: 'exits' }, way.exits.length ? way.exits.map((exit) => el('li', {}, words(exit)))
@@ -74,6 +79,9 @@ export function frameView(main, parameters) {
           step.path ? el('span', { class: 'path mono' }, step.path) : null))));
     },
     failed(error) {
+      if (!isNew(error.message)) {
+        return;
+      }
       result.replaceChildren(el('p', { class: 'summary card bad', role: 'alert' }, stateOf('refused'), ' ', error.message));
     },
   };

@@ -1,4 +1,4 @@
-import { count, el, linkTo, replace, stateOf } from './dom.js';
+import { count, el, linkTo, replace, say, stateOf } from './dom.js';
 import { get } from './api.js';
 
 const pageSize = 50;
@@ -52,7 +52,7 @@ const tables = {
     title: 'Hosts of intercept flows',
     kinds: ['hosts', 'agent', 'policy', 'ports'],
     states: ['known', 'waiting', 'rejected'],
-    key: (row) => `${row.host} ${row.vlan}`,
+    key: (row) => JSON.stringify([row.host, row.vlan, row.vlan === null && row.flows]),
     columns: [
       ['host', 'Host', mono, 'short'],
       ['vlan', 'VLAN', text, 'number'],
@@ -78,7 +78,7 @@ const tables = {
   vnis: {
     title: 'VNIs and their VLANs',
     kinds: ['tunnels', 'agent'],
-    states: [],
+    states: ['waiting'],
     key: (row) => row.vni,
     columns: [
       ['vni', 'VNI', text, 'number'],
@@ -90,7 +90,7 @@ const tables = {
   l3flows: {
     title: 'Flows of routed traffic',
     kinds: ['routed', 'answers', 'rules'],
-    states: [],
+    states: ['pending', 'active', 'error', 'not reported'],
     key: (row) => `${row.vrf}/${row.preference}/${row.group_priority}/${row.flow}`,
     columns: [
       ['vrf', 'VRF', text, 'name'],
@@ -105,7 +105,7 @@ const tables = {
   groups: {
     title: 'Groups of routed traffic',
     kinds: ['routed', 'answers', 'rules'],
-    states: [],
+    states: ['pending', 'active', 'error', 'not reported'],
     key: (row) => JSON.stringify([row.group, row.vrf, row.vni, row.ip, row.mac]),
     columns: [
       ['group', 'Group'],
@@ -176,12 +176,16 @@ export const listView = (name) => (main, parameters) => {
   take(parameters);
 
   function rowOf(row) {
+    const key = String(table.key(row));
+    const words = JSON.stringify(row);
+    const known = before.get(key);
+    if (known?.words === words) {
+      return known;
+    }
     const cells = table.columns.map(([member, heading, shown = text, kind]) =>
       el('td', { role: 'cell', 'data-label': heading, class: kind }, el('span', {}, shown(row[member], row))));
     const element = el('tr', { role: 'row' }, cells);
-    const key = String(table.key(row));
-    const words = JSON.stringify(row);
-    if (before.size && before.get(key) !== words) {
+    if (before.size) {
       element.classList.add('changed');
     }
     return { key, words, element };
@@ -199,19 +203,17 @@ export const listView = (name) => (main, parameters) => {
       const value = await get(name, { search: asked.search, state: asked.state,
         first: (asked.page - 1) * pageSize, most: pageSize });
       const rows = value.rows.map(rowOf);
-      replace(body, ...rows.map(({ element }) => element));
-      if (!rows.length) {
-        body.append(el('tr', { role: 'row' }, el('td', { role: 'cell', class: 'none', colspan: table.columns.length },
-          asked.search || asked.state ? 'Nothing fits.' : 'There are none.')));
-      }
-      before = new Map(rows.map(({ key, words }) => [key, words]));
+      const none = () => el('tr', { role: 'row' }, el('td', { role: 'cell', class: 'none', colspan: table.columns.length },
+        value.found ? 'The list ends before this page.' : asked.search || asked.state ? 'Nothing fits.' : 'There are none.'));
+      replace(body, ...(rows.length ? rows.map(({ element }) => element) : [none()]));
+      before = new Map(rows.map((row) => [row.key, row]));
       const first = value.found === 0 ? 0 : value.first + 1;
-      found.textContent = `${count(Math.min(first, value.found))} to ` +
-        `${count(Math.min(value.first + rows.length, value.found))} of ${count(value.found)}`;
+      say(found, rows.length || !value.found ? `${count(first)} to ${count(value.first + rows.length)} of ${count(value.found)}`
+        : `none of ${count(value.found)}`);
       previous.disabled = asked.page <= 1;
       next.disabled = value.first + rows.length >= value.found;
     },
-    failed(error) { found.textContent = error.message; },
+    failed(error) { say(found, error.message); },
     stop() { clearTimeout(typing); },
   };
 };

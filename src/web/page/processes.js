@@ -1,4 +1,4 @@
-import { count, el, stateOf } from './dom.js';
+import { count, el, replace, stateOf } from './dom.js';
 import { get } from './api.js';
 
 const names = { qorclient: 'The agent', qorswitch: 'The switch’s other agents' };
@@ -26,7 +26,7 @@ export function processesView(main) {
     kinds: ['processes'],
     async read() {
       const value = await get('processes');
-      content.replaceChildren(
+      replace(content,
         el('div', { class: 'grid' }, value.processes.map((process) => el('section', { class: 'card' },
           el('h2', {}, names[process.role] ?? process.role),
           el('p', {}, stateOf(process.holder ? 'active' : 'nobody'), ' ',
