@@ -20,6 +20,7 @@
 #include "program/ConfigFile.h"
 #include "program/ConfigWords.h"
 #include "program/DescribeCommand.h"
+#include "program/EventLog.h"
 #include "program/InitCommand.h"
 #include "program/OpenVSwitchCommand.h"
 #include "program/RunCommand.h"
@@ -169,11 +170,14 @@ void addSwitchCommands( CLI::App & app, Arguments & arguments ) {
       *app.add_subcommand( "simulate", "Answer the agent as the hardware and the VXLAN agent do" );
    addService( simulate, options, arguments.config );
    simulate.add_option( "--vlan-pool", options.vlanPool, "VLANs for VNIs that are asked for" )
-      ->option_text( "FIRST-LAST" );
+      ->option_text( "FIRST-LAST" )
+      ->check( checkVlanPool );
    simulate.add_option( "--flow-capacity", options.flowCapacity,
                         "Rules that a flow table takes; 0 for any number (0)" );
-   simulate.add_option( "--answer-after", options.answerAfter,
-                        "Seconds from a new rule to its answer (0)" );
+   simulate
+      .add_option( "--answer-after", options.answerAfter,
+                   "Seconds from a new rule to its answer (0)" )
+      ->check( CLI::Range( 0.0, 86400.0 ) );
 
    OpenVSwitchOptions & real = arguments.openVSwitch;
    CLI::App & openVSwitch = *app.add_subcommand(
@@ -188,7 +192,8 @@ void addSwitchCommands( CLI::App & app, Arguments & arguments ) {
                    "Where the switch has its sockets (/var/run/openvswitch)" )
       ->option_text( "DIR" );
    openVSwitch.add_option( "--vlan-pool", real.vlanPool, "VLANs for VNIs that are asked for" )
-      ->option_text( "FIRST-LAST" );
+      ->option_text( "FIRST-LAST" )
+      ->check( checkVlanPool );
    openVSwitch.add_option( "--vtep", real.vtep, "The address of the switch's tunnel end point" )
       ->option_text( "ADDRESS" )
       ->check( checkEndPoint );
@@ -256,6 +261,10 @@ int runCommand( std::string const & name, Arguments const & arguments ) {
 
 /** Names in it come from outside: it stays one line. */
 int refused( std::exception const & error ) {
+   if ( logsJson() ) {
+      logEvent( LogLevel::error, error.what(), { { "event", "ended" } } );
+      return exitBadInput;
+   }
    std::cerr << Kel::oneLine( error.what() ) << std::endl;
    return exitBadInput;
 }

@@ -22,6 +22,10 @@ void logIs( LogFormat format, std::string const & unit ) {
    log = { format, unit };
 }
 
+bool logsJson() {
+   return log.format == LogFormat::json;
+}
+
 void logEvent( LogLevel level, std::string_view text, Kel::Value::Object const & fields ) {
    constexpr std::array< char const *, 3 > names{ "info", "warning", "error" };
    char const * const name = names[static_cast< std::size_t >( level )];

@@ -79,7 +79,7 @@ void FlowLog::due() {
 void FlowLog::tellRule( std::string const & rule ) {
    using enum Views::HardwareAnswer::Kind;
    auto const news = Views::ruleNews( em_, rule );
-   std::string flow = "-";
+   std::string flow = news.fragment.empty() ? "-" : Views::sharedName( news.fragment );
    if ( !news.flow.empty() ) {
       flow = Views::flowPath( news.fragment, news.flow );
       flows_.emplace( news.fragment, news.flow );

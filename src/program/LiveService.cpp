@@ -8,12 +8,15 @@
 #include <utility>
 #include <vector>
 
+#include "documents/Document.h"
+#include "platform/flashlog/Flashlog.h"
 #include "platform/kel/Assert.h"
 #include "platform/kel/StandardError.h"
 #include "program/EventLog.h"
 #include "program/ServiceManager.h"
 #include "program/SpareMemory.h"
 #include "program/StopSignal.h"
+#include "program/StoreLog.h"
 #include "stores/redis/Keys.h"
 
 namespace Program {
@@ -85,21 +88,6 @@ class ProcessRow : private Orb::Timer {
    std::size_t skipped_ = 0;
 };
 
-/** What the event log calls it. */
-char const * nameOf( Event event ) {
-   switch ( event ) {
-      case Event::progress:
-         return "progress";
-      case Event::trouble:
-         return "trouble";
-      case Event::skipped:
-         return "skipped";
-      case Event::ended:
-         return "ended";
-   }
-   return "";
-}
-
 /** Writes what is left and gives the lease back. False when the server doesn't take it in time. */
 bool finish( LiveState & state ) {
    Orb::TaskScheduler & scheduler = state.scheduler();
@@ -133,6 +121,13 @@ bool finish( LiveState & state ) {
 
 int runService( LiveService const & service ) {
    logIs( service.logFormat == "json" ? LogFormat::json : LogFormat::text, service.role );
+   if ( !service.traceFile.empty() ) {
+      try {
+         Flashlog::open( service.traceFile );
+      } catch ( std::runtime_error const & e ) {
+         throw Documents::InputError( service.traceFile, "", e.what() );
+      }
+   }
    bool ended = false;
    LiveState::Setup setup;
    setup.role = service.role;
@@ -140,15 +135,16 @@ int runService( LiveService const & service ) {
    setup.follows = service.follows;
    setup.leaseTime = service.lease;
    setup.endIfHeld = service.endIfHeld;
-   setup.tell = [&ended]( Event event, std::string const & text ) {
+   Redis::Keys const keys( service.live.switchName );
+   setup.tell = [&ended, keys]( Event event, std::string const & text, std::string const & row ) {
       ended = ended || event == Event::ended;
-      logEvent( event == Event::progress ? LogLevel::info
-                : event == Event::ended  ? LogLevel::error
-                                         : LogLevel::warning,
-                text, { { "event", nameOf( event ) } } );
+      logStoreEvent( event, text, row, keys );
       // Of rows there may be many.
       if ( event != Event::skipped ) {
-         tellServiceManager( "STATUS=" + Kel::oneLine( text ) );
+         // Who waits for the engine, or for another one to end, is up: whoever starts it, or
+         // installs it anew, does not wait for that, too.
+         tellServiceManager( ( event == Event::trouble ? "READY=1\nSTATUS=" : "STATUS=" ) +
+                             Kel::oneLine( text ) );
       }
    };
    // Never destroyed: at the end of the process the state stays as it is.
@@ -157,7 +153,7 @@ int runService( LiveService const & service ) {
    Watchdog const watchdog( &state.scheduler() );
    auto const over = [&] { return stop.came() || ended; };
    bool isBeginning = false;
-   Kel::FlushHook const lastWords( [&, keys = Redis::Keys( service.live.switchName )] {
+   Kel::FlushHook const lastWords( [&] {
       if ( std::string const row = state.entityManager().arriving(); !row.empty() ) {
          logEvent( LogLevel::error, "ended by the row " + Kel::shownName( keys.of( row ) ),
                    { { "event", "ended" }, { "row", keys.of( row ) } } );
@@ -177,7 +173,7 @@ int runService( LiveService const & service ) {
       service.begin( state.entityManager() );
       logEvent( LogLevel::info, service.role + " serves switch " + service.live.switchName,
                 { { "event", "ready" }, { "switch", service.live.switchName } } );
-      tellServiceManager( "READY=1" );
+      tellServiceManager( "READY=1\nSTATUS=serves switch " + service.live.switchName );
       // What has been read was held twice.
       ::malloc_trim( 0 );
       ProcessRow const process( state );

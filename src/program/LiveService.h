@@ -20,6 +20,8 @@ struct LiveService {
    std::function< void( Corestore::EntityManager & em ) > begin;
    /** The command that finds out why it has ended as it began; empty for none. */
    std::string explainedBy = {};
+   /** Where it writes a binary trace; empty for nowhere. */
+   std::string traceFile = {};
    double lease = 10;
    bool endIfHeld = false;
    /** "text" or "json". */

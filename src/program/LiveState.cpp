@@ -29,7 +29,8 @@ LiveState::LiveState( LiveOptions const & options, Setup setup )
    if ( !setup.tell ) {
       // A row that does not fit is no obstacle; audit lists them.
       setup.waits = false;
-      setup.tell = [this]( Redis::RedisStore::Event event, std::string const & text ) {
+      setup.tell = [this]( Redis::RedisStore::Event event, std::string const & text,
+                           std::string const & /* row */ ) {
          if ( event == Redis::RedisStore::Event::skipped ) {
             return;
          }

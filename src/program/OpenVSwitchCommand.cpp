@@ -7,6 +7,15 @@
 
 namespace Program {
 
+std::string checkVlanPool( std::string const & text ) {
+   try {
+      VxlanAgent::readVlanPool( text );
+   } catch ( Kel::ValueError const & e ) {
+      return e.what();
+   }
+   return "";
+}
+
 std::string checkEndPoint( std::string const & text ) {
    return Wirekit::Ip4Addr::parse( text ) ? "" : "wants " + std::string( Wirekit::Ip4Addr::form );
 }
@@ -32,8 +41,10 @@ int steerOpenVSwitch( OpenVSwitchOptions const & options ) {
                                               " is steered by another process" );
               }
               static OpenVSwitch::Agents const agents(
-                 em, settings,
-                 []( std::string const & text ) { logEvent( LogLevel::info, text ); } );
+                 em, settings, []( OpenVSwitch::Bridge::Event const & event ) {
+                    logEvent( event.isTrouble ? LogLevel::warning : LogLevel::info, event.text,
+                              event.fields );
+                 } );
            },
         .lease = options.lease,
         .endIfHeld = options.endIfHeld,

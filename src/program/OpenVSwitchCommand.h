@@ -21,7 +21,9 @@ struct OpenVSwitchOptions {
    std::uint16_t ageing = 300;
 };
 
-/** What is wrong with the address of a tunnel end point; empty if nothing is. */
+/** What is wrong with a range of VLANs, or with the address of a tunnel end point; empty if nothing
+ *  is. */
+std::string checkVlanPool( std::string const & text );
 std::string checkEndPoint( std::string const & text );
 
 /** The other agents of a switch on an Open vSwitch bridge, as a service. */

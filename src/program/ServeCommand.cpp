@@ -1,7 +1,5 @@
 #include "program/ServeCommand.h"
 
-#include "documents/Document.h"
-#include "platform/flashlog/Flashlog.h"
 #include "platform/warden/CAgent.h"
 #include "program/FlowLog.h"
 #include "program/LiveService.h"
@@ -11,13 +9,6 @@
 namespace Program {
 
 int serveSwitch( ServeOptions const & options ) {
-   if ( !options.traceFile.empty() ) {
-      try {
-         Flashlog::open( options.traceFile );
-      } catch ( std::runtime_error const & e ) {
-         throw Documents::InputError( options.traceFile, "", e.what() );
-      }
-   }
    return runService( { .live = options.live,
                         .role = "qorclient",
                         .owns = Catalog::isAgents,
@@ -28,6 +19,7 @@ int serveSwitch( ServeOptions const & options ) {
                                  Warden::startAgent( "QorClient::Agent", "QorClient", &em );
                            },
                         .explainedBy = "qorclient audit",
+                        .traceFile = options.traceFile,
                         .lease = options.lease,
                         .endIfHeld = options.endIfHeld,
                         .logFormat = options.logFormat } );

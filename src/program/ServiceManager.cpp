@@ -57,7 +57,7 @@ void tellServiceManager( std::string const & state ) {
       auto const size = static_cast< socklen_t >( offsetof( sockaddr_un, sun_path ) + path.size() );
       // One that doesn't read must not stop the process; the word that others wait for gets a
       // while.
-      bool const isAwaited = state == "READY=1";
+      bool const isAwaited = state.starts_with( "READY=1" );
       timeval const aWhile{ 1, 0 };
       ::setsockopt( fd, SOL_SOCKET, SO_SNDTIMEO, &aWhile, sizeof aWhile );
       ::sendto( fd, state.data(), state.size(), MSG_NOSIGNAL | ( isAwaited ? 0 : MSG_DONTWAIT ),

@@ -15,6 +15,7 @@
 #include "program/ServiceManager.h"
 #include "program/SpareMemory.h"
 #include "program/StopSignal.h"
+#include "program/StoreLog.h"
 #include "records/catalog/Catalog.h"
 #include "web/Server.h"
 #include "web/Site.h"
@@ -127,8 +128,9 @@ int serveWeb( WebOptions const & options ) {
 
    std::optional< Watch > watch;
    LiveState::Setup setup;
-   setup.tell = [&watch]( Event event, std::string const & text ) {
-      logEvent( event == Event::progress ? LogLevel::info : LogLevel::warning, text );
+   setup.tell = [&watch, keys = Redis::Keys( options.live.switchName )](
+                   Event event, std::string const & text, std::string const & row ) {
+      logStoreEvent( event, text, row, keys );
       if ( watch && event != Event::skipped ) {
          watch->wordsAre( text );
       }
@@ -149,8 +151,10 @@ int serveWeb( WebOptions const & options ) {
    watch.emplace( state, site );
    StopSignal const stop( &state.scheduler() );
    Watchdog const watchdog( &state.scheduler() );
-   logEvent( LogLevel::info, "the page of switch " + options.live.switchName + " is at " +
-                                ( place.socket.empty() ? "http://" : "" ) + options.listen );
+   logEvent( LogLevel::info,
+             "the page of switch " + options.live.switchName + " is at " +
+                ( place.socket.empty() ? "http://" : "" ) + options.listen,
+             { { "event", "ready" }, { "switch", options.live.switchName } } );
    tellServiceManager( "READY=1" );
 
    state.scheduler().run( [&] { return stop.came() || state.store().isReady(); } );
@@ -165,7 +169,7 @@ int serveWeb( WebOptions const & options ) {
    }
    tellServiceManager( "STOPPING=1" );
    watch.reset();
-   logEvent( LogLevel::info, "the page ends" );
+   logEvent( LogLevel::info, "the page ends", { { "event", "end" } } );
    return 0;
 }
 

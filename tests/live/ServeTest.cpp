@@ -142,11 +142,11 @@ TEST_F( ServeTest, TheServiceManagerHearsWhenTheAgentIsAtWorkAndWhenItEnds ) {
       ServiceManager manager( name );
       LiveSwitch device;
       auto const agent = device.serve();
+      // One that waits is up, and nobody waits for it.
       EXPECT_TRUE( eventually( [&] { return manager.find( "holds no state" ) != name.npos; } ) );
-      EXPECT_EQ( manager.find( "STATUS=" ), 0U ) << manager.heard();
-      EXPECT_EQ( manager.find( "READY=1\n" ), name.npos ) << manager.heard();
+      EXPECT_EQ( manager.find( "READY=1\nSTATUS=" ), 0U ) << manager.heard();
       device.init();
-      EXPECT_TRUE( eventually( [&] { return manager.find( "\nREADY=1\n" ) != name.npos; } ) );
+      EXPECT_TRUE( eventually( [&] { return manager.find( "STATUS=serves " ) != name.npos; } ) );
       EXPECT_EQ( manager.find( "STOPPING=1\n" ), name.npos ) << manager.heard();
       agent->signal( SIGTERM );
       EXPECT_EQ( agent->ended(), 0 ) << agent->output();
@@ -193,18 +193,28 @@ TEST_F( ServeTest, WhatBecomesOfAFlowStandsInTheLogUnderItsName ) {
          << agent->output();
    };
    tells( R"("text":"qorclient serves switch leaf1","event":"ready","switch":"leaf1"})" );
+   ASSERT_EQ( device.apply( R"({"openflow/hwstatus":{"arpRuleRequired":true}})" ), 0 );
    ASSERT_EQ( device.apply( LiveSwitch::policy ), 0 ) << device.said();
    tells( R"("text":"flow f/web: initial, the hardware has 0 of 0 rules: Waiting for: )" );
+   ASSERT_EQ(
+      device.apply(
+         R"({"qorl3/version1/global/fragmentConfig":{"red":{"flowGroup":{"1|1":{"flow":{"r":{
+         "enabled":true}}}}}},
+      "pinflow/pfHwStatusDir/dyninputstatus/qorl3":{"flowStats":{"r":{"status":5}}}})" ),
+      0 )
+      << device.said();
+   tells( R"_("text":"flow red/r: error: no room in the flow table (5)","event":"flow",)_" );
    ASSERT_EQ( device.apply( R"({"interface/status/eth/vxlan":{"vtiStatus":{"Vxlan1":{
       "vlanToVniMap":{"10":{"vni":100},"20":{"vni":200}}}}}})" ),
               0 )
       << device.said();
    tells( R"("flow":"f/web","state":"waiting","details":)" );
    auto const answer = [&]( std::string const & status ) {
-      EXPECT_EQ( device.apply( R"({"pinflow/pfHwStatusDir/dyninputstatus/qor":{"flowStats":{
-                    "f_web-from-Et5-to-any":{"status":)" +
-                               status + "}}}}" ),
-                 0 )
+      EXPECT_EQ(
+         device.apply( R"({"pinflow/pfHwStatusDir/dyninputstatus/qor":{"flowStats":{
+                    "f-arp":{"status":)" +
+                       status + R"(},"f_web-from-Et5-to-any":{"status":)" + status + "}}}}" ),
+         0 )
          << device.said();
    };
    answer( "5" );
@@ -212,12 +222,17 @@ TEST_F( ServeTest, WhatBecomesOfAFlowStandsInTheLogUnderItsName ) {
           R"_(rejected (5: no room in the flow table)","event":"rule","flow":"f/web",)_"
           R"("rule":"f_web-from-Et5-to-any","state":"rejected",)" );
    tells( R"("event":"flow","flow":"f/web","state":"rejected",)" );
+   tells( R"_("event":"rule","flow":"f (shared)","rule":"f-arp","state":"rejected",)_" );
    answer( "1" );
    tells( R"(,"rule":"f_web-from-Et5-to-any","state":"programmed"})" );
    tells( R"("flow":"f/web","state":"programmed","details":"","rules":1,"programmed":1})" );
    ASSERT_EQ( device.apply( R"({"qor/version1/policy":{"policy":{"policyFragment":{"f":null}}}})" ),
               0 );
    tells( R"("text":"flow f/web: gone",)" );
+   std::string const row = device.key( "qor/version1/policy/policy/policyFragment/f/flow/bad" );
+   device.server().ask( { "HSET", row, "no", "1" } );
+   tells( R"("text":"flow f/bad: )" + row );
+   tells( R"("event":"skipped","row":")" + row + R"(","flow":"f/bad"})" );
    std::istringstream lines( agent->output() );
    for ( std::string line; std::getline( lines, line ); ) {
       EXPECT_TRUE( line.starts_with( R"({"time":"2)" ) && line.ends_with( "}" ) ) << line;

@@ -335,6 +335,9 @@ TEST_F( CommandsTest, AServiceTakesOptionsFromAFileAndNamesALineThatItCannotTake
    refused( "vtep = 192.0.2.1\n", "c:1: serve has no option vtep" );
    refused( "config = d\n", "c:1: serve has no option config" );
    refused( "help = true\n", "c:1: serve has no option help" );
+   write( "c", "\nvlan-pool = 1000\n" );
+   EXPECT_EQ( shell( "${Q%client}switch openvswitch --config c" ).text,
+              "c:2: --vlan-pool: wants a range of VLANs, as \"1000-1999\"\n" );
    EXPECT_EQ( run( "serve --config d" ).text, "d: No such file or directory\n" );
    EXPECT_EQ( run( "serve --config ." ).text, ".: Is a directory\n" );
 
@@ -343,6 +346,10 @@ TEST_F( CommandsTest, AServiceTakesOptionsFromAFileAndNamesALineThatItCannotTake
    EXPECT_THAT( run( "serve --config=c --switch /" ).text, HasSubstr( "a switch's name is" ) );
    EXPECT_EQ( shell( "QORCLIENT_REDIS_PASSWORD_FILE=none $Q serve --config c" ).text,
               "none: no password can be read\n" );
+   EXPECT_THAT(
+      shell( "QORCLIENT_REDIS_PASSWORD_FILE=none $Q serve --config c --log-format json" ).text,
+      HasSubstr(
+         R"("level":"error","unit":"qorclient","text":"none: no password can be read",)" ) );
 }
 
 TEST_F( CommandsTest, TracesGoWhereTheyAreAskedForAndNowhereElse ) {

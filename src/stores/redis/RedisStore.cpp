@@ -52,9 +52,9 @@ RedisStore::~RedisStore() {
    setup_.scheduler->disarm( *this );
 }
 
-void RedisStore::tell( Event event, std::string const & text ) const {
+void RedisStore::tell( Event event, std::string const & text, std::string const & row ) const {
    if ( setup_.tell ) {
-      setup_.tell( event, text );
+      setup_.tell( event, text, row );
    }
 }
 

@@ -64,7 +64,8 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
       std::function< bool( std::string_view path ) > owns = {};
       /** The rows that it takes up, its own among them; empty for all. */
       std::function< bool( std::string_view path ) > follows = {};
-      std::function< void( Event, std::string const & ) > tell = {};
+      /** Of a row that is skipped, its path, too. */
+      std::function< void( Event, std::string const & text, std::string const & row ) > tell = {};
       /** What it tells says that it waits for a server that isn't there. */
       bool waits = true;
    };
@@ -206,7 +207,7 @@ class RedisStore final : public Corestore::Store, private Orb::Timer {
 
    bool owns( std::string_view path ) const { return setup_.owns && setup_.owns( path ); }
    bool follows( std::string_view path ) const { return !setup_.follows || setup_.follows( path ); }
-   void tell( Event event, std::string const & text ) const;
+   void tell( Event event, std::string const & text, std::string const & row = {} ) const;
    std::string shownServer() const;
 
    Setup setup_;

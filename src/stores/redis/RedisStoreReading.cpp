@@ -324,8 +324,10 @@ void RedisStore::skip( std::string const & path, std::string const & reason ) {
    }
    skipped_[path] = reason;
    if ( std::exchange( told_[path], reason ) != reason ) {
-      tell( Event::skipped, Kel::shownName( keys_.of( path ) ) + ": " + Kel::oneLine( reason ) +
-                               "; the row is skipped" );
+      tell( Event::skipped,
+            Kel::shownName( keys_.of( path ) ) + ": " + Kel::oneLine( reason ) +
+               "; the row is skipped",
+            path );
    }
 }
 

@@ -59,7 +59,7 @@ Kel::Ptr< T > entityOf( Corestore::EntityManager const & em, char const * input 
 }  // namespace
 
 Agents::Agents( Corestore::EntityManager & em, Settings const & settings, Bridge::Log log )
-   : em_( em ), settings_( settings ), log_( std::move( log ) ) {
+   : em_( em ), settings_( settings ) {
    Kel::Ptr< Orb::TaskScheduler > const scheduler( &em.scheduler() );
    connection_.emplace(
       scheduler, settings.runFolder + "/" + settings.bridge + ".mgmt",
@@ -69,13 +69,13 @@ Agents::Agents( Corestore::EntityManager & em, Settings const & settings, Bridge
             [this]( std::string const & reason ) {
                isFollowed_ = false;
                bridge_->lost();
-               log_( "bridge " + settings_.bridge + " is not there: " + reason );
+               bridge_->warn( "bridge " + settings_.bridge + " is not there: " + reason );
             },
          // The database tells of ports.
          .portChanged = []( OpenFlow::PortChange, OpenFlow::Port const & ) {},
          .flowChanged = [this]( OpenFlow::FlowUpdate const & update ) { flowChanged( update ); },
          .changesMissed = [this] { readSoon(); } } );
-   bridge_ = new Bridge( scheduler, *connection_, settings.ageing, log_ );
+   bridge_ = new Bridge( scheduler, *connection_, settings.ageing, std::move( log ) );
    // The tunnel interface may come after its port, and be written by others without its address.
    bridge_->follow( [this]( Topology const & ) {
       if ( bridge_->topology().ownEndPoint != settings_.vtep ) {
@@ -118,15 +118,15 @@ Agents::Agents( Corestore::EntityManager & em, Settings const & settings, Bridge
    learntHosts_.emplace( entityOf< Slab::Bridging::Status >( em, "slabBridgingStatus" ), bridge_ );
    learntNexthops_.emplace( bridge_ );
 
-   database_.emplace(
-      scheduler, settings.runFolder + "/db.sock", settings.bridge,
-      Ovsdb::Client::Listener{ .up = [this] { databaseChanged(); },
-                               .changed = [this] { databaseChanged(); },
-                               .lost =
-                                  [this]( std::string const & reason ) {
-                                     isTunnelAsked_ = false;
-                                     log_( "the switch's database is not there: " + reason );
-                                  } } );
+   database_.emplace( scheduler, settings.runFolder + "/db.sock", settings.bridge,
+                      Ovsdb::Client::Listener{
+                         .up = [this] { databaseChanged(); },
+                         .changed = [this] { databaseChanged(); },
+                         .lost =
+                            [this]( std::string const & reason ) {
+                               isTunnelAsked_ = false;
+                               bridge_->warn( "the switch's database is not there: " + reason );
+                            } } );
 }
 
 Agents::~Agents() {
@@ -147,7 +147,7 @@ void Agents::databaseChanged() {
    Ovsdb::Bridge const & bridge = database_->bridge();
    if ( !bridge.exists ) {
       if ( !std::exchange( isTold_, true ) ) {
-         log_( "the switch has no bridge " + settings_.bridge );
+         bridge_->warn( "the switch has no bridge " + settings_.bridge );
       }
       // The next one of that name has others.
       hasPorts_ = false;
@@ -160,7 +160,7 @@ void Agents::databaseChanged() {
                                [this]( std::string const & error, Ovsdb::Json const & ) {
                                   isTunnelAsked_ = false;
                                   if ( !error.empty() ) {
-                                     log_( "the switch refuses the tunnel: " + error );
+                                     bridge_->warn( "the switch refuses the tunnel: " + error );
                                   }
                                } );
    }
@@ -210,7 +210,7 @@ void Agents::tellOddities( Ovsdb::Bridge const & bridge ) {
    }
    for ( std::string const & oddity : oddities ) {
       if ( !oddities_.contains( oddity ) ) {
-         log_( oddity );
+         bridge_->warn( oddity );
       }
    }
    oddities_ = std::move( oddities );
@@ -241,7 +241,7 @@ void Agents::bridgeUp() {
       bool const hasBegunAnew = !bridge_->book().compare();
       learntHosts_->endReading( hasBegunAnew );
       learntNexthops_->endReading( hasBegunAnew );
-      log_( "bridge " + settings_.bridge + " is followed" );
+      bridge_->log( "bridge " + settings_.bridge + " is followed" );
    } );
 }
 
@@ -263,12 +263,12 @@ void Agents::flowChanged( OpenFlow::FlowUpdate const & update ) {
    }
    // What was missed may be changes of our own.
    if ( !update.wasMissed ) {
-      log_( std::string( "another hand has " ) +
-            ( update.event == Event::added     ? "added"
-              : update.event == Event::removed ? "removed"
-                                               : "changed" ) +
-            " a flow of bridge " + settings_.bridge + ", " + bridge_->book().nameOf( update.flow ) +
-            ": " + update.flow.match.text() );
+      bridge_->warn( std::string( "another hand has " ) +
+                     ( update.event == Event::added     ? "added"
+                       : update.event == Event::removed ? "removed"
+                                                        : "changed" ) +
+                     " a flow of bridge " + settings_.bridge + ", " +
+                     bridge_->book().nameOf( update.flow ) + ": " + update.flow.match.text() );
    }
    if ( !isLearnt ) {
       readSoon();

@@ -67,7 +67,6 @@ class Agents : private Orb::Timer {
 
    Corestore::EntityManager & em_;
    Settings settings_;
-   Bridge::Log log_;
    std::optional< Ovsdb::Client > database_;
    std::optional< OpenFlow::Connection > connection_;
    Kel::Ptr< Bridge > bridge_;

@@ -80,7 +80,7 @@ void Bridge::lost() {
 void Bridge::logRefused( char const * what, Kel::String const & key, Answer const & answer ) const {
    using OpenFlowTable::FlowStatus;
    if ( answer.status == FlowStatus::tableFull || answer.status == FlowStatus::refused10 ) {
-      log_( std::string( what ) + " " + key.stringValue() + " is refused: " + answer.reason );
+      warn( std::string( what ) + " " + key.stringValue() + " is refused: " + answer.reason );
    }
 }
 

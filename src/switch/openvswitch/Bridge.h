@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/kel/Ptr.h"
+#include "platform/kel/Value.h"
 #include "records/bridging/MacVlanPair.h"
 #include "switch/openvswitch/FlowBook.h"
 #include "switch/openvswitch/Topology.h"
@@ -14,9 +15,15 @@ namespace OpenVSwitch {
 /** What the switch's agents share: what is wanted of the bridge, and what it is like. */
 class Bridge : public Kel::PtrInterface {
  public:
-   using Log = std::function< void( std::string const & text ) >;
+   /** What an operator should hear of; the fields are for programs. */
+   struct Event {
+      bool isTrouble = false;
+      std::string text;
+      Kel::Value::Object fields = { { "event", "bridge" } };
+   };
+   using Log = std::function< void( Event const & event ) >;
 
-   /** The connection outlives it. `log` takes what an operator should hear of. */
+   /** The connection outlives it. */
    Bridge( Kel::Ptr< Orb::TaskScheduler > scheduler, OpenFlow::Connection & connection,
            std::uint16_t ageing, Log log )
       : scheduler_( scheduler ),
@@ -60,7 +67,10 @@ class Bridge : public Kel::PtrInterface {
    }
    /** How long a silent host stays learnt, in seconds. */
    std::uint16_t ageing() const { return ageing_; }
-   void log( std::string const & text ) const { log_( text ); }
+   void log( std::string text ) const { log_( { .text = std::move( text ) } ); }
+   /** Trouble. */
+   void warn( std::string text ) const { log_( { .isTrouble = true, .text = std::move( text ) } ); }
+   void log( Event const & event ) const { log_( event ); }
    /** Tells of flows that the bridge does not take, unless they wait for a port or a VLAN. */
    void logRefused( char const * what, Kel::String const & key, Answer const & answer ) const;
 

@@ -92,7 +92,7 @@ WantedFlows GroupsSm::flows( Kel::String const & key ) {
 void GroupsSm::answered( Kel::String const & key, Answer const & answer ) {
    if ( key.view() == redirectKey ) {
       if ( answer.status != FlowStatus::active ) {
-         bridge()->log( "the bridge refuses the flows of next hops: " + answer.reason );
+         bridge()->warn( "the bridge refuses the flows of next hops: " + answer.reason );
       }
       return;
    }
@@ -107,8 +107,8 @@ void GroupsSm::answered( Kel::String const & key, Answer const & answer ) {
    Kel::String const group = pfHwConfig()->trafficEndPoint( id );
    auto const row = pfHwStatus()->trafficEndPointStatus( id );
    if ( status != TrafficStreamStatus::active && !( row && row->status() == status ) ) {
-      bridge()->log( "end point " + key.stringValue() + " is refused (" +
-                     std::to_string( static_cast< unsigned >( status ) ) + "): " + answer.reason );
+      bridge()->warn( "end point " + key.stringValue() + " is refused (" +
+                      std::to_string( static_cast< unsigned >( status ) ) + "): " + answer.reason );
    }
    if ( row ) {
       row->groupNameIs( group );

@@ -39,8 +39,8 @@ WantedFlows OfferedHostsSm::flows( Kel::String const & key ) {
 
 void OfferedHostsSm::answered( Kel::String const & key, Answer const & answer ) {
    if ( answer.status != OpenFlowTable::FlowStatus::active ) {
-      bridge()->log( "the bridge refuses the offered host " + key.stringValue() + ": " +
-                     answer.reason );
+      bridge()->warn( "the bridge refuses the offered host " + key.stringValue() + ": " +
+                      answer.reason );
    }
 }
 

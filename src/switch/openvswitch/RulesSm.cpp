@@ -80,11 +80,19 @@ void RulesSm::answered( Kel::String const & name, Answer const & answer ) {
       return;
    }
    if ( answer.status != FlowStatus::active ) {
-      bridge()->log( "rule " + name.stringValue() + " is refused (" +
-                     std::to_string( static_cast< unsigned >( answer.status ) ) +
-                     "): " + answer.reason );
+      bridge()->log( { .isTrouble = true,
+                       .text = "rule " + name.stringValue() + " is refused (" +
+                               std::to_string( static_cast< unsigned >( answer.status ) ) +
+                               "): " + answer.reason,
+                       .fields = { { "event", "rule" },
+                                   { "rule", name.stringValue() },
+                                   { "state", "rejected" },
+                                   { "reason", answer.reason } } } );
    } else if ( standing ) {
-      bridge()->log( "rule " + name.stringValue() + " is programmed now" );
+      bridge()->log(
+         { .text = "rule " + name.stringValue() + " is programmed now",
+           .fields = {
+              { "event", "rule" }, { "rule", name.stringValue() }, { "state", "programmed" } } } );
    }
    if ( standing ) {
       standing->statusIs( answer.status );

@@ -221,7 +221,7 @@ WantedFlows TopologySm::flows( Kel::String const & key ) {
 
 void TopologySm::answered( Kel::String const & key, Answer const & answer ) {
    if ( answer.status != OpenFlowTable::FlowStatus::active ) {
-      bridge()->log( "step " + key.stringValue() + " is refused: " + answer.reason );
+      bridge()->warn( "step " + key.stringValue() + " is refused: " + answer.reason );
    }
 }
 

@@ -54,7 +54,15 @@ std::optional< FlowNews > routedFlowNews( Corestore::EntityManager const & em,
       for ( auto const & group : fragment->flowGroup() ) {
          if ( group.value->flowHas( flow ) ) {
             auto const status = group.value->flow( flow );
-            return FlowNews{ stateWord( status.state ), status.detail.stringValue() };
+            FlowNews news{ stateWord( status.state ), status.detail.stringValue() };
+            if ( status.state == QorL3::V1::State::error && news.details.empty() ) {
+               news.details =
+                  routedAnswer(
+                     *em.entity< OpenFlowTable::HwStatus >( Catalog::pathOf( "pfHwStatusL3" ) ),
+                     flow )
+                     .reason;
+            }
+            return news;
          }
       }
    }
@@ -67,6 +75,8 @@ RuleNews ruleNews( Corestore::EntityManager const & em, std::string const & rule
    if ( agent->flowNameForRuleNameHas( rule ) ) {
       news.fragment = agent->fragmentNameForRuleName( rule ).stringValue();
       news.flow = agent->flowNameForRuleName( rule ).stringValue();
+   } else {
+      news.fragment = fragmentOfSharedRule( *agent, rule );
    }
    news.answer = policyAnswer(
       *em.entity< OpenFlowTable::HwStatus >( Catalog::pathOf( "pfHwStatus" ) ), rule );

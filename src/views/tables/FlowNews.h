@@ -26,7 +26,8 @@ std::optional< FlowNews > routedFlowNews( Corestore::EntityManager const & em,
                                           std::string const & vrf, std::string const & flow );
 
 struct RuleNews {
-   /** Empty for a rule that is no single flow's. */
+   /** Of one that a fragment's flows share, the fragment alone; of one that is nobody's, nothing.
+    */
    std::string fragment;
    std::string flow;
    HardwareAnswer answer;

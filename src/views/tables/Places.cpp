@@ -4,8 +4,8 @@
 
 #include "platform/kel/Dir.h"
 #include "qorclient/agent/QorClientUtils.h"
-#include "qorclient/agent/Status.h"
 #include "qorclient/datapath/HostFdbStatus.h"
+#include "qorclient/datapath/KelPolicyFragment.h"
 #include "qorclient/host/ReportedPlace.h"
 #include "records/bridging/Config.h"
 #include "records/bridging/SwitchIntfConfig.h"
@@ -168,6 +168,17 @@ Reason whyNotKnown( Corestore::EntityManager const & em, MacVlanPair const & hos
       reason->words += " (resync in progress)";
    }
    return *reason;
+}
+
+std::string fragmentOfSharedRule( QorClient::Status const & agent, Kel::Name const & rule ) {
+   static std::string const ending =
+      QorClient::DatapathV1::KelPolicyFragment::arpRuleName( "" ).stringValue();
+   std::string name = rule.stringValue();
+   if ( !name.ends_with( ending ) ) {
+      return "";
+   }
+   name.resize( name.size() - ending.size() );
+   return agent.platformFlowRefCountHas( name ) ? name : "";
 }
 
 std::string detailsOf( Corestore::EntityManager const & em, Kel::String const & fragment,

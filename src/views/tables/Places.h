@@ -5,6 +5,7 @@
 #include <string>
 
 #include "platform/corestore/EntityManager.h"
+#include "qorclient/agent/Status.h"
 #include "records/bridging/MacVlanPair.h"
 #include "records/qor/PolicyFragment.h"
 #include "records/slab/SlabFdbStatus.h"
@@ -32,6 +33,9 @@ Slab::Bridging::SlabFdbStatus learntRow( Corestore::EntityManager const & em,
 /** Why the agent has no interface for a host that it looks for: what the switch says of the host,
  *  in words that go on after the host's name. */
 Reason whyNotKnown( Corestore::EntityManager const & em, Bridging::MacVlanPair const & host );
+
+/** The fragment whose flows share a rule; empty for a rule that none share. */
+std::string fragmentOfSharedRule( QorClient::Status const & agent, Kel::Name const & rule );
 
 /** The details of a flow as the agent reports them, with the hardware's reason where the agent
  * names none. */

@@ -6,11 +6,11 @@
 
 #include "platform/kel/Dir.h"
 #include "qorclient/agent/Status.h"
-#include "qorclient/datapath/KelPolicyFragment.h"
 #include "qorclient/flowtable/HwStatus.h"
 #include "qorclient/flowtable/PinFlowHwConfig.h"
 #include "records/catalog/Catalog.h"
 #include "records/qorl3/FragmentConfig.h"
+#include "views/tables/Places.h"
 #include "views/tables/Tables.h"
 #include "views/tables/Words.h"
 
@@ -21,7 +21,6 @@ namespace {
 namespace MatchField = OpenFlowTable::MatchField;
 namespace ActionField = OpenFlowTable::ActionField;
 using OpenFlowTable::TableType;
-using QorClient::DatapathV1::KelPolicyFragment;
 
 /** Collects the words for the fields whose bit is set, and shows the bits without words. */
 class FieldWords {
@@ -174,12 +173,8 @@ std::string policyFlow( QorClient::Status const & agent, Kel::Name const & rule 
    if ( agent.flowNameForRuleNameHas( rule ) ) {
       return flowPath( agent.fragmentNameForRuleName( rule ), agent.flowNameForRuleName( rule ) );
    }
-   for ( auto const & users : agent.platformFlowRefCount() ) {
-      if ( rule == KelPolicyFragment::arpRuleName( users.key ) ) {
-         return users.key.stringValue() + " (shared)";
-      }
-   }
-   return "";
+   std::string const fragment = fragmentOfSharedRule( agent, rule );
+   return fragment.empty() ? "" : sharedName( fragment );
 }
 
 }  // namespace

@@ -49,6 +49,10 @@ std::string flowPath( Kel::String const & place, Kel::String const & flow ) {
    return place.stringValue() + "/" + flow.stringValue();
 }
 
+std::string sharedName( std::string const & fragment ) {
+   return fragment + " (shared)";
+}
+
 std::string kindWord( Qor::V1::PolicyFlowInfo const & flow ) {
    if ( !flow.serviceIntfKey.empty() ) {
       return "service " + flow.serviceIntfKey.stringValue();

@@ -16,6 +16,9 @@ std::string joined( std::vector< std::string > const & texts );
 /** "PLACE/FLOW": a flow and its fragment or VRF, as a person names it. */
 std::string flowPath( Kel::String const & place, Kel::String const & flow );
 
+/** "FRAGMENT (shared)": whose a rule is that the flows of a fragment share. */
+std::string sharedName( std::string const & fragment );
+
 /** "service near", "intercept", "egress". */
 std::string kindWord( Qor::V1::PolicyFlowInfo const & flow );
 
