@@ -335,9 +335,9 @@ TEST_F( CommandsTest, AServiceTakesOptionsFromAFileAndNamesALineThatItCannotTake
    refused( "vtep = 192.0.2.1\n", "c:1: serve has no option vtep" );
    refused( "config = d\n", "c:1: serve has no option config" );
    refused( "help = true\n", "c:1: serve has no option help" );
-   write( "c", "\nvlan-pool = 1000\n" );
+   write( "c", "\nvlan-pool = 5-1\n" );
    EXPECT_EQ( shell( "${Q%client}switch openvswitch --config c" ).text,
-              "c:2: --vlan-pool: wants a range of VLANs, as \"1000-1999\"\n" );
+              "c:2: --vlan-pool: wants the lower VLAN of a range first\n" );
    EXPECT_EQ( run( "serve --config d" ).text, "d: No such file or directory\n" );
    EXPECT_EQ( run( "serve --config ." ).text, ".: Is a directory\n" );
 

@@ -281,8 +281,9 @@ Match Match::decode( Reader & in ) {
       }
       if ( isOpaque ) {
          match.fields_.append( fields.substr( 0, entry.size ) );
-      } else if ( field != Fields::packetType || entry.isMasked() ||
-                  !isAll( entry.value(), '\0' ) ) {
+      } else if ( bool const isWhole = !entry.isMasked() || isAll( entry.mask(), '\xff' );
+                  // Of an Ethernet frame nobody says that it is one.
+                  field != Fields::packetType || !isWhole || !isAll( entry.value(), '\0' ) ) {
          match.set( field, entry.value(),
                     entry.isMasked() ? std::string( entry.mask() )
                                      : std::string( entry.body.size(), '\xff' ) );
