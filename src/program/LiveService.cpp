@@ -59,10 +59,12 @@ class ProcessRow : private Orb::Timer {
       auto const counters = state_.store().counters();
       // Its own row must not be the reason for the next one.
       std::size_t const skipped = state_.store().skipped().size() + state_.store().furtherSkipped();
-      if ( counters_ == counters && skipped == skipped_ ) {
+      auto const & turns = state_.scheduler().turns();
+      std::size_t const queue = state_.scheduler().queue();
+      if ( counters_ == counters && skipped == skipped_ && queue == queue_ &&
+           turns.longest == longestTurn_ ) {
          return;
       }
-      auto const & turns = state_.scheduler().turns();
       bool const told =
          state_.store().processIs( { { "started", started_ },
                                      { "changed", secondsOfDay() },
@@ -70,7 +72,7 @@ class ProcessRow : private Orb::Timer {
                                      { "longestTurn", std::to_string( turns.longest ) },
                                      { "turnSeconds", std::to_string( turns.together ) },
                                      { "turnLengths", lengthsOf( turns ) },
-                                     { "queue", std::to_string( state_.scheduler().queue() ) },
+                                     { "queue", std::to_string( queue ) },
                                      { "written", std::to_string( counters.written ) },
                                      { "sentAgain", std::to_string( counters.sentAgain ) },
                                      { "skipped", std::to_string( skipped ) },
@@ -78,6 +80,8 @@ class ProcessRow : private Orb::Timer {
       if ( told ) {
          counters_ = counters;
          skipped_ = skipped;
+         queue_ = queue;
+         longestTurn_ = turns.longest;
       }
    }
 
@@ -86,6 +90,8 @@ class ProcessRow : private Orb::Timer {
    /** What it has told. */
    std::optional< Redis::RedisStore::Counters > counters_;
    std::size_t skipped_ = 0;
+   std::size_t queue_ = 0;
+   Orb::Seconds longestTurn_ = 0;
 };
 
 /** Writes what is left and gives the lease back. False when the server doesn't take it in time. */
