@@ -127,6 +127,12 @@ class Device:
             json.dump(document, file)
         self.run('apply', f'{self.folder}/document.json')
 
+    def change_on(self, path):
+        """A row comes and goes, until "changing" is killed."""
+        self.launch('changing', ['redis-cli', '-s', f'{self.folder}/redis', '-r', '-1', '-i', '0.03', 'EVAL',
+                                 'return redis.call("DEL", KEYS[1]) == 0 and redis.call("SET", KEYS[1], "true")',
+                                 '1', f'qor{{leaf1}}:{path}'])
+
     def kill(self, name):
         self.processes[name].send_signal(signal.SIGKILL)
         self.processes.pop(name).wait()
@@ -239,9 +245,11 @@ def story(device, browser):
     browser.look()
     browser.driver.get(address)
     browser.shows('1 to 1 of 1')
-    # In one piece: the row may be made anew at any time.
-    browser.driver.execute_script('document.querySelector("main table a").click()')
+    # A link can be clicked while the switch changes.
+    device.change_on('qor/version1/policy/policy/policyFragment/web/serviceIntfSet/near/intf/Ethernet8')
+    browser.find('main table a').click()
     browser.shows('02:00:00:00:00:0b in VLAN 100 is not learnt')
+    device.kill('changing')
     browser.shot('4-flow')
 
     # Both pages follow, each when it is seen: the host comes, and its flow is programmed.
