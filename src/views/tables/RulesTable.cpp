@@ -169,17 +169,25 @@ std::map< std::string, std::string > routedFlows( Corestore::EntityManager const
    return flows;
 }
 
+/** The fragments whose flows share a rule, by its name. */
+using SharedRules = std::map< std::string, std::string >;
+SharedRules sharedRules( QorClient::Status const & agent ) {
+   SharedRules rules;
+   for ( auto const & users : agent.platformFlowRefCount() ) {
+      rules.emplace( KelPolicyFragment::arpRuleName( users.key ).stringValue(),
+                     users.key.stringValue() );
+   }
+   return rules;
+}
+
 /** The flow of a rule of the policy, or the fragment whose flows share it. */
-std::string policyFlow( QorClient::Status const & agent, Kel::Name const & rule ) {
+std::string policyFlow( QorClient::Status const & agent, SharedRules const & shared,
+                        Kel::Name const & rule ) {
    if ( agent.flowNameForRuleNameHas( rule ) ) {
       return flowPath( agent.fragmentNameForRuleName( rule ), agent.flowNameForRuleName( rule ) );
    }
-   for ( auto const & users : agent.platformFlowRefCount() ) {
-      if ( rule == KelPolicyFragment::arpRuleName( users.key ) ) {
-         return users.key.stringValue() + " (shared)";
-      }
-   }
-   return "";
+   auto const users = shared.find( rule.stringValue() );
+   return users == shared.end() ? "" : users->second + " (shared)";
 }
 
 }  // namespace
@@ -204,9 +212,10 @@ TextTable rulesTable( Corestore::EntityManager const & em, Choice const & choice
    };
    auto const agent = em.entity< QorClient::Status >( Catalog::pathOf( "agentStatus" ) );
    auto const answers = answersAt( Catalog::pathOf( "pfHwStatus" ) );
+   SharedRules const shared = sharedRules( *agent );
    for ( auto const & rule : tableAt( Catalog::pathOf( "pfHwConfig" ) )->flowEntry() ) {
       add(
-         rule.key, rule.value, [&] { return policyFlow( *agent, rule.key ); },
+         rule.key, rule.value, [&] { return policyFlow( *agent, shared, rule.key ); },
          [&] { return policyAnswer( *answers, rule.key ); } );
    }
    auto flows = routedFlows( em );

@@ -17,7 +17,7 @@ struct Table {
 
 constexpr Table tables[] = { { "flows", &flowsTable },
                              { "rules", &rulesTable },
-                             { "hosts", nullptr, &hostsTable, "STATE" },
+                             { "hosts", &hostsTable },
                              { "ports", &portsTable },
                              { "vnis", nullptr, &vnisTable, "VLAN" },
                              { "groups", nullptr, &groupsTable, "MEMBER STATE" },
