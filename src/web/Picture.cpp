@@ -131,11 +131,22 @@ Value::Array waysValue( Ways const & ways ) {
    return values;
 }
 
-Value::Array setsOf( Qor::V1::ServicePolicyFragment const & fragment ) {
+/** Those that its ways lead through, and the first ones of the others. */
+Value::Array setsOf( Qor::V1::ServicePolicyFragment const & fragment, Ways const & ways ) {
+   std::set< std::string > used;
+   for ( auto const & [key, way] : ways ) {
+      if ( fragment.serviceIntfSet( std::get< 0 >( key ) ) ) {
+         used.insert( std::get< 0 >( key ) );
+      }
+   }
+   std::size_t others = namedSets - std::min( namedSets, used.size() );
    Value::Array sets;
    for ( auto const & set : fragment.serviceIntfSet() ) {
-      if ( sets.size() == namedSets ) {
-         break;
+      if ( !used.contains( set.key.stringValue() ) ) {
+         if ( others == 0 ) {
+            continue;
+         }
+         --others;
       }
       Value::Array ports;
       for ( Kel::String const & port : set.value->intfKeys() ) {
@@ -187,7 +198,7 @@ Value fragmentValue( Corestore::EntityManager const & em, Views::Ports const & p
    keepFew( ways );
    return Value::Object{ { "name", fragment.name().stringValue() },
                          { "segments", segmentsOf( em, ports, fragment, ways ) },
-                         { "sets", setsOf( fragment ) },
+                         { "sets", setsOf( fragment, ways ) },
                          { "set_count", number( fragment.serviceIntfSetCount() ) },
                          { "ways", waysValue( ways ) },
                          { "way_count", number( count ) } };

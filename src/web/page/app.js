@@ -140,11 +140,14 @@ function show() {
   }
 }
 
+// Until it is told otherwise.
+let isRead = true;
+
 function situationIs(there, words) {
   situation.className = `situation ${there ? 'there' : 'lost'}`;
   situation.textContent = there ? 'live' : 'not live';
   banner.hidden = there;
-  banner.textContent = there ? '' : `${words}. What is shown is how it stood last.`;
+  banner.textContent = there ? '' : `${words}. ${isRead ? 'What is shown is how it stood last.' : 'It has not been read yet.'}`;
 }
 
 const again = 2000;
@@ -194,7 +197,8 @@ function listen() {
     }
   });
   stream.addEventListener('situation', ({ data }) => {
-    const { switch: name, there, words } = JSON.parse(data);
+    const { switch: name, there, words, read } = JSON.parse(data);
+    isRead = read;
     switchNameIs(name);
     situationIs(there, words ? `The state is not followed: ${words}` : 'The state is not followed');
     current?.shown.later();

@@ -87,16 +87,19 @@ function tile(words, number, link, kind) {
   return el('li', {}, link ? el('a', { href: link }, content) : el('div', {}, content));
 }
 
-function tilesOf({ flows, routed_flows: routed, rules, refused, hosts_known: known, hosts_waiting: waiting, vnis_waiting: vnis }) {
+function tilesOf({ flows, routed_flows: routed, rules, refused, refused_by_reason: reasons,
+  hosts_known: known, hosts_waiting: waiting, vnis_waiting: vnis }) {
   const order = ['programmed', 'waiting', 'initial', 'rejected'];
   const rank = (state) => (order.includes(state) ? order.indexOf(state) : order.length);
+  const ofRules = !refused || Object.keys(reasons).some((reason) => !/^(group|end point) /.test(reason));
   const states = Object.entries(flows).sort(([a], [b]) => rank(a) - rank(b));
   return [
     ...(states.length ? states : [['programmed', 0]]).map(([state, n]) =>
       tile(`flows ${state}`, n, linkTo('flows', { state }), kindOfState(state))),
     ...(routed ? [tile('routed flows', routed, linkTo('l3flows'))] : []),
     tile('rules', rules, linkTo('rules')),
-    tile('rules refused', refused, linkTo('rules', { state: 'rejected' }), refused ? 'bad' : 'good'),
+    tile('refused by the hardware', refused, ofRules ? linkTo('rules', { state: 'rejected' }) : linkTo('groups', { state: 'error' }),
+      refused ? 'bad' : 'good'),
     tile('hosts known', known, linkTo('hosts', { state: 'known' })),
     ...(waiting ? [tile('hosts waiting', waiting, linkTo('hosts', { state: 'waiting' }), 'wait')] : []),
     tile('VNIs without VLAN', vnis, linkTo('vnis', { state: vnis ? 'waiting' : '' }), vnis ? 'wait' : 'good'),
@@ -166,16 +169,17 @@ export function pictureView(main, parameters) {
         return;
       }
       last = value;
-      replace(tiles, ...tilesOf(value.counts));
+      const isRead = value.situation.read;
+      replace(tiles, ...(isRead ? tilesOf(value.counts) : []));
       draw();
       const words = [];
-      if (!value.counts.active) {
+      if (isRead && !value.counts.active) {
         words.push('The agent is not active: nobody acts on the policy.');
       }
       if (value.port_count > value.ports.length) {
         words.push(`${count(value.port_count - value.ports.length)} ports more are not drawn; the list of ports has all.`);
       }
-      if (!value.fragment_count) {
+      if (isRead && !value.fragment_count) {
         words.push('There is no policy.');
       }
       note.textContent = words.join(' ');
