@@ -143,6 +143,13 @@ TEST_F( SiteTest, ThePictureHasPortsTunnelsServicesAndWays ) {
                  R"({"port":"Ethernet5")" ) );
    EXPECT_THAT( get( "/api/ports", { { "search", "web/near" } } ).body,
                 HasSubstr( "\"found\":1" ) );
+   EXPECT_THAT(
+      get( "/api/learnt", { { "state", "learnt" } } ).body,
+      HasSubstr( R"({"host":"02:00:00:00:00:0a","vlan":100,"port":"Ethernet1","how":"learnt"})" ) );
+   EXPECT_THAT(
+      get( "/api/tunnels" ).body,
+      HasSubstr(
+         R"({"tunnel":"Vxlan1","address":"192.0.2.1","end_point":"192.0.2.2","vnis":"10100","hosts":1})" ) );
 }
 
 /** A picture stays one, however much there is of a kind. */
@@ -323,6 +330,8 @@ TEST_F( SiteTest, AnyRequestIsAnswered ) {
                                            "l3flows",
                                            "capability",
                                            "vnis",
+                                           "learnt",
+                                           "tunnels",
                                            "frame",
                                            "chain",
                                            "picture",

@@ -12,6 +12,8 @@ const views = {
   rules: { title: 'Rules', show: listView('rules') },
   hosts: { title: 'Hosts', show: listView('hosts') },
   ports: { title: 'Ports', show: listView('ports') },
+  learnt: { title: 'Learnt', show: listView('learnt') },
+  tunnels: { title: 'Tunnels', show: listView('tunnels') },
   vnis: { title: 'VNIs', show: listView('vnis') },
   l3flows: { title: 'Routed', show: listView('l3flows') },
   groups: { title: 'Groups', show: listView('groups') },

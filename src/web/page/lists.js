@@ -75,6 +75,31 @@ const tables = {
       ['hosts', 'Hosts', count, 'number'],
     ],
   },
+  learnt: {
+    title: 'Hosts at ports',
+    kinds: ['hosts', 'agent', 'ports'],
+    states: ['intercepted', 'offered', 'learnt'],
+    key: (row) => `${row.host} ${row.vlan} ${row.port}`,
+    columns: [
+      ['host', 'Host', mono, 'short'],
+      ['vlan', 'VLAN', text, 'number'],
+      ['port', 'Port', text, 'name'],
+      ['how', 'Known as'],
+    ],
+  },
+  tunnels: {
+    title: 'Tunnels and their end points',
+    kinds: ['tunnels'],
+    states: [],
+    key: (row) => `${row.tunnel} ${row.end_point}`,
+    columns: [
+      ['tunnel', 'Tunnel', text, 'name'],
+      ['address', 'Its address', mono],
+      ['end_point', 'End point', (value) => (value === null ? 'none' : mono(value))],
+      ['vnis', 'VNIs'],
+      ['hosts', 'Hosts', count, 'number'],
+    ],
+  },
   vnis: {
     title: 'VNIs and their VLANs',
     kinds: ['tunnels', 'agent'],

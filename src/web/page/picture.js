@@ -125,6 +125,10 @@ function waysList(fragment) {
     way.count > way.flows.length ? ` and ${count(way.count - way.flows.length)} more` : ''))));
 }
 
+function listOf(view, words = view) {
+  return el('span', {}, 'the ', el('a', { href: linkTo(view) }, `list of ${words}`), ' has all. ');
+}
+
 export function pictureView(main, parameters) {
   let first = Number.parseInt(parameters.get('first') ?? '0', 10) || 0;
   let last = null;
@@ -151,7 +155,7 @@ export function pictureView(main, parameters) {
     const height = Math.max(1, y - 12);
     drawing.replaceChildren(svg('svg', { viewBox: `0 0 ${width} ${height}`, width, height, role: 'img',
       'aria-label': `Switch ${last.switch}: ${last.port_count} ports, ${last.tunnels.length} tunnels, ` +
-        `${last.fragment_count} services. The ways through the services are listed below, the ports in a list of their own.` }, groups));
+        `${last.fragment_count} services. The ways through the services are listed below, ports, hosts and tunnels in lists of their own.` }, groups));
   }
   const watcher = new ResizeObserver(() => draw());
   watcher.observe(drawing);
@@ -174,15 +178,23 @@ export function pictureView(main, parameters) {
       draw();
       const words = [];
       if (isRead && !value.counts.active) {
-        words.push('The agent is not active: nobody acts on the policy.');
+        words.push('The agent is not active: nobody acts on the policy. ');
       }
       if (value.port_count > value.ports.length) {
-        words.push(`${count(value.port_count - value.ports.length)} ports more are not drawn; the list of ports has all.`);
+        words.push(`${count(value.port_count - value.ports.length)} ports more are not drawn; `, listOf('ports'));
       }
       if (isRead && !value.fragment_count) {
-        words.push('There is no policy.');
+        words.push('There is no policy. ');
       }
-      note.textContent = words.join(' ');
+      const hosts = value.ports.reduce((sum, port) => sum + port.host_count - port.hosts.length, 0);
+      if (hosts) {
+        words.push(`${count(hosts)} hosts more are at these ports; `, listOf('learnt', 'hosts at ports'));
+      }
+      const ends = value.tunnels.reduce((sum, tunnel) => sum + Math.max(0, tunnel.end_count - mostEnds), 0);
+      if (ends) {
+        words.push(`${count(ends)} end points more are behind tunnels; `, listOf('tunnels'));
+      }
+      replace(note, el('span', {}, words));
       const step = Math.max(1, value.fragments.length);
       replace(pager, ...(value.fragment_count > value.fragments.length ? [
         el('a', { href: linkTo('', { first: Math.max(0, first - 4) || '' }) }, '‹ Previous'),
