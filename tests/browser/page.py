@@ -364,6 +364,21 @@ def story(device, browser):
     device.start('qorclient', 'web', '--listen', f'127.0.0.1:{device.port}')
     eventually(lambda: browser.text('#situation') == 'live', 'it does not come back')
 
+    # One that has never read the state says nothing of the switch.
+    device.kill('web')
+    device.kill('engine')
+    device.start('qorclient', 'web', '--listen', f'127.0.0.1:{device.port}')
+    eventually(lambda: can_connect(device.port), 'no page')
+    browser.open('#/flows')
+    browser.shows('It has not been read yet', '#banner')
+    browser.shows('Nothing has been read yet')
+    browser.open('#/')
+    browser.shows('It has not been read yet', '#banner')
+    assert 'policy' not in browser.text(), browser.text()
+    os.unlink(f'{device.folder}/redis')
+    device.engine()
+    browser.shows('Ways through web')
+
 
 def listen(port):
     """Another page that is open; waits until one is let in."""

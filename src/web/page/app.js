@@ -145,6 +145,10 @@ function show() {
 // Until it is told otherwise.
 let isRead = true;
 
+export function wasRead() {
+  return isRead;
+}
+
 function situationIs(there, words) {
   situation.className = `situation ${there ? 'there' : 'lost'}`;
   situation.textContent = there ? 'live' : 'not live';
