@@ -169,6 +169,14 @@ void check( std::string const & answer ) {
 extern "C" int LLVMFuzzerTestOneInput( std::uint8_t const * data, std::size_t size ) {
    std::string_view input( reinterpret_cast< char const * >( data ), size );
    std::string request( input );
+   Web::Guard const guard( { .host = "::1", .port = 80 }, {}, "0123456789abcdef" );
+   for ( auto const header :
+         { &Web::Request::host, &Web::Request::origin, &Web::Request::authorization } ) {
+      Web::Request asked{ .host = "[::1]" };
+      asked.*header = request;
+      // Without the token nobody is served; in base64 it looks otherwise.
+      require( guard.refusal( asked ) || header == &Web::Request::authorization );
+   }
    if ( input.starts_with( 'P' ) ) {
       request =
          "GET /api/" + request.substr( 1 ) + " HTTP/1.1\r\nHost: page\r\nConnection: close\r\n\r\n";

@@ -63,6 +63,12 @@ struct Arguments {
    std::string config;
 };
 
+/** One with a port would be that of no request. */
+std::string checkHostName( std::string const & name ) {
+   return name.find( ':' ) != name.npos ? name + ": the name is wanted without a port"
+                                        : someName( name );
+}
+
 int ( *web )( WebOptions const & ) = &startWeb;
 
 void addCommands( CLI::App & app, Arguments & arguments ) {
@@ -122,7 +128,7 @@ void addCommands( CLI::App & app, Arguments & arguments ) {
       ->check( someName );
    page.add_option( "--name", arguments.web.names, "A further host name by which it is reached" )
       ->allow_extra_args( false )
-      ->check( someName );
+      ->check( checkHostName );
 
    CLI::App & audit = *app.add_subcommand(
       "audit", "Say what stands and is not wanted, what is missing, and who works on it" );

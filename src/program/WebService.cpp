@@ -104,7 +104,7 @@ class Watch : private Orb::Timer {
 
    LiveState & state_;
    Web::Site & site_;
-   std::string words_ = "the state has not been read yet";
+   std::string words_;
    std::vector< Web::ProcessWords > processes_;
    int seconds_ = 0;
 };

@@ -17,7 +17,7 @@ struct Counts {
    std::map< std::string, std::uint64_t > routedFlows;
    std::uint64_t rules = 0;
    std::uint64_t routedRules = 0;
-   /** Rules that the hardware has refused, by its reason. */
+   /** Rules, groups and end points that the hardware has refused, by its reason. */
    std::map< std::string, std::uint64_t > refused;
    /** Hosts that flows intercept, with and without a place. */
    std::uint64_t hostsKnown = 0;

@@ -17,6 +17,13 @@ std::string lowered( std::string_view text ) {
    return all;
 }
 
+/** An address may be written in several ways. */
+std::string uniform( std::string_view host ) {
+   std::string const name = lowered( host );
+   auto const address = Wirekit::IpGenAddr::parse( name );
+   return address && *address ? address->stringValue() : name;
+}
+
 bool isLoopback( std::string_view host ) {
    // A name may begin like an address.
    return host == "localhost" || host == "::1" ||
@@ -33,14 +40,19 @@ struct HostPort {
    std::string port = "80";
 };
 
+/** The empty host for what is none. */
 HostPort hostPortOf( std::string_view text ) {
    HostPort found;
    std::size_t const bracket = text.starts_with( '[' ) ? text.find( ']' ) : text.npos;
    std::size_t const colon = text.find( ':', bracket == text.npos ? 0 : bracket );
-   found.host = lowered( text.substr( 0, colon ) );
+   std::string_view host = text.substr( 0, colon );
    if ( bracket != text.npos ) {
-      found.host = lowered( text.substr( 1, bracket - 1 ) );
+      if ( bracket + 1 != host.size() ) {
+         return {};
+      }
+      host = host.substr( 1, bracket - 1 );
    }
+   found.host = uniform( host );
    if ( colon != text.npos ) {
       found.port = text.substr( colon + 1 );
    }
@@ -85,7 +97,13 @@ std::string decoded( std::string_view base64 ) {
 }  // namespace
 
 bool Place::isLocal() const {
-   return !socket.empty() || isLoopback( host );
+   return !socket.empty() || isLoopback( uniform( host ) );
+}
+
+Guard::Guard( Place place, std::vector< std::string > names, std::string token )
+   : place_( std::move( place ) ), names_( std::move( names ) ), token_( std::move( token ) ) {
+   place_.host = uniform( place_.host );
+   std::ranges::transform( names_, names_.begin(), uniform );
 }
 
 bool Guard::isOwn( std::string_view host ) const {
@@ -94,7 +112,10 @@ bool Guard::isOwn( std::string_view host ) const {
       return true;
    }
    HostPort const asked = hostPortOf( host );
-   if ( std::ranges::find( names_, asked.host, lowered ) != names_.end() ) {
+   if ( asked.host.empty() ) {
+      return false;
+   }
+   if ( std::ranges::find( names_, asked.host ) != names_.end() ) {
       return true;
    }
    if ( asked.port != std::to_string( place_.port ) ) {

@@ -29,8 +29,7 @@ class Guard {
  public:
    /** `names` are further names by which the place is reached; `token` is empty where none is asked
     *  for. */
-   Guard( Place place, std::vector< std::string > names, std::string token )
-      : place_( std::move( place ) ), names_( std::move( names ) ), token_( std::move( token ) ) {}
+   Guard( Place place, std::vector< std::string > names, std::string token );
 
    /** The answer to a request that is refused; nothing for one that may be served. */
    std::optional< Answer > refusal( Request const & request ) const;

@@ -121,6 +121,36 @@ void addTurns( Text & text, std::vector< ProcessWords > const & processes ) {
    }
 }
 
+void addCounts( Text & text, Counts const & counts ) {
+   text.head( "qorclient_active", "gauge", "Whether the agent acts on the policy." );
+   text.row( counts.active ? 1 : 0 );
+   text.head( "qorclient_flows", "gauge", "Flows by state." );
+   // A state without flows is told, too, so that an alert sees it come.
+   auto flows = counts.flows;
+   for ( char const * state : { "initial", "waiting", "programmed", "rejected", "not reported" } ) {
+      flows[state];
+   }
+   for ( auto const & [state, count] : flows ) {
+      text.row( count, { { "kind", "policy" }, { "state", state } } );
+   }
+   for ( auto const & [state, count] : counts.routedFlows ) {
+      text.row( count, { { "kind", "routed" }, { "state", state } } );
+   }
+   text.head( "qorclient_rules", "gauge", "Rules in the flow tables." );
+   text.row( counts.rules, { { "kind", "policy" } } );
+   text.row( counts.routedRules, { { "kind", "routed" } } );
+   text.head( "qorclient_rules_refused", "gauge",
+              "Rules, groups and end points that the hardware refuses, by reason." );
+   for ( auto const & [reason, count] : counts.refused ) {
+      text.row( count, { { "reason", reason } } );
+   }
+   text.head( "qorclient_hosts", "gauge", "Hosts that flows intercept." );
+   text.row( counts.hostsKnown, { { "state", "known" } } );
+   text.row( counts.hostsWaiting, { { "state", "waiting" } } );
+   text.head( "qorclient_vnis_waiting", "gauge", "VNIs that are needed and have no VLAN." );
+   text.row( counts.vnisWaiting );
+}
+
 }  // namespace
 
 std::string labelText( std::string_view text ) {
@@ -141,39 +171,16 @@ std::string labelText( std::string_view text ) {
    return escaped;
 }
 
-std::string metricsText( std::string const & switchName, Counts const & counts,
+std::string metricsText( std::string const & switchName, std::optional< Counts > const & counts,
                          Situation const & situation, ServerCounts const & server,
                          Changes::Counted const & changes ) {
    Text text( switchName );
    text.head( "qorclient_state_followed", "gauge",
               "Whether the state is followed; otherwise what is told here is how it stood last." );
    text.row( situation.isThere ? 1 : 0 );
-   text.head( "qorclient_active", "gauge", "Whether the agent acts on the policy." );
-   text.row( counts.active ? 1 : 0 );
-   text.head( "qorclient_flows", "gauge", "Flows by state." );
-   // A state without flows is told, too, so that an alert sees it come.
-   auto flows = counts.flows;
-   for ( char const * state : { "initial", "waiting", "programmed", "rejected", "not reported" } ) {
-      flows[state];
+   if ( counts ) {
+      addCounts( text, *counts );
    }
-   for ( auto const & [state, count] : flows ) {
-      text.row( count, { { "kind", "policy" }, { "state", state } } );
-   }
-   for ( auto const & [state, count] : counts.routedFlows ) {
-      text.row( count, { { "kind", "routed" }, { "state", state } } );
-   }
-   text.head( "qorclient_rules", "gauge", "Rules in the flow tables." );
-   text.row( counts.rules, { { "kind", "policy" } } );
-   text.row( counts.routedRules, { { "kind", "routed" } } );
-   text.head( "qorclient_rules_refused", "gauge", "Rules that the hardware refuses, by reason." );
-   for ( auto const & [reason, count] : counts.refused ) {
-      text.row( count, { { "reason", reason } } );
-   }
-   text.head( "qorclient_hosts", "gauge", "Hosts that flows intercept." );
-   text.row( counts.hostsKnown, { { "state", "known" } } );
-   text.row( counts.hostsWaiting, { { "state", "waiting" } } );
-   text.head( "qorclient_vnis_waiting", "gauge", "VNIs that are needed and have no VLAN." );
-   text.row( counts.vnisWaiting );
    text.head( "qorclient_lease_held", "gauge", "Whether a process holds the lease of its role." );
    for ( ProcessWords const & process : situation.processes ) {
       text.row( process.holder.empty() ? 0 : 1, { { "role", process.role } } );
@@ -187,7 +194,8 @@ std::string metricsText( std::string const & switchName, Counts const & counts,
       }
    }
    addTurns( text, situation.processes );
-   text.head( "qorclient_web_reconnects_total", "counter", "The same, of this page's server." );
+   text.head( "qorclient_web_reconnects_total", "counter",
+              "How often this page's server has lost the engine and found it again." );
    text.row( situation.reconnects );
    text.head( "qorclient_web_rows_skipped", "gauge", "Rows that do not fit, as this server sees." );
    text.row( situation.skipped.size() + situation.furtherSkipped );

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "web/Changes.h"
@@ -14,8 +15,8 @@ struct ServerCounts {
    std::size_t streams = 0;
 };
 
-/** All of it in Prometheus's text form. */
-std::string metricsText( std::string const & switchName, Counts const & counts,
+/** All of it in Prometheus's text form; without counts, what is known before the state is read. */
+std::string metricsText( std::string const & switchName, std::optional< Counts > const & counts,
                          Situation const & situation, ServerCounts const & server,
                          Changes::Counted const & changes );
 

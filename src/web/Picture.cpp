@@ -1,21 +1,19 @@
 #include "web/Picture.h"
 
 #include <algorithm>
-#include <charconv>
 #include <map>
 #include <set>
 #include <tuple>
 
-#include "platform/kel/Dir.h"
 #include "qorclient/agent/QorClientUtils.h"
 #include "qorclient/agent/Status.h"
 #include "records/catalog/Catalog.h"
 #include "records/mlag/Config.h"
 #include "records/qor/PolicyFragmentStatus.h"
-#include "records/vxlancontroller/VniFdbStatusV2.h"
 #include "views/packet/Ports.h"
 #include "views/tables/Places.h"
 #include "views/tables/PortFacts.h"
+#include "views/tables/TunnelFacts.h"
 #include "views/tables/Words.h"
 #include "web/Counts.h"
 
@@ -131,11 +129,22 @@ Value::Array waysValue( Ways const & ways ) {
    return values;
 }
 
-Value::Array setsOf( Qor::V1::ServicePolicyFragment const & fragment ) {
+/** Those that its ways lead through, and the first ones of the others. */
+Value::Array setsOf( Qor::V1::ServicePolicyFragment const & fragment, Ways const & ways ) {
+   std::set< std::string > used;
+   for ( auto const & [key, way] : ways ) {
+      if ( fragment.serviceIntfSet( std::get< 0 >( key ) ) ) {
+         used.insert( std::get< 0 >( key ) );
+      }
+   }
+   std::size_t others = namedSets - std::min( namedSets, used.size() );
    Value::Array sets;
    for ( auto const & set : fragment.serviceIntfSet() ) {
-      if ( sets.size() == namedSets ) {
-         break;
+      if ( !used.contains( set.key.stringValue() ) ) {
+         if ( others == 0 ) {
+            continue;
+         }
+         --others;
       }
       Value::Array ports;
       for ( Kel::String const & port : set.value->intfKeys() ) {
@@ -187,32 +196,15 @@ Value fragmentValue( Corestore::EntityManager const & em, Views::Ports const & p
    keepFew( ways );
    return Value::Object{ { "name", fragment.name().stringValue() },
                          { "segments", segmentsOf( em, ports, fragment, ways ) },
-                         { "sets", setsOf( fragment ) },
+                         { "sets", setsOf( fragment, ways ) },
                          { "set_count", number( fragment.serviceIntfSetCount() ) },
                          { "ways", waysValue( ways ) },
                          { "way_count", number( count ) } };
 }
 
-struct EndPoint {
-   std::uint64_t hosts = 0;
-   Numbers vnis;
-};
-
 Value::Array tunnelsOf( Corestore::EntityManager const & em, Views::Ports const & ports ) {
-   std::map< Wirekit::IpAddr, EndPoint > ends;
-   auto const remote = em.entity< Kel::Dir >( Catalog::pathOf( "nimbusVniBaseDir" ) );
+   auto const ends = Views::endPointsOf( em );
    auto const tunnels = em.entity< Vxlan::VtiStatusDir >( Catalog::pathOf( "vtiStatusDir" ) );
-   for ( auto const & vni : remote->entity() ) {
-      auto const hosts = Kel::ptrCast< VxlanController::VniFdbStatusV2 const >( vni.value );
-      std::uint32_t number{};
-      std::string const name = vni.key.stringValue();
-      std::from_chars( name.data(), name.data() + name.size(), number );
-      for ( auto const & host : hosts->macVtepTable() ) {
-         EndPoint & end = ends[host.value.vtepAddr];
-         ++end.hosts;
-         end.vnis.insert( number );
-      }
-   }
    Value::Array values;
    for ( IntfId const & name : ports.tunnels() ) {
       auto const tunnel = tunnels->vtiStatus( name );
@@ -223,7 +215,7 @@ Value::Array tunnelsOf( Corestore::EntityManager const & em, Views::Ports const 
       Value::Array behind;
       std::uint64_t count = 0;
       for ( auto const & [address, end] : ends ) {
-         if ( address == tunnel->addr() || address.isZero() ) {
+         if ( !Views::isBehind( *tunnel, address ) ) {
             continue;
          }
          ++count;

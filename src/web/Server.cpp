@@ -50,14 +50,15 @@ struct Callbacks {
                        .host = header( *connection, "Host" ),
                        .origin = header( *connection, "Origin" ),
                        .authorization = header( *connection, "Authorization" ) };
-      MHD_get_connection_values( connection, MHD_GET_ARGUMENT_KIND, &argument, &request.query );
+      MHD_get_connection_values_n( connection, MHD_GET_ARGUMENT_KIND, &argument, &request.query );
       server.isNow( *connection, Server::Peer::State::answered );
       return server.send( *connection, server.answerTo( request ) ) == MHD_YES ? MHD_YES : MHD_NO;
    }
 
    static MHD_Result argument( void * query, MHD_ValueKind /* kind */, char const * name,
-                               char const * value ) {
-      static_cast< decltype( Request::query ) * >( query )->emplace( name, value ? value : "" );
+                               std::size_t nameSize, char const * value, std::size_t valueSize ) {
+      static_cast< decltype( Request::query ) * >( query )->emplace(
+         std::string( name, nameSize ), value ? std::string( value, valueSize ) : std::string() );
       return MHD_YES;
    }
 

@@ -216,8 +216,10 @@ Answer Site::last() const {
 }
 
 Value::Object Site::situationValue() const {
-   return {
-      { "switch", switchName_ }, { "there", situation_.isThere }, { "words", situation_.words } };
+   return { { "switch", switchName_ },
+            { "there", situation_.isThere },
+            { "words", situation_.words },
+            { "read", changes_.has_value() } };
 }
 
 Answer Site::processes() const {
@@ -248,16 +250,22 @@ Answer Site::processes() const {
 }
 
 Answer Site::metrics() const {
-   return { .type = "text/plain; version=0.0.4; charset=utf-8",
-            .body = metricsText( switchName_, Counts( em_ ), situation_,
-                                 server_ ? server_() : ServerCounts(),
-                                 changes_ ? changes_->counts() : Changes::Counted() ) };
+   return {
+      .type = "text/plain; version=0.0.4; charset=utf-8",
+      .body = metricsText( switchName_, changes_ ? std::optional( Counts( em_ ) ) : std::nullopt,
+                           situation_, server_ ? server_() : ServerCounts(),
+                           changes_ ? changes_->counts() : Changes::Counted() ) };
 }
 
 Answer Site::stream() const {
    return { .type = "text/event-stream",
             .body = eventText( "situation", situationValue() ),
             .isStream = true };
+}
+
+void Site::follow() {
+   changes_.emplace( em_, events_ );
+   events_.tell( "situation", situationValue() );
 }
 
 void Site::situationIs( Situation situation ) {

@@ -26,7 +26,7 @@ class Site {
    Events & events() { return events_; }
 
    /** The state stands: from now on its changes are told. */
-   void follow() { changes_.emplace( em_, events_ ); }
+   void follow();
    /** What has become of where it comes from. */
    void situationIs( Situation situation );
    Situation const & situation() const { return situation_; }

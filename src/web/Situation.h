@@ -22,7 +22,7 @@ struct ProcessWords {
 struct Situation {
    /** The state is followed; otherwise it is shown as it stood last. */
    bool isThere = false;
-   std::string words = "the state has not been read yet";
+   std::string words = {};
    std::vector< ProcessWords > processes = {};
    /** Rows that do not fit, and why: the first ones, and how many others there are. */
    std::map< std::string, std::string > skipped = {};

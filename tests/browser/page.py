@@ -6,6 +6,7 @@ OUTPUT/node_modules every view is checked for accessibility. Exits with 77 where
 machine is missing, and says which.
 """
 
+import contextlib
 import json
 import os
 import shutil
@@ -55,7 +56,8 @@ THREE = {
              for name in ('inside', 'outside', 'dmz')}}
 
 VIEWS = {
-    'switch': '#/', 'flows': '#/flows', 'rules': '#/rules', 'hosts': '#/hosts', 'ports': '#/ports', 'vnis': '#/vnis',
+    'switch': '#/', 'flows': '#/flows', 'rules': '#/rules', 'hosts': '#/hosts', 'ports': '#/ports',
+    'learnt': '#/learnt', 'tunnels': '#/tunnels', 'vnis': '#/vnis',
     'routed': '#/l3flows', 'groups': '#/groups', 'flow': '#/flow?flow=web%2Ffrom-b',
     'frame': '#/frame?in=Ethernet1&from=02:00:00:00:00:0a&to=02:00:00:00:ff:01&vlan=100',
     'changes': '#/changes', 'processes': '#/processes'}
@@ -126,6 +128,20 @@ class Device:
         with open(f'{self.folder}/document.json', 'w') as file:
             json.dump(document, file)
         self.run('apply', f'{self.folder}/document.json')
+
+    def redis(self, *words):
+        return ['redis-cli', '-s', f'{self.folder}/redis', *words]
+
+    @contextlib.contextmanager
+    def changing(self, path):
+        """Meanwhile a row comes and goes; in the end it is not there."""
+        key = f'qor{{leaf1}}:{path}'
+        self.launch('changing', self.redis(
+            '-r', '-1', '-i', '0.03', 'EVAL',
+            'return redis.call("DEL", KEYS[1]) == 0 and redis.call("SET", KEYS[1], "true")', '1', key))
+        yield
+        self.kill('changing')
+        subprocess.run(self.redis('DEL', key), stdout=subprocess.DEVNULL, check=True)
 
     def kill(self, name):
         self.processes[name].send_signal(signal.SIGKILL)
@@ -239,9 +255,10 @@ def story(device, browser):
     browser.look()
     browser.driver.get(address)
     browser.shows('1 to 1 of 1')
-    # In one piece: the row may be made anew at any time.
-    browser.driver.execute_script('document.querySelector("main table a").click()')
-    browser.shows('02:00:00:00:00:0b in VLAN 100 is not learnt')
+    # A link can be clicked while the switch changes.
+    with device.changing('qor/version1/policy/policy/policyFragment/web/serviceIntfSet/near/intf/Ethernet8'):
+        browser.find('main table a').click()
+        browser.shows('02:00:00:00:00:0b in VLAN 100 is not learnt')
     browser.shot('4-flow')
 
     # Both pages follow, each when it is seen: the host comes, and its flow is programmed.
@@ -261,7 +278,7 @@ def story(device, browser):
     browser.shows('Ethernet5, tagged', '.exits')
     browser.find('#frame-vlan').clear()
     browser.find('#frame-vlan').send_keys('5000', Keys.ENTER)
-    browser.shows('vlan: wants a number up to 4094')
+    browser.shows('VLAN of its tag: wants a number up to 4094')
     # The server has refused that, as it should.
     assert all('400 (Bad Request)' in words for words in browser.complaints())
 
@@ -269,10 +286,11 @@ def story(device, browser):
     browser.open('#/changes')
     browser.shows('the controller')
     began = time.monotonic()
-    subprocess.run(['redis-cli', '-s', f'{device.folder}/redis', 'SET',
-                    'qor{leaf1}:qor/version1/policy/policy/policyFragment/web/serviceIntfSet/near/intf/Ethernet9', 'true'],
+    subprocess.run(device.redis('SET', 'qor{leaf1}:qor/version1/policy/policy/policyFragment/web/serviceIntfSet/near/intf/Ethernet9', 'true'),
                    stdout=subprocess.DEVNULL, check=True)
     browser.shows('near/intf/Ethernet9')
+    browser.find('#filter').send_keys('Ethernet9')
+    eventually(lambda: browser.driver.current_url.endswith('#/changes?search=Ethernet9'), 'the search is not in the address')
     print(f'a change was visible after {time.monotonic() - began:.3f} s, its writer and this test included')
     browser.open('#/processes')
     browser.shows('lease held by process')
@@ -305,6 +323,12 @@ def story(device, browser):
     browser.shot('6-three')
     browser.open('#/ports')
     browser.shows('three/dmz')
+
+    # What the drawing shows is in lists, too.
+    browser.open('#/tunnels')
+    browser.shows('192.0.2.9')
+    browser.open('#/learnt?state=intercepted&search=ethernet1')
+    browser.shows('02:00:00:00:00:0b')
 
     # Skipping to the content, by keyboard.
     browser.open('#/flows')
@@ -339,6 +363,21 @@ def story(device, browser):
     browser.shows('does not answer', '#banner')
     device.start('qorclient', 'web', '--listen', f'127.0.0.1:{device.port}')
     eventually(lambda: browser.text('#situation') == 'live', 'it does not come back')
+
+    # One that has never read the state says nothing of the switch.
+    device.kill('web')
+    device.kill('engine')
+    device.start('qorclient', 'web', '--listen', f'127.0.0.1:{device.port}')
+    eventually(lambda: can_connect(device.port), 'no page')
+    browser.open('#/flows')
+    browser.shows('It has not been read yet', '#banner')
+    browser.shows('Nothing has been read yet')
+    browser.open('#/')
+    browser.shows('It has not been read yet', '#banner')
+    assert 'policy' not in browser.text(), browser.text()
+    os.unlink(f'{device.folder}/redis')
+    device.engine()
+    browser.shows('Ways through web')
 
 
 def listen(port):

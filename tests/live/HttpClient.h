@@ -1,5 +1,6 @@
 #pragma once
 
+#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -10,7 +11,7 @@
 
 namespace Live {
 
-/** A connection to a server's Unix socket, which reads what it is told to. */
+/** A connection to a server, which reads what it is told to. */
 class HttpClient {
  public:
    explicit HttpClient( std::string const & path )
@@ -21,10 +22,24 @@ class HttpClient {
       isThere_ =
          ::connect( fd_, reinterpret_cast< sockaddr const * >( &address ), sizeof address ) == 0;
    }
+   /** At a port of this machine. */
+   explicit HttpClient( std::uint16_t port )
+      : fd_( ::socket( AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0 ) ) {
+      sockaddr_in const address = loopback( port );
+      isThere_ =
+         ::connect( fd_, reinterpret_cast< sockaddr const * >( &address ), sizeof address ) == 0;
+   }
    ~HttpClient() { ::close( fd_ ); }
    HttpClient( HttpClient const & ) = delete;
    HttpClient & operator=( HttpClient const & ) = delete;
 
+   static sockaddr_in loopback( std::uint16_t port ) {
+      sockaddr_in address{};
+      address.sin_family = AF_INET;
+      address.sin_addr.s_addr = htonl( INADDR_LOOPBACK );
+      address.sin_port = htons( port );
+      return address;
+   }
    bool isThere() const { return isThere_; }
    void send( std::string const & text ) const {
       [[maybe_unused]] auto const sent =
@@ -56,9 +71,9 @@ class HttpClient {
 };
 
 /** The answer, head and body; empty without one. */
-inline std::string httpGet( std::string const & path, std::string const & what,
+inline std::string httpGet( auto const & place, std::string const & what,
                             std::string const & headers = "", double seconds = 10 ) {
-   HttpClient client( path );
+   HttpClient client( place );
    client.send( "GET " + what + " HTTP/1.1\r\nHost: page\r\nConnection: close\r\n" + headers +
                 "\r\n" );
    return client.readTo( "the end of the connection", seconds );

@@ -45,9 +45,9 @@ class WebServerTest : public testing::Test {
       scheduler->run( [&] { return isDone.load(); } );
       client.join();
    }
-   std::string get() {
+   std::string get( std::string const & what = "/" ) {
       std::string text;
-      during( [&] { text = Live::httpGet( path(), "/" ); } );
+      during( [&] { text = Live::httpGet( path(), what ); } );
       return text.substr( 0, text.find( '\r' ) );
    }
 
@@ -75,6 +75,20 @@ TEST_F( WebServerTest, AFaultOfTheHandlerIsAnAnswer ) {
       events );
    EXPECT_EQ( get(), "HTTP/1.1 500 Internal Server Error" );
    EXPECT_EQ( get(), "HTTP/1.1 500 Internal Server Error" );
+}
+
+/** No byte of a name ends it: a flow of another name is not shown for it. */
+TEST_F( WebServerTest, ArgumentsAreWhole ) {
+   Web::Server const server(
+      scheduler, Web::listenAt( { .socket = path() } ),
+      []( Web::Request const & request ) {
+         return Web::Answer{ .status = request.of( "flow" ) == std::string( "a\0b", 3 ) ? 200U
+                                       : request.of( "flow" ) == "a"                    ? 404U
+                                                                                        : 500U };
+      },
+      events );
+   EXPECT_EQ( get( "/?flow=a" ), "HTTP/1.1 404 Not Found" );
+   EXPECT_EQ( get( "/?flow=a%00b" ), "HTTP/1.1 200 OK" );
 }
 
 /** What clients do not read takes no more memory than it may, whatever their number. */

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -155,6 +156,36 @@ TEST_F( WebTest, SlowAndManyClientsHoldUpNobody ) {
    }
    drop.send( "\r\nHost: page\r\n\r\n" );
    EXPECT_EQ( drop.readTo( "HTTP", 1 ), "" );
+}
+
+/** As many clients at once as this process may have descriptors: the server lets few stand. */
+TEST_F( WebTest, AFloodOverTcpHoldsUpNobody ) {
+   constexpr std::uint16_t port = 18998;
+   auto const open =
+      device.web( { "--listen", "127.0.0.1:" + std::to_string( port ), "--name", "page" } );
+   ASSERT_TRUE( eventually( [&] { return HttpClient( port ).isThere(); } ) ) << open->output();
+   rlimit before{};
+   ASSERT_EQ( ::getrlimit( RLIMIT_NOFILE, &before ), 0 );
+   rlimit const all{ std::min< rlim_t >( before.rlim_max, 10'000 ), before.rlim_max };
+   ::setrlimit( RLIMIT_NOFILE, &all );
+   sockaddr_in const address = HttpClient::loopback( port );
+   std::vector< int > flood;
+   for ( int fd;
+         ( fd = ::socket( AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0 ) ) != -1; ) {
+      ::connect( fd, reinterpret_cast< sockaddr const * >( &address ), sizeof address );
+      flood.push_back( fd );
+   }
+   // One descriptor for who asks.
+   ::close( flood.back() );
+   flood.pop_back();
+   EXPECT_TRUE(
+      eventually( [&] { return httpGet( port, "/icon.svg" ).starts_with( "HTTP/1.1 200" ); } ) );
+   for ( int const fd : flood ) {
+      ::close( fd );
+   }
+   ::setrlimit( RLIMIT_NOFILE, &before );
+   EXPECT_GT( flood.size(), 500U );
+   EXPECT_TRUE( open->isRunning() );
 }
 
 TEST_F( WebTest, TellsThatTheEngineIsLostAndBack ) {

@@ -28,14 +28,18 @@ TEST( GuardTest, ServesUnderItsOwnNamesAlone ) {
    for ( char const * other :
          { "", "evil.example:8080", "127.evil.example:8080", "127.0.0.1", "127.0.0.1:80",
            "localhost.evil.example:8080", "127.0.0.1:8080@evil.example", "192.0.2.1:8080", "[::1",
-           "[", ":8080", "leaf1.example.evil" } ) {
+           "[", ":8080", "leaf1.example.evil", "[::1].evil.example:8080" } ) {
       EXPECT_EQ( ofHost( local, other ), 421U ) << other;
    }
    Guard const everywhere( { .host = "0.0.0.0", .port = 8080 }, {}, "" );
    EXPECT_EQ( ofHost( everywhere, "192.0.2.1:8080" ), 0U );
+   EXPECT_EQ( ofHost( { { .host = "::", .port = 80 }, {}, "" }, "[::1].evil.example" ), 421U );
    EXPECT_EQ( ofHost( everywhere, "evil.example:8080" ), 421U ) << "a name leads anywhere";
    EXPECT_EQ( ofHost( { { .socket = "/run/page" }, {}, "" }, "proxy.example" ), 0U );
    EXPECT_EQ( ofHost( { { .host = "10.0.0.1", .port = 80 }, {}, "" }, "10.0.0.1" ), 0U );
+   EXPECT_EQ( ofHost( { { .host = "LOCALHOST", .port = 80 }, {}, "" }, "localhost" ), 0U );
+   EXPECT_EQ( ofHost( { { .host = "2001:DB8::1", .port = 80 }, {}, "" }, "[2001:db8:0::1]" ), 0U );
+   EXPECT_TRUE( ( Place{ .host = "0:0:0:0:0:0:0:1" }.isLocal() ) );
 }
 
 TEST( GuardTest, RefusesOtherPagesAndEveryChange ) {

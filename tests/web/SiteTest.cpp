@@ -143,6 +143,13 @@ TEST_F( SiteTest, ThePictureHasPortsTunnelsServicesAndWays ) {
                  R"({"port":"Ethernet5")" ) );
    EXPECT_THAT( get( "/api/ports", { { "search", "web/near" } } ).body,
                 HasSubstr( "\"found\":1" ) );
+   EXPECT_THAT(
+      get( "/api/learnt", { { "state", "learnt" } } ).body,
+      HasSubstr( R"({"host":"02:00:00:00:00:0a","vlan":100,"port":"Ethernet1","how":"learnt"})" ) );
+   EXPECT_THAT(
+      get( "/api/tunnels" ).body,
+      HasSubstr(
+         R"({"tunnel":"Vxlan1","address":"192.0.2.1","end_point":"192.0.2.2","vnis":"10100","hosts":1})" ) );
 }
 
 /** A picture stays one, however much there is of a kind. */
@@ -152,20 +159,28 @@ TEST_F( SiteTest, OfMuchThePictureHasAFewAndACount ) {
    std::string flows;
    std::string ports;
    for ( int i = 0; i != 100; ++i ) {
-      flows += ( i ? ",\"" : "\"" ) + std::to_string( i ) +
-               R"(":{"interceptPoint":"ingress","match":{"vni":)" + std::to_string( 1000 + i ) +
-               R"(},"action":{"vni":10100}})";
+      flows += ( i ? ",\"" : "\"" ) + std::to_string( i ) + R"(":{"serviceIntfKey":"a)" +
+               std::to_string( i % 20 ) + R"(","interceptPoint":"ingress","match":{"vni":)" +
+               std::to_string( 1000 + i ) + R"(},"action":{"vni":10100}})";
       ports += ( i ? ",\"Ethernet" : "\"Ethernet" ) + std::to_string( 100 + i ) + "\":true";
+   }
+   std::string sets;
+   for ( int i = 0; i != 20; ++i ) {
+      sets += ",\"a" + std::to_string( i ) + R"(":{"intf":{"Ethernet5":true}})";
    }
    patch( R"({"qor/version1/policy":{"policy":{"policyFragment":{"web":{
       "serviceIntfSet":{"far":{"intf":{)" +
-          ports + R"(}}},"flow":{)" + flows + "}}}}}}" );
+          ports + "}}" + sets + R"(},"flow":{)" + flows + "}}}}}}" );
    Value const picture = json( "/api/picture" );
    Value const & web = picture.member( "fragments" )->as< Value::Array >()->front();
    EXPECT_EQ( *web.member( "way_count" ), Value( std::uint64_t{ 102 } ) );
    EXPECT_EQ( web.member( "ways" )->as< Value::Array >()->size(), 24U );
    EXPECT_THAT( words( web ), Not( HasSubstr( R"("states":{"programmed")" ) ) )
       << "all is well there";
+   EXPECT_THAT( words( web ), HasSubstr( R"("set":"a12")" ) );
+   EXPECT_THAT( words( web ), HasSubstr( R"({"name":"a12","ports":["Ethernet5"])" ) )
+      << "behind eight others";
+   EXPECT_EQ( web.member( "sets" )->as< Value::Array >()->size(), 8U );
    EXPECT_THAT( words( web ), HasSubstr( R"("port_count":100)" ) );
    EXPECT_THAT( words( picture ), HasSubstr( R"("port_count":102)" ) );
    EXPECT_LT( words( picture ).size(), 30'000U );
@@ -173,6 +188,41 @@ TEST_F( SiteTest, OfMuchThePictureHasAFewAndACount ) {
    EXPECT_EQ(
       json( "/api/ports", { { "most", "5" } } ).member( "rows" )->as< Value::Array >()->size(),
       5U );
+}
+
+/** Numbers count what the lists have; until the state has been read there are none. */
+TEST_F( SiteTest, NumbersAreThoseOfTheState ) {
+   EXPECT_THAT( get( "/metrics" ).body, Not( HasSubstr( "qorclient_flows" ) ) );
+   EXPECT_THAT( get( "/api/picture" ).body, HasSubstr( "\"read\":false}" ) );
+   site.follow();
+   EXPECT_THAT( get( "/api/picture" ).body, HasSubstr( "\"read\":true}" ) );
+   // Of three hosts one waits in a VLAN, one for a VLAN, and one cannot be placed.
+   patch(
+      R"({"qor/version1/policy":{"policy":{"policyFragment":{"web":{"originalVni":10100,"serviceVni":20100,"flow":{
+         "a":{"match":{"srcMac":"02:00:00:00:00:01","vni":10100}},
+         "b":{"match":{"srcMac":"02:00:00:00:00:02","vni":30100}},
+         "c":{"match":{"srcMac":"02:00:00:00:00:03"}}}}}}},
+      "mgmt/controller/status":{"enabled":true,
+         "leaderServiceStatusDir":{"service":{"Qor":{"enabled":true}}}},
+      "interface/status/eth/vxlan":{"vtiStatus":{"Vxlan1":{"vlanToVniMap":{"100":{"vni":10100},"200":{"vni":20100}}}}},
+      "qorl3/version1/global/fragmentConfig":{"red":{"flowGroup":{"1|1":{"flow":{"f":{}}}}}},
+      "pinflow/pfHwStatusDir/dyninputstatus/qorl3":{
+         "trafficGroupStatus":{"g":{},"h":{"status":2}},
+         "trafficEndPointStatus":{"red|10.0.0.1|10|02:00:00:00:00:01":{"status":4}}}})" );
+   device.advance( 1 );
+   std::string const metrics = get( "/metrics" ).body;
+   EXPECT_THAT( words( json( "/api/hosts", { { "state", "waiting" } } ) ),
+                HasSubstr( "\"found\":2" ) );
+   EXPECT_THAT( words( json( "/api/hosts", { { "state", "waiting: VNI" } } ) ),
+                HasSubstr( "\"found\":1" ) );
+   EXPECT_THAT( words( json( "/api/hosts", { { "search", "not learnt" } } ) ),
+                HasSubstr( "\"found\":1" ) );
+   for ( char const * row :
+         { R"(hosts{switch="leaf1",state="waiting"} 2)",
+           R"(flows{switch="leaf1",kind="routed",state="not reported"} 1)",
+           "\"group refused by the platform (2)\"} 1", "\"end point unknown (4)\"} 1" } ) {
+      EXPECT_THAT( metrics, HasSubstr( row ) );
+   }
 }
 
 /** What is asked for by many between two events is made once, and is never older than an event. */
@@ -280,6 +330,8 @@ TEST_F( SiteTest, AnyRequestIsAnswered ) {
                                            "l3flows",
                                            "capability",
                                            "vnis",
+                                           "learnt",
+                                           "tunnels",
                                            "frame",
                                            "chain",
                                            "picture",

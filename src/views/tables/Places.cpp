@@ -48,23 +48,6 @@ Reason atPlace( Corestore::EntityManager const & em, std::string const & words, 
    return { words + ", not taken up by the agent", table };
 }
 
-/** The VLAN of the service that a fragment puts before a VLAN, where hosts are looked for too. */
-std::optional< VlanId > serviceVlan( Corestore::EntityManager const & em, VlanId original ) {
-   using QorClientUtils::convertVniToVniExt;
-   auto const agent = em.entity< QorClient::Status >( Catalog::pathOf( "agentStatus" ) );
-   if ( auto const policy = policyOf( em ) ) {
-      for ( auto const & fragment : policy->policyFragment() ) {
-         auto const from = convertVniToVniExt( fragment.value->originalVni() );
-         auto const to = convertVniToVniExt( fragment.value->serviceVni() );
-         if ( agent->vlanForVniHas( from ) && agent->vlanForVniHas( to ) &&
-              agent->vlanForVni( from ) == original ) {
-            return agent->vlanForVni( to );
-         }
-      }
-   }
-   return std::nullopt;
-}
-
 /** The VLAN for which the agent takes a forwarding entry: the first that has its fid. */
 std::uint32_t vlanOf( Bridging::Config const & config, Bridging::Fid fid ) {
    for ( auto const & mapped : config.vidToFidMap() ) {
@@ -144,6 +127,17 @@ std::optional< VlanId > tunnelVlan( Corestore::EntityManager const & em, std::ui
    return std::nullopt;
 }
 
+std::map< std::uint32_t, VlanId > tunnelVlans( Corestore::EntityManager const & em ) {
+   std::map< std::uint32_t, VlanId > vlans;
+   auto const tunnels = em.entity< Vxlan::VtiStatusDir >( Catalog::pathOf( "vtiStatusDir" ) );
+   for ( auto const & tunnel : tunnels->vtiStatus() ) {
+      for ( auto const & carried : tunnel.value->vlanToVniMap() ) {
+         vlans.emplace( carried.value.vni.value(), carried.key );
+      }
+   }
+   return vlans;
+}
+
 Slab::Bridging::SlabFdbStatus learntRow( Corestore::EntityManager const & em,
                                          MacVlanPair const & host ) {
    return QorClient::DatapathV1::getHostFdbStatus(
@@ -151,11 +145,32 @@ Slab::Bridging::SlabFdbStatus learntRow( Corestore::EntityManager const & em,
       em.entity< Slab::Bridging::Status >( Catalog::pathOf( "slabBridgingStatus" ) ) );
 }
 
+ServiceVlans serviceVlans( Corestore::EntityManager const & em ) {
+   using QorClientUtils::convertVniToVniExt;
+   ServiceVlans vlans;
+   auto const agent = em.entity< QorClient::Status >( Catalog::pathOf( "agentStatus" ) );
+   if ( auto const policy = policyOf( em ) ) {
+      for ( auto const & fragment : policy->policyFragment() ) {
+         auto const from = convertVniToVniExt( fragment.value->originalVni() );
+         auto const to = convertVniToVniExt( fragment.value->serviceVni() );
+         if ( agent->vlanForVniHas( from ) && agent->vlanForVniHas( to ) ) {
+            vlans.emplace( agent->vlanForVni( from ), agent->vlanForVni( to ) );
+         }
+      }
+   }
+   return vlans;
+}
+
 Reason whyNotKnown( Corestore::EntityManager const & em, MacVlanPair const & host ) {
+   return whyNotKnown( em, serviceVlans( em ), host );
+}
+
+Reason whyNotKnown( Corestore::EntityManager const & em, ServiceVlans const & services,
+                    MacVlanPair const & host ) {
    std::optional< Reason > reason = learntReason( em, host, host.vlanId );
-   auto const service = serviceVlan( em, host.vlanId );
-   if ( !reason && service ) {
-      MacVlanPair const there{ host.mac, *service };
+   auto const service = services.find( host.vlanId );
+   if ( !reason && service != services.end() ) {
+      MacVlanPair const there{ host.mac, service->second };
       reason = learntReason( em, there, host.vlanId );
       if ( !reason ) {
          reason = peerReason( em, there, host.vlanId );

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 
@@ -26,6 +27,9 @@ Kel::Ptr< Qor::V1::QorPolicyFragment const > policyOf( Corestore::EntityManager 
 std::optional< Bridging::VlanId > tunnelVlan( Corestore::EntityManager const & em,
                                               std::uint32_t vni );
 
+/** The same of all VNIs. */
+std::map< std::uint32_t, Bridging::VlanId > tunnelVlans( Corestore::EntityManager const & em );
+
 /** A host's row in the forwarding database; the empty row when it has none. */
 Slab::Bridging::SlabFdbStatus learntRow( Corestore::EntityManager const & em,
                                          Bridging::MacVlanPair const & host );
@@ -36,6 +40,13 @@ Reason whyNotKnown( Corestore::EntityManager const & em, Bridging::MacVlanPair c
 
 /** The fragment whose flows share a rule; empty for a rule that none share. */
 std::string fragmentOfSharedRule( QorClient::Status const & agent, Kel::Name const & rule );
+
+/** The VLAN of the service that a fragment puts before a VLAN, where hosts are looked for too. */
+using ServiceVlans = std::map< Bridging::VlanId, Bridging::VlanId >;
+ServiceVlans serviceVlans( Corestore::EntityManager const & em );
+/** The same for many hosts. */
+Reason whyNotKnown( Corestore::EntityManager const & em, ServiceVlans const & services,
+                    Bridging::MacVlanPair const & host );
 
 /** The details of a flow as the agent reports them, with the hardware's reason where the agent
  * names none. */

@@ -41,18 +41,28 @@ MemberPlace placeOf( Kel::Name const & vrf, Vxlan::VniOrNone vni,
    return { vrf.stringValue(), vni.value(), key.ip.stringValue(), key.mac.stringValue() };
 }
 
-/** The VLAN in which the agent has a member in the flow table. */
-std::optional< Bridging::VlanId > endPointVlan( Corestore::EntityManager const & em,
-                                                std::string const & vrf, std::uint32_t vni,
-                                                QorL3::V1::MemberKey const & key ) {
-   auto const vlan = tunnelVlan( em, vni );
-   auto const table =
-      em.entity< OpenFlowTable::PinFlowHwConfig >( Catalog::pathOf( "pfHwConfigL3" ) );
-   return vlan && table->trafficEndPointHas(
-                     QorClientL3::V1::endPointIdOf( L3::VrfName( vrf ), key, *vlan ) )
-             ? vlan
-             : std::nullopt;
-}
+/** Where the agent has the members of groups in the flow table. */
+class EndPoints {
+ public:
+   explicit EndPoints( Corestore::EntityManager const & em )
+      : vlans_( tunnelVlans( em ) ),
+        table_( em.entity< OpenFlowTable::PinFlowHwConfig >( Catalog::pathOf( "pfHwConfigL3" ) ) ) {
+   }
+
+   /** The VLAN in which one is there. */
+   std::optional< Bridging::VlanId > vlanOf( std::string const & vrf, std::uint32_t vni,
+                                             QorL3::V1::MemberKey const & key ) const {
+      auto const vlan = vlans_.find( vni );
+      return vlan != vlans_.end() && table_->trafficEndPointHas( QorClientL3::V1::endPointIdOf(
+                                        L3::VrfName( vrf ), key, vlan->second ) )
+                ? std::optional( vlan->second )
+                : std::nullopt;
+   }
+
+ private:
+   std::map< std::uint32_t, Bridging::VlanId > vlans_;
+   Kel::Ptr< OpenFlowTable::PinFlowHwConfig const > table_;
+};
 
 /** The groups that are configured or reported, each with its members. */
 std::map< std::string, Members > groupsOf( Corestore::EntityManager const & em ) {
@@ -109,6 +119,7 @@ TextTable groupsTable( Corestore::EntityManager const & em ) {
       em.entity< QorL3::V1::GroupTypeStatus >( Catalog::pathOf( "groupTypeStatus" ) );
    TextTable table(
       { "GROUP", "TYPE STATE", "VRF", "VNI", "VLAN", "IP", "MAC", "MEMBER STATE", "DETAIL" } );
+   EndPoints const endPoints( em );
    for ( auto const & [group, members] : groupsOf( em ) ) {
       auto const type = types->group( group );
       std::string const typeState =
@@ -120,7 +131,7 @@ TextTable groupsTable( Corestore::EntityManager const & em ) {
       for ( auto const & [place, member] : members ) {
          auto const & [vrf, vni, ip, mac] = place;
          auto const & status = member.status;
-         auto const vlan = endPointVlan( em, vrf, vni, member.key );
+         auto const vlan = endPoints.vlanOf( vrf, vni, member.key );
          table.row( { group, typeState, vrf, vni,
                       vlan ? Cell( vlan->value() ) : Cell::insteadOf( "waiting" ), ip, mac,
                       status ? stateWord( status->state ) : "not reported",

@@ -17,8 +17,10 @@ struct Table {
 
 constexpr Table tables[] = { { "flows", &flowsTable },
                              { "rules", &rulesTable },
-                             { "hosts", nullptr, &hostsTable, "STATE" },
+                             { "hosts", &hostsTable },
                              { "ports", &portsTable },
+                             { "learnt", &learntTable },
+                             { "tunnels", &tunnelsTable },
                              { "vnis", nullptr, &vnisTable, "VLAN" },
                              { "groups", nullptr, &groupsTable, "MEMBER STATE" },
                              { "l3flows", nullptr, &routedFlowsTable, "STATE" },

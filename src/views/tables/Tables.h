@@ -22,9 +22,13 @@ TextTable flowsTable( Corestore::EntityManager const & em, Choice const & choice
 /** Each rule in the flow tables and the hardware's answer. */
 TextTable rulesTable( Corestore::EntityManager const & em, Choice const & choice = {} );
 /** Each host that a flow intercepts or that is known, where it is, and what it waits for. */
-TextTable hostsTable( Corestore::EntityManager const & em );
+TextTable hostsTable( Corestore::EntityManager const & em, Choice const & choice = {} );
 /** Each port, the VLANs that it carries, and what is there. */
 TextTable portsTable( Corestore::EntityManager const & em, Choice const & choice = {} );
+/** Each host at a port, and how it is known. */
+TextTable learntTable( Corestore::EntityManager const & em, Choice const & choice = {} );
+/** Each end point behind each tunnel, and what is known to be there. */
+TextTable tunnelsTable( Corestore::EntityManager const & em, Choice const & choice = {} );
 /** Each VNI that is needed or mapped, its VLAN and who needs it. */
 TextTable vnisTable( Corestore::EntityManager const & em );
 /** Each group of routed traffic with its members and their VLANs. */

@@ -12,6 +12,8 @@ const views = {
   rules: { title: 'Rules', show: listView('rules') },
   hosts: { title: 'Hosts', show: listView('hosts') },
   ports: { title: 'Ports', show: listView('ports') },
+  learnt: { title: 'Learnt', show: listView('learnt') },
+  tunnels: { title: 'Tunnels', show: listView('tunnels') },
   vnis: { title: 'VNIs', show: listView('vnis') },
   l3flows: { title: 'Routed', show: listView('l3flows') },
   groups: { title: 'Groups', show: listView('groups') },
@@ -140,11 +142,18 @@ function show() {
   }
 }
 
+// Until it is told otherwise.
+let isRead = true;
+
+export function wasRead() {
+  return isRead;
+}
+
 function situationIs(there, words) {
   situation.className = `situation ${there ? 'there' : 'lost'}`;
   situation.textContent = there ? 'live' : 'not live';
   banner.hidden = there;
-  banner.textContent = there ? '' : `${words}. What is shown is how it stood last.`;
+  banner.textContent = there ? '' : `${words}. ${isRead ? 'What is shown is how it stood last.' : 'It has not been read yet.'}`;
 }
 
 const again = 2000;
@@ -194,7 +203,8 @@ function listen() {
     }
   });
   stream.addEventListener('situation', ({ data }) => {
-    const { switch: name, there, words } = JSON.parse(data);
+    const { switch: name, there, words, read } = JSON.parse(data);
+    isRead = read;
     switchNameIs(name);
     situationIs(there, words ? `The state is not followed: ${words}` : 'The state is not followed');
     current?.shown.later();

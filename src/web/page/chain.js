@@ -19,7 +19,7 @@ export function chainView(main, parameters) {
       el('p', { class: 'soft' }, `${chain.kind} of ${chain.vrf === undefined ? 'fragment' : 'VRF'} ${place}${order} · `,
         el('a', { href: linkTo('rules', { search: `${place}/${chain.name}` }) }, 'its rules')),
       el('p', { class: `summary card ${kind}`, role: 'status' }, stateOf(chain.summary.split(/[:,]/)[0]), ' ',
-        chain.summary.replace(/^[a-z]+(: |$)/, ''), chain.path ? el('span', { class: 'soft mono' }, ` ${chain.path}`) : null),
+        chain.summary.replace(/^[a-z]+(: |, |$)/, ''), chain.path ? el('span', { class: 'soft mono' }, ` ${chain.path}`) : null),
       el('ol', { class: 'chain card' }, chain.links.map((link) => el('li', {},
         stateOf(link.finding), el('span', { class: 'what' }, link.link),
         el('span', { class: 'words' }, link.words),

@@ -1,23 +1,39 @@
-import { clockOf, count, el, say } from './dom.js';
+import { clockOf, count, el, linkTo, say } from './dom.js';
 import { get } from './api.js';
 
 const kept = 300;
 
-export function changesView(main) {
+export function changesView(main, parameters) {
   let isHeld = false;
   let more = 0;
   let changes = [];
   let isDrawing = false;
+  let typing = null;
   const log = el('ol', { class: 'log card' });
   const filter = el('input', { type: 'search', id: 'filter', autocomplete: 'off', spellcheck: 'false',
-    placeholder: 'press / to search', oninput: () => draw() });
+    placeholder: 'press / to search', oninput: () => {
+      draw();
+      clearTimeout(typing);
+      typing = setTimeout(go, 200);
+    } });
   const told = el('span', { role: 'status', class: 'soft' });
-  const hold = el('button', { type: 'button', 'aria-pressed': 'false', onclick: () => {
+  const hold = el('button', { type: 'button', onclick: () => {
     isHeld = !isHeld;
-    hold.setAttribute('aria-pressed', String(isHeld));
     hold.textContent = isHeld ? 'Go on' : 'Hold';
     draw();
   } }, 'Hold');
+
+  function take(given) {
+    if (document.activeElement !== filter) {
+      filter.value = given.get('search') ?? '';
+    }
+  }
+  take(parameters);
+
+  // The place can be sent to someone else.
+  function go() {
+    history.replaceState(null, '', linkTo('changes', { search: filter.value }));
+  }
 
   main.append(
     el('h1', {}, 'Changes as they come'),
@@ -54,6 +70,10 @@ export function changesView(main) {
 
   return {
     kinds: [],
+    parametersAre(given) {
+      take(given);
+      return true;
+    },
     async read() {
       const { changes: told } = await get('changes');
       // Some may have been heard of while this was on its way.
@@ -70,5 +90,6 @@ export function changesView(main) {
       changes = [...fresh.reverse(), ...changes].slice(0, kept);
       drawSoon();
     },
+    stop() { clearTimeout(typing); },
   };
 }

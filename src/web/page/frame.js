@@ -21,6 +21,11 @@ const words = (exit) => (exit.port !== undefined
   ? `${exit.port}, ${exit.vlan === null ? 'untagged' : `tagged ${exit.vlan}`}`
   : exit.vtep !== undefined ? `VNI ${exit.vni} to ${exit.vtep}` : `next hop ${exit.next_hop}`);
 
+// A refusal names fields as the interface does, and as the command line.
+const labelOf = (name, otherwise) => fields.find(([field]) => field === name)?.[1] ?? otherwise;
+const inWordsOfThePage = (message) => message.replace(/^[a-z_]+(?=: )/, (name) => labelOf(name, name))
+  .replace(/--([a-z_]+)/g, (all, name) => `“${labelOf(name, all)}”`);
+
 export function frameView(main, parameters) {
   let wanted = parameters;
   const isNew = differing();
@@ -82,7 +87,7 @@ export function frameView(main, parameters) {
       if (!isNew(error.message)) {
         return;
       }
-      result.replaceChildren(el('p', { class: 'summary card bad', role: 'alert' }, stateOf('refused'), ' ', error.message));
+      result.replaceChildren(el('p', { class: 'summary card bad', role: 'alert' }, stateOf('refused'), ' ', inWordsOfThePage(error.message)));
     },
   };
 }

@@ -1,5 +1,6 @@
 import { count, el, linkTo, replace, say, stateOf } from './dom.js';
 import { get } from './api.js';
+import { wasRead } from './app.js';
 
 const pageSize = 50;
 
@@ -72,6 +73,31 @@ const tables = {
       ['vlans', 'VLANs', (value) => value ?? 'none'],
       ['untagged', 'Untagged', (value) => (value === null ? '–' : `VLAN ${value}`), 'short'],
       ['sets', 'Service sets', (value) => list(value)],
+      ['hosts', 'Hosts', count, 'number'],
+    ],
+  },
+  learnt: {
+    title: 'Hosts at ports',
+    kinds: ['hosts', 'agent', 'ports'],
+    states: ['intercepted', 'offered', 'learnt'],
+    key: (row) => `${row.host} ${row.vlan} ${row.port}`,
+    columns: [
+      ['host', 'Host', mono, 'short'],
+      ['vlan', 'VLAN', text, 'number'],
+      ['port', 'Port', text, 'name'],
+      ['how', 'Known as'],
+    ],
+  },
+  tunnels: {
+    title: 'Tunnels and their end points',
+    kinds: ['tunnels'],
+    states: [],
+    key: (row) => `${row.tunnel} ${row.end_point}`,
+    columns: [
+      ['tunnel', 'Tunnel', text, 'name'],
+      ['address', 'Its address', mono],
+      ['end_point', 'End point', (value) => (value === null ? 'none' : mono(value))],
+      ['vnis', 'VNIs'],
       ['hosts', 'Hosts', count, 'number'],
     ],
   },
@@ -204,7 +230,8 @@ export const listView = (name) => (main, parameters) => {
         first: (asked.page - 1) * pageSize, most: pageSize });
       const rows = value.rows.map(rowOf);
       const none = () => el('tr', { role: 'row' }, el('td', { role: 'cell', class: 'none', colspan: table.columns.length },
-        value.found ? 'The list ends before this page.' : asked.search || asked.state ? 'Nothing fits.' : 'There are none.'));
+        value.found ? 'The list ends before this page.' : !wasRead() ? 'Nothing has been read yet.'
+          : asked.search || asked.state ? 'Nothing fits.' : 'There are none.'));
       replace(body, ...(rows.length ? rows.map(({ element }) => element) : [none()]));
       before = new Map(rows.map((row) => [row.key, row]));
       const first = value.found === 0 ? 0 : value.first + 1;

@@ -87,16 +87,19 @@ function tile(words, number, link, kind) {
   return el('li', {}, link ? el('a', { href: link }, content) : el('div', {}, content));
 }
 
-function tilesOf({ flows, routed_flows: routed, rules, refused, hosts_known: known, hosts_waiting: waiting, vnis_waiting: vnis }) {
+function tilesOf({ flows, routed_flows: routed, rules, refused, refused_by_reason: reasons,
+  hosts_known: known, hosts_waiting: waiting, vnis_waiting: vnis }) {
   const order = ['programmed', 'waiting', 'initial', 'rejected'];
   const rank = (state) => (order.includes(state) ? order.indexOf(state) : order.length);
+  const ofRules = !refused || Object.keys(reasons).some((reason) => !/^(group|end point) /.test(reason));
   const states = Object.entries(flows).sort(([a], [b]) => rank(a) - rank(b));
   return [
     ...(states.length ? states : [['programmed', 0]]).map(([state, n]) =>
       tile(`flows ${state}`, n, linkTo('flows', { state }), kindOfState(state))),
     ...(routed ? [tile('routed flows', routed, linkTo('l3flows'))] : []),
     tile('rules', rules, linkTo('rules')),
-    tile('rules refused', refused, linkTo('rules', { state: 'rejected' }), refused ? 'bad' : 'good'),
+    tile('refused by the hardware', refused, ofRules ? linkTo('rules', { state: 'rejected' }) : linkTo('groups', { state: 'error' }),
+      refused ? 'bad' : 'good'),
     tile('hosts known', known, linkTo('hosts', { state: 'known' })),
     ...(waiting ? [tile('hosts waiting', waiting, linkTo('hosts', { state: 'waiting' }), 'wait')] : []),
     tile('VNIs without VLAN', vnis, linkTo('vnis', { state: vnis ? 'waiting' : '' }), vnis ? 'wait' : 'good'),
@@ -120,6 +123,10 @@ function waysList(fragment) {
     el('span', { class: 'small' }, way.flows.flatMap((flow, k) => [k ? ', ' : '',
       el('a', { href: linkTo('flow', { flow: `${fragment.name}/${flow}` }) }, flow)]),
     way.count > way.flows.length ? ` and ${count(way.count - way.flows.length)} more` : ''))));
+}
+
+function listOf(view, words = view) {
+  return el('span', {}, 'the ', el('a', { href: linkTo(view) }, `list of ${words}`), ' has all. ');
 }
 
 export function pictureView(main, parameters) {
@@ -148,7 +155,7 @@ export function pictureView(main, parameters) {
     const height = Math.max(1, y - 12);
     drawing.replaceChildren(svg('svg', { viewBox: `0 0 ${width} ${height}`, width, height, role: 'img',
       'aria-label': `Switch ${last.switch}: ${last.port_count} ports, ${last.tunnels.length} tunnels, ` +
-        `${last.fragment_count} services. The ways through the services are listed below, the ports in a list of their own.` }, groups));
+        `${last.fragment_count} services. The ways through the services are listed below, ports, hosts and tunnels in lists of their own.` }, groups));
   }
   const watcher = new ResizeObserver(() => draw());
   watcher.observe(drawing);
@@ -166,19 +173,28 @@ export function pictureView(main, parameters) {
         return;
       }
       last = value;
-      replace(tiles, ...tilesOf(value.counts));
+      const isRead = value.situation.read;
+      replace(tiles, ...(isRead ? tilesOf(value.counts) : []));
       draw();
       const words = [];
-      if (!value.counts.active) {
-        words.push('The agent is not active: nobody acts on the policy.');
+      if (isRead && !value.counts.active) {
+        words.push('The agent is not active: nobody acts on the policy. ');
       }
       if (value.port_count > value.ports.length) {
-        words.push(`${count(value.port_count - value.ports.length)} ports more are not drawn; the list of ports has all.`);
+        words.push(`${count(value.port_count - value.ports.length)} ports more are not drawn; `, listOf('ports'));
       }
-      if (!value.fragment_count) {
-        words.push('There is no policy.');
+      if (isRead && !value.fragment_count) {
+        words.push('There is no policy. ');
       }
-      note.textContent = words.join(' ');
+      const hosts = value.ports.reduce((sum, port) => sum + port.host_count - port.hosts.length, 0);
+      if (hosts) {
+        words.push(`${count(hosts)} hosts more are at these ports; `, listOf('learnt', 'hosts at ports'));
+      }
+      const ends = value.tunnels.reduce((sum, tunnel) => sum + Math.max(0, tunnel.end_count - mostEnds), 0);
+      if (ends) {
+        words.push(`${count(ends)} end points more are behind tunnels; `, listOf('tunnels'));
+      }
+      replace(note, el('span', {}, words));
       const step = Math.max(1, value.fragments.length);
       replace(pager, ...(value.fragment_count > value.fragments.length ? [
         el('a', { href: linkTo('', { first: Math.max(0, first - 4) || '' }) }, '‹ Previous'),
