@@ -176,14 +176,14 @@ int main( int argc, char ** argv ) {
       static_cast< double >( before.inUse ) / static_cast< double >( start.inUse );
    double const resident = before.resident / start.resident;
    double const time = times.back() / times.front();
+   unsigned long long const all = tenths * histories * changes;
    std::printf(
       "\n%llu changes in one process, of which the agent made %llu rows; each tenth is the same "
       "%llu histories. The end against the start: pieces %.4f, resident %.4f; the last tenth "
       "against "
       "the first: time %.3f\n",
-      static_cast< unsigned long long >( tenths * histories * changes ),
-      static_cast< unsigned long long >( written ), static_cast< unsigned long long >( histories ),
-      inUse, resident, time );
-   bool const isLong = tenths * histories * changes >= 1'000'000;
+      all, static_cast< unsigned long long >( written ),
+      static_cast< unsigned long long >( histories ), inUse, resident, time );
+   bool const isLong = all >= 1'000'000;
    return !isLong || ( resident < 1.01 && inUse < 1.01 && time < 1.1 ) ? 0 : 1;
 }
