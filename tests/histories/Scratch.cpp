@@ -214,6 +214,8 @@ std::vector< std::string > Scratch::differences() const {
    std::set< std::string > fragments;
    std::set< std::string > otherFragments;
    std::set< std::string > steady;
+   // VLANs that the agent has no more, since the interface that bound their VNI has left its set.
+   std::set< std::string > unbound;
    for ( auto const & [path, entity] :
          rowsOf( state_, { "qor/version1/policy", "policy", "policyFragment" } ) ) {
       if ( fresh.member( "qorclient/status" )->member( "active" ) ) {
@@ -226,8 +228,14 @@ std::vector< std::string > Scratch::differences() const {
          Value const * vni = entity.member( near ? "serviceVni" : "originalVni" );
          for ( auto const & [intf, value] :
                rowsOf( entity, { "serviceIntfSet", near ? "near" : "far", "intf" } ) ) {
+            std::string const number = vni ? Corestore::jsonLine( *vni ) : "";
             if ( vni && !policy_.hasLeft( path, intf ) ) {
-               steady.insert( Corestore::jsonLine( *vni ) + "|" + intf + "|" + path );
+               steady.insert( number + "|" + intf + "|" + path );
+            } else if ( auto const vlan = freshVlans.find( number );
+                        vlan != freshVlans.end() &&
+                        placeOf( rowsOf( state_, { "qorclient/status", "vlanForVni" } ), number )
+                           .empty() ) {
+               unbound.insert( vlan->second );
             }
          }
          if ( vni && otherVnis.contains( Corestore::jsonLine( *vni ) ) ) {
@@ -269,6 +277,7 @@ std::vector< std::string > Scratch::differences() const {
       }
    }
    std::set< std::string > leftOut = otherVlans;
+   leftOut.merge( unbound );
    for ( std::string const & fragment : otherFragments ) {
       for ( auto const & [side, vni] :
             rowsOf( state_, { "qor/version1/policy", "policy", "policyFragment", fragment } ) ) {
