@@ -31,7 +31,8 @@ export function replace(place, ...children) {
   const stays = new Set(wanted);
   wanted.forEach((child, i) => {
     const there = place.childNodes[i];
-    if (there === child || there?.isEqualNode(child)) {
+    // One that is wanted at another place is not taken for its like.
+    if (there === child || (there?.isEqualNode(child) && !stays.has(there))) {
       return;
     }
     if (there && !stays.has(there)) {
